@@ -1,0 +1,80 @@
+#pragma once
+
+// The file system as Tallyfin needs it, over POSIX: descriptors are opened with O_CLOEXEC, EINTR is retried,
+// and nothing here can block on a FIFO or a device. Paths are bytes; they need not be UTF-8.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace tallyfin::Files {
+
+/// What a look at a file tells. Of a symbolic link it is the target that counts.
+struct Attributes {
+  std::uint64_t size = 0;    ///< bytes
+  double modified = 0;       ///< seconds since 1970, with the file system's fraction
+  std::uint64_t number = 0;  ///< the file system's number of the file (inode)
+  bool isRegular = false;    ///< a plain file, neither directory nor FIFO, socket or device
+};
+
+/// Attributes of the file at `path`; absent when they cannot be had (missing, dangling link, no permission).
+std::optional<Attributes> attributes(const std::string& path);
+
+/// Whether an entry of any kind exists at `path`; a dangling link does not.
+bool exists(const std::string& path);
+
+bool isDirectory(const std::string& path);
+
+/// Paths of all entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a
+/// name must have something before that dot. Entries whose name begins with a point are left out, with all
+/// that lies below them. Symbolic links to directories are not walked. Directories that cannot be read are
+/// passed over. Sorted by the code points of the paths' canonical forms, then by bytes. Absent when `root` is
+/// no directory.
+std::optional<std::vector<std::string>> filesBelow(const std::string& root, std::string_view extension);
+
+/// Names of the entries of a directory, unsorted, without "." and ".."; absent when it cannot be listed.
+std::optional<std::vector<std::string>> entryNames(const std::string& directory);
+
+/// The whole content of a regular file; absent when it cannot be read, is no regular file or holds more than
+/// `limit` bytes.
+std::optional<std::string> contents(const std::string& path, std::uint64_t limit);
+
+/// Writes `parts`, one after the other, to a temporary file beside `path`, flushes it to the disk and renames
+/// it over `path`: a reader sees the old content or the new, whole. The file gets mode 0600. Temporary files
+/// that an earlier, killed process left behind are removed. On failure the old file stays and the temporary
+/// one is gone. Throws std::system_error.
+void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts);
+
+/// Makes a directory with all its parents. The error, if any, or nothing.
+std::error_code createDirectories(const std::string& path);
+
+/// Removes a file; a failure is ignored.
+void removeFile(const std::string& path);
+
+/// The user's home directory: HOME, else the password database, else "/". Only a `main` calls this, once.
+std::string homeDirectory();
+
+/// `path` with a leading "~" replaced by `home`, and a leading "~user" by that user's home directory. An
+/// unknown user leaves the path as it is.
+std::string expandingTilde(const std::string& path, const std::string& home);
+
+/// Where programs keep files of their own that can be made anew: ~/.cache on Linux, from the home directory
+/// alone (a client starts a server with HOME but without the XDG variables, and a shell and a client must not
+/// see two caches); ~/Library/Application Support on macOS.
+std::string applicationSupportDirectory(const std::string& home);
+
+/// The part behind the last "/", trailing slashes not counted; "/" for the root, empty for an empty path.
+std::string_view lastComponent(std::string_view path);
+
+/// The path without its last component and the slash before it; "/" stays "/", a path without a slash becomes
+/// empty.
+std::string_view withoutLastComponent(std::string_view path);
+
+/// A file name without its extension: what stands before the last dot, or all when there is no dot, or
+/// nothing but the dot's own name behind or before it (".profile", "name.").
+std::string_view withoutExtension(std::string_view name);
+
+}  // namespace tallyfin::Files

@@ -1,0 +1,65 @@
+#pragma once
+
+// A text stored once per process. Records repeat their model, session, directory, agent and home thousands of
+// times; as handles of four bytes they are copied, compared and hashed for free, and the dense `number()`
+// lets a pass over records index arrays instead of hashing texts.
+//
+// Texts that are canonically equivalent (NFC) are equal and share one number, yet each handle keeps the
+// spelling it was made from. ASCII pays one bit test for that. Interned texts are never freed.
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+namespace tallyfin {
+
+class InternedText {
+ public:
+  /// The empty text, number 0.
+  constexpr InternedText() = default;
+
+  /// Stores the text, or finds it stored. Bytes that are no UTF-8 become U+FFFD. Safe from any thread.
+  explicit InternedText(std::string_view text);
+
+  /// The text as it was spelled. The view lives as long as the process.
+  std::string_view text() const;
+
+  /// The text in canonical form (NFC). The view lives as long as the process.
+  std::string_view canonical() const;
+
+  bool empty() const { return id_ == 0; }
+
+  /// The same for equal texts, dense from 0; below `count()`. The numbers say nothing about order and differ
+  /// from run to run when threads intern at once, so no output may depend on them.
+  std::uint32_t number() const { return (id_ & kVariant) == 0 ? id_ : numberOfVariant(); }
+
+  /// How many numbers have been given out so far.
+  static std::size_t count();
+
+  friend bool operator==(InternedText left, InternedText right) {
+    return left.id_ == right.id_ ||
+           (((left.id_ | right.id_) & kVariant) != 0 && left.number() == right.number());
+  }
+
+  /// By code points of the canonical form.
+  friend std::strong_ordering operator<=>(InternedText left, InternedText right) {
+    return left == right ? std::strong_ordering::equal : left.canonical() <=> right.canonical();
+  }
+
+  template <typename H>
+  friend H AbslHashValue(H state, InternedText text) {
+    return H::combine(std::move(state), text.number());
+  }
+
+ private:
+  /// Marks a spelling that is not in canonical form; the other bits then index the table of such spellings.
+  static constexpr std::uint32_t kVariant = 0x8000'0000;
+
+  std::uint32_t numberOfVariant() const;
+
+  std::uint32_t id_ = 0;
+};
+
+}  // namespace tallyfin

@@ -1,0 +1,149 @@
+#pragma once
+
+// JSON, strictly by RFC 8259, on one road for everything that is read: transcript lines, protocol messages,
+// rosters. Invalid UTF-8, a byte order mark, an escaped lone surrogate, a literal NaN, a trailing comma or
+// cut text make a document invalid. A number is never too large and is kept as it was written. Nesting up to
+// 1,000 levels is accepted and deeper refused, so that recursion over a document is bounded. Of equal keys
+// the last wins.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace tallyfin {
+
+/// Reads a document piece by piece without copying it: the fast way for lines of which a few members matter.
+/// The first fault makes it `failed()`, after which every call answers false or empty.
+///
+///   JsonReader reader(line);
+///   JsonReader::String key;
+///   if (reader.beginObject()) {
+///     while (reader.nextKey(key)) {
+///       if (key.is("id", scratch)) id = reader.string(); else reader.skipValue();
+///     }
+///   }
+///   const bool valid = reader.finish();
+///
+/// The text must outlive the reader and all views that it hands out. The reader checks grammar, escapes and
+/// numbers of all that it passes over; UTF-8 is checked by `finish`.
+class JsonReader {
+ public:
+  enum class Kind : std::uint8_t { object, array, string, number, boolean, null, invalid };
+
+  /// A string as it stands in the text, between the quotation marks.
+  struct String {
+    std::string_view raw;
+    bool escaped = false;  ///< `raw` holds backslash escapes
+
+    /// The text meant. Without escapes it is `raw`; otherwise it is built in `buffer`, which must outlive the
+    /// view.
+    std::string_view text(std::string& buffer) const;
+  };
+
+  explicit JsonReader(std::string_view text) : begin_(text.data()), at_(begin_), end_(begin_ + text.size()) {}
+
+  /// The kind of the value that comes next; it is not consumed.
+  Kind peek();
+
+  /// Consumes "{" or "[".
+  bool beginObject();
+  bool beginArray();
+
+  /// Moves to the next member and consumes its key; false behind the last, when "}" has been consumed, or on
+  /// failure.
+  bool nextKey(String& key);
+
+  /// Moves to the next element; false behind the last, when "]" has been consumed, or on failure.
+  bool nextElement();
+
+  /// Each consumes a value of its kind; any other kind is a failure.
+  String string();
+  std::string_view number();  ///< the digits as written
+  bool boolean();
+  void null();
+
+  /// Consumes a value of any kind, checking it.
+  void skipValue();
+
+  /// Consumes a value of any kind and gives its text.
+  std::string_view rawValue();
+
+  /// True when the whole text was one valid value and white space.
+  bool finish();
+
+  bool failed() const { return failed_; }
+
+ private:
+  void fail();
+  void skipWhitespace();
+  bool consume(char expected);
+  bool literal(std::string_view word);
+  bool enter(char bracket);
+  bool leave();
+
+  const char* begin_;
+  const char* at_;
+  const char* end_;
+  int depth_ = 0;
+  bool first_ = false;  // just behind an opening bracket: no comma is due
+  bool failed_ = false;
+};
+
+/// A small document as a value: what a message or a roster file holds.
+class JsonValue {
+ public:
+  /// A number as it was written, so that it can be given back unchanged.
+  struct Number {
+    std::string digits;
+  };
+  using Array = std::vector<JsonValue>;
+  /// Members in the order of their keys' first appearance; no two keys are the same.
+  using Object = std::vector<std::pair<std::string, JsonValue>>;
+
+  JsonValue() = default;  ///< null
+  JsonValue(bool value) : value_(value) {}
+  JsonValue(std::int64_t value) : value_(Number{std::to_string(value)}) {}
+  JsonValue(std::string value) : value_(std::move(value)) {}
+  JsonValue(std::string_view value) : value_(std::string(value)) {}
+  JsonValue(const char* value) : value_(std::string(value)) {}
+  JsonValue(Array value) : value_(std::move(value)) {}
+  JsonValue(Object value) : value_(std::move(value)) {}
+
+  /// The document; absent when it is not valid.
+  static std::optional<JsonValue> parse(std::string_view text);
+
+  /// Each gives the payload, or null when the value is of another kind.
+  const Object* object() const { return std::get_if<Object>(&value_); }
+  const Array* array() const { return std::get_if<Array>(&value_); }
+  const std::string* string() const { return std::get_if<std::string>(&value_); }
+  const bool* boolean() const { return std::get_if<bool>(&value_); }
+
+  /// The value of a number without a fractional part, however it is written (5, 5.0, 5e0); beyond 64 bits it
+  /// is the nearest that fits. Absent for any other number or kind.
+  std::optional<std::int64_t> wholeNumber() const;
+
+  /// The member with that key; null when there is none or the value is no object.
+  const JsonValue* member(std::string_view key) const;
+
+  /// The document as compact JSON: no white space, slashes not escaped, bytes that are no UTF-8 as U+FFFD.
+  std::string text() const;
+  void write(std::string& out) const;
+
+ private:
+  static JsonValue read(JsonReader& reader);
+
+  std::variant<std::monostate, bool, Number, std::string, Array, Object> value_;
+};
+
+/// A JSON number to a signed 64-bit integer: a fraction is cut off towards 0, what does not fit becomes the
+/// nearest that does. `digits` must be a valid JSON number.
+std::int64_t integerOfJsonNumber(std::string_view digits);
+
+/// Appends `text` as a JSON string with its quotation marks.
+void appendJsonString(std::string& out, std::string_view text);
+
+}  // namespace tallyfin

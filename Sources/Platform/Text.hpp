@@ -1,0 +1,68 @@
+#pragma once
+
+// What people mean by text, on top of UTF-8 bytes: user-perceived characters (extended grapheme clusters,
+// Unicode UAX #29), canonical equivalence (NFC, UAX #15), Unicode lower case. Every operation has a road for
+// ASCII, nearly all there is, that touches no table.
+//
+//   Text::fitted("Größe", 7)      // "Größe  ", two spaces: five characters, seven bytes
+//   Text::contains("café", "fe")  // false: é is one character, spelled either way
+//
+// Views that come back point into the argument and live as long as it does.
+
+#include <compare>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tallyfin::Text {
+
+/// True when every byte is below 128.
+bool isAscii(std::string_view text);
+
+/// True when the bytes are well-formed UTF-8 (no surrogates, no overlong forms).
+bool isValidUtf8(std::string_view bytes);
+
+/// The bytes with each maximal ill-formed sequence replaced by U+FFFD; well-formed bytes come back as they
+/// are.
+std::string repaired(std::string_view bytes);
+
+/// The canonical composition (NFC). Ill-formed bytes are repaired first.
+std::string canonical(std::string_view text);
+
+/// The text in lower case by Unicode's full mapping (U+0130 becomes two code points), whatever the locale.
+std::string lowercased(std::string_view text);
+
+/// Without spaces and tabs at both ends: the Unicode space separators (category Zs) and the tab. Line ends
+/// stay.
+std::string_view trimmedBlanks(std::string_view text);
+
+/// Without white space of any kind at both ends: blanks as above, U+000A to U+000D, U+0085, U+2028, U+2029.
+std::string_view trimmedWhitespace(std::string_view text);
+
+/// The number of user-perceived characters.
+std::size_t characterCount(std::string_view text);
+
+/// The first `count` characters; all of the text when it has no more.
+std::string_view prefix(std::string_view text, std::size_t count);
+
+/// The last `count` characters; all of the text when it has no more.
+std::string_view suffix(std::string_view text, std::size_t count);
+
+/// Exactly `width` characters: cut without a mark, or filled with spaces on the right.
+std::string fitted(std::string_view text, std::size_t width);
+
+/// True when every character of the text is a number (Unicode categories Nd, Nl and No); false for empty
+/// text.
+bool isAllNumbers(std::string_view text);
+
+/// Whether the canonical form of `text` begins with that of `start`, in whole characters.
+bool hasPrefix(std::string_view text, std::string_view start);
+
+/// Whether the canonical form of `part` stands anywhere in that of `text`, in whole characters.
+/// An empty `part` is in every text.
+bool contains(std::string_view text, std::string_view part);
+
+/// Order by the code points of the canonical forms; canonically equivalent texts are equal.
+std::strong_ordering compare(std::string_view left, std::string_view right);
+
+}  // namespace tallyfin::Text

@@ -1,0 +1,120 @@
+#pragma once
+
+// The one rule about numbers: what cannot be computed is "unknown" with a reason, never 0. A known 0 is a
+// different thing.
+
+#include "Platform/InternedText.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace tallyfin {
+
+/// Why there is no figure.
+class UnknownReason {
+ public:
+  enum class Kind : std::uint8_t {
+    noPriceForModel,
+    notMetered,
+    unreadableSource,
+    noData,
+    noRecentActivity,
+    periodIncomplete
+  };
+
+  /// Stands in the number's place, whatever the reason.
+  static constexpr const char* placeholder = "unknown";
+
+  static UnknownReason noPriceForModel(InternedText model) { return {Kind::noPriceForModel, model}; }
+  static UnknownReason notMetered(InternedText what) { return {Kind::notMetered, what}; }
+  static UnknownReason unreadableSource(InternedText source) { return {Kind::unreadableSource, source}; }
+  static UnknownReason noData() { return {Kind::noData, {}}; }
+  static UnknownReason noRecentActivity() { return {Kind::noRecentActivity, {}}; }
+  static UnknownReason periodIncomplete() { return {Kind::periodIncomplete, {}}; }
+
+  Kind kind() const { return kind_; }
+
+  /// The model, the thing not metered or the source; empty for the other kinds.
+  InternedText subject() const { return subject_; }
+
+  /// The reason in words.
+  std::string text() const;
+
+  friend bool operator==(const UnknownReason&, const UnknownReason&) = default;
+
+ private:
+  UnknownReason(Kind kind, InternedText subject) : subject_(subject), kind_(kind) {}
+
+  InternedText subject_;
+  Kind kind_;
+};
+
+/// A figure that is known, or unknown with a reason.
+template <typename T>
+class Estimate {
+ public:
+  Estimate(T value) : state_(std::move(value)) {}
+  Estimate(UnknownReason reason) : state_(reason) {}
+
+  bool isKnown() const { return state_.index() == 0; }
+
+  /// The figure, or null when it is unknown. Lives as long as the estimate.
+  const T* value() const { return std::get_if<T>(&state_); }
+
+  /// The reason, or null when the figure is known. Lives as long as the estimate.
+  const UnknownReason* reason() const { return std::get_if<UnknownReason>(&state_); }
+
+  /// The figure changed by `change`; an unknown stays unknown for the same reason.
+  template <typename F>
+  auto map(F&& change) const -> Estimate<decltype(change(std::declval<const T&>()))> {
+    if (const T* known = value()) {
+      return std::forward<F>(change)(*known);
+    }
+    return *reason();
+  }
+
+  friend bool operator==(const Estimate&, const Estimate&) = default;
+
+ private:
+  std::variant<T, UnknownReason> state_;
+};
+
+/// A sum of money that knows what it leaves out: `priced` is a lower bound whenever `unpricedRequests` is
+/// above 0.
+struct CostEstimate {
+  double priced = 0;                      ///< US dollars of all that has a price
+  std::int64_t unpricedRequests = 0;      ///< requests without a price; not in `priced`
+  std::set<InternedText> unpricedModels;  ///< the models of those requests, in text order
+
+  bool isComplete() const { return unpricedRequests == 0; }
+
+  CostEstimate& operator+=(const CostEstimate& other);
+  friend CostEstimate operator+(CostEstimate left, const CostEstimate& right) { return left += right; }
+
+  /// The dollars times `factor`; what is left out stays told in full.
+  CostEstimate scaled(double factor) const;
+
+  /// The amount as `money`, behind "≥ " when something is left out.
+  std::string formatted() const;
+
+  /// What is left out, in words; absent when nothing is.
+  std::optional<std::string> caveat() const;
+
+  /// A dollar amount: two decimals and commas between thousands, or four decimals below one cent, so that a
+  /// fraction of a cent does not read as nothing. The sign stands behind the dollar sign. Ties go to the even
+  /// digit of the exact binary value, as printf does; -0.0 prints as 0.
+  static std::string money(double amount);
+
+  /// The median of the dollars; the mean of the middle two for an even number. What is left out is the sum
+  /// and union over all. `estimates` must not be empty.
+  static CostEstimate median(const std::vector<CostEstimate>& estimates);
+
+  friend bool operator==(const CostEstimate&, const CostEstimate&) = default;
+};
+
+}  // namespace tallyfin

@@ -1,0 +1,71 @@
+#pragma once
+
+// The server's one holder of scan state: decides where transcripts and cache lie and when a look at the disk
+// is due, keeps the unified records, and turns a period into a report. Works on the server's one thread,
+// without locks.
+
+#include "Platform/Calendar.hpp"
+#include "TallyfinCore/AgentRoster.hpp"
+#include "TallyfinCore/Aggregation.hpp"
+#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinMCP/Period.hpp"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tallyfin {
+
+/// What the server is told about the machine, once, at start. Tests hand in their own.
+struct Environment {
+  std::string home;                              ///< the user's real home directory
+  std::optional<std::string> tallyfinHome;       ///< TALLYFIN_HOME: stands in for the home of the transcripts
+  std::optional<std::string> tallyfinCachePath;  ///< TALLYFIN_CACHE_PATH: the cache file
+  Calendar calendar = Calendar::utc();           ///< of the machine's zone
+  std::function<TimePoint()> now;                ///< the wall clock
+};
+
+class DataSource {
+ public:
+  using Filter = std::function<bool(const UsageRecord&)>;
+
+  /// Reads no transcript and no cache; makes the folder of a given cache path. Empty variables count as
+  /// unset.
+  explicit DataSource(Environment environment);
+
+  /// Looks at the disk when 15 seconds or more have passed since the last look ended, and tells what that
+  /// look did. The first call also loads the cache file and the roster. Cannot fail.
+  const RefreshStats& ensureFresh();
+
+  /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. Hours are built
+  /// when `includeHours` says so, by default for a single day.
+  Report report(const Period& period, const Filter& filter = {}, std::optional<bool> includeHours = {});
+
+  const std::vector<SourceHome>& homes() const { return homes_; }
+  const ScanCache& cache() const { return cache_; }
+  const ProjectResolver& resolver() const { return resolver_; }
+  const Calendar& calendar() const { return aggregator_.calendar(); }
+  const std::vector<UsageRecord>& records() const { return records_; }
+  const ScanDiagnostics& diagnostics() const { return diagnostics_; }
+  const AgentRoster& roster() const { return roster_; }
+  const std::string& home() const { return environment_.home; }
+  TimePoint now() const { return environment_.now(); }
+
+ private:
+  static constexpr double freshnessWindow = 15.0;  // seconds
+
+  Environment environment_;
+  std::vector<SourceHome> homes_;
+  ScanCache cache_;
+  ProjectResolver resolver_;
+  Aggregator aggregator_;
+  std::vector<UsageRecord> records_;
+  ScanDiagnostics diagnostics_;
+  std::optional<RefreshStats> refreshStats_;
+  std::optional<TimePoint> lastRefresh_;
+  AgentRoster roster_;
+  bool rosterLoaded_ = false;
+};
+
+}  // namespace tallyfin

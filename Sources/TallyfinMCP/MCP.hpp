@@ -1,0 +1,43 @@
+#pragma once
+
+// The protocol: what one line from the client is answered with, the catalogue of tools, and the door through
+// which every tool call passes. Input and output themselves are the business of `main`.
+
+#include "Platform/Json.hpp"
+#include "TallyfinMCP/DataSource.hpp"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tallyfin {
+
+class MCPServer {
+ public:
+  static constexpr const char* serverName = "tallyfin";
+  static constexpr const char* serverVersion = "0.5.3";
+
+  /// `data` must outlive the server. `log` receives log lines without their line feed.
+  MCPServer(DataSource& data, std::function<void(std::string_view)> log);
+
+  /// The reply to one line, without a line feed, or nothing when none is owed. Never fails.
+  std::optional<std::string> reply(std::string_view line);
+
+  /// The catalogue: an array of nine tools in their order, the same whatever the data.
+  static const JsonValue& tools();
+
+  struct ToolResult {
+    std::string text;
+    bool isError = false;
+  };
+
+  /// Runs the tool of that name. `arguments` is an object. Never fails: what goes wrong is the text.
+  ToolResult callTool(std::string_view name, const JsonValue& arguments);
+
+ private:
+  DataSource& data_;
+  std::function<void(std::string_view)> log_;
+};
+
+}  // namespace tallyfin

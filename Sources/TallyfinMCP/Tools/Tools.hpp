@@ -1,0 +1,40 @@
+#pragma once
+
+// The tools, one function each: arguments in, plain text out. What a tool cannot do it throws as MCPError;
+// the message is then the whole answer. Arguments of the wrong type count as absent.
+
+#include "Platform/Json.hpp"
+#include "TallyfinCore/Aggregation.hpp"
+#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinMCP/Period.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tallyfin::Tools {
+
+/// What today cost, at which rate, who spent it, and the history behind it. Never throws.
+std::string overview(DataSource& data, const JsonValue& arguments);
+
+// What the tools share.
+
+/// A member of the arguments when it is of that type; absent otherwise. 5.0 is a whole number, 5.5 and "5"
+/// are none.
+std::optional<std::string> stringArgument(const JsonValue& arguments, std::string_view key);
+std::optional<std::int64_t> integerArgument(const JsonValue& arguments, std::string_view key);
+std::optional<bool> booleanArgument(const JsonValue& arguments, std::string_view key);
+
+/// Rows of a list: a label and its bucket, which must outlive the rows.
+using Rows = std::vector<std::pair<std::string, const Bucket*>>;
+
+/// One line a row; without rows the line "  unknown — " and `empty`.
+std::string list(const Rows& rows, std::string_view empty);
+
+/// The closing lines: an empty one, what makes the figures preliminary or partial, the disclaimer.
+std::string footer(const Report& report, const Period& period);
+
+}  // namespace tallyfin::Tools

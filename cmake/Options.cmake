@@ -1,0 +1,12 @@
+# Warnings and sanitizers for our own targets; libraries from the system are spared.
+add_library(tallyfin_options INTERFACE)
+target_compile_options(tallyfin_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+
+set(TALLYFIN_SANITIZE "" CACHE STRING "Sanitizers to build with, for instance address,undefined")
+if(TALLYFIN_SANITIZE)
+  set(flags -fsanitize=${TALLYFIN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(tallyfin_options INTERFACE ${flags})
+  target_compile_definitions(tallyfin_options INTERFACE _GLIBCXX_ASSERTIONS)
+  target_link_options(tallyfin_options INTERFACE ${flags})
+endif()
