@@ -43,13 +43,6 @@ class Calendar {
   /// years away, count as the nearest that is not.
   TimePoint startOfDay(TimePoint time) const;
 
-  /// The first moment of the day and of the next day: `time` lies in [start, end). 23 to 25 hours as a rule.
-  struct Interval {
-    TimePoint start;
-    TimePoint end;
-  };
-  Interval day(TimePoint time) const;
-
   /// The start of the day that lies `days` calendar days after that of `time`. Absent when the date would
   /// leave the years 1 to 9999, all that the pattern yyyy-MM-dd can name.
   std::optional<TimePoint> startOfDay(TimePoint time, std::int64_t daysLater) const;
@@ -81,22 +74,26 @@ class Calendar {
   absl::TimeZone zone_;
 };
 
-/// Start of day for many times in a row. Neighbouring records fall on the same day, so the last day's
-/// interval is kept and most lookups are two comparisons. Holds a reference: the calendar must outlive it.
+/// Start of day for many times in a row. Neighbouring records fall on the same day, so the last day is kept
+/// and most lookups are two comparisons. Holds a reference: the calendar must outlive it.
 class DayLookup {
  public:
   explicit DayLookup(const Calendar& calendar) : calendar_(calendar) {}
 
   TimePoint startOfDay(TimePoint time) {
-    if (!(time >= last_.start && time < last_.end)) {
-      last_ = calendar_.day(time);
+    if (!(time >= start_ && time < end_)) {
+      look(time);
     }
-    return last_.start;
+    return start_;
   }
 
  private:
+  void look(TimePoint time);
+
   const Calendar& calendar_;
-  Calendar::Interval last_{};
+  TimePoint start_;  // of the last day looked up
+  TimePoint
+      end_;  // up to here every time since start_ falls on that day; not behind start_ when nothing is kept
 };
 
 }  // namespace tallyfin

@@ -1,0 +1,136 @@
+#include "Platform/Calendar.hpp"
+
+#include "absl/strings/ascii.h"
+#include "absl/strings/str_format.h"
+#include "absl/time/civil_time.h"
+
+#include <cmath>
+
+namespace tallyfin {
+namespace {
+
+// Far beyond every date that can be written, and still far inside the range of civil time.
+constexpr double kFarthest = 1e13;  // seconds; about 317,000 years
+
+absl::Time toAbsl(TimePoint time) {
+  double seconds = std::floor(time.seconds);
+  if (!(seconds > -kFarthest)) {  // NaN as well
+    seconds = -kFarthest;
+  } else if (seconds > kFarthest) {
+    seconds = kFarthest;
+  }
+  return absl::FromUnixSeconds(static_cast<std::int64_t>(seconds));
+}
+
+TimePoint fromAbsl(absl::Time time) {
+  return {static_cast<double>(absl::ToUnixSeconds(time))};
+}
+
+TimePoint startOf(absl::CivilDay day, absl::TimeZone zone) {
+  const absl::TimeZone::TimeInfo info = zone.At(absl::CivilSecond(day));
+  // A midnight that was skipped is the moment of the jump; of a midnight that comes twice `pre` is the first.
+  return fromAbsl(info.kind == absl::TimeZone::TimeInfo::SKIPPED ? info.trans : info.pre);
+}
+
+bool hasFourDigitYear(absl::CivilDay day) {
+  return day.year() >= 1 && day.year() <= 9999;
+}
+
+// Digits of a fixed-width field, or -1.
+int field(std::string_view text, std::size_t from, std::size_t count) {
+  int value = 0;
+  for (std::size_t i = from; i < from + count; ++i) {
+    if (!absl::ascii_isdigit(static_cast<unsigned char>(text[i]))) {
+      return -1;
+    }
+    value = value * 10 + (text[i] - '0');
+  }
+  return value;
+}
+
+}  // namespace
+
+Calendar Calendar::utc() {
+  return Calendar(absl::UTCTimeZone());
+}
+
+std::optional<Calendar> Calendar::named(const std::string& zone) {
+  absl::TimeZone found;
+  if (!absl::LoadTimeZone(zone, &found)) {
+    return std::nullopt;
+  }
+  return Calendar(found);
+}
+
+Calendar Calendar::local() {
+  return Calendar(absl::LocalTimeZone());
+}
+
+TimePoint Calendar::startOfDay(TimePoint time) const {
+  return startOf(absl::ToCivilDay(toAbsl(time), zone_), zone_);
+}
+
+std::optional<TimePoint> Calendar::startOfDay(TimePoint time, std::int64_t daysLater) const {
+  constexpr std::int64_t kDaysOfAllYears = 4'000'000;  // more than years 1 to 9999 hold: no sum can overflow
+  const absl::CivilDay today = absl::ToCivilDay(toAbsl(time), zone_);
+  if (daysLater < -kDaysOfAllYears || daysLater > kDaysOfAllYears || !hasFourDigitYear(today + daysLater)) {
+    return std::nullopt;
+  }
+  return startOf(today + daysLater, zone_);
+}
+
+std::optional<TimePoint> Calendar::startOfDay(const CalendarDate& date) const {
+  const absl::CivilDay day(date.year, date.month, date.day);
+  if (day.year() != date.year || day.month() != date.month || day.day() != date.day) {
+    return std::nullopt;  // civil days normalise: 30 February becomes 2 March
+  }
+  return startOf(day, zone_);
+}
+
+CalendarDate Calendar::date(TimePoint time) const {
+  const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
+  return {day.year(), day.month(), day.day()};
+}
+
+int Calendar::hour(TimePoint time) const {
+  return absl::ToCivilSecond(toAbsl(time), zone_).hour();
+}
+
+int Calendar::minute(TimePoint time) const {
+  return absl::ToCivilSecond(toAbsl(time), zone_).minute();
+}
+
+std::string Calendar::formatDay(TimePoint time) const {
+  const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
+  return absl::StrFormat("%04d-%02d-%02d", day.year(), day.month(), day.day());
+}
+
+std::string Calendar::formatMinute(TimePoint time) const {
+  const absl::CivilSecond at = absl::ToCivilSecond(toAbsl(time), zone_);
+  return absl::StrFormat("%04d-%02d-%02d %02d:%02d", at.year(), at.month(), at.day(), at.hour(), at.minute());
+}
+
+std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-') {
+    return std::nullopt;
+  }
+  const CalendarDate date{field(text, 0, 4), field(text, 5, 2), field(text, 8, 2)};
+  if (date.year < 1 || date.month < 1 || date.day < 1) {
+    return std::nullopt;
+  }
+  return startOfDay(date);
+}
+
+void DayLookup::look(TimePoint time) {
+  start_ = calendar_.startOfDay(time);
+  end_ = start_;
+  // On a day of a clock change the date can go back for a while, where midnight itself comes twice; nothing
+  // is kept then. That is two days a year.
+  constexpr double kPlainDay = 86'400;
+  const std::optional<TimePoint> next = calendar_.startOfDay(time, 1);
+  if (next && next->seconds - start_.seconds == kPlainDay && time >= start_ && time < *next) {
+    end_ = *next;
+  }
+}
+
+}  // namespace tallyfin
