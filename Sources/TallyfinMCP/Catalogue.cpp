@@ -1,7 +1,7 @@
 // The catalogue of tools as a client sees it. Defaults stand in the descriptions and are applied in code.
 
+#include "Platform/Concat.hpp"
 #include "TallyfinMCP/MCP.hpp"
-#include "absl/strings/str_cat.h"
 
 #include <utility>
 
@@ -29,10 +29,9 @@ Member boolean(const char* name, std::string description) {
 
 /// The properties of a tool: its span, when it has one with that default, then or before its own.
 Member period(std::string_view fallback) {
-  return text("period",
-              absl::StrCat("Period: `today`, `yesterday`, `NNd` (the last NN days, e.g. `7d`), `all`. "
-                           "Defaults to `",
-                           fallback, "`. Or give `from`/`to` instead."));
+  return text("period", concat("Period: `today`, `yesterday`, `NNd` (the last NN days, e.g. `7d`), `all`. "
+                               "Defaults to `",
+                               fallback, "`. Or give `from`/`to` instead."));
 }
 
 Member from() {

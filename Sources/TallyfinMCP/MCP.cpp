@@ -1,10 +1,9 @@
 #include "TallyfinMCP/MCP.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
-#include "absl/strings/match.h"
-#include "absl/strings/str_cat.h"
 
 #include <array>
 #include <exception>
@@ -25,39 +24,38 @@ constexpr const char* instructions =
     "usage lines behind it, and what was lost while parsing. Every figure is an estimate from usage × list "
     "API prices, NOT a bill; a value that cannot be computed is written \"unknown\", never 0.";
 
-/// What matters of a line. The members are kept as they were written and parsed only when they are needed, so
-/// that a long line which nobody waits for costs no memory.
+/// What matters of a line.
 struct Message {
   std::string method;
-  std::optional<std::string_view> id;
-  std::string_view params;
+  std::optional<std::string> id;  ///< as compact JSON
+  std::string params;             ///< likewise; empty when there are none
 };
 
-/// The message of a line; absent when it is no JSON object or has no `method` string.
+/// The message of a line; absent when it is no JSON object or has no `method` string. What is not needed is
+/// checked and passed over, so that a long line costs little memory.
 std::optional<Message> readMessage(std::string_view line) {
   JsonReader reader(line);
-  if (reader.peek() != JsonReader::Kind::object) {
+  if (reader.peek() != JsonReader::Kind::object || !reader.beginObject()) {
     return std::nullopt;
   }
   Message message;
   bool hasMethod = false;
   std::string scratch;
   JsonReader::String key;
-  reader.beginObject();
   while (reader.nextKey(key)) {
     const std::string_view name = key.text(scratch);
     if (name == "method") {
       hasMethod = reader.peek() == JsonReader::Kind::string;
       if (hasMethod) {
-        std::string buffer;
-        message.method = reader.string().text(buffer);
+        message.method = reader.string().text(scratch);
       } else {
         reader.skipValue();
       }
     } else if (name == "id") {
-      message.id = reader.rawValue();
+      reader.copyValue(message.id.emplace());
     } else if (name == "params") {
-      message.params = reader.rawValue();
+      message.params.clear();
+      reader.copyValue(message.params);
     } else {
       reader.skipValue();
     }
@@ -68,11 +66,9 @@ std::optional<Message> readMessage(std::string_view line) {
   return message;
 }
 
-/// An answer with its payload under `key`, "result" or "error". Numbers of the id keep their digits.
+/// An answer with its payload under `key`, "result" or "error"; `id` is JSON.
 std::string answer(std::string_view id, std::string_view key, const JsonValue& payload) {
-  std::string text = "{\"jsonrpc\":\"2.0\",\"id\":";
-  JsonValue::parse(id).value_or(JsonValue()).write(text);
-  absl::StrAppend(&text, ",\"", key, "\":");
+  std::string text = concat("{\"jsonrpc\":\"2.0\",\"id\":", id, ",\"", key, "\":");
   payload.write(text);
   text += '}';
   return text;
@@ -118,7 +114,7 @@ std::optional<std::string> MCPServer::reply(std::string_view line) {
     log_("line ignored: not JSON, or no `method`");
     return std::nullopt;
   }
-  if (absl::StartsWith(message->method, "notifications/") || !message->id) {
+  if (message->method.starts_with("notifications/") || !message->id) {
     return std::nullopt;
   }
   try {
@@ -147,9 +143,9 @@ std::string MCPServer::dispatch(std::string_view method, std::string_view id, st
   if (method == "ping") {
     return answer(id, "result", JsonValue::Object{});
   }
-  return answer(id, "error",
-                JsonValue::Object{{"code", std::int64_t{-32601}},
-                                  {"message", absl::StrCat("Unknown method: ", method)}});
+  return answer(
+      id, "error",
+      JsonValue::Object{{"code", std::int64_t{-32601}}, {"message", concat("Unknown method: ", method)}});
 }
 
 MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue& arguments) {
@@ -162,10 +158,10 @@ MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue
     } catch (const MCPError& error) {
       return {.text = error.what(), .isError = true};
     } catch (const std::exception& error) {
-      return {.text = absl::StrCat("Error: ", error.what()), .isError = true};
+      return {.text = concat("Error: ", error.what()), .isError = true};
     }
   }
-  return {.text = absl::StrCat("Unknown verb: ", name), .isError = true};
+  return {.text = concat("Unknown verb: ", name), .isError = true};
 }
 
 }  // namespace tallyfin

@@ -1,9 +1,9 @@
 #include "TallyfinMCP/Period.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinMCP/Arguments.hpp"
 #include "TallyfinMCP/MCPError.hpp"
-#include "absl/strings/str_cat.h"
 
 #include <charconv>
 #include <cstdint>
@@ -17,11 +17,11 @@ TimePoint startOfNamedDay(const std::string& text, const Calendar& calendar) {
   if (const std::optional<TimePoint> start = calendar.parseDay(text)) {
     return *start;
   }
-  throw MCPError(absl::StrCat("invalid date “", text, "” — the format is yyyy-MM-dd"));
+  throw MCPError(concat("invalid date “", text, "” — the format is yyyy-MM-dd"));
 }
 
 std::string arrow(TimePoint start, TimePoint end, const Calendar& calendar) {
-  return absl::StrCat(calendar.formatDay(start), " → ", calendar.formatDay(end));
+  return concat(calendar.formatDay(start), " → ", calendar.formatDay(end));
 }
 
 /// The number of days of a text such as "7d"; absent for any other text and for numbers below 1.
@@ -47,7 +47,7 @@ Period range(const std::string& from, const std::optional<std::string>& to, Time
   const TimePoint start = startOfNamedDay(from, calendar);
   const TimePoint end = to && !to->empty() ? startOfNamedDay(*to, calendar) : today;
   if (start > end) {
-    throw MCPError(absl::StrCat("reversed range: from=", from, " is later than to"));
+    throw MCPError(concat("reversed range: from=", from, " is later than to"));
   }
   return {.from = start,
           .through = end,
@@ -74,7 +74,7 @@ Period Period::parse(const JsonValue& arguments, const std::string& fallback, Ti
   if (text.empty() || text == "today") {
     return {.from = today,
             .through = today,
-            .label = absl::StrCat("today (", calendar.formatDay(today), ")"),
+            .label = concat("today (", calendar.formatDay(today), ")"),
             .includesToday = true,
             .isSingleDay = true};
   }
@@ -82,7 +82,7 @@ Period Period::parse(const JsonValue& arguments, const std::string& fallback, Ti
     const TimePoint yesterday = calendar.startOfDay(now, -1).value_or(today);
     return {.from = yesterday,
             .through = yesterday,
-            .label = absl::StrCat("yesterday (", calendar.formatDay(yesterday), ")"),
+            .label = concat("yesterday (", calendar.formatDay(yesterday), ")"),
             .includesToday = false,
             .isSingleDay = true};
   }
@@ -93,13 +93,13 @@ Period Period::parse(const JsonValue& arguments, const std::string& fallback, Ti
     const TimePoint start = calendar.startOfDay(now, 1 - *days).value_or(today);
     return {.from = start,
             .through = today,
-            .label = absl::StrCat("last ", *days, " days (", arrow(start, today, calendar), ")"),
+            .label = concat("last ", std::to_string(*days), " days (", arrow(start, today, calendar), ")"),
             .includesToday = true,
             .isSingleDay = *days == 1};
   }
-  throw MCPError(absl::StrCat("unknown period “", text,
-                              "” — accepted: today, yesterday, NNd (e.g. 7d), all, or from/to in "
-                              "yyyy-MM-dd"));
+  throw MCPError(concat("unknown period “", text,
+                        "” — accepted: today, yesterday, NNd (e.g. 7d), all, or from/to in "
+                        "yyyy-MM-dd"));
 }
 
 }  // namespace tallyfin

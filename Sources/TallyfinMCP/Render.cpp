@@ -1,7 +1,7 @@
 #include "TallyfinMCP/Render.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
-#include "absl/strings/str_cat.h"
 #include "absl/strings/str_format.h"
 #include "absl/strings/str_join.h"
 
@@ -22,18 +22,17 @@ std::uint64_t magnitude(std::int64_t n) {
 
 template <typename T>
 std::string unknown(const Estimate<T>& estimate) {
-  return absl::StrCat(UnknownReason::placeholder, " — ", estimate.reason()->text());
+  return concat(UnknownReason::placeholder, " — ", estimate.reason()->text());
 }
 
 std::string withCaveat(const CostEstimate& cost, std::string_view suffix) {
   const std::optional<std::string> caveat = cost.caveat();
-  return caveat ? absl::StrCat(cost.formatted(), suffix, " [", *caveat, "]")
-                : absl::StrCat(cost.formatted(), suffix);
+  return caveat ? concat(cost.formatted(), suffix, " [", *caveat, "]") : concat(cost.formatted(), suffix);
 }
 
 std::string joined(const std::set<InternedText>& models) {
   return absl::StrJoin(models, ", ",
-                       [](std::string* out, InternedText model) { absl::StrAppend(out, model.text()); });
+                       [](std::string* out, InternedText model) { append(*out, model.text()); });
 }
 
 std::string requests(std::int64_t n) {
@@ -51,7 +50,7 @@ const std::string rule = [] {
 }();
 
 std::string count(std::int64_t n) {
-  const std::string digits = absl::StrCat(magnitude(n));
+  const std::string digits = std::to_string(magnitude(n));
   std::string text = n < 0 ? "-" : "";
   for (std::size_t i = 0; i < digits.size(); ++i) {
     if (i > 0 && (digits.size() - i) % 3 == 0) {
@@ -63,7 +62,7 @@ std::string count(std::int64_t n) {
 }
 
 std::string noun(std::int64_t n, std::string_view one, std::string_view many) {
-  return absl::StrCat(count(n), " ", magnitude(n) == 1 ? one : many);
+  return concat(count(n), " ", magnitude(n) == 1 ? one : many);
 }
 
 std::string tokens(std::int64_t n) {
@@ -77,7 +76,7 @@ std::string tokens(std::int64_t n) {
   if (n >= 1'000) {
     return absl::StrFormat("%.1fk", value / 1000);
   }
-  return absl::StrCat(n);
+  return std::to_string(n);
 }
 
 std::string percent(double value) {
@@ -92,7 +91,7 @@ std::string span(const Bucket& bucket, const Calendar& calendar) {
   if (!bucket.firstActivity || !bucket.lastActivity) {
     return UnknownReason::placeholder;
   }
-  return absl::StrCat(stamp(bucket.firstActivity, calendar), " → ", stamp(bucket.lastActivity, calendar));
+  return concat(stamp(bucket.firstActivity, calendar), " → ", stamp(bucket.lastActivity, calendar));
 }
 
 std::string cost(const Bucket& bucket) {
@@ -100,8 +99,8 @@ std::string cost(const Bucket& bucket) {
     return "unknown (no requests in range)";
   }
   if (bucket.cost.priced == 0.0 && bucket.cost.unpricedRequests >= 1) {
-    return absl::StrCat("unknown (", requests(bucket.cost.unpricedRequests),
-                        ", no known price: ", joined(bucket.cost.unpricedModels), ")");
+    return concat("unknown (", requests(bucket.cost.unpricedRequests),
+                  ", no known price: ", joined(bucket.cost.unpricedModels), ")");
   }
   return withCaveat(bucket.cost, "");
 }
@@ -118,7 +117,7 @@ std::string fractionEst(const Estimate<double>& estimate) {
 
 std::string signedPercent(const Estimate<double>& estimate) {
   const double* known = estimate.value();
-  return known != nullptr ? absl::StrCat(*known >= 0.0 ? "+" : "", percent(*known)) : unknown(estimate);
+  return known != nullptr ? concat(*known >= 0.0 ? "+" : "", percent(*known)) : unknown(estimate);
 }
 
 std::optional<std::string> models(const Bucket& bucket) {
@@ -130,16 +129,15 @@ std::optional<std::string> models(const Bucket& bucket) {
     return left.second != right.second ? left.second > right.second : left.first < right.first;
   });
   return absl::StrJoin(sorted, " ", [](std::string* out, const auto& entry) {
-    absl::StrAppend(out, entry.first.text(), "×", count(entry.second));
+    append(*out, entry.first.text(), "×", count(entry.second));
   });
 }
 
 std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t width) {
-  std::string line =
-      absl::StrCat("  ", Text::fitted(label, width), "  ", cost(bucket), separator, requests(bucket.requests),
-                   separator, tokens(bucket.totalTokens()), " tokens");
+  std::string line = concat("  ", Text::fitted(label, width), "  ", cost(bucket), separator,
+                            requests(bucket.requests), separator, tokens(bucket.totalTokens()), " tokens");
   if (const std::optional<std::string> used = models(bucket)) {
-    absl::StrAppend(&line, separator, *used);
+    append(line, separator, *used);
   }
   return line;
 }
@@ -148,26 +146,26 @@ std::optional<std::string> unpricedNote(const Bucket& bucket) {
   if (bucket.cost.unpricedRequests < 1) {
     return std::nullopt;
   }
-  return absl::StrCat("WARNING: ", requests(bucket.cost.unpricedRequests), " with no known price (",
-                      joined(bucket.cost.unpricedModels),
-                      ") are not included — the figures above are lower bounds.");
+  return concat("WARNING: ", requests(bucket.cost.unpricedRequests), " with no known price (",
+                joined(bucket.cost.unpricedModels),
+                ") are not included — the figures above are lower bounds.");
 }
 
 std::optional<std::string> assumedNote(const Bucket& bucket) {
   if (bucket.cacheWriteAssumedRequests < 1) {
     return std::nullopt;
   }
-  return absl::StrCat("NOTE: for ", requests(bucket.cacheWriteAssumedRequests),
-                      " the cache_creation breakdown was missing or did not add up; 5m was assumed "
-                      "(multiplier 1.25 instead of 2.00).");
+  return concat("NOTE: for ", requests(bucket.cacheWriteAssumedRequests),
+                " the cache_creation breakdown was missing or did not add up; 5m was assumed "
+                "(multiplier 1.25 instead of 2.00).");
 }
 
 std::string agent(const AgentIdentity& identity) {
   switch (identity.kind()) {
     case AgentIdentity::Kind::named:
-      return absl::StrCat(identity.name().text(), "  [", identity.rawId().text(), "]");
+      return concat(identity.name().text(), "  [", identity.rawId().text(), "]");
     case AgentIdentity::Kind::anonymous:
-      return absl::StrCat("anonymous agent  [", identity.rawId().text(), "]");
+      return concat("anonymous agent  [", identity.rawId().text(), "]");
     case AgentIdentity::Kind::main:
       break;
   }
@@ -179,7 +177,7 @@ std::string shortAgent(const AgentIdentity& identity) {
     case AgentIdentity::Kind::named:
       return std::string(identity.name().text());
     case AgentIdentity::Kind::anonymous:
-      return absl::StrCat("anon:", Text::prefix(identity.rawId().text(), 9));
+      return concat("anon:", Text::prefix(identity.rawId().text(), 9));
     case AgentIdentity::Kind::main:
       break;
   }

@@ -1,12 +1,11 @@
 // The server: one line in, at most one line out, until standard input closes. The only place that asks the
 // process for its clock, zone, environment and home.
 
+#include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "TallyfinMCP/DataSource.hpp"
 #include "TallyfinMCP/MCP.hpp"
 #include "TallyfinMCP/Streams.hpp"
-#include "absl/strings/str_cat.h"
-#include "absl/strings/str_join.h"
 
 #include <cerrno>
 #include <chrono>
@@ -44,8 +43,8 @@ int reserveOutput() {
 }
 
 /// One write a line. A log that nobody takes is no reason to stop.
-void log(std::string_view text) {
-  const std::string line = absl::StrCat("[tallyfin-mcp] ", text, "\n");
+void writeLog(std::string_view text) {
+  const std::string line = concat("[tallyfin-mcp] ", text, "\n");
   while (write(STDERR_FILENO, line.data(), line.size()) == -1 && errno == EINTR) {
   }
 }
@@ -68,10 +67,14 @@ Environment environment() {
           .now = wallClock};
 }
 
-void logStart(const DataSource& data) {
-  log(absl::StrCat("started; cache = ", data.cache().cachePath(), "; homes = ",
-                   absl::StrJoin(data.homes(), ", ",
-                                 [](std::string* out, const SourceHome& home) { out->append(home.name); })));
+std::string startLine(const DataSource& data) {
+  std::string line = concat("started; cache = ", data.cache().cachePath(), "; homes = ");
+  const char* separator = "";
+  for (const SourceHome& home : data.homes()) {
+    append(line, separator, home.name);
+    separator = ", ";
+  }
+  return line;
 }
 
 }  // namespace
@@ -83,8 +86,8 @@ int main() {
   const int output = reserveOutput();
 
   DataSource data(environment());
-  MCPServer server(data, log);
-  logStart(data);
+  MCPServer server(data, writeLog);
+  writeLog(startLine(data));
 
   LineInput input(STDIN_FILENO);
   while (const std::optional<std::string_view> line = input.next()) {
@@ -93,6 +96,6 @@ int main() {
       return 0;  // nobody is left to answer
     }
   }
-  log("stdin closed; exiting");
+  writeLog("stdin closed; exiting");
   return 0;
 }

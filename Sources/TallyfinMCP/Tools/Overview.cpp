@@ -1,7 +1,7 @@
+#include "Platform/Concat.hpp"
 #include "TallyfinCore/Derived.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
-#include "absl/strings/str_cat.h"
 
 #include <algorithm>
 
@@ -17,11 +17,13 @@ std::string whoSpentIt(const Report& today) {
   if (sum <= 0) {
     return "  unknown — none of today’s requests has a known price\n";
   }
-  return absl::StrCat(
-      "  main session         ", CostEstimate::money(main), "  (", R::percent(main / sum * 100), ")\n",  //
-      "  sub-agents           ", CostEstimate::money(subagent), "  (",                                   //
-      R::percent(subagent / sum * 100), ")\n",                                                           //
-      "  distinct agents      ", R::count(static_cast<std::int64_t>(today.byAgent.size())), "\n");
+  std::string text;
+  const auto line = [&text](const auto&... parts) { append(text, parts..., "\n"); };
+  line("  main session         ", CostEstimate::money(main), "  (", R::percent(main / sum * 100), ")");
+  line("  sub-agents           ", CostEstimate::money(subagent), "  (", R::percent(subagent / sum * 100),
+       ")");
+  line("  distinct agents      ", R::count(static_cast<std::int64_t>(today.byAgent.size())));
+  return text;
 }
 
 Rows agentRows(const Report& report, std::int64_t limit) {
@@ -56,8 +58,9 @@ std::string overview(DataSource& data, const JsonValue& arguments) {
   const auto change = Derived::delta(today.total.cost.priced, yesterdaySoFar);
   const auto median = Derived::medianOfRecentDays(all, 7, data.now(), calendar);
 
+  const std::string head = std::to_string(top);
   std::string text;
-  const auto line = [&text](const auto&... parts) { absl::StrAppend(&text, parts..., "\n"); };
+  const auto line = [&text](const auto&... parts) { append(text, parts..., "\n"); };
   line("Tallyfin — status at ", R::stamp(now, calendar));
   line(R::rule);
   line("TODAY (", calendar.formatDay(now), ")");
@@ -69,9 +72,9 @@ std::string overview(DataSource& data, const JsonValue& arguments) {
   line("  median, 7 full days  ", R::costEst(median, ""));
   line("\nWHO SPENT IT TODAY");
   text += whoSpentIt(today);
-  line("\nTOP ", top, " AGENTS TODAY");
+  line("\nTOP ", head, " AGENTS TODAY");
   text += list(agentRows(today, top), "no agent with activity today");
-  line("\nTOP ", top, " PROJECTS TODAY");
+  line("\nTOP ", head, " PROJECTS TODAY");
   text += list(projectRows(today, top), "no project with activity today");
   line("\nHISTORY");
   line("  days with activity   ", R::count(all.activeDays()));
