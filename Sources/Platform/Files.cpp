@@ -1,7 +1,6 @@
 #include "Platform/Files.hpp"
 
 #include "Platform/Text.hpp"
-#include "absl/strings/str_cat.h"
 
 #include <algorithm>
 #include <atomic>
@@ -25,6 +24,13 @@ namespace {
 /// A transcript may name any text as a path. One with a NUL inside names nothing, whatever stands before it.
 bool canExist(const std::string& path) {
   return path.find('\0') == std::string::npos;
+}
+
+/// Both texts as one, in one allocation.
+std::string joined(const std::string& left, std::string_view right) {
+  std::string both;
+  both.reserve(left.size() + right.size());
+  return both.append(left).append(right);
 }
 
 class Descriptor {
@@ -200,7 +206,8 @@ class Temporary {
   static constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL;
 
   std::string freshName() const {
-    return absl::StrCat(target_, kTemporaryMark, ::getpid(), ".", nextTemporary++);
+    return joined(target_, kTemporaryMark) + std::to_string(::getpid()) + "." +
+           std::to_string(nextTemporary++);
   }
 
   const std::string& target_;
@@ -234,7 +241,7 @@ void removeStaleTemporaries(const std::string& directory, const std::string& sta
   while (const dirent* entry = listing.isOpen() ? listing.next() : nullptr) {
     const std::string_view name = entry->d_name;
     if (name.starts_with(start) && isStale(name.substr(start.size()))) {
-      ::unlink(absl::StrCat(directory, "/", name).c_str());
+      ::unlink((directory + "/" + entry->d_name).c_str());
     }
   }
 }
@@ -312,10 +319,10 @@ std::optional<std::vector<std::string>> filesBelow(const std::string& root, std:
         continue;
       }
       if (listing.isDirectory(*entry)) {
-        pending.push_back(absl::StrCat(directory, name));
+        pending.push_back(joined(directory, name));
       }
       if (hasExtension(name, extension)) {
-        found.push_back(absl::StrCat(directory, name));
+        found.push_back(joined(directory, name));
       }
     }
   }
@@ -378,7 +385,7 @@ void replaceAtomically(const std::string& path, const std::vector<std::string_vi
   const std::size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  removeStaleTemporaries(directory, absl::StrCat(name, kTemporaryMark));
+  removeStaleTemporaries(directory, joined(name, kTemporaryMark));
 
   Temporary temporary(path);
   for (const std::string_view part : parts) {
@@ -439,7 +446,7 @@ std::string expandingTilde(const std::string& path, const std::string& home) {
   if (expanded->ends_with('/') && !rest.empty()) {
     rest.remove_prefix(1);
   }
-  return absl::StrCat(*expanded, rest);
+  return joined(*expanded, rest);
 }
 
 std::string applicationSupportDirectory(const std::string& home) {
@@ -448,7 +455,7 @@ std::string applicationSupportDirectory(const std::string& home) {
 #else
   constexpr std::string_view folder = ".cache";
 #endif
-  return absl::StrCat(home, home.ends_with('/') ? "" : "/", folder);
+  return joined(home.ends_with('/') ? home : home + "/", folder);
 }
 
 std::string_view lastComponent(std::string_view path) {

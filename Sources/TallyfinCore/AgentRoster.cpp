@@ -3,7 +3,6 @@
 #include "Platform/Files.hpp"
 #include "Platform/Json.hpp"
 #include "Platform/Text.hpp"
-#include "absl/strings/str_cat.h"
 
 #include <algorithm>
 #include <utility>
@@ -18,7 +17,7 @@ constexpr std::size_t kShortSession = 8;                    // characters of a s
 constexpr std::uint64_t kLargestRoster = 64 * 1024 * 1024;  // real ones have a few kilobytes
 
 std::string key(std::string_view name, std::string_view shortSession) {
-  return Text::canonical(absl::StrCat(name, "@", shortSession));
+  return Text::canonical(std::string(name).append("@").append(shortSession));
 }
 
 std::optional<std::string> textMember(const JsonValue& object, std::string_view name) {
@@ -79,7 +78,7 @@ void AgentRoster::load(const std::vector<SourceHome>& homes) {
       return order != 0 ? order < 0 : left < right;
     });
     for (const std::string& name : names) {
-      loadFile(absl::StrCat(home.teamsPath, "/", name, "/config.json"));
+      loadFile(home.teamsPath + "/" + name + "/config.json");
     }
   }
 }

@@ -2,7 +2,6 @@
 
 #include "Platform/Files.hpp"
 #include "Platform/Text.hpp"
-#include "absl/strings/str_cat.h"
 
 #include <optional>
 #include <utility>
@@ -84,7 +83,7 @@ std::string ProjectResolver::tildify(std::string_view path) const {
   }
   // Counted in characters, since the path may spell the home directory in another normal form.
   path.remove_prefix(Text::prefix(path, Text::characterCount(home_)).size());
-  return absl::StrCat("~", path);
+  return std::string("~").append(path);
 }
 
 Resolved ProjectResolver::compute(std::string_view raw) const {
