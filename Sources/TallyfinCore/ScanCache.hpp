@@ -17,6 +17,8 @@
 #include "absl/container/flat_hash_map.h"
 
 #include <cstdint>
+#include <limits>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -45,8 +47,12 @@ struct FileDiagnostics {
 
 /// What is known of one transcript.
 struct FileState {
+  /// The modification time of a file whose last read failed: every time is later, so the next look reads it
+  /// again.
+  static constexpr double readAgain = -std::numeric_limits<double>::infinity();
+
   std::uint64_t size = 0;      ///< bytes at the last look
-  double mtime = 0;            ///< modification time at the last look, seconds since 1970
+  double mtime = 0;            ///< modification time at the last look, seconds since 1970, or `readAgain`
   std::uint64_t inode = 0;     ///< the file system's file number at the last look
   std::uint64_t consumed = 0;  ///< offset behind the last complete line that was read
   RecordMap records;           ///< the requests of this file alone
@@ -69,11 +75,13 @@ struct RefreshStats {
   Estimate<double> savedFraction() const;
 };
 
-/// One file as the provenance of figures sees it. Points into the cache: good until its next refresh.
+/// One file as the provenance of figures sees it.
 struct FileProvenance {
   std::string path;
-  std::int64_t usageLines = 0;
-  const RecordMap* records = nullptr;
+  std::shared_ptr<const FileState> state;
+
+  std::int64_t usageLines() const { return state->diag.usageLines; }
+  const RecordMap& records() const { return state->records; }
 };
 
 class ScanCache {
@@ -117,7 +125,10 @@ class ScanCache {
   std::vector<FileProvenance> recordsPerFile() const;
 
  private:
-  using FileMap = absl::flat_hash_map<std::string, FileState>;
+  // States are shared, not copied: a refresh and a save work on a copy of the map outside the lock.
+  using FileMap = absl::flat_hash_map<std::string, std::shared_ptr<const FileState>>;
+
+  FileMap snapshot() const;
 
   std::string path_;
   mutable std::mutex lock_;  // guards files_; never held while files are read

@@ -82,9 +82,6 @@ std::optional<std::vector<std::string>> jsonlFiles(const std::string& root);
 void ingest(std::string_view line, const std::string& path, InternedText home, std::int64_t rank,
             RecordMap& records, ScanDiagnostics& diagnostics);
 
-/// True when the bytes of `needle` stand in `line`; false when either is empty.
-bool contains(std::string_view line, std::string_view needle);
-
 struct KeyedScan {
   RecordMap records;
   ScanDiagnostics diagnostics;
