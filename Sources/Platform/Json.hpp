@@ -23,7 +23,7 @@ namespace tallyfin {
 ///   JsonReader::String key;
 ///   if (reader.beginObject()) {
 ///     while (reader.nextKey(key)) {
-///       if (key.is("id", scratch)) id = reader.string(); else reader.skipValue();
+///       if (key.text(scratch) == "id") id = reader.string(); else reader.skipValue();
 ///     }
 ///   }
 ///   const bool valid = reader.finish();
@@ -69,8 +69,9 @@ class JsonReader {
   /// Consumes a value of any kind, checking it.
   void skipValue();
 
-  /// Consumes a value of any kind and gives its text.
-  std::string_view rawValue();
+  /// Consumes a value of any kind and appends it to `out` as compact JSON: no white space, no escaped
+  /// slashes, numbers as they were written.
+  void copyValue(std::string& out);
 
   /// True when the whole text was one valid value and white space.
   bool finish();

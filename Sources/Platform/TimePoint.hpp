@@ -1,6 +1,7 @@
 #pragma once
 
 #include <compare>
+#include <functional>
 #include <utility>
 
 namespace tallyfin {
@@ -17,5 +18,8 @@ struct TimePoint {
     return H::combine(std::move(state), time.seconds);
   }
 };
+
+/// Tells the time. Handed down from `main`; tests move theirs by hand.
+using Clock = std::function<TimePoint()>;
 
 }  // namespace tallyfin

@@ -17,7 +17,10 @@
 #include "absl/container/flat_hash_map.h"
 
 #include <cstdint>
+#include <limits>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,8 +48,12 @@ struct FileDiagnostics {
 
 /// What is known of one transcript.
 struct FileState {
+  /// The modification time of a file whose last read failed: every time is later, so the next look reads it
+  /// again.
+  static constexpr double readAgain = -std::numeric_limits<double>::infinity();
+
   std::uint64_t size = 0;      ///< bytes at the last look
-  double mtime = 0;            ///< modification time at the last look, seconds since 1970
+  double mtime = 0;            ///< modification time at the last look, seconds since 1970, or `readAgain`
   std::uint64_t inode = 0;     ///< the file system's file number at the last look
   std::uint64_t consumed = 0;  ///< offset behind the last complete line that was read
   RecordMap records;           ///< the requests of this file alone
@@ -69,11 +76,13 @@ struct RefreshStats {
   Estimate<double> savedFraction() const;
 };
 
-/// One file as the provenance of figures sees it. Points into the cache: good until its next refresh.
+/// One file as the provenance of figures sees it.
 struct FileProvenance {
   std::string path;
-  std::int64_t usageLines = 0;
-  const RecordMap* records = nullptr;
+  std::shared_ptr<const FileState> state;
+
+  std::int64_t usageLines() const { return state->diag.usageLines; }
+  const RecordMap& records() const { return state->records; }
 };
 
 class ScanCache {
@@ -107,8 +116,8 @@ class ScanCache {
 
   /// Brings what is known up to date, reading on where files grew, and unifies the requests of all files.
   /// Cannot fail; a file that cannot be read is told in the diagnostics and tried again at the next refresh.
-  /// Runs on the calling thread, one file after the other.
-  Refreshed refresh(const std::vector<SourceHome>& homes);
+  /// Runs on the calling thread, one file after the other; `clock` times it.
+  Refreshed refresh(const std::vector<SourceHome>& homes, const Clock& clock);
 
   /// Forgets everything and deletes the file.
   void clear();
@@ -117,7 +126,10 @@ class ScanCache {
   std::vector<FileProvenance> recordsPerFile() const;
 
  private:
-  using FileMap = absl::flat_hash_map<std::string, FileState>;
+  // States are shared, not copied: a refresh and a save work on a copy of the map outside the lock.
+  using FileMap = absl::flat_hash_map<std::string, std::shared_ptr<const FileState>>;
+
+  FileMap snapshot() const;
 
   std::string path_;
   mutable std::mutex lock_;  // guards files_; never held while files are read

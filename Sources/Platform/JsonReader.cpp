@@ -1,0 +1,464 @@
+#include "Platform/Json.hpp"
+
+#include <bit>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "Platform/Text.hpp"
+#include "absl/strings/str_format.h"
+
+namespace tallyfin {
+namespace {
+
+constexpr int kDeepest = 1024;
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+bool endsPlainRun(char c) {
+  return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20;
+}
+
+// The first quotation mark, backslash or control character in [at, end), or `end`. Most bytes of a transcript
+// lie in long strings, so this is where reading spends its time.
+const char* endOfPlainRun(const char* at, const char* end) {
+#if defined(__SSE2__)
+  const __m128i quote = _mm_set1_epi8('"');
+  const __m128i backslash = _mm_set1_epi8('\\');
+  const __m128i lastControl = _mm_set1_epi8(0x1F);
+  for (; end - at >= 16; at += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(bytes, lastControl), bytes);
+    const __m128i special =
+        _mm_or_si128(control, _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash)));
+    if (const auto mask = static_cast<unsigned>(_mm_movemask_epi8(special)); mask != 0) {
+      return at + std::countr_zero(mask);
+    }
+  }
+#endif
+  while (at != end && !endsPlainRun(*at)) {
+    ++at;
+  }
+  return at;
+}
+
+int hexDigit(char c) {
+  if (isDigit(c)) {
+    return c - '0';
+  }
+  const char lower = static_cast<char>(c | 0x20);
+  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+// The code unit of four hexadecimal digits at `at`, or -1.
+int codeUnit(const char* at, const char* end) {
+  if (end - at < 4) {
+    return -1;
+  }
+  int unit = 0;
+  for (int i = 0; i < 4; ++i) {
+    const int digit = hexDigit(at[i]);
+    if (digit < 0) {
+      return -1;
+    }
+    unit = unit * 16 + digit;
+  }
+  return unit;
+}
+
+bool isHighSurrogate(int unit) {
+  return unit >= 0xD800 && unit <= 0xDBFF;
+}
+bool isLowSurrogate(int unit) {
+  return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+// The end of the escape whose backslash stands at `at`, or null when it is no valid one.
+const char* endOfEscape(const char* at, const char* end) {
+  if (end - at < 2) {
+    return nullptr;
+  }
+  if (at[1] != 'u') {
+    return std::string_view("\"\\/bfnrt").find(at[1]) == std::string_view::npos ? nullptr : at + 2;
+  }
+  const int unit = codeUnit(at + 2, end);
+  if (unit < 0 || isLowSurrogate(unit)) {
+    return nullptr;
+  }
+  if (!isHighSurrogate(unit)) {
+    return at + 6;
+  }
+  const bool paired =
+      end - at >= 12 && at[6] == '\\' && at[7] == 'u' && isLowSurrogate(codeUnit(at + 8, end));
+  return paired ? at + 12 : nullptr;
+}
+
+void appendUtf8(std::string& out, int codePoint) {
+  const auto byte = [&out](int value) { out.push_back(static_cast<char>(value)); };
+  if (codePoint < 0x80) {
+    byte(codePoint);
+  } else if (codePoint < 0x800) {
+    byte(0xC0 | (codePoint >> 6));
+    byte(0x80 | (codePoint & 0x3F));
+  } else if (codePoint < 0x10000) {
+    byte(0xE0 | (codePoint >> 12));
+    byte(0x80 | ((codePoint >> 6) & 0x3F));
+    byte(0x80 | (codePoint & 0x3F));
+  } else {
+    byte(0xF0 | (codePoint >> 18));
+    byte(0x80 | ((codePoint >> 12) & 0x3F));
+    byte(0x80 | ((codePoint >> 6) & 0x3F));
+    byte(0x80 | (codePoint & 0x3F));
+  }
+}
+
+// Appends what the valid escape at `at` stands for and gives its end.
+const char* unescape(const char* at, const char* end, std::string& out) {
+  switch (at[1]) {
+    case 'b':
+      out.push_back('\b');
+      return at + 2;
+    case 'f':
+      out.push_back('\f');
+      return at + 2;
+    case 'n':
+      out.push_back('\n');
+      return at + 2;
+    case 'r':
+      out.push_back('\r');
+      return at + 2;
+    case 't':
+      out.push_back('\t');
+      return at + 2;
+    case 'u':
+      break;
+    default:
+      out.push_back(at[1]);
+      return at + 2;
+  }
+  const int unit = codeUnit(at + 2, end);
+  if (!isHighSurrogate(unit)) {
+    appendUtf8(out, unit);
+    return at + 6;
+  }
+  appendUtf8(out, 0x10000 + ((unit - 0xD800) << 10) + (codeUnit(at + 8, end) - 0xDC00));
+  return at + 12;
+}
+
+}  // namespace
+
+std::string_view JsonReader::String::text(std::string& buffer) const {
+  if (!escaped) {
+    return raw;
+  }
+  buffer.clear();
+  const char* at = raw.data();
+  const char* const end = at + raw.size();
+  while (at != end) {
+    const char* const run = endOfPlainRun(at, end);
+    buffer.append(at, run);
+    at = run == end ? end : unescape(run, end, buffer);
+  }
+  return buffer;
+}
+
+void JsonReader::fail() {
+  failed_ = true;
+  at_ = end_;
+}
+
+void JsonReader::skipWhitespace() {
+  while (at_ != end_ && (*at_ == ' ' || *at_ == '\n' || *at_ == '\r' || *at_ == '\t')) {
+    ++at_;
+  }
+}
+
+bool JsonReader::consume(char expected) {
+  if (at_ == end_ || *at_ != expected) {
+    fail();
+    return false;
+  }
+  ++at_;
+  return true;
+}
+
+JsonReader::Kind JsonReader::peek() {
+  skipWhitespace();
+  if (at_ == end_) {
+    return Kind::invalid;
+  }
+  switch (*at_) {
+    case '{':
+      return Kind::object;
+    case '[':
+      return Kind::array;
+    case '"':
+      return Kind::string;
+    case 't':
+    case 'f':
+      return Kind::boolean;
+    case 'n':
+      return Kind::null;
+    default:
+      return isDigit(*at_) || *at_ == '-' ? Kind::number : Kind::invalid;
+  }
+}
+
+bool JsonReader::enter(char bracket) {
+  skipWhitespace();
+  if (!consume(bracket)) {
+    return false;
+  }
+  if (++depth_ > kDeepest) {
+    fail();
+    return false;
+  }
+  first_ = true;
+  return true;
+}
+
+// Consumes the closing bracket; false, since there is no further member.
+bool JsonReader::leave() {
+  ++at_;
+  --depth_;
+  first_ = false;
+  return false;
+}
+
+bool JsonReader::beginObject() {
+  return enter('{');
+}
+bool JsonReader::beginArray() {
+  return enter('[');
+}
+
+bool JsonReader::nextKey(String& key) {
+  skipWhitespace();
+  if (at_ != end_ && *at_ == '}') {
+    return leave();
+  }
+  if (!first_ && !consume(',')) {
+    return false;
+  }
+  first_ = false;
+  key = string();
+  skipWhitespace();
+  return consume(':');
+}
+
+bool JsonReader::nextElement() {
+  skipWhitespace();
+  if (at_ != end_ && *at_ == ']') {
+    return leave();
+  }
+  if (!first_ && !consume(',')) {
+    return false;
+  }
+  first_ = false;
+  return !failed_ && at_ != end_;
+}
+
+JsonReader::String JsonReader::string() {
+  skipWhitespace();
+  if (!consume('"')) {
+    return {};
+  }
+  const char* const start = at_;
+  bool escaped = false;
+  while (true) {
+    at_ = endOfPlainRun(at_, end_);
+    if (at_ != end_ && *at_ == '"') {
+      return {{start, static_cast<std::size_t>(at_++ - start)}, escaped};
+    }
+    const char* const next = at_ != end_ && *at_ == '\\' ? endOfEscape(at_, end_) : nullptr;
+    if (next == nullptr) {
+      fail();
+      return {};
+    }
+    escaped = true;
+    at_ = next;
+  }
+}
+
+std::string_view JsonReader::number() {
+  skipWhitespace();
+  const char* const start = at_;
+  const auto digits = [this] {
+    const char* const from = at_;
+    while (at_ != end_ && isDigit(*at_)) {
+      ++at_;
+    }
+    return at_ != from;
+  };
+  if (at_ != end_ && *at_ == '-') {
+    ++at_;
+  }
+  bool valid = true;
+  if (at_ != end_ && *at_ == '0') {
+    ++at_;  // no digit may follow a leading zero
+  } else {
+    valid = digits();
+  }
+  if (valid && at_ != end_ && *at_ == '.') {
+    ++at_;
+    valid = digits();
+  }
+  if (valid && at_ != end_ && (*at_ == 'e' || *at_ == 'E')) {
+    ++at_;
+    if (at_ != end_ && (*at_ == '+' || *at_ == '-')) {
+      ++at_;
+    }
+    valid = digits();
+  }
+  if (!valid) {
+    fail();
+    return {};
+  }
+  return {start, static_cast<std::size_t>(at_ - start)};
+}
+
+bool JsonReader::literal(std::string_view word) {
+  skipWhitespace();
+  if (static_cast<std::size_t>(end_ - at_) < word.size() || std::string_view(at_, word.size()) != word) {
+    fail();
+    return false;
+  }
+  at_ += word.size();
+  return true;
+}
+
+bool JsonReader::boolean() {
+  if (peek() == Kind::boolean && *at_ == 't') {
+    return literal("true");
+  }
+  literal("false");
+  return false;
+}
+
+void JsonReader::null() {
+  literal("null");
+}
+
+void JsonReader::skipValue() {
+  switch (peek()) {
+    case Kind::object: {
+      String key;
+      for (beginObject(); nextKey(key);) {
+        skipValue();
+      }
+      break;
+    }
+    case Kind::array:
+      for (beginArray(); nextElement();) {
+        skipValue();
+      }
+      break;
+    case Kind::string:
+      string();
+      break;
+    case Kind::number:
+      number();
+      break;
+    case Kind::boolean:
+      boolean();
+      break;
+    case Kind::null:
+      null();
+      break;
+    case Kind::invalid:
+      fail();
+  }
+}
+
+void JsonReader::copyValue(std::string& out) {
+  std::string buffer;
+  const char* separator = "";
+  switch (peek()) {
+    case Kind::object: {
+      out += '{';
+      String key;
+      for (beginObject(); nextKey(key); separator = ",") {
+        out += separator;
+        appendJsonString(out, key.text(buffer));
+        out += ':';
+        copyValue(out);
+      }
+      out += '}';
+      break;
+    }
+    case Kind::array:
+      out += '[';
+      for (beginArray(); nextElement(); separator = ",") {
+        out += separator;
+        copyValue(out);
+      }
+      out += ']';
+      break;
+    case Kind::string:
+      appendJsonString(out, string().text(buffer));
+      break;
+    case Kind::number:
+      out += number();
+      break;
+    case Kind::boolean:
+      out += boolean() ? "true" : "false";
+      break;
+    case Kind::null:
+      null();
+      out += "null";
+      break;
+    case Kind::invalid:
+      fail();
+  }
+}
+
+bool JsonReader::finish() {
+  skipWhitespace();
+  if (failed_ || at_ != end_ || depth_ != 0) {
+    return false;
+  }
+  return Text::isValidUtf8({begin_, static_cast<std::size_t>(end_ - begin_)});
+}
+
+void appendJsonString(std::string& out, std::string_view text) {
+  if (!Text::isValidUtf8(text)) {
+    appendJsonString(out, Text::repaired(text));
+    return;
+  }
+  out += '"';
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  while (true) {
+    const char* const run = endOfPlainRun(at, end);
+    out.append(at, run);
+    if (run == end) {
+      break;
+    }
+    switch (*run) {
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      default:
+        absl::StrAppendFormat(&out, "\\u%04x", static_cast<unsigned>(*run));
+    }
+    at = run + 1;
+  }
+  out += '"';
+}
+
+}  // namespace tallyfin

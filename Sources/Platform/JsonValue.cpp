@@ -1,0 +1,244 @@
+#include "Platform/Json.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <unordered_map>
+
+namespace tallyfin {
+namespace {
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// A JSON number taken apart: sign, digits without the point, and how many of them stand before it.
+class Decimal {
+ public:
+  explicit Decimal(std::string_view text) {
+    std::size_t at = 0;
+    if (text[at] == '-') {
+      negative_ = true;
+      ++at;
+    }
+    bool behindPoint = false;
+    for (; at < text.size() && (isDigit(text[at]) || text[at] == '.'); ++at) {
+      if (text[at] == '.') {
+        behindPoint = true;
+      } else {
+        digits_.push_back(text[at]);
+        point_ += behindPoint ? 0 : 1;
+      }
+    }
+    if (at < text.size()) {
+      point_ += exponent(text.substr(at + 1));
+    }
+    const std::size_t zeros = std::min(digits_.find_first_not_of('0'), digits_.size());
+    digits_.erase(0, zeros);
+    point_ -= static_cast<std::int64_t>(zeros);
+  }
+
+  // Whether nothing but zeros stands behind the point.
+  bool isWhole() const {
+    const std::size_t last = digits_.find_last_not_of('0');
+    return last == std::string::npos || static_cast<std::int64_t>(last) < point_;
+  }
+
+  // Towards zero, and to the nearest that fits.
+  std::int64_t integer() const {
+    constexpr std::int64_t kMostDigits = 19;
+    if (digits_.empty() || point_ <= 0) {
+      return 0;
+    }
+    if (point_ > kMostDigits) {
+      return farthest();
+    }
+    std::string whole = digits_.substr(0, static_cast<std::size_t>(point_));
+    whole.append(static_cast<std::size_t>(point_) - whole.size(), '0');
+    if (negative_) {
+      whole.insert(whole.begin(), '-');
+    }
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(whole.data(), whole.data() + whole.size(), value);
+    return error == std::errc() ? value : farthest();
+  }
+
+ private:
+  // Beyond a billion either way every number is too large or too small, however many digits it has.
+  static std::int64_t exponent(std::string_view text) {
+    constexpr std::int64_t kFarthest = 1'000'000'000;
+    if (text.front() == '+') {
+      text.remove_prefix(1);
+    }
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc()) {
+      value = text.front() == '-' ? -kFarthest : kFarthest;
+    }
+    return std::clamp(value, -kFarthest, kFarthest);
+  }
+
+  std::int64_t farthest() const {
+    return negative_ ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
+  }
+
+  std::string digits_;  // no zeros in front
+  std::int64_t point_ = 0;
+  bool negative_ = false;
+};
+
+// Sets members by key; of equal keys the last value wins. Few members are searched one by one, many through a
+// map.
+class ObjectBuilder {
+ public:
+  void set(std::string_view key, JsonValue value) {
+    if (JsonValue* const known = find(key)) {
+      *known = std::move(value);
+      return;
+    }
+    members_.emplace_back(std::string(key), std::move(value));
+    if (members_.size() > kFew) {
+      index();
+    }
+  }
+
+  JsonValue::Object take() { return std::move(members_); }
+
+ private:
+  static constexpr std::size_t kFew = 16;
+
+  JsonValue* find(std::string_view key) {
+    if (members_.size() > kFew) {
+      const auto place = positions_.find(std::string(key));
+      return place == positions_.end() ? nullptr : &members_[place->second].second;
+    }
+    for (auto& [name, value] : members_) {
+      if (name == key) {
+        return &value;
+      }
+    }
+    return nullptr;
+  }
+
+  void index() {
+    for (std::size_t i = positions_.size(); i < members_.size(); ++i) {
+      positions_.emplace(members_[i].first, i);
+    }
+  }
+
+  JsonValue::Object members_;
+  std::unordered_map<std::string, std::size_t> positions_;
+};
+
+}  // namespace
+
+std::optional<JsonValue> JsonValue::parse(std::string_view text) {
+  JsonReader reader(text);
+  JsonValue value = read(reader);
+  if (!reader.finish()) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+JsonValue JsonValue::read(JsonReader& reader) {
+  std::string buffer;
+  switch (reader.peek()) {
+    case JsonReader::Kind::object: {
+      ObjectBuilder object;
+      JsonReader::String key;
+      for (reader.beginObject(); reader.nextKey(key);) {
+        JsonValue value = read(reader);
+        object.set(key.text(buffer), std::move(value));
+      }
+      return object.take();
+    }
+    case JsonReader::Kind::array: {
+      Array array;
+      for (reader.beginArray(); reader.nextElement();) {
+        array.push_back(read(reader));
+      }
+      return array;
+    }
+    case JsonReader::Kind::string:
+      return reader.string().text(buffer);
+    case JsonReader::Kind::number: {
+      JsonValue value;
+      value.value_ = Number{std::string(reader.number())};
+      return value;
+    }
+    case JsonReader::Kind::boolean:
+      return reader.boolean();
+    case JsonReader::Kind::null:
+      reader.null();
+      break;
+    case JsonReader::Kind::invalid:
+      reader.skipValue();  // fails
+  }
+  return {};
+}
+
+std::optional<std::int64_t> JsonValue::wholeNumber() const {
+  const Number* const number = std::get_if<Number>(&value_);
+  if (number == nullptr) {
+    return std::nullopt;
+  }
+  const Decimal decimal(number->digits);
+  return decimal.isWhole() ? std::optional(decimal.integer()) : std::nullopt;
+}
+
+const JsonValue* JsonValue::member(std::string_view key) const {
+  if (const Object* const members = object()) {
+    for (const auto& [name, value] : *members) {
+      if (name == key) {
+        return &value;
+      }
+    }
+  }
+  return nullptr;
+}
+
+std::string JsonValue::text() const {
+  std::string out;
+  write(out);
+  return out;
+}
+
+void JsonValue::write(std::string& out) const {
+  if (const Object* const members = object()) {
+    const char* separator = "{";
+    for (const auto& [key, value] : *members) {
+      out += separator;
+      appendJsonString(out, key);
+      out += ':';
+      value.write(out);
+      separator = ",";
+    }
+    out += members->empty() ? "{}" : "}";
+  } else if (const Array* const elements = array()) {
+    const char* separator = "[";
+    for (const JsonValue& element : *elements) {
+      out += separator;
+      element.write(out);
+      separator = ",";
+    }
+    out += elements->empty() ? "[]" : "]";
+  } else if (const std::string* const string = this->string()) {
+    appendJsonString(out, *string);
+  } else if (const Number* const number = std::get_if<Number>(&value_)) {
+    out += number->digits;
+  } else if (const bool* const truth = boolean()) {
+    out += *truth ? "true" : "false";
+  } else {
+    out += "null";
+  }
+}
+
+std::int64_t integerOfJsonNumber(std::string_view digits) {
+  std::int64_t value = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  const bool plain = error == std::errc() && end == digits.data() + digits.size();
+  return plain ? value : Decimal(digits).integer();
+}
+
+}  // namespace tallyfin
