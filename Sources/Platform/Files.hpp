@@ -44,8 +44,8 @@ std::optional<std::string> contents(const std::string& path, std::uint64_t limit
 
 /// Writes `parts`, one after the other, to a temporary file beside `path`, flushes it to the disk and renames
 /// it over `path`: a reader sees the old content or the new, whole. The file gets mode 0600. Temporary files
-/// that an earlier, killed process left behind are removed. On failure the old file stays and the temporary
-/// one is gone. Throws std::system_error.
+/// that a killed process left behind are removed. A symbolic link is itself replaced; a directory or a device
+/// is refused. On failure the old file stays and the temporary one is gone. Throws std::system_error.
 void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts);
 
 /// Makes a directory with all its parents. The error, if any, or nothing.

@@ -1,0 +1,479 @@
+#include "Platform/Files.hpp"
+
+#include "Platform/Text.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace tallyfin::Files {
+
+namespace {
+
+/// A transcript may name any text as a path. One with a NUL inside names nothing, whatever stands before it.
+bool canExist(const std::string& path) {
+  return path.find('\0') == std::string::npos;
+}
+
+/// Both texts as one, in one allocation.
+std::string joined(const std::string& left, std::string_view right) {
+  std::string both;
+  both.reserve(left.size() + right.size());
+  return both.append(left).append(right);
+}
+
+class Descriptor {
+ public:
+  Descriptor(const std::string& path, int flags, mode_t mode = 0) {
+    if (!canExist(path)) {
+      errno = ENOENT;
+      return;
+    }
+    do {
+      number_ = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
+    } while (number_ < 0 && errno == EINTR);
+  }
+  ~Descriptor() { close(); }
+
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  bool isOpen() const { return number_ >= 0; }
+  int number() const { return number_; }
+
+  /// The descriptor, no longer closed here.
+  int release() { return std::exchange(number_, -1); }
+
+  /// True when all went well; after EINTR the descriptor is closed all the same.
+  bool close() { return number_ < 0 || ::close(release()) == 0 || errno == EINTR; }
+
+ private:
+  int number_ = -1;
+};
+
+/// The entries of a directory, one after the other.
+class Listing {
+ public:
+  explicit Listing(const std::string& path, int flags = 0) {
+    Descriptor descriptor(path, O_RDONLY | O_DIRECTORY | flags);
+    if (descriptor.isOpen()) {
+      entries_ = ::fdopendir(descriptor.number());
+      if (entries_ != nullptr) {
+        descriptor.release();
+      }
+    }
+  }
+  ~Listing() {
+    if (entries_ != nullptr) {
+      ::closedir(entries_);
+    }
+  }
+
+  Listing(const Listing&) = delete;
+  Listing& operator=(const Listing&) = delete;
+
+  bool isOpen() const { return entries_ != nullptr; }
+
+  /// The next entry but "." and ".."; null behind the last.
+  const dirent* next() {
+    while (const dirent* entry = ::readdir(entries_)) {
+      const std::string_view name = entry->d_name;
+      if (name != "." && name != "..") {
+        return entry;
+      }
+    }
+    return nullptr;
+  }
+
+  /// Whether an entry is itself a directory and no link to one.
+  bool isDirectory(const dirent& entry) const {
+    if (entry.d_type != DT_UNKNOWN) {
+      return entry.d_type == DT_DIR;
+    }
+    struct stat status {};
+    return ::fstatat(::dirfd(entries_), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISDIR(status.st_mode);
+  }
+
+ private:
+  DIR* entries_ = nullptr;
+};
+
+bool look(const std::string& path, struct stat& status) {
+  return canExist(path) && ::stat(path.c_str(), &status) == 0;
+}
+
+double modificationTime(const struct stat& status) {
+#ifdef __APPLE__
+  const timespec& time = status.st_mtimespec;
+#else
+  const timespec& time = status.st_mtim;
+#endif
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+bool hasExtension(std::string_view name, std::string_view extension) {
+  return name.size() > extension.size() + 1 && name.ends_with(extension) &&
+         name[name.size() - extension.size() - 1] == '.';
+}
+
+void sortAsText(std::vector<std::string>& paths) {
+  if (std::all_of(paths.begin(), paths.end(), Text::isAscii)) {
+    std::sort(paths.begin(), paths.end());
+    return;
+  }
+  // Bytes of well-formed UTF-8 stand in the order of code points, so the canonical forms compare as bytes.
+  std::vector<std::pair<std::string, std::string>> keyed;
+  keyed.reserve(paths.size());
+  for (std::string& path : paths) {
+    std::string key = Text::canonical(path);
+    keyed.emplace_back(std::move(key), std::move(path));
+  }
+  std::sort(keyed.begin(), keyed.end());
+  std::transform(keyed.begin(), keyed.end(), paths.begin(),
+                 [](auto& entry) { return std::move(entry.second); });
+}
+
+[[noreturn]] void fail(int error, const char* what, const std::string& path) {
+  throw std::system_error(error, std::generic_category(), what + path);
+}
+
+constexpr std::string_view kTemporaryMark = ".tmp.";
+
+/// Counts the temporary files of this process, so that each has a name of its own.
+std::atomic<unsigned> nextTemporary = 0;
+
+/// A file beside `target` that is gone again unless it took the target's place.
+class Temporary {
+ public:
+  explicit Temporary(const std::string& target)
+      : target_(target), path_(freshName()), file_(path_, kFlags, 0600) {
+    if (!file_.isOpen()) {
+      fail(errno, "cannot create ", path_);
+    }
+  }
+  ~Temporary() {
+    if (!placed_) {
+      ::unlink(path_.c_str());
+    }
+  }
+
+  Temporary(const Temporary&) = delete;
+  Temporary& operator=(const Temporary&) = delete;
+
+  void write(std::string_view bytes) {
+    constexpr std::size_t most = std::size_t{1} << 30;  // some systems refuse 2 GiB in one call
+    while (!bytes.empty()) {
+      const ssize_t count = ::write(file_.number(), bytes.data(), std::min(bytes.size(), most));
+      if (count < 0 && errno == EINTR) {
+        continue;
+      }
+      if (count <= 0) {
+        fail(count < 0 ? errno : EIO, "cannot write ", path_);
+      }
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+  }
+
+  /// To the disk before the name, so that not even a power cut leaves a half file under the target's name.
+  void replaceTarget() {
+    while (::fsync(file_.number()) != 0) {
+      if (errno != EINTR) {
+        fail(errno, "cannot flush ", path_);
+      }
+    }
+    if (!file_.close()) {
+      fail(errno, "cannot close ", path_);
+    }
+    if (::rename(path_.c_str(), target_.c_str()) != 0) {
+      fail(errno, "cannot replace ", target_);
+    }
+    placed_ = true;
+  }
+
+ private:
+  static constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL;
+
+  std::string freshName() const {
+    return joined(target_, kTemporaryMark) + std::to_string(::getpid()) + "." +
+           std::to_string(nextTemporary++);
+  }
+
+  const std::string& target_;
+  std::string path_;
+  Descriptor file_;
+  bool placed_ = false;
+};
+
+/// Whether the part of a temporary file's name behind the mark, "<process>.<number>", tells that nobody is
+/// writing the file any more. The number tells it of a process that had this one's id before.
+bool isStale(std::string_view owner) {
+  const char* end = owner.data() + owner.size();
+  pid_t process = 0;
+  const auto [dot, processError] = std::from_chars(owner.data(), end, process);
+  if (processError != std::errc() || process <= 0 || dot == end || *dot != '.') {
+    return false;
+  }
+  unsigned number = 0;
+  const auto [rest, numberError] = std::from_chars(dot + 1, end, number);
+  if (numberError != std::errc() || rest != end) {
+    return false;
+  }
+  if (process == ::getpid()) {
+    return number >= nextTemporary.load();
+  }
+  return ::kill(process, 0) != 0 && errno == ESRCH;
+}
+
+void removeStaleTemporaries(const std::string& directory, const std::string& start) {
+  Listing listing(directory);
+  while (const dirent* entry = listing.isOpen() ? listing.next() : nullptr) {
+    const std::string_view name = entry->d_name;
+    if (name.starts_with(start) && isStale(name.substr(start.size()))) {
+      ::unlink((directory + "/" + entry->d_name).c_str());
+    }
+  }
+}
+
+/// The home directory in the password database's entry for `who`, a user's name or id; absent when there is
+/// none. `find` is getpwnam_r or getpwuid_r.
+template <typename Find, typename Who>
+std::optional<std::string> passwordHome(Find find, Who who) {
+  std::vector<char> buffer(4096);
+  passwd entry{};
+  passwd* found = nullptr;
+  int error = 0;
+  while ((error = find(who, &entry, buffer.data(), buffer.size(), &found)) == EINTR || error == ERANGE) {
+    if (error == ERANGE) {
+      buffer.resize(buffer.size() * 2);
+    }
+  }
+  if (found == nullptr || found->pw_dir == nullptr || *found->pw_dir == '\0') {
+    return std::nullopt;
+  }
+  return found->pw_dir;
+}
+
+std::string_view withoutTrailingSlashes(std::string_view path) {
+  while (path.size() > 1 && path.back() == '/') {
+    path.remove_suffix(1);
+  }
+  return path;
+}
+
+}  // namespace
+
+std::optional<Attributes> attributes(const std::string& path) {
+  struct stat status {};
+  if (!look(path, status)) {
+    return std::nullopt;
+  }
+  return Attributes{.size = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0)),
+                    .modified = modificationTime(status),
+                    .number = status.st_ino,
+                    .isRegular = S_ISREG(status.st_mode)};
+}
+
+bool exists(const std::string& path) {
+  struct stat status {};
+  return look(path, status);
+}
+
+bool isDirectory(const std::string& path) {
+  struct stat status {};
+  return look(path, status) && S_ISDIR(status.st_mode);
+}
+
+std::optional<std::vector<std::string>> filesBelow(const std::string& root, std::string_view extension) {
+  if (!isDirectory(root)) {
+    return std::nullopt;
+  }
+  std::vector<std::string> found;
+  // A list of what is still to do instead of recursion: one descriptor at a time, whatever the depth.
+  std::vector<std::string> pending = {root};
+  int flags = 0;  // the root may be a link, nothing below it
+  while (!pending.empty()) {
+    std::string directory = std::move(pending.back());
+    pending.pop_back();
+    Listing listing(directory, std::exchange(flags, O_NOFOLLOW));
+    if (!listing.isOpen()) {
+      continue;
+    }
+    if (!directory.ends_with('/')) {
+      directory += '/';
+    }
+    while (const dirent* entry = listing.next()) {
+      const std::string_view name = entry->d_name;
+      if (name.front() == '.') {
+        continue;
+      }
+      if (listing.isDirectory(*entry)) {
+        pending.push_back(joined(directory, name));
+      }
+      if (hasExtension(name, extension)) {
+        found.push_back(joined(directory, name));
+      }
+    }
+  }
+  sortAsText(found);
+  return found;
+}
+
+std::optional<std::vector<std::string>> entryNames(const std::string& directory) {
+  Listing listing(directory);
+  if (!listing.isOpen()) {
+    return std::nullopt;
+  }
+  std::vector<std::string> names;
+  while (const dirent* entry = listing.next()) {
+    names.emplace_back(entry->d_name);
+  }
+  return names;
+}
+
+std::optional<std::string> contents(const std::string& path, std::uint64_t limit) {
+  Descriptor file(path, O_RDONLY | O_NONBLOCK);  // without it, opening a FIFO waits for a writer
+  struct stat status {};
+  if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
+      static_cast<std::uint64_t>(status.st_size) > limit) {
+    return std::nullopt;
+  }
+  std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');  // room to see the end at once
+  std::size_t used = 0;
+  while (true) {
+    const ssize_t count = ::read(file.number(), text.data() + used, text.size() - used);
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      return std::nullopt;
+    }
+    used += static_cast<std::size_t>(count);
+    if (used > limit) {
+      return std::nullopt;
+    }
+    if (count == 0) {
+      text.resize(used);
+      return text;
+    }
+    if (used == text.size()) {
+      text.resize(used + std::max<std::size_t>(used / 2, 65536));
+    }
+  }
+}
+
+void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts) {
+  if (!canExist(path)) {
+    fail(ENOENT, "cannot replace ", path);
+  }
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+    // Renaming would turn a device into a file, /dev/null for one.
+    fail(S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP, "cannot replace ", path);
+  }
+  const std::size_t slash = path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  removeStaleTemporaries(directory, joined(name, kTemporaryMark));
+
+  Temporary temporary(path);
+  for (const std::string_view part : parts) {
+    temporary.write(part);
+  }
+  temporary.replaceTarget();
+
+  // The new name, too, goes to the disk; where a directory cannot be flushed, the file is in place all the
+  // same.
+  const Descriptor descriptor(directory, O_RDONLY | O_DIRECTORY);
+  if (descriptor.isOpen()) {
+    ::fsync(descriptor.number());
+  }
+}
+
+std::error_code createDirectories(const std::string& path) {
+  if (!canExist(path)) {
+    return std::make_error_code(std::errc::no_such_file_or_directory);
+  }
+  for (std::size_t slash = 0; slash != std::string::npos;) {
+    slash = path.find('/', slash + 1);
+    const std::string part = path.substr(0, slash);
+    if (::mkdir(part.c_str(), 0777) != 0) {
+      const int error = errno;
+      if (!isDirectory(part)) {
+        return {error, std::generic_category()};
+      }
+    }
+  }
+  return {};
+}
+
+void removeFile(const std::string& path) {
+  if (canExist(path)) {
+    ::unlink(path.c_str());
+  }
+}
+
+std::string homeDirectory() {
+  const char* home = std::getenv("HOME");
+  if (home != nullptr && *home != '\0') {
+    return home;
+  }
+  return passwordHome(::getpwuid_r, ::getuid()).value_or("/");
+}
+
+std::string expandingTilde(const std::string& path, const std::string& home) {
+  if (!path.starts_with('~')) {
+    return path;
+  }
+  const std::size_t end = std::min(path.find('/'), path.size());
+  const std::string user = path.substr(1, end - 1);
+  const std::optional<std::string> expanded = user.empty() ? home : passwordHome(::getpwnam_r, user.c_str());
+  if (!expanded) {
+    return path;
+  }
+  std::string_view rest = std::string_view(path).substr(end);
+  if (expanded->ends_with('/') && !rest.empty()) {
+    rest.remove_prefix(1);
+  }
+  return joined(*expanded, rest);
+}
+
+std::string applicationSupportDirectory(const std::string& home) {
+#ifdef __APPLE__
+  constexpr std::string_view folder = "Library/Application Support";
+#else
+  constexpr std::string_view folder = ".cache";
+#endif
+  return joined(home.ends_with('/') ? home : home + "/", folder);
+}
+
+std::string_view lastComponent(std::string_view path) {
+  path = withoutTrailingSlashes(path);
+  return path == "/" ? path : path.substr(path.rfind('/') + 1);
+}
+
+std::string_view withoutLastComponent(std::string_view path) {
+  path = withoutTrailingSlashes(path);
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? path.substr(0, 0)
+                                         : withoutTrailingSlashes(path.substr(0, slash + 1));
+}
+
+std::string_view withoutExtension(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  const bool none = dot == std::string_view::npos || dot == 0 || dot + 1 == name.size();
+  return none ? name : name.substr(0, dot);
+}
+
+}  // namespace tallyfin::Files
