@@ -52,7 +52,7 @@ const RefreshStats& DataSource::ensureFresh() {
   if (!lastRefresh_) {
     cache_.load();
   }
-  ScanCache::Refreshed refreshed = cache_.refresh(homes_);
+  ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now);
   try {
     cache_.save();
   } catch (const std::exception&) {  // the answer is in memory; the next refresh tries again

@@ -81,7 +81,7 @@ TEST_F(Ingest, EveryUnusableLineIsCountedByItsCause) {
       {"\xEF\xBB\xBF" + good, &ScanDiagnostics::linesRejectedInvalidJSON},
       {with("done", "\xFF"), &ScanDiagnostics::linesRejectedInvalidJSON},
       {with("done", "\\ud800"), &ScanDiagnostics::linesRejectedInvalidJSON},
-      {with("10", "NaN"), &ScanDiagnostics::linesRejectedInvalidJSON},
+      {with(":10,", ":NaN,"), &ScanDiagnostics::linesRejectedInvalidJSON},
       {R"({"usage":1})", &ScanDiagnostics::linesRejectedNoMessage},
       {R"({"message":"usage","x":{"usage":{}}})", &ScanDiagnostics::linesRejectedNoMessage},
       {R"({"message":{},"message":["usage"]})", &ScanDiagnostics::linesRejectedNoMessage},
