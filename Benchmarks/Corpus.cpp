@@ -1,0 +1,122 @@
+#include "Corpus.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace tallyfin::corpus {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void writeFile(const fs::path& path, std::string_view content) {
+  std::ofstream file(path, std::ios::binary);
+  file.write(content.data(), static_cast<std::streamsize>(content.size()));
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + path.string());
+}
+
+/// A working directory as the name of the folder that holds its transcripts: letters and digits stay, all
+/// else is a dash. Only the end of a very long one, since a file name has at most 255 bytes.
+std::string folderName(std::string_view directory) {
+  std::string name(directory);
+  const auto isPlain = [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+  };
+  std::replace_if(
+      name.begin(), name.end(), [&](char c) { return !isPlain(c); }, '-');
+  constexpr std::size_t longest = 200;
+  return name.size() > longest ? name.substr(name.size() - longest) : name;
+}
+
+void makeRepositories(const Plan& plan) {
+  for (const Project& project : plan.projects) {
+    fs::create_directories(project.root + "/.git");
+    for (const auto& directory : project.subdirectories) fs::create_directories(directory);
+    for (const auto& worktree : project.worktrees) {
+      fs::create_directories(worktree + "/src");
+      writeFile(worktree + "/.git", "gitdir: " + project.root + "/.git\n");
+    }
+  }
+}
+
+void writeRoster(const fs::path& home, const Session& session) {
+  const std::string shortId = session.id.substr(0, 8);
+  std::string text = R"({"name":"session-)" + shortId + R"(","members":[{"agentId":"team-lead@session-)" +
+                     shortId + R"(","agentType":"team-lead","model":")" + std::string(session.main.model) +
+                     "\"}";
+  for (const Transcript& agent : session.agents) {
+    if (agent.agentName.empty()) continue;
+    text.append(R"(,{"agentId":")").append(agent.agentName).append("@session-").append(shortId);
+    text.append(R"(","agentType":"general-purpose","model":")").append(agent.model).append(R"(","cwd":")");
+    appendEscaped(text, agent.directories.front());
+    text += "\"}";
+  }
+  text += "]}\n";
+  const fs::path folder = home / "teams" / ("session-" + shortId);
+  fs::create_directories(folder);
+  writeFile(folder / "config.json", text);
+}
+
+class CorpusWriter {
+ public:
+  CorpusWriter(const Options& options, const Plan& plan)
+      // The texts must not be those that the plan's seed draws from, so they have a seed of their own.
+      : options_(options), plan_(plan), prose_(Random(options.seed ^ 0x5eed0fU)) {}
+
+  Summary run() {
+    for (const Session& session : plan_.sessions) writeSession(session);
+    return summary_;
+  }
+
+ private:
+  void writeSession(const Session& session) {
+    const fs::path home = fs::path(options_.out) / homeNames[session.home];
+    const fs::path folder = home / "projects" / folderName(session.main.directories.front());
+    fs::create_directories(folder);
+    buffer_.clear();
+    if (session.continued) {
+      const Session& earlier = plan_.sessions[*session.continued];
+      Counts repeated = appendTranscript(buffer_, prose_, session, earlier.main, session.repeatedBytes);
+      repeated.requests = 0;
+      summary_.counts += repeated;
+    }
+    writeTranscript(folder / (session.id + ".jsonl"), session, session.main);
+    if (!session.agents.empty()) fs::create_directories(folder / session.id / "subagents");
+    for (const Transcript& agent : session.agents) {
+      buffer_.clear();
+      writeTranscript(folder / session.id / "subagents" / ("agent-" + agent.agentId + ".jsonl"), session,
+                      agent);
+    }
+    if (session.isRostered) writeRoster(home, session);
+  }
+
+  /// Writes what is in the buffer already, with the transcript behind it.
+  void writeTranscript(const fs::path& path, const Session& session, const Transcript& transcript) {
+    summary_.counts += appendTranscript(buffer_, prose_, session, transcript, transcript.bytes);
+    writeFile(path, buffer_);
+    ++summary_.files;
+    summary_.bytes += buffer_.size();
+  }
+
+  const Options& options_;
+  const Plan& plan_;
+  Prose prose_;
+  std::string buffer_;
+  Summary summary_;
+};
+
+}  // namespace
+
+Summary writeCorpus(const Options& options) {
+  fs::create_directories(options.out);
+  if (!fs::is_empty(options.out)) throw std::runtime_error(options.out + " is not empty");
+  const Plan plan = makePlan(options);
+  if (options.makeRepositories) makeRepositories(plan);
+  return CorpusWriter(options, plan).run();
+}
+
+}  // namespace tallyfin::corpus

@@ -1,0 +1,237 @@
+#include "Plan.hpp"
+
+#include <algorithm>
+#include <span>
+
+namespace tallyfin::corpus {
+
+namespace {
+
+using Texts = std::span<const std::string_view>;
+
+constexpr Milliseconds second = 1000;
+constexpr Milliseconds minute = 60 * second;
+constexpr Milliseconds hour = 60 * minute;
+constexpr Milliseconds day = 24 * hour;
+
+constexpr std::uint64_t kilobyte = 1000;
+
+// Real transcripts have about one request every 9 KB.
+constexpr std::uint64_t bytesPerRequest = 9 * kilobyte;
+
+// A transcript ends behind the request that reaches its size, on average this much later.
+constexpr std::uint64_t overshoot = 14 * kilobyte;
+
+constexpr std::array<std::string_view, 24> projectNames = {
+    "atlas",    "billing-api", "compass",   "docs-site",    "ember",      "field-notes",
+    "garden",   "harbor",      "inventory", "journal",      "kite",       "ledger-tools",
+    "mailroom", "northwind",   "orchard",   "paper-trail",  "quarry",     "relay",
+    "sundial",  "tidepool",    "umbra",     "vector-store", "watchtower", "yarrow"};
+
+constexpr std::array<std::string_view, 8> folderNames = {"src",    "tests",        "docs",          "tools",
+                                                         "web/ui", "services/api", "packages/core", "infra"};
+
+constexpr std::array<std::string_view, 10> agentNames = {
+    "reviewer", "test-runner", "explorer",       "docs-writer", "migrator",
+    "planner",  "bug-hunter",  "bench-keeper-2", "translator",  "release-notes"};
+
+constexpr std::array<std::string_view, 6> branches = {"main",         "main",           "develop",
+                                                      "fix/timeouts", "feature/ledger", "spike"};
+
+// Identifiers as transcripts carry them, the common ones more than once. Two have no price.
+constexpr std::array<std::string_view, 14> mainModels = {"claude-sonnet-4-5-20250929",
+                                                         "claude-sonnet-4-5-20250929",
+                                                         "claude-sonnet-4-5-20250929",
+                                                         "claude-opus-4-5-20251101",
+                                                         "claude-opus-4-5-20251101",
+                                                         "claude-opus-4-5-20251101[1m]",
+                                                         "claude-sonnet-5",
+                                                         "claude-sonnet-5",
+                                                         "claude-sonnet-5[1m]",
+                                                         "claude-opus-5",
+                                                         "claude-opus-5",
+                                                         "claude-opus-4-1-20250805",
+                                                         "claude-sonnet-4-20250514",
+                                                         "orchard-coder-2-20260110"};
+constexpr std::array<std::string_view, 6> agentModels = {"claude-haiku-4-5-20251001",
+                                                         "claude-haiku-4-5-20251001",
+                                                         "claude-sonnet-4-5-20250929",
+                                                         "claude-sonnet-5",
+                                                         "claude-opus-5",
+                                                         "quarry-small-preview"};
+
+/// The model of the transcript that is planned as number `index`. The last of the table has no price: one
+/// transcript in sixty runs on it, by count and not by chance, so that a small corpus has some too.
+std::string_view pickModel(Texts models, std::size_t index, Random& random) {
+  return index % 60 == 20 ? models.back() : random.pick(models.first(models.size() - 1));
+}
+
+std::vector<Project> makeProjects(const Options& options, Random& random) {
+  std::vector<Project> projects;
+  const std::uint64_t count = std::clamp<std::uint64_t>(options.bytes / 4'000'000, 6, projectNames.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    Project project;
+    project.root = options.sources + "/" + std::string(projectNames[i]);
+    project.home = i % 3 == 2 ? 1 : 0;
+    for (std::uint64_t k = random.below(4); k > 0; --k) {
+      project.subdirectories.push_back(project.root + "/" + std::string(random.pick(Texts(folderNames))));
+    }
+    for (std::uint64_t k = random.below(3); k > 0; --k) {
+      std::string worktree = project.root + "/.claude/worktrees/agent-";
+      appendHex(worktree, 8, random);
+      project.worktrees.push_back(std::move(worktree));
+    }
+    projects.push_back(std::move(project));
+  }
+  return projects;
+}
+
+/// The project's root, sometimes a directory inside it, sometimes a worktree.
+std::vector<std::string> pickDirectories(const Project& project, std::uint64_t worktreeShare,
+                                         Random& random) {
+  std::vector<std::string> directories;
+  if (!project.worktrees.empty() && random.chance(worktreeShare)) {
+    const std::string& worktree = random.pick(std::span<const std::string>(project.worktrees));
+    directories.push_back(worktree);
+    directories.push_back(worktree + "/src");
+    return directories;
+  }
+  if (!project.subdirectories.empty() && random.chance(150)) {
+    directories.push_back(random.pick(std::span<const std::string>(project.subdirectories)));
+  }
+  directories.push_back(project.root);
+  directories.insert(directories.end(), project.subdirectories.begin(), project.subdirectories.end());
+  return directories;
+}
+
+std::uint64_t drawAgentCount(Random& random) {
+  const std::uint64_t kind = random.below(100);
+  if (kind < 35) return 0;
+  if (kind < 70) return random.between(1, 3);
+  if (kind < 93) return random.between(3, 6);
+  return random.between(7, 11);
+}
+
+Transcript makeAgent(const Project& project, std::size_t index, bool isTeam, Random& random) {
+  Transcript agent;
+  agent.seed = random.next();
+  agent.model = pickModel(agentModels, index, random);
+  agent.directories = pickDirectories(project, 250, random);
+  agent.agentId += 'a';
+  if (isTeam && random.chance(750)) {
+    agent.agentName = random.pick(Texts(agentNames));
+    agent.agentId.append(agent.agentName).append("-");
+  }
+  appendHex(agent.agentId, random.between(16, 17), random);
+  return agent;
+}
+
+/// Sessions with all that does not depend on how many there are.
+std::vector<Session> makeSessions(const Options& options, const std::vector<Project>& projects,
+                                  Random& random) {
+  // A small corpus has small transcripts: it too should show several sessions a day.
+  const std::uint64_t largestMain =
+      std::clamp<std::uint64_t>(options.bytes / 40, 60 * kilobyte, 4700 * kilobyte);
+  const std::uint64_t largestAgent = std::max<std::uint64_t>(largestMain / 2, 40 * kilobyte);
+  std::vector<Session> sessions;
+  std::size_t transcripts = 0;
+  std::uint64_t planned = 0;
+  while (planned < options.bytes) {
+    // Squaring makes the first projects the busy ones.
+    const std::uint64_t draw = random.below(1000) * random.below(1000);
+    const Project& project = projects[static_cast<std::size_t>(draw * projects.size() / 1'000'000)];
+    Session session;
+    appendUuid(session.id, random);
+    session.home = random.chance(60) ? 1 - project.home : project.home;
+    session.branch = random.pick(Texts(branches));
+    const std::uint64_t remaining = std::max(options.bytes - planned, 30 * kilobyte);
+    session.main.seed = random.next();
+    session.main.model = pickModel(mainModels, transcripts++, random);
+    session.main.isOldFormat = random.chance(80);
+    session.main.directories = pickDirectories(project, 100, random);
+    session.main.bytes = std::min(random.longTailed(30 * kilobyte, largestMain), remaining);
+    planned += session.main.bytes + overshoot;
+    const bool isTeam = random.chance(600);
+    session.isRostered = isTeam && sessions.size() % 8 != 3;
+    for (std::uint64_t k = drawAgentCount(random); k > 0 && planned < options.bytes; --k) {
+      Transcript agent = makeAgent(project, transcripts++, isTeam, random);
+      agent.isOldFormat = session.main.isOldFormat;
+      agent.bytes = std::min(random.longTailed(15 * kilobyte, largestAgent), remaining);
+      planned += agent.bytes + overshoot;
+      session.agents.push_back(std::move(agent));
+    }
+    // Picked up again: the new transcript begins with what an earlier one of the same directory holds.
+    if (random.chance(100)) {
+      for (std::size_t k = sessions.size(); k > 0 && !session.continued; --k) {
+        const Session& earlier = sessions[k - 1];
+        if (earlier.main.directories.front() != session.main.directories.front()) continue;
+        session.continued = k - 1;
+        session.repeatedBytes = earlier.main.bytes * random.between(200, 800) / 1000;
+        planned += session.repeatedBytes + overshoot;
+      }
+    }
+    sessions.push_back(std::move(session));
+  }
+  return sessions;
+}
+
+/// Spreads the sessions evenly over the days; each day's work lies in the twelve hours that end at the hour
+/// of `now`, whatever the zone in which somebody looks at it. The last session runs until `now`.
+void setTimes(const Options& options, std::vector<Session>& sessions, Random& random) {
+  std::vector<Milliseconds> ends;
+  const auto count = static_cast<Milliseconds>(sessions.size());
+  for (Milliseconds i = 0; i < count; ++i) {
+    const Milliseconds daysAgo = (count - 1 - i) * options.days / count;
+    const auto intoDay = static_cast<Milliseconds>(random.below(static_cast<std::uint64_t>(11 * hour)));
+    ends.push_back(i + 1 == count ? options.now : options.now - daysAgo * day - intoDay);
+  }
+  std::sort(ends.begin(), ends.end());
+  for (std::size_t i = 0; i < sessions.size(); ++i) {
+    Transcript& main = sessions[i].main;
+    const auto perRequest = static_cast<Milliseconds>(random.between(15, 40)) * second;
+    const auto requests = static_cast<Milliseconds>(main.bytes / bytesPerRequest + 1);
+    const Milliseconds length = std::clamp(requests * perRequest, 3 * minute, 7 * hour);
+    main.end = ends[i];
+    main.start = main.end - length;
+    for (Transcript& agent : sessions[i].agents) {
+      agent.start = main.start + length * static_cast<Milliseconds>(random.below(700)) / 1000;
+      const auto share = static_cast<Milliseconds>(random.between(100, 1000));
+      agent.end = agent.start + (main.end - agent.start) * share / 1000;
+    }
+  }
+}
+
+}  // namespace
+
+void appendHex(std::string& out, std::uint64_t digits, Random& random) {
+  constexpr std::string_view hex = "0123456789abcdef";
+  std::uint64_t bits = 0;
+  for (std::uint64_t i = 0; i < digits; ++i) {
+    if (i % 16 == 0) bits = random.next();
+    out += hex[bits & 15U];
+    bits >>= 4U;
+  }
+}
+
+void appendUuid(std::string& out, Random& random) {
+  appendHex(out, 8, random);
+  out += '-';
+  appendHex(out, 4, random);
+  out += "-4";
+  appendHex(out, 3, random);
+  out += "-a";
+  appendHex(out, 3, random);
+  out += '-';
+  appendHex(out, 12, random);
+}
+
+Plan makePlan(const Options& options) {
+  Random random(options.seed);
+  Plan plan;
+  plan.projects = makeProjects(options, random);
+  plan.sessions = makeSessions(options, plan.projects, random);
+  setTimes(options, plan.sessions, random);
+  return plan;
+}
+
+}  // namespace tallyfin::corpus

@@ -1,0 +1,256 @@
+// The corpus generator promises a shape that measurements and the sample rely on: these tests read a small
+// corpus as plain JSON, with none of the program's own code.
+
+#include "Benchmarks/Corpus.hpp"
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace tallyfin::corpus {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+constexpr Milliseconds now = 1'790'000'000'000;  // 2026-09-21T14:13:20Z
+constexpr std::string_view nowText = "2026-09-21T14:13:20";
+
+/// Relative path and content of every regular file below a directory.
+std::map<std::string, std::string> filesBelow(const fs::path& root) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    if (!entry.is_regular_file()) continue;
+    std::ifstream file(entry.path(), std::ios::binary);
+    files[entry.path().lexically_relative(root).string()] = {std::istreambuf_iterator<char>(file), {}};
+  }
+  return files;
+}
+
+Options options(const fs::path& out) {
+  Options options;
+  options.out = out.string();
+  options.sources = "/home/dev/src";
+  options.bytes = 6'000'000;
+  options.now = now;
+  options.days = 10;
+  return options;
+}
+
+/// A corpus that all tests here read, made once.
+class CorpusTests : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    root_ = fs::path(testing::TempDir()) / ("tallyfin-corpus-" + std::to_string(getpid()));
+    Options wanted = options(root_ / "home");
+    wanted.sources = (root_ / "home" / "src").string();
+    wanted.makeRepositories = true;
+    summary_ = writeCorpus(wanted);
+    for (const auto& [path, content] : filesBelow(root_ / "home")) {
+      if (path.ends_with(".jsonl")) readTranscript(path, content);
+    }
+  }
+
+  static void TearDownTestSuite() { fs::remove_all(root_); }
+
+  struct Line {
+    std::string path;
+    std::string text;
+    json value;
+    bool hasUsage = false;
+
+    std::string key() const {
+      return value["message"]["id"].get<std::string>() + ":" + value["requestId"].get<std::string>();
+    }
+    std::int64_t usage(const char* name) const {
+      return value["message"]["usage"].value(name, std::int64_t{0});
+    }
+    bool isZero() const {
+      return usage("input_tokens") + usage("output_tokens") + usage("cache_read_input_tokens") +
+                 usage("cache_creation_input_tokens") ==
+             0;
+    }
+  };
+
+  static void readTranscript(const std::string& path, const std::string& content) {
+    ASSERT_TRUE(content.ends_with('\n')) << path;
+    for (std::size_t start = 0; start < content.size();) {
+      const std::size_t end = content.find('\n', start);
+      Line line{path, content.substr(start, end - start), {}, false};
+      line.value = json::parse(line.text);
+      line.hasUsage = line.value.contains("message") && line.value["message"].contains("usage");
+      lines_.push_back(std::move(line));
+      start = end + 1;
+    }
+  }
+
+  static inline fs::path root_;
+  static inline Summary summary_;
+  static inline std::vector<Line> lines_;
+};
+
+TEST(Corpus, SameOptionsGiveTheSameBytes) {
+  const fs::path root = fs::path(testing::TempDir()) / ("tallyfin-same-" + std::to_string(getpid()));
+  Options wanted = options(root / "a");
+  wanted.bytes = 2'000'000;
+  writeCorpus(wanted);
+  wanted.out = (root / "b").string();
+  writeCorpus(wanted);
+  wanted.out = (root / "c").string();
+  wanted.seed = 2;
+  writeCorpus(wanted);
+  const auto first = filesBelow(root / "a");
+  EXPECT_EQ(first, filesBelow(root / "b"));
+  EXPECT_NE(first, filesBelow(root / "c"));
+  EXPECT_THROW(writeCorpus(wanted), std::runtime_error) << "into a home that is there already";
+  fs::remove_all(root);
+}
+
+TEST_F(CorpusTests, SizesAndSharesAreThoseOfRealTranscripts) {
+  std::uint64_t usageLines = 0;
+  std::uint64_t usageBytes = 0;
+  std::uint64_t bytes = 0;
+  std::set<std::string> files;
+  std::set<std::string> requests;
+  for (const Line& line : lines_) {
+    files.insert(line.path);
+    bytes += line.text.size() + 1;
+    if (!line.hasUsage) continue;
+    ++usageLines;
+    usageBytes += line.text.size() + 1;
+    if (!line.isZero()) requests.insert(line.key());
+  }
+  EXPECT_EQ(summary_.files, files.size());
+  EXPECT_EQ(summary_.bytes, bytes);
+  EXPECT_EQ(summary_.counts.lines, lines_.size());
+  EXPECT_EQ(summary_.counts.usageLines, usageLines);
+  EXPECT_EQ(summary_.counts.usageBytes, usageBytes);
+  EXPECT_EQ(summary_.counts.requests, requests.size());
+  const auto share = [](std::uint64_t part, std::uint64_t whole) {
+    return static_cast<double>(part) / static_cast<double>(whole);
+  };
+  EXPECT_NEAR(share(bytes, 6'000'000), 1.0, 0.1);
+  EXPECT_NEAR(share(usageBytes, bytes), 0.42, 0.05);
+  EXPECT_NEAR(share(usageLines, lines_.size()), 0.66, 0.04);
+  EXPECT_NEAR(share(usageLines, requests.size()), 2.0, 0.15);
+  EXPECT_NEAR(share(bytes, requests.size()), 9100, 1000);
+}
+
+TEST_F(CorpusTests, LinesOfARequestGrowInOutputAndAgreeInAllElse) {
+  std::map<std::string, const Line*> last;
+  std::size_t growing = 0;
+  for (const Line& line : lines_) {
+    if (!line.hasUsage) continue;
+    const Line*& before = last[line.path + line.key()];
+    if (before != nullptr) {
+      EXPECT_GE(line.usage("output_tokens"), before->usage("output_tokens"));
+      EXPECT_GE(line.value["timestamp"], before->value["timestamp"]);
+      for (const char* name : {"input_tokens", "cache_read_input_tokens", "cache_creation_input_tokens"}) {
+        EXPECT_EQ(line.usage(name), before->usage(name));
+      }
+      if (line.usage("output_tokens") > before->usage("output_tokens")) ++growing;
+    }
+    before = &line;
+  }
+  EXPECT_GT(growing, lines_.size() / 5);
+}
+
+TEST_F(CorpusTests, EveryKindOfLineAndSpenderOccurs) {
+  std::map<std::string, int> seen;
+  std::map<std::string, std::string> firstFile;
+  for (const Line& line : lines_) {
+    const bool hasBytes = line.text.find("\"usage\"") != std::string::npos;
+    if (hasBytes && !line.hasUsage) ++seen["the word without usage"];
+    if (line.text.find(R"(\"usage\")") != std::string::npos) ++seen["the word, escaped"];
+    if (line.text.find("\\u001b[") != std::string::npos) ++seen["an escape by number"];
+    if (line.text.find("größer") != std::string::npos) ++seen["text outside ASCII"];
+    ++seen[line.value["type"].get<std::string>()];
+    if (line.value.value("cwd", "").find("/.claude/worktrees/") != std::string::npos) ++seen["worktree"];
+    ++seen[line.path.substr(0, line.path.find('/'))];
+    if (!line.hasUsage) continue;
+    if (line.isZero()) {
+      ++seen["zero usage"];
+      continue;
+    }
+    const std::string agent = line.value.value("agentId", "");
+    ++seen[agent.empty() ? "main" : agent.find('-') == std::string::npos ? "anonymous" : "named"];
+    const std::string model = line.value["message"]["model"];
+    if (!model.starts_with("claude-")) ++seen["model without a price"];
+    if (model.ends_with("[1m]")) ++seen["model with a marker"];
+    if (model.find("-20") != std::string::npos) ++seen["model with a date"];
+    const auto [first, isNew] = firstFile.emplace(line.key(), line.path);
+    if (!isNew && first->second != line.path) ++seen["repeated in a second file"];
+  }
+  for (const char* kind :
+       {"the word without usage", "the word, escaped", "an escape by number", "text outside ASCII", "user",
+        "assistant", "summary", "system", "worktree", ".claude", ".claude-work", "zero usage", "main",
+        "anonymous", "named", "model without a price", "model with a marker", "model with a date",
+        "repeated in a second file"}) {
+    EXPECT_GT(seen[kind], 0) << kind;
+  }
+  EXPECT_LT(seen["model without a price"], static_cast<int>(summary_.counts.usageLines / 10));
+}
+
+TEST_F(CorpusTests, TimesReachBackTheDaysAskedForAndUpToNow) {
+  std::string newest;
+  std::set<std::string> days;
+  for (const Line& line : lines_) {
+    if (!line.hasUsage) continue;
+    const std::string time = line.value["timestamp"];
+    newest = std::max(newest, time);
+    days.insert(time.substr(0, 10));
+  }
+  EXPECT_LE(newest.substr(0, nowText.size()), nowText);
+  EXPECT_GE(newest, "2026-09-21T14:1") << "somebody is at work just now";
+  EXPECT_TRUE(days.contains("2026-09-20"));
+  EXPECT_GE(days.size(), 8U);
+  EXPECT_GE(*days.begin(), "2026-09-10");
+}
+
+TEST_F(CorpusTests, TranscriptsLieWhereTheirSessionsSay) {
+  for (const Line& line : lines_) {
+    if (line.value["type"] == "summary") continue;
+    const fs::path path = line.path;
+    const std::string session = line.value["sessionId"];
+    if (line.value.contains("agentId")) {
+      EXPECT_EQ(path.filename(), "agent-" + line.value["agentId"].get<std::string>() + ".jsonl");
+      EXPECT_EQ(path.parent_path().filename(), "subagents");
+      EXPECT_EQ(path.parent_path().parent_path().filename(), session);
+    } else {
+      EXPECT_EQ(path.filename(), session + ".jsonl");
+    }
+    EXPECT_TRUE(fs::is_directory(line.value["cwd"].get<std::string>())) << line.value["cwd"];
+  }
+}
+
+TEST_F(CorpusTests, RostersNameMostNamedAgents) {
+  std::set<std::string> rostered;
+  for (const auto& entry : fs::recursive_directory_iterator(root_ / "home")) {
+    if (entry.path().filename() != "config.json") continue;
+    EXPECT_TRUE(entry.path().parent_path().filename().string().starts_with("session-"));
+    const json roster = json::parse(std::ifstream(entry.path()));
+    for (const json& member : roster["members"]) rostered.insert(member["agentId"]);
+  }
+  std::set<std::string> named;
+  for (const Line& line : lines_) {
+    const std::string id = line.value.value("agentId", "");
+    const std::size_t dash = id.rfind('-');
+    if (dash == std::string::npos) continue;
+    EXPECT_TRUE(id.size() - dash - 1 == 16 || id.size() - dash - 1 == 17) << id;
+    const std::string session = line.value["sessionId"];
+    named.insert(id.substr(1, dash - 1) + "@session-" + session.substr(0, 8));
+  }
+  std::size_t found = 0;
+  for (const std::string& name : named) found += rostered.count(name);
+  EXPECT_GT(found, named.size() / 2);
+  EXPECT_LT(found, named.size()) << "a few are in no roster, as in real homes";
+}
+
+}  // namespace
+}  // namespace tallyfin::corpus

@@ -1,0 +1,236 @@
+#include "Platform/Calendar.hpp"
+#include "absl/strings/str_cat.h"
+#include "absl/time/civil_time.h"
+#include "gtest/gtest.h"
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace tallyfin {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+/// A moment written in UTC, without any use of a Calendar.
+TimePoint utc(const std::string& text) {
+  absl::CivilSecond second;
+  EXPECT_TRUE(absl::ParseCivilTime(text, &second)) << text;
+  return {static_cast<double>(second - absl::CivilSecond())};
+}
+
+TimePoint plus(TimePoint time, double seconds) {
+  return {time.seconds + seconds};
+}
+
+Calendar in(const std::string& zone) {
+  const auto calendar = Calendar::named(zone);
+  EXPECT_TRUE(calendar) << zone;
+  return calendar.value_or(Calendar::utc());
+}
+
+TEST(Calendar, DaysStartAndEndWhereTheZoneSaysSo) {
+  struct Case {
+    std::string zone;
+    std::string day;
+    std::string start;  // in UTC
+    std::string clock;  // at the start
+    double hours;
+  };
+  const std::vector<Case> cases = {
+      {"UTC", "2024-02-29", "2024-02-29T00:00:00", "00:00", 24},
+      {"UTC", "1969-12-31", "1969-12-31T00:00:00", "00:00", 24},
+      {"UTC", "0001-01-01", "0001-01-01T00:00:00", "00:00", 24},
+      {"Asia/Kathmandu", "2024-02-29", "2024-02-28T18:15:00", "00:00", 24},
+      {"America/New_York", "2026-03-08", "2026-03-08T05:00:00", "00:00", 23},
+      {"America/New_York", "2026-11-01", "2026-11-01T04:00:00", "00:00", 25},
+      {"Europe/Berlin", "2090-03-26", "2090-03-25T23:00:00", "00:00", 23},      // beyond the zone's table
+      {"America/Sao_Paulo", "2018-11-04", "2018-11-04T03:00:00", "01:00", 23},  // no midnight
+      {"America/Sao_Paulo", "2018-02-17", "2018-02-17T02:00:00", "00:00", 25},  // 23:00 to 24:00 twice
+      {"America/Sao_Paulo", "2018-02-18", "2018-02-18T03:00:00", "00:00", 24},
+      {"Asia/Beirut", "2023-03-26", "2023-03-25T22:00:00", "01:00", 23},
+      {"Asia/Beirut", "2024-03-31", "2024-03-30T22:00:00", "01:00", 23},
+      {"Asia/Beirut", "2024-10-26", "2024-10-25T21:00:00", "00:00", 25},
+      {"Australia/Lord_Howe", "2024-04-07", "2024-04-06T13:00:00", "00:00", 24.5},
+      {"Australia/Lord_Howe", "2024-10-06", "2024-10-05T13:30:00", "00:00", 23.5},
+      {"America/Havana", "2023-03-12", "2023-03-12T05:00:00", "01:00", 23},
+      {"America/Havana", "2023-11-05", "2023-11-05T04:00:00", "00:00", 25},    // midnight twice
+      {"America/St_Johns", "2010-11-07", "2010-11-07T02:30:00", "00:00", 25},  // one minute, then back
+      {"Pacific/Apia", "2011-12-31", "2011-12-30T10:00:00", "00:00", 24},      // the day after the lost one
+  };
+  for (const auto& [zone, day, startText, clock, hours] : cases) {
+    SCOPED_TRACE(testing::Message() << zone << " " << day);
+    const Calendar calendar = in(zone);
+    const TimePoint start = utc(startText);
+    const TimePoint end = plus(start, hours * 3600);
+    EXPECT_EQ(calendar.parseDay(day), start);
+    EXPECT_EQ(calendar.startOfDay(start), start);
+    EXPECT_EQ(calendar.startOfDay(plus(start, 0.5)), start);
+    EXPECT_EQ(calendar.startOfDay(plus(end, -1)), start);
+    EXPECT_EQ(calendar.startOfDay(end), end);
+    EXPECT_LT(calendar.startOfDay(plus(start, -1)), start);
+    EXPECT_EQ(calendar.startOfDay(start, 0), start);
+    EXPECT_EQ(calendar.startOfDay(plus(end, -1), 1), end);
+    EXPECT_EQ(calendar.startOfDay(plus(end, 7200), -1), start);
+    EXPECT_EQ(calendar.formatDay(plus(end, -1)), day);
+    EXPECT_EQ(calendar.formatMinute(start), absl::StrCat(day, " ", clock));
+    EXPECT_EQ(calendar.startOfDay(calendar.date(start)), start);
+  }
+}
+
+TEST(Calendar, HoursAndMinutesAreThoseOfTheClock) {
+  struct Case {
+    std::string zone;
+    std::string time;
+    std::string expected;
+  };
+  const std::vector<Case> cases = {
+      {"Asia/Kathmandu", "2024-02-28T18:14:59", "2024-02-28 23:59"},
+      {"America/Sao_Paulo", "2018-11-04T02:59:59", "2018-11-03 23:59"},
+      {"America/Sao_Paulo", "2018-02-18T02:30:00", "2018-02-17 23:30"},  // the second 23:30
+      {"America/Havana", "2023-11-05T04:30:00", "2023-11-05 00:30"},
+      {"America/Havana", "2023-11-05T05:30:00", "2023-11-05 00:30"},
+      {"Australia/Lord_Howe", "2024-10-05T15:30:00", "2024-10-06 02:30"},
+      {"America/St_Johns", "2010-11-07T02:30:30", "2010-11-07 00:00"},
+      {"America/St_Johns", "2010-11-07T02:31:00", "2010-11-06 23:01"},  // the date goes back
+      {"UTC", "0000-12-31T23:59:59", "0000-12-31 23:59"},
+      {"UTC", "1969-12-31T23:59:59", "1969-12-31 23:59"},
+  };
+  for (const auto& [zone, time, expected] : cases) {
+    const Calendar calendar = in(zone);
+    const TimePoint moment = plus(utc(time), 0.75);
+    EXPECT_EQ(calendar.formatMinute(moment), expected);
+    EXPECT_EQ(calendar.formatDay(moment), expected.substr(0, 10));
+    EXPECT_EQ(calendar.hour(moment), std::stoi(expected.substr(11, 2)));
+    EXPECT_EQ(calendar.minute(moment), std::stoi(expected.substr(14, 2)));
+  }
+}
+
+TEST(Calendar, DaysAreCountedByDateNotByHours) {
+  const Calendar apia = in("Pacific/Apia");  // 2011 had no 30 December: its start is that of the 31st
+  const TimePoint before = utc("2011-12-29T20:00:00");
+  EXPECT_EQ(apia.startOfDay(before, 1), utc("2011-12-30T10:00:00"));
+  EXPECT_EQ(apia.startOfDay(before, 2), utc("2011-12-30T10:00:00"));
+  EXPECT_EQ(apia.startOfDay(before, 3), utc("2011-12-31T10:00:00"));
+  EXPECT_EQ(apia.startOfDay(utc("2012-01-01T00:00:00"), -3), utc("2011-12-29T10:00:00"));
+
+  const Calendar newYork = in("America/New_York");
+  EXPECT_EQ(newYork.startOfDay(utc("2026-03-10T12:00:00"), -6), utc("2026-03-04T05:00:00"));
+  EXPECT_EQ(newYork.startOfDay(utc("2026-03-04T12:00:00"), 365), utc("2027-03-04T05:00:00"));
+}
+
+TEST(Calendar, DatesThatCannotBeWrittenAreAbsent) {
+  const Calendar calendar = Calendar::utc();
+  const TimePoint first = utc("0001-01-01T12:00:00");
+  const TimePoint last = utc("9999-12-31T12:00:00");
+  const std::int64_t all = 3'652'058;
+  EXPECT_EQ(calendar.startOfDay(first, all), utc("9999-12-31T00:00:00"));
+  EXPECT_EQ(calendar.startOfDay(last, -all), utc("0001-01-01T00:00:00"));
+  EXPECT_EQ(calendar.startOfDay(first, -1), std::nullopt);
+  EXPECT_EQ(calendar.startOfDay(last, 1), std::nullopt);
+  EXPECT_EQ(calendar.startOfDay(plus(first, -86'400), 1), utc("0001-01-01T00:00:00"));
+  for (const std::int64_t far : {std::int64_t{1'000'000'000'000'000'000},
+                                 std::numeric_limits<std::int64_t>::max(), std::int64_t{4'000'000}}) {
+    EXPECT_EQ(calendar.startOfDay(utc("2026-03-08T00:00:00"), far), std::nullopt);
+    EXPECT_EQ(calendar.startOfDay(utc("2026-03-08T00:00:00"), -far), std::nullopt);
+  }
+}
+
+TEST(Calendar, ParsingIsStrict) {
+  const Calendar calendar = Calendar::utc();
+  EXPECT_EQ(calendar.parseDay("2024-02-29"), utc("2024-02-29T00:00:00"));
+  EXPECT_EQ(calendar.parseDay("2000-02-29"), utc("2000-02-29T00:00:00"));
+  EXPECT_EQ(calendar.parseDay("9999-12-31"), utc("9999-12-31T00:00:00"));
+  for (const std::string text : {"",
+                                 "2026-02-29",
+                                 "1900-02-29",
+                                 "2026-04-31",
+                                 "2026-00-10",
+                                 "2026-13-10",
+                                 "2026-01-00",
+                                 "2026-01-32",
+                                 "0000-01-01",
+                                 "2026-1-01",
+                                 "2026-01-1",
+                                 "26-01-01",
+                                 "2026-01-01 ",
+                                 " 2026-01-01",
+                                 "2026-01- 1",
+                                 "2026-+1-01",
+                                 "-026-01-01",
+                                 "20260101",
+                                 "2026/01/01",
+                                 "2026-01-01T",
+                                 "2026\u221201\u221201",
+                                 "\u0662\u0660-01-01",
+                                 "2026-01-0\u0661"}) {
+    EXPECT_EQ(calendar.parseDay(text), std::nullopt) << text;
+  }
+  using namespace std::string_view_literals;
+  EXPECT_EQ(calendar.parseDay("2026-01-0\0"sv), std::nullopt);
+  for (const CalendarDate date :
+       {CalendarDate{2026, 2, 29}, {2026, 0, 1}, {2026, 13, 1}, {2026, 1, 0}, {2026, 1, -5}}) {
+    EXPECT_EQ(calendar.startOfDay(date), std::nullopt);
+  }
+}
+
+TEST(Calendar, UnknownZonesAreAbsent) {
+  EXPECT_FALSE(Calendar::named("Mars/Olympus_Mons"));
+  EXPECT_FALSE(Calendar::named("../../etc/passwd"));
+}
+
+TEST(Calendar, TimesBeyondEveryCalendarDoNoHarm) {
+  for (const char* zone : {"UTC", "America/Sao_Paulo", "Pacific/Apia"}) {
+    const Calendar calendar = in(zone);
+    DayLookup days(calendar);
+    for (const double seconds :
+         {std::nan(""), kInfinity, -kInfinity, 1e300, -1e300, 1e18, -1e18, 1e13, -1e13}) {
+      const TimePoint time{seconds};
+      const TimePoint start = calendar.startOfDay(time);
+      EXPECT_LE(std::abs(start.seconds), 1.1e13);
+      EXPECT_EQ(calendar.startOfDay(start), start);
+      EXPECT_EQ(days.startOfDay(time), start);
+      EXPECT_EQ(days.startOfDay(utc("2026-03-08T12:00:00")), calendar.startOfDay(utc("2026-03-08T12:00:00")));
+      EXPECT_EQ(calendar.startOfDay(time, 1), std::nullopt);
+      EXPECT_TRUE(calendar.hour(time) >= 0 && calendar.hour(time) < 24);
+      EXPECT_FALSE(calendar.formatMinute(time).empty());
+    }
+  }
+}
+
+TEST(DayLookup, AgreesWithTheCalendarOnAnyRoad) {
+  std::mt19937_64 random(11);  // NOLINT(bugprone-random-generator-seed): the same road every time
+  const auto upTo = [&](double limit) {
+    return std::uniform_real_distribution<double>(-limit, limit)(random);
+  };
+  struct Case {
+    std::string zone;
+    std::string around;  // a clock change, in UTC
+  };
+  for (const auto& [zone, around] : std::vector<Case>{{"UTC", "1970-01-01T00:00:00"},
+                                                      {"America/Sao_Paulo", "2018-11-04T03:00:00"},
+                                                      {"America/Sao_Paulo", "2018-02-18T02:00:00"},
+                                                      {"Asia/Beirut", "2024-10-26T21:00:00"},
+                                                      {"Australia/Lord_Howe", "2024-04-06T15:00:00"},
+                                                      {"America/Havana", "2023-11-05T05:00:00"},
+                                                      {"America/St_Johns", "2010-11-07T02:31:00"},
+                                                      {"Pacific/Apia", "2011-12-30T10:00:00"},
+                                                      {"Asia/Kathmandu", "1985-12-31T18:30:00"}}) {
+    const Calendar calendar = in(zone);
+    DayLookup days(calendar);
+    for (int i = 0; i < 3000; ++i) {
+      TimePoint time = plus(utc(around), upTo(i % 10 == 0 ? 5e9 : 2 * 86'400));
+      for (int step = 0; step < 4; ++step) {
+        ASSERT_EQ(days.startOfDay(time), calendar.startOfDay(time))
+            << zone << " " << calendar.formatMinute(time);
+        time = step == 0 ? calendar.startOfDay(time) : plus(time, upTo(6 * 3600));
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tallyfin

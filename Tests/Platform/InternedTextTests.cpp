@@ -1,0 +1,142 @@
+#include "Platform/InternedText.hpp"
+#include "absl/hash/hash.h"
+#include "gtest/gtest.h"
+
+#include <algorithm>
+#include <barrier>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace tallyfin {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(InternedText, EmptyTextIsNumberZero) {
+  for (const InternedText empty : {InternedText(), InternedText(""), InternedText(std::string_view{})}) {
+    EXPECT_EQ(empty.number(), 0U);
+    EXPECT_TRUE(empty.empty());
+    EXPECT_EQ(empty.text(), "");
+    EXPECT_EQ(empty.canonical(), "");
+  }
+  EXPECT_FALSE(InternedText("\0"s).empty());
+  EXPECT_EQ(InternedText("\0"s).text(), "\0"s);
+  EXPECT_NE(InternedText("\0"s), InternedText("\0\0"s));
+}
+
+TEST(InternedText, CanonicallyEquivalentTextsAreOneButKeepTheirSpelling) {
+  // Whichever spelling comes first, and when a spelling comes again.
+  const std::vector<std::vector<std::string>> groups = {
+      {"caf\u00E9-1", "cafe\u0301-1", "caf\u00E9-1", "cafe\u0301-1"},
+      {"cafe\u0301-2", "caf\u00E9-2", "cafe\u0301-2"},
+      {"s\u0323\u0307", "s\u0307\u0323", "\u1E63\u0307", "\u1E69"},
+      {"\u212A-kelvin", "K-kelvin"},  // the canonical form is ASCII
+  };
+  for (const auto& group : groups) {
+    const InternedText first(group.front());
+    for (const std::string& spelling : group) {
+      const InternedText text(spelling);
+      EXPECT_EQ(text.text(), spelling);
+      EXPECT_EQ(text, first);
+      EXPECT_EQ(text <=> first, std::strong_ordering::equal);
+      EXPECT_EQ(text.number(), first.number());
+      EXPECT_EQ(text.canonical(), first.canonical());
+      EXPECT_EQ(absl::HashOf(text), absl::HashOf(first));
+    }
+  }
+  EXPECT_EQ(InternedText("cafe\u0301-1").canonical(), "caf\u00E9-1");
+  EXPECT_NE(InternedText("caf\u00E9-1"), InternedText("cafe-1"));
+}
+
+TEST(InternedText, IllFormedBytesAreRepaired) {
+  const InternedText text("a\xFF\xE2\x82z");
+  EXPECT_EQ(text.text(), "a\uFFFD\uFFFDz");
+  EXPECT_EQ(text, InternedText("a\uFFFD\uFFFDz"));
+  EXPECT_EQ(text, InternedText("a\xFF\xE2\x82z"));
+}
+
+TEST(InternedText, OrderIsByCodePoints) {
+  const std::vector<std::string> ascending = {"",  "\0"s,    "a",       "a\0"s,    "b",      "e",
+                                              "z", "\u00E0", "e\u0301", "\u00E9a", "\uFFFD", "\U00010000"};
+  std::vector<InternedText> texts(ascending.rbegin(), ascending.rend());
+  std::sort(texts.begin(), texts.end());
+  EXPECT_TRUE(
+      std::equal(texts.begin(), texts.end(), ascending.begin(),
+                 [](InternedText text, const std::string& expected) { return text.text() == expected; }));
+}
+
+TEST(InternedText, NumbersAreDense) {
+  constexpr std::size_t kTexts = 40'000;  // more than one block of the table
+  const std::size_t before = InternedText::count();
+  std::vector<InternedText> texts;
+  for (std::size_t i = 0; i < kTexts; ++i) {
+    texts.emplace_back("dense \u00E9 " + std::to_string(i));
+    EXPECT_EQ(texts.back().number(), before + i);
+    InternedText("dense e\u0301 " + std::to_string(i));  // takes no number of its own
+  }
+  EXPECT_EQ(InternedText::count(), before + kTexts);
+  for (std::size_t i = 0; i < kTexts; ++i) {
+    ASSERT_EQ(texts[i].text(), "dense \u00E9 " + std::to_string(i));
+  }
+}
+
+TEST(InternedText, LongTextsDoNotMoveOthers) {
+  const std::string_view early = InternedText("stays where it is").text();
+  const std::string large(100'000, 'x');
+  EXPECT_EQ(InternedText(large).text(), large);
+  EXPECT_EQ(InternedText("stays where it is").text().data(), early.data());
+  EXPECT_EQ(early, "stays where it is");
+}
+
+TEST(InternedText, ThreadsAgree) {
+  constexpr std::size_t kThreads = 4;
+  constexpr std::size_t kTexts = 6'000;
+  const auto shared = [](std::size_t i) { return "shared " + std::to_string(i); };
+  const auto spelled = [](std::size_t i, bool composed) {
+    return std::to_string(i) + (composed ? " \u00E9" : " e\u0301");
+  };
+  const auto own = [](std::size_t thread, std::size_t i) {
+    return std::to_string(thread) + " alone " + std::to_string(i);
+  };
+  struct Seen {
+    std::vector<InternedText> shared, spelled, own;
+  };
+  std::vector<Seen> seen(kThreads);
+  const std::size_t before = InternedText::count();
+  {
+    std::barrier start(kThreads);
+    std::vector<std::thread> threads;
+    for (std::size_t thread = 0; thread < kThreads; ++thread) {
+      threads.emplace_back([&, thread] {
+        start.arrive_and_wait();
+        for (std::size_t i = 0; i < kTexts; ++i) {
+          seen[thread].shared.emplace_back(shared(i));
+          seen[thread].spelled.emplace_back(spelled(i, thread % 2 == 0));
+          seen[thread].own.emplace_back(own(thread, i));
+          EXPECT_EQ(seen[thread].own.back().text(), own(thread, i));  // read while others write
+        }
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+  }
+  EXPECT_EQ(InternedText::count(), before + kTexts * (2 + kThreads));
+  std::vector<std::uint32_t> numbers;
+  for (std::size_t thread = 0; thread < kThreads; ++thread) {
+    EXPECT_EQ(seen[thread].shared, seen[0].shared);
+    EXPECT_EQ(seen[thread].spelled, seen[0].spelled);
+    for (std::size_t i = 0; i < kTexts; ++i) {
+      ASSERT_EQ(seen[thread].shared[i].text(), shared(i));
+      ASSERT_EQ(seen[thread].spelled[i].text(), spelled(i, thread % 2 == 0));
+      numbers.push_back(seen[thread].own[i].number());
+    }
+  }
+  std::sort(numbers.begin(), numbers.end());
+  EXPECT_EQ(std::adjacent_find(numbers.begin(), numbers.end()), numbers.end());
+}
+
+}  // namespace
+}  // namespace tallyfin
