@@ -20,6 +20,7 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -115,8 +116,8 @@ class ScanCache {
 
   /// Brings what is known up to date, reading on where files grew, and unifies the requests of all files.
   /// Cannot fail; a file that cannot be read is told in the diagnostics and tried again at the next refresh.
-  /// Runs on the calling thread, one file after the other.
-  Refreshed refresh(const std::vector<SourceHome>& homes);
+  /// Runs on the calling thread, one file after the other; `clock` times it.
+  Refreshed refresh(const std::vector<SourceHome>& homes, const Clock& clock);
 
   /// Forgets everything and deletes the file.
   void clear();

@@ -50,7 +50,7 @@ struct SourceHome {
   std::string projectsPath;  ///< root of the transcripts
   std::string teamsPath;     ///< root of the agent rosters
 
-  SourceHome(const std::string& name, const std::string& home);
+  SourceHome(const std::string& homeName, const std::string& home);
 
   /// The four homes below `home`; an earlier one wins the attribution of a request that stands in several.
   static std::vector<SourceHome> defaults(const std::string& home);
@@ -66,7 +66,7 @@ struct ScanResult {
 /// One transcript to read: its path and the name of its home. The position in the listing is its rank.
 struct TranscriptFile {
   std::string path;
-  std::string home;
+  InternedText home;
 };
 
 namespace Scanner {
@@ -88,11 +88,15 @@ struct KeyedScan {
 };
 
 /// Reads every transcript from scratch, on all processors when `parallel`. The result does not depend on the
-/// number of threads.
-KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel);
+/// number of threads. `clock` times the scan.
+KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock);
 
 /// The same as a list.
-ScanResult scan(const std::vector<SourceHome>& homes, bool parallel);
+ScanResult scan(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock);
+
+/// Unifies two copies of a request: the one with the lower rank describes it, `stored` when both are equal;
+/// each count is the higher one, the time the earlier.
+void unify(UsageRecord& stored, const UsageRecord& incoming);
 
 }  // namespace Scanner
 }  // namespace tallyfin

@@ -1,0 +1,234 @@
+// The cache file of ScanCache: its writer and its reader.
+
+#include "Platform/Files.hpp"
+#include "TallyfinCore/BinaryCodec.hpp"
+#include "TallyfinCore/ScanCache.hpp"
+
+#include <cmath>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+namespace tallyfin {
+namespace {
+
+constexpr std::string_view kMagic = "TFC1";
+constexpr std::uint64_t kLargestFile = std::uint64_t{4}
+                                       << 30;  // bytes; beyond it, reading the transcripts is cheaper
+
+// The counters of a file entry and the counts of a record entry, in the order of the layout.
+constexpr std::int64_t FileDiagnostics::*kCounters[] = {
+    &FileDiagnostics::usageLines,         &FileDiagnostics::notUsageBearing,
+    &FileDiagnostics::skippedZeroUsage,   &FileDiagnostics::rejectedInvalidJSON,
+    &FileDiagnostics::rejectedNoMessage,  &FileDiagnostics::rejectedNoTimestamp,
+    &FileDiagnostics::rejectedNoIdentity, &FileDiagnostics::longestLineBytes};
+constexpr std::int64_t UsageRecord::*kCounts[] = {
+    &UsageRecord::input,     &UsageRecord::output,    &UsageRecord::cacheWrite5m, &UsageRecord::cacheWrite1h,
+    &UsageRecord::cacheRead, &UsageRecord::webSearch, &UsageRecord::webFetch};
+
+// A file entry takes 21 bytes at least and a record entry 23: two doubles apart, one byte a field. More
+// entries than the bytes left can hold are not believed.
+constexpr std::uint64_t kSmallestFileEntry = 21;
+constexpr std::uint64_t kSmallestRecordEntry = 23;
+
+class Writer {
+ public:
+  Writer() : indexOf_(InternedText::count(), kUnknown) {}
+
+  void write(const std::vector<FileProvenance>& files) {
+    writer_.writeUInt(files.size());
+    for (const FileProvenance& file : files) {
+      write(file);
+    }
+  }
+
+  std::vector<std::string_view> finish(std::string_view header) { return writer_.finish(header); }
+
+ private:
+  static constexpr std::uint32_t kUnknown = std::numeric_limits<std::uint32_t>::max();
+
+  void write(const FileProvenance& file) {
+    const FileState& state = *file.state;
+    writer_.writeUInt(writer_.intern(file.path));
+    writer_.writeUInt(state.size);
+    writer_.writeDouble(state.mtime);
+    writer_.writeUInt(state.inode);
+    writer_.writeUInt(state.consumed);
+    for (const auto counter : kCounters) {
+      writeCount(state.diag.*counter);
+    }
+    writer_.writeUInt(state.records.size());
+    for (const auto& [key, record] : state.records.entries()) {
+      write(key, record);
+    }
+  }
+
+  void write(InternedText key, const UsageRecord& record) {
+    writeText(key);
+    writer_.writeDouble(record.timestamp.seconds);
+    writeText(record.model);
+    writeText(record.sessionId);
+    writeText(record.rawCwd);
+    writeText(record.sourceHome);
+    writeText(record.agent.rawId());
+    for (const auto count : kCounts) {
+      writeCount(record.*count);
+    }
+    writer_.writeByte(record.cacheWriteBreakdownAssumed ? 1 : 0);
+    writeCount(record.sourceRank);
+  }
+
+  void writeCount(std::int64_t count) {
+    writer_.writeUInt(count < 0 ? 0 : static_cast<std::uint64_t>(count));
+  }
+
+  void writeText(InternedText text) {
+    if (text.text().data() != text.canonical().data()) {  // a spelling of its own
+      writer_.writeUInt(writer_.intern(text.text()));
+      return;
+    }
+    std::uint32_t& index = indexOf_[text.number()];
+    if (index == kUnknown) {
+      index = writer_.intern(text.text());
+    }
+    writer_.writeUInt(index);
+  }
+
+  BinaryWriter writer_;
+  std::vector<std::uint32_t> indexOf_;  // by number of the text: spares hashing a text for each of its uses
+};
+
+class Reader {
+ public:
+  explicit Reader(std::string_view bytes) : reader_(bytes) {}
+
+  std::uint64_t readVersion() { return reader_.readUInt(); }
+
+  template <typename Map>
+  Map readFiles() {
+    reader_.readStringTable();
+    texts_.resize(reader_.strings().size());
+    agents_.resize(texts_.size());
+    const std::uint64_t count = readLength(kSmallestFileEntry);
+    Map files;
+    files.reserve(count);
+    for (std::uint64_t i = 0; i < count; ++i) {
+      std::string path(reader_.strings()[reader_.readStringIndex()]);
+      files[std::move(path)] = std::make_shared<const FileState>(readState());
+    }
+    return files;
+  }
+
+ private:
+  FileState readState() {
+    FileState state;
+    state.size = reader_.readUInt();
+    state.mtime = reader_.readDouble();
+    state.inode = reader_.readUInt();
+    state.consumed = reader_.readUInt();
+    for (const auto counter : kCounters) {
+      state.diag.*counter = readCount();
+    }
+    const std::uint64_t count = readLength(kSmallestRecordEntry);
+    state.records.reserve(count);
+    for (std::uint64_t i = 0; i < count; ++i) {
+      const InternedText key = readText();
+      state.records.insert(key, readRecord());
+    }
+    state.records.dropIndex();
+    return state;
+  }
+
+  UsageRecord readRecord() {
+    UsageRecord record;
+    record.timestamp.seconds = reader_.readDouble();
+    if (!std::isfinite(record.timestamp.seconds)) {
+      throw DecodeError(DecodeError::Kind::truncated);  // no line gives such a time: the file is damaged
+    }
+    record.model = readText();
+    record.sessionId = readText();
+    record.rawCwd = readText();
+    record.sourceHome = readText();
+    record.agent = readAgent();
+    for (const auto count : kCounts) {
+      record.*count = readCount();
+    }
+    record.cacheWriteBreakdownAssumed = reader_.readByte() != 0;
+    record.sourceRank = readCount();
+    return record;
+  }
+
+  std::int64_t readCount() {
+    const std::uint64_t value = reader_.readUInt();
+    if (value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+      throw DecodeError(DecodeError::Kind::truncated);
+    }
+    return static_cast<std::int64_t>(value);
+  }
+
+  // A number of entries to come.
+  std::uint64_t readLength(std::uint64_t smallestEntry) {
+    const std::uint64_t count = reader_.readUInt();
+    if (count > reader_.bytesLeft() / smallestEntry) {
+      throw DecodeError(DecodeError::Kind::truncated);
+    }
+    return count;
+  }
+
+  // Each string is interned, and each agent id taken apart, when it is first used.
+  InternedText readText() { return text(reader_.readStringIndex()); }
+
+  InternedText text(std::uint32_t index) {
+    std::optional<InternedText>& known = texts_[index];
+    if (!known) {
+      known = InternedText(reader_.strings()[index]);
+    }
+    return *known;
+  }
+
+  AgentIdentity readAgent() {
+    const std::uint32_t index = reader_.readStringIndex();
+    std::optional<AgentIdentity>& known = agents_[index];
+    if (!known) {
+      known = AgentIdentity::parse(text(index));
+    }
+    return *known;
+  }
+
+  BinaryReader reader_;
+  std::vector<std::optional<InternedText>> texts_;
+  std::vector<std::optional<AgentIdentity>> agents_;
+};
+
+}  // namespace
+
+bool ScanCache::load() {
+  const std::optional<std::string> bytes = Files::contents(path_, kLargestFile);
+  if (!bytes || bytes->size() <= kMagic.size() + 1 || !bytes->starts_with(kMagic)) {
+    return false;
+  }
+  FileMap files;
+  try {
+    Reader reader(std::string_view(*bytes).substr(kMagic.size()));
+    if (reader.readVersion() != formatVersion) {
+      return false;
+    }
+    files = reader.readFiles<FileMap>();
+  } catch (const DecodeError&) {
+    return false;
+  }
+  const std::lock_guard guard(lock_);
+  files_ = std::move(files);
+  return true;
+}
+
+void ScanCache::save() const {
+  const std::vector<FileProvenance> files = recordsPerFile();
+  Writer writer;
+  writer.write(files);
+  std::string header(kMagic);
+  header.push_back(static_cast<char>(formatVersion));
+  Files::replaceAtomically(path_, writer.finish(header));
+}
+
+}  // namespace tallyfin
