@@ -126,7 +126,7 @@ TEST_F(FilesTests, ADeepTreeNeedsFewDescriptors) {
     deep += "d/";
   }
   home.write(deep + "bottom.jsonl", "");
-  const LimitedTo few(RLIMIT_NOFILE, 20);
+  const LimitedTo few(RLIMIT_NOFILE, 64);
   EXPECT_THAT(found(), ElementsAre(deep + "bottom.jsonl"));
 }
 
