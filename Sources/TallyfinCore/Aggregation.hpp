@@ -5,6 +5,7 @@
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/KeyedRows.hpp"
 #include "TallyfinCore/Pricing.hpp"
 #include "TallyfinCore/ProjectPath.hpp"
 #include "TallyfinCore/Records.hpp"
@@ -46,6 +47,7 @@ struct Bucket {
   std::optional<TimePoint> firstActivity;
   std::optional<TimePoint> lastActivity;
   std::int64_t cacheWriteAssumedRequests = 0;  ///< requests whose 5m/1h split was assumed
+  RowIndex<InternedText> modelIndex;           ///< of `modelCounts`, for `add` alone
 
   /// Adds a request with its cost (Pricing::Pricer, at the prices of the request's own day).
   void add(const UsageRecord& record, const Estimate<double>& requestCost);
@@ -64,42 +66,10 @@ struct Bucket {
   Estimate<DominantComponent> dominantComponent() const;
 };
 
-/// Buckets by key, in the order in which the keys first came up: a defined order, so that whoever walks it
-/// needs no sort to give the same answer on every run. References are good until a new key is added.
+/// Buckets by key, in the order in which the keys first came up. References are good until a new key is
+/// added.
 template <typename Key>
-class Axis {
- public:
-  using Row = std::pair<Key, Bucket>;
-
-  /// The bucket of a key, empty and new if need be. Costs one comparison when it is the key of the last call.
-  Bucket& operator[](const Key& key) {
-    if (last_ < rows_.size() && rows_[last_].first == key) {
-      return rows_[last_].second;
-    }
-    const auto [place, isNew] = index_.try_emplace(key, static_cast<std::uint32_t>(rows_.size()));
-    if (isNew) {
-      rows_.emplace_back(key, Bucket{});
-    }
-    last_ = place->second;
-    return rows_[last_].second;
-  }
-
-  /// The bucket of a key, or null.
-  const Bucket* find(const Key& key) const {
-    const auto place = index_.find(key);
-    return place == index_.end() ? nullptr : &rows_[place->second].second;
-  }
-
-  auto begin() const { return rows_.begin(); }
-  auto end() const { return rows_.end(); }
-  std::size_t size() const { return rows_.size(); }
-  bool empty() const { return rows_.empty(); }
-
- private:
-  std::vector<Row> rows_;
-  absl::flat_hash_map<Key, std::uint32_t> index_;
-  std::size_t last_ = 0;
-};
+using Axis = KeyedRows<Key, Bucket>;
 
 /// The answer to one question. A bucket exists only if a request went into it.
 struct Report {

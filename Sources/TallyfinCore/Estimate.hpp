@@ -93,6 +93,15 @@ struct CostEstimate {
 
   bool isComplete() const { return unpricedRequests == 0; }
 
+  /// Adds one request: its dollars, or the fact that it has no price.
+  void add(const Estimate<double>& requestCost) {
+    if (const double* dollars = requestCost.value()) {
+      priced += *dollars;
+    } else {
+      noteUnpriced(*requestCost.reason());
+    }
+  }
+
   CostEstimate& operator+=(const CostEstimate& other);
   friend CostEstimate operator+(CostEstimate left, const CostEstimate& right) { return left += right; }
 
@@ -115,6 +124,9 @@ struct CostEstimate {
   static CostEstimate median(const std::vector<CostEstimate>& estimates);
 
   friend bool operator==(const CostEstimate&, const CostEstimate&) = default;
+
+ private:
+  void noteUnpriced(const UnknownReason& reason);
 };
 
 }  // namespace tallyfin

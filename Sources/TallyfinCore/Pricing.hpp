@@ -6,6 +6,7 @@
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/KeyedRows.hpp"
 #include "TallyfinCore/Records.hpp"
 
 #include <optional>
@@ -64,8 +65,8 @@ Estimate<Prices> prices(InternedText model, TimePoint day, const Calendar& calen
 /// The cost of a record in US dollars at those prices. Tokens at `prices`; a known 0 when all counts are 0.
 double cost(const UsageRecord& record, const Prices& prices);
 
-/// Prices records one after the other. Looks a model up once a day instead of once a record; holds a
-/// reference, so the calendar must outlive it.
+/// Prices records one after the other. Looks a model up once and its tier when the day changes, instead of
+/// both with each record; holds a reference, so the calendar must outlive it.
 class Pricer {
  public:
   explicit Pricer(const Calendar& calendar) : calendar_(calendar) {}
@@ -75,13 +76,14 @@ class Pricer {
 
  private:
   struct Known {
-    InternedText model;
-    TimePoint day;
-    Estimate<Prices> prices;
+    const TableEntry* entry = nullptr;  // null: no price
+    bool isLookedUp = false;
+    std::optional<TimePoint> day;  // of `prices`
+    Prices prices;
   };
 
   const Calendar& calendar_;
-  std::vector<Known> known_;  // by model; few, so a linear search beats a hash
+  KeyedRows<InternedText, Known> known_;  // by model
 };
 
 }  // namespace Pricing

@@ -18,7 +18,8 @@ class MCPServer {
   static constexpr const char* serverName = "tallyfin";
   static constexpr const char* serverVersion = "0.5.3";
 
-  /// `data` must outlive the server. `log` receives log lines without their line feed.
+  /// `data` must outlive the server. `log` receives the text of a log line; prefix, line feed and the one
+  /// write are its business.
   MCPServer(DataSource& data, std::function<void(std::string_view)> log);
 
   /// The reply to one line, without a line feed, or nothing when none is owed. Never fails.
@@ -36,6 +37,9 @@ class MCPServer {
   ToolResult callTool(std::string_view name, const JsonValue& arguments);
 
  private:
+  /// The answer to a request; `id` and `params` are JSON, `params` empty when there is none.
+  std::string dispatch(std::string_view method, std::string_view id, std::string_view params);
+
   DataSource& data_;
   std::function<void(std::string_view)> log_;
 };

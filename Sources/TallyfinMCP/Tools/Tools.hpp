@@ -1,15 +1,14 @@
 #pragma once
 
 // The tools, one function each: arguments in, plain text out. What a tool cannot do it throws as MCPError;
-// the message is then the whole answer. Arguments of the wrong type count as absent.
+// the message is then the whole answer.
 
 #include "Platform/Json.hpp"
 #include "TallyfinCore/Aggregation.hpp"
+#include "TallyfinMCP/Arguments.hpp"
 #include "TallyfinMCP/DataSource.hpp"
 #include "TallyfinMCP/Period.hpp"
 
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,12 +20,6 @@ namespace tallyfin::Tools {
 std::string overview(DataSource& data, const JsonValue& arguments);
 
 // What the tools share.
-
-/// A member of the arguments when it is of that type; absent otherwise. 5.0 is a whole number, 5.5 and "5"
-/// are none.
-std::optional<std::string> stringArgument(const JsonValue& arguments, std::string_view key);
-std::optional<std::int64_t> integerArgument(const JsonValue& arguments, std::string_view key);
-std::optional<bool> booleanArgument(const JsonValue& arguments, std::string_view key);
 
 /// Rows of a list: a label and its bucket, which must outlive the rows.
 using Rows = std::vector<std::pair<std::string, const Bucket*>>;

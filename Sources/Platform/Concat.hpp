@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tallyfin {
+
+/// Appends texts one after the other. Debian's Abseil has a string_view of its own, so that absl::StrAppend
+/// takes none of ours.
+template <typename... Parts>
+void append(std::string& out, const Parts&... parts) {
+  (out.append(std::string_view(parts)), ...);
+}
+
+/// Texts one after the other: concat("took ", std::to_string(n), " bytes").
+template <typename... Parts>
+std::string concat(const Parts&... parts) {
+  std::string text;
+  text.reserve((std::string_view(parts).size() + ... + 0));
+  append(text, parts...);
+  return text;
+}
+
+}  // namespace tallyfin

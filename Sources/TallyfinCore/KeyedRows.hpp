@@ -1,0 +1,104 @@
+#pragma once
+
+// Values by key, in the order in which the keys first came up: a defined order, so that whoever walks them
+// needs no sort to give the same answer on every run. Made for passes over records, where the next key is
+// mostly the last one again: that costs one comparison, and a handful of keys is searched without hashing.
+
+#include "absl/container/flat_hash_map.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace tallyfin {
+
+/// Finds keys in a list of rows that it is given with every call, always the same list. Rows are only ever
+/// added, at the end; also past this index, which catches up.
+template <typename Key>
+class RowIndex {
+ public:
+  template <typename Value>
+  using Rows = std::vector<std::pair<Key, Value>>;
+
+  /// The position of the key's row; a new row at the end, with an empty value, if there is none.
+  template <typename Value>
+  std::size_t place(Rows<Value>& rows, const Key& key) {
+    if (last_ >= rows.size() || !(rows[last_].first == key)) {
+      last_ = placeAnew(rows, key);
+    }
+    return last_;
+  }
+
+  /// The position of the key's row, or `rows.size()`.
+  template <typename Value>
+  std::size_t find(const Rows<Value>& rows, const Key& key) const {
+    if (indexed_ > 0) {
+      const auto known = index_.find(key);
+      if (known != index_.end()) {
+        return known->second;
+      }
+    }
+    std::size_t at = indexed_;
+    while (at < rows.size() && !(rows[at].first == key)) {
+      ++at;
+    }
+    return at;
+  }
+
+ private:
+  /// So many of the newest rows are compared one by one. Few enough to cost less than hashing.
+  static constexpr std::size_t kUnindexed = 6;
+
+  template <typename Value>
+  std::size_t placeAnew(Rows<Value>& rows, const Key& key) {
+    const std::size_t at = find(rows, key);
+    if (at < rows.size()) {
+      return at;
+    }
+    rows.emplace_back(key, Value{});
+    if (rows.size() - indexed_ > kUnindexed) {
+      for (; indexed_ < rows.size(); ++indexed_) {
+        index_.try_emplace(rows[indexed_].first, static_cast<std::uint32_t>(indexed_));
+      }
+    }
+    return at;
+  }
+
+  absl::flat_hash_map<Key, std::uint32_t> index_;  // of the first `indexed_` rows
+  std::size_t indexed_ = 0;
+  std::size_t last_ = 0;
+};
+
+/// The rows with their index. References and pointers to values are good until a new key is added.
+template <typename Key, typename Value>
+class KeyedRows {
+ public:
+  using Row = std::pair<Key, Value>;
+
+  /// The value of a key, empty and new if need be.
+  Value& operator[](const Key& key) { return rows_[place(key)].second; }
+
+  /// The position of a key's row in the order of first appearance, new if need be. It stays valid.
+  std::size_t place(const Key& key) { return index_.place(rows_, key); }
+
+  /// The value of the row at a position that `place` gave.
+  Value& at(std::size_t position) { return rows_[position].second; }
+
+  /// The value of a key, or null.
+  const Value* find(const Key& key) const {
+    const std::size_t position = index_.find(rows_, key);
+    return position < rows_.size() ? &rows_[position].second : nullptr;
+  }
+
+  auto begin() const { return rows_.begin(); }
+  auto end() const { return rows_.end(); }
+  std::size_t size() const { return rows_.size(); }
+  bool empty() const { return rows_.empty(); }
+
+ private:
+  std::vector<Row> rows_;
+  RowIndex<Key> index_;
+};
+
+}  // namespace tallyfin

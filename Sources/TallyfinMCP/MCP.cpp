@@ -1,0 +1,167 @@
+#include "TallyfinMCP/MCP.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Text.hpp"
+#include "TallyfinMCP/MCPError.hpp"
+#include "TallyfinMCP/Tools/Tools.hpp"
+
+#include <array>
+#include <exception>
+#include <utility>
+
+namespace tallyfin {
+namespace {
+
+constexpr const char* protocolVersion = "2025-11-25";
+
+constexpr const char* instructions =
+    "Tallyfin measures what Claude Code usage cost on this machine and WHERE it came from, reading the JSONL "
+    "transcripts straight off disk (all four homes: .claude, .claude-work, .claude-outlook, .claude-yahoo). "
+    "It answers with the app closed. Start with tally_overview. The axis that sets Tallyfin apart from every "
+    "other tool is the **agent** (`agentId`): 58% of usage lines come from sub-agents, so the answer to "
+    "\"why did today cost that much\" is usually WHICH AGENT, not which project and not which model. When a "
+    "figure looks large or wrong, ask for its provenance with tally_provenance — it names the files and the "
+    "usage lines behind it, and what was lost while parsing. Every figure is an estimate from usage × list "
+    "API prices, NOT a bill; a value that cannot be computed is written \"unknown\", never 0.";
+
+/// What matters of a line.
+struct Message {
+  std::string method;
+  std::optional<std::string> id;  ///< as compact JSON
+  std::string params;             ///< likewise; empty when there are none
+};
+
+/// The message of a line; absent when it is no JSON object or has no `method` string. What is not needed is
+/// checked and passed over, so that a long line costs little memory.
+std::optional<Message> readMessage(std::string_view line) {
+  JsonReader reader(line);
+  if (reader.peek() != JsonReader::Kind::object || !reader.beginObject()) {
+    return std::nullopt;
+  }
+  Message message;
+  bool hasMethod = false;
+  std::string scratch;
+  JsonReader::String key;
+  while (reader.nextKey(key)) {
+    const std::string_view name = key.text(scratch);
+    if (name == "method") {
+      hasMethod = reader.peek() == JsonReader::Kind::string;
+      if (hasMethod) {
+        message.method = reader.string().text(scratch);
+      } else {
+        reader.skipValue();
+      }
+    } else if (name == "id") {
+      reader.copyValue(message.id.emplace());
+    } else if (name == "params") {
+      message.params.clear();
+      reader.copyValue(message.params);
+    } else {
+      reader.skipValue();
+    }
+  }
+  if (!reader.finish() || !hasMethod) {
+    return std::nullopt;
+  }
+  return message;
+}
+
+/// An answer with its payload under `key`, "result" or "error"; `id` is JSON.
+std::string answer(std::string_view id, std::string_view key, const JsonValue& payload) {
+  std::string text = concat("{\"jsonrpc\":\"2.0\",\"id\":", id, ",\"", key, "\":");
+  payload.write(text);
+  text += '}';
+  return text;
+}
+
+JsonValue handshake(const JsonValue& params) {
+  return JsonValue::Object{
+      {"protocolVersion", Tools::stringArgument(params, "protocolVersion").value_or(protocolVersion)},
+      {"capabilities", JsonValue::Object{{"tools", JsonValue::Object{}}}},
+      {"serverInfo",
+       JsonValue::Object{{"name", MCPServer::serverName}, {"version", MCPServer::serverVersion}}},
+      {"instructions", instructions},
+  };
+}
+
+JsonValue toolReply(MCPServer::ToolResult result) {
+  JsonValue::Object content{{"type", "text"}, {"text", std::move(result.text)}};
+  return JsonValue::Object{{"content", JsonValue::Array{std::move(content)}}, {"isError", result.isError}};
+}
+
+struct Tool {
+  std::string_view name;
+  std::string (*run)(DataSource& data, const JsonValue& arguments);
+};
+
+/// In the order of the catalogue.
+constexpr std::array runnable{
+    Tool{"tally_overview", Tools::overview},
+};
+
+}  // namespace
+
+MCPServer::MCPServer(DataSource& data, std::function<void(std::string_view)> log)
+    : data_(data), log_(std::move(log)) {}
+
+std::optional<std::string> MCPServer::reply(std::string_view line) {
+  line = Text::trimmedWhitespace(line);
+  if (line.empty()) {
+    return std::nullopt;
+  }
+  const std::optional<Message> message = readMessage(line);
+  if (!message) {
+    log_("line ignored: not JSON, or no `method`");
+    return std::nullopt;
+  }
+  if (message->method.starts_with("notifications/") || !message->id) {
+    return std::nullopt;
+  }
+  try {
+    return dispatch(message->method, *message->id, message->params);
+  } catch (const std::exception&) {  // no memory for the answer: this request stays without one
+    return std::nullopt;
+  }
+}
+
+std::string MCPServer::dispatch(std::string_view method, std::string_view id, std::string_view params) {
+  if (method == "initialize") {
+    return answer(id, "result", handshake(JsonValue::parse(params).value_or(JsonValue())));
+  }
+  if (method == "tools/list") {
+    return answer(id, "result", JsonValue::Object{{"tools", tools()}});
+  }
+  if (method == "tools/call") {
+    const JsonValue call = JsonValue::parse(params).value_or(JsonValue());
+    const JsonValue* given = call.member("arguments");
+    const JsonValue none = JsonValue::Object{};
+    const bool usable = given != nullptr && given->object() != nullptr;
+    return answer(
+        id, "result",
+        toolReply(callTool(Tools::stringArgument(call, "name").value_or(""), usable ? *given : none)));
+  }
+  if (method == "ping") {
+    return answer(id, "result", JsonValue::Object{});
+  }
+  return answer(
+      id, "error",
+      JsonValue::Object{{"code", std::int64_t{-32601}}, {"message", concat("Unknown method: ", method)}});
+}
+
+MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue& arguments) {
+  for (const Tool& tool : runnable) {
+    if (tool.name != name) {
+      continue;
+    }
+    try {
+      return {.text = tool.run(data_, arguments), .isError = false};
+    } catch (const MCPError& error) {
+      return {.text = error.what(), .isError = true};
+    } catch (const std::exception& error) {
+      return {.text = concat("Error: ", error.what()), .isError = true};
+    }
+  }
+  return {.text = concat("Unknown verb: ", name), .isError = true};
+}
+
+}  // namespace tallyfin

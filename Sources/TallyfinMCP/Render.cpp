@@ -1,0 +1,187 @@
+#include "TallyfinMCP/Render.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Text.hpp"
+#include "absl/strings/str_format.h"
+#include "absl/strings/str_join.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace tallyfin::R {
+namespace {
+
+constexpr std::string_view separator = "  ·  ";
+
+std::uint64_t magnitude(std::int64_t n) {
+  const auto bits = static_cast<std::uint64_t>(n);
+  return n < 0 ? 0 - bits : bits;  // also right for the smallest number, which has no positive twin
+}
+
+template <typename T>
+std::string unknown(const Estimate<T>& estimate) {
+  return concat(UnknownReason::placeholder, " — ", estimate.reason()->text());
+}
+
+std::string withCaveat(const CostEstimate& cost, std::string_view suffix) {
+  const std::optional<std::string> caveat = cost.caveat();
+  return caveat ? concat(cost.formatted(), suffix, " [", *caveat, "]") : concat(cost.formatted(), suffix);
+}
+
+std::string joined(const std::set<InternedText>& models) {
+  return absl::StrJoin(models, ", ",
+                       [](std::string* out, InternedText model) { append(*out, model.text()); });
+}
+
+std::string requests(std::int64_t n) {
+  return noun(n, "request", "requests");
+}
+
+}  // namespace
+
+const std::string rule = [] {
+  std::string line;
+  for (int i = 0; i < 62; ++i) {
+    line += "─";
+  }
+  return line;
+}();
+
+std::string count(std::int64_t n) {
+  const std::string digits = std::to_string(magnitude(n));
+  std::string text = n < 0 ? "-" : "";
+  for (std::size_t i = 0; i < digits.size(); ++i) {
+    if (i > 0 && (digits.size() - i) % 3 == 0) {
+      text += ',';
+    }
+    text += digits[i];
+  }
+  return text;
+}
+
+std::string noun(std::int64_t n, std::string_view one, std::string_view many) {
+  return concat(count(n), " ", magnitude(n) == 1 ? one : many);
+}
+
+std::string tokens(std::int64_t n) {
+  const auto value = static_cast<double>(n);
+  if (n >= 1'000'000'000) {
+    return absl::StrFormat("%.2fG", value / 1e9);
+  }
+  if (n >= 1'000'000) {
+    return absl::StrFormat("%.2fM", value / 1e6);
+  }
+  if (n >= 1'000) {
+    return absl::StrFormat("%.1fk", value / 1000);
+  }
+  return std::to_string(n);
+}
+
+std::string percent(double value) {
+  return absl::StrFormat("%.1f%%", value == 0 ? 0.0 : value);  // the sign of -0.0 says nothing to a reader
+}
+
+std::string stamp(std::optional<TimePoint> time, const Calendar& calendar) {
+  return time ? calendar.formatMinute(*time) : UnknownReason::placeholder;
+}
+
+std::string span(const Bucket& bucket, const Calendar& calendar) {
+  if (!bucket.firstActivity || !bucket.lastActivity) {
+    return UnknownReason::placeholder;
+  }
+  return concat(stamp(bucket.firstActivity, calendar), " → ", stamp(bucket.lastActivity, calendar));
+}
+
+std::string cost(const Bucket& bucket) {
+  if (bucket.requests < 1) {
+    return "unknown (no requests in range)";
+  }
+  if (bucket.cost.priced == 0.0 && bucket.cost.unpricedRequests >= 1) {
+    return concat("unknown (", requests(bucket.cost.unpricedRequests),
+                  ", no known price: ", joined(bucket.cost.unpricedModels), ")");
+  }
+  return withCaveat(bucket.cost, "");
+}
+
+std::string costEst(const Estimate<CostEstimate>& estimate, std::string_view suffix) {
+  const CostEstimate* known = estimate.value();
+  return known != nullptr ? withCaveat(*known, suffix) : unknown(estimate);
+}
+
+std::string fractionEst(const Estimate<double>& estimate) {
+  const double* known = estimate.value();
+  return known != nullptr ? percent(*known * 100) : unknown(estimate);
+}
+
+std::string signedPercent(const Estimate<double>& estimate) {
+  const double* known = estimate.value();
+  return known != nullptr ? concat(*known >= 0.0 ? "+" : "", percent(*known)) : unknown(estimate);
+}
+
+std::optional<std::string> models(const Bucket& bucket) {
+  if (bucket.modelCounts.empty()) {
+    return std::nullopt;
+  }
+  auto sorted = bucket.modelCounts;
+  std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
+    return left.second != right.second ? left.second > right.second : left.first < right.first;
+  });
+  return absl::StrJoin(sorted, " ", [](std::string* out, const auto& entry) {
+    append(*out, entry.first.text(), "×", count(entry.second));
+  });
+}
+
+std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t width) {
+  std::string line = concat("  ", Text::fitted(label, width), "  ", cost(bucket), separator,
+                            requests(bucket.requests), separator, tokens(bucket.totalTokens()), " tokens");
+  if (const std::optional<std::string> used = models(bucket)) {
+    append(line, separator, *used);
+  }
+  return line;
+}
+
+std::optional<std::string> unpricedNote(const Bucket& bucket) {
+  if (bucket.cost.unpricedRequests < 1) {
+    return std::nullopt;
+  }
+  return concat("WARNING: ", requests(bucket.cost.unpricedRequests), " with no known price (",
+                joined(bucket.cost.unpricedModels),
+                ") are not included — the figures above are lower bounds.");
+}
+
+std::optional<std::string> assumedNote(const Bucket& bucket) {
+  if (bucket.cacheWriteAssumedRequests < 1) {
+    return std::nullopt;
+  }
+  return concat("NOTE: for ", requests(bucket.cacheWriteAssumedRequests),
+                " the cache_creation breakdown was missing or did not add up; 5m was assumed "
+                "(multiplier 1.25 instead of 2.00).");
+}
+
+std::string agent(const AgentIdentity& identity) {
+  switch (identity.kind()) {
+    case AgentIdentity::Kind::named:
+      return concat(identity.name().text(), "  [", identity.rawId().text(), "]");
+    case AgentIdentity::Kind::anonymous:
+      return concat("anonymous agent  [", identity.rawId().text(), "]");
+    case AgentIdentity::Kind::main:
+      break;
+  }
+  return "main session (no agentId)";
+}
+
+std::string shortAgent(const AgentIdentity& identity) {
+  switch (identity.kind()) {
+    case AgentIdentity::Kind::named:
+      return std::string(identity.name().text());
+    case AgentIdentity::Kind::anonymous:
+      return concat("anon:", Text::prefix(identity.rawId().text(), 9));
+    case AgentIdentity::Kind::main:
+      break;
+  }
+  return "(main session)";
+}
+
+}  // namespace tallyfin::R

@@ -1,0 +1,208 @@
+// The cache file: what it holds byte for byte, that it survives, and that no input harms.
+
+#include "Support/TempHome.hpp"
+#include "Support/Transcript.hpp"
+#include "TallyfinCore/BinaryCodec.hpp"
+#include "TallyfinCore/ScanCache.hpp"
+
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace tallyfin {
+namespace {
+
+using namespace std::string_literals;
+
+TimePoint stopped() {
+  return {};
+}
+
+class CacheFile : public testing::Test {
+ protected:
+  // A small history: all kinds of agents, a negative count, a rejected line, a half line.
+  void makeHistory() {
+    UsageLine named = usageLine(2);
+    named.agent = "areviewer-0123456789abcdef";
+    UsageLine anonymous = usageLine(3, -4, 5);
+    anonymous.agent = "0123";
+    home.write(".claude/projects/p/a.jsonl", usageLine(1).text() + named.text() + "{\"usage\"\n" + "half");
+    home.write(".claude-work/projects/q/b.jsonl", anonymous.text());
+  }
+
+  ScanCache::Refreshed refreshed(ScanCache& cache) const {
+    return cache.refresh(SourceHome::defaults(home.path()), stopped);
+  }
+
+  const TempHome home;
+  const std::string path = home.path("cache.bin");
+};
+
+TEST_F(CacheFile, OfAnEmptyCacheIsSevenBytes) {
+  ScanCache cache(path);
+  cache.save();
+  EXPECT_EQ(home.read("cache.bin"), "TFC1\x02\0\0"s);
+  EXPECT_TRUE(ScanCache(path).load());
+}
+
+TEST_F(CacheFile, LoadsToTheSameState) {
+  makeHistory();
+  ScanCache cache(path);
+  auto first = refreshed(cache);
+  EXPECT_FALSE(first.stats.fromCache);
+  cache.save();
+
+  ScanCache loaded(path);
+  ASSERT_TRUE(loaded.load());
+  const auto second = refreshed(loaded);
+  EXPECT_TRUE(second.stats.fromCache);
+  EXPECT_EQ(second.stats.filesUnchanged, 2);
+  EXPECT_EQ(second.stats.bytesRead, 0U);
+  ASSERT_EQ(first.result.records.size(), 3U);
+  EXPECT_EQ(first.result.records[2].input, -4);
+  first.result.records[2].input = 0;  // negative counts are written as 0
+  EXPECT_EQ(second.result.records, first.result.records);
+  EXPECT_EQ(second.result.diagnostics.linesRejectedInvalidJSON, 1);
+  EXPECT_EQ(second.result.diagnostics.usageLinesSeen, 4);
+  EXPECT_EQ(second.result.diagnostics.bytesRead, first.result.diagnostics.bytesRead);
+  EXPECT_EQ(second.result.diagnostics.longestLineBytes, first.result.diagnostics.longestLineBytes);
+  EXPECT_EQ(second.result.diagnostics.longestLinePath, first.result.diagnostics.longestLinePath);
+}
+
+// A reader and a writer made from the layout alone, with no code in common but the codec's primitives.
+TEST_F(CacheFile, HasTheLayoutThatOthersRead) {
+  makeHistory();
+  ScanCache cache(path);
+  refreshed(cache);
+  cache.save();
+  const std::string bytes = home.read("cache.bin");
+  ASSERT_EQ(bytes.substr(0, 5), "TFC1\x02");
+  BinaryReader reader(std::string_view(bytes).substr(5));
+  reader.readStringTable();
+  const auto text = [&] { return std::string(reader.strings()[reader.readStringIndex()]); };
+  ASSERT_EQ(reader.readUInt(), 2U);
+  EXPECT_EQ(text(), home.path(".claude-work/projects/q/b.jsonl"));  // "-" sorts before "/"
+  const std::string b = home.read(".claude-work/projects/q/b.jsonl");
+  EXPECT_EQ(reader.readUInt(), b.size());
+  EXPECT_GT(reader.readDouble(), 1.6e9);
+  EXPECT_GT(reader.readUInt(), 0U);        // inode
+  EXPECT_EQ(reader.readUInt(), b.size());  // consumed
+  for (const std::uint64_t counter : {1U, 0U, 0U, 0U, 0U, 0U, 0U}) EXPECT_EQ(reader.readUInt(), counter);
+  EXPECT_EQ(reader.readUInt(), b.size() - 1);  // longest line
+  ASSERT_EQ(reader.readUInt(), 1U);
+  EXPECT_EQ(text(), "msg_3:req_3");
+  EXPECT_EQ(reader.readDouble(), 1777888800.0);
+  for (const char* expected : {"claude-opus-5", "5e55-1", "/src/alpha", ".claude-work", "0123"}) {
+    EXPECT_EQ(text(), expected);
+  }
+  for (const std::uint64_t count : {0U, 5U, 0U, 0U, 0U, 0U, 0U}) EXPECT_EQ(reader.readUInt(), count);
+  EXPECT_EQ(reader.readByte(), 0);
+  EXPECT_EQ(reader.readUInt(), 1U);  // rank
+  EXPECT_EQ(text(), home.path(".claude/projects/p/a.jsonl"));
+}
+
+TEST_F(CacheFile, WrittenByOthersIsRead) {
+  BinaryWriter writer;
+  const auto text = [&](std::string_view value) { writer.writeUInt(writer.intern(value)); };
+  writer.writeUInt(2);
+  for (const std::uint64_t input : {3U, 4U}) {  // the same path twice: the later entry counts
+    text("/gone/x.jsonl");
+    writer.writeUInt(100);
+    writer.writeDouble(5.25);
+    writer.writeUInt(42);
+    writer.writeUInt(90);
+    for (std::uint64_t counter = 1; counter <= 8; ++counter) writer.writeUInt(counter);
+    writer.writeUInt(2);
+    for (const std::uint64_t output : {1U, 2U}) {  // the same key twice: the later record counts
+      text("m:r");
+      writer.writeDouble(10.5);
+      for (const char* value : {"model", "session", "cwd", "home", "ax-0123456789abcdef"}) text(value);
+      for (const std::uint64_t count : {input, output, 30UL, 40UL, 50UL, 60UL, 70UL}) writer.writeUInt(count);
+      writer.writeByte(7);
+      writer.writeUInt(9);
+    }
+  }
+  std::string bytes;
+  for (const std::string_view part : writer.finish("TFC1\x02")) bytes += part;
+  home.write("cache.bin", bytes + "what follows is ignored");
+  ScanCache cache(path);
+  ASSERT_TRUE(cache.load());
+  const auto files = cache.recordsPerFile();
+  ASSERT_EQ(files.size(), 1U);
+  EXPECT_EQ(files[0].path, "/gone/x.jsonl");
+  EXPECT_EQ(files[0].usageLines(), 1);
+  EXPECT_EQ(files[0].state->consumed, 90U);
+  EXPECT_EQ(files[0].state->diag.longestLineBytes, 8);
+  ASSERT_EQ(files[0].records().size(), 1U);
+  const UsageRecord& record = files[0].records().entries()[0].record;
+  EXPECT_EQ(record.agent, AgentIdentity::named(InternedText("x"), InternedText("ax-0123456789abcdef")));
+  EXPECT_EQ(record.input, 4);
+  EXPECT_EQ(record.output, 2);
+  EXPECT_EQ(record.cacheWrite1h, 40);
+  EXPECT_EQ(record.webFetch, 70);
+  EXPECT_TRUE(record.cacheWriteBreakdownAssumed);
+  EXPECT_EQ(record.sourceRank, 9);
+}
+
+TEST_F(CacheFile, ForeignOrDamagedIsRefusedAndChangesNothing) {
+  makeHistory();
+  ScanCache cache(path);
+  refreshed(cache);
+  cache.save();
+  const std::string good = home.read("cache.bin");
+  const auto refused = [&](const std::string& bytes) {
+    home.write("cache.bin", bytes);
+    return !cache.load() && cache.recordsPerFile().size() == 2;
+  };
+  for (std::size_t length = 0; length < good.size(); ++length) {
+    EXPECT_TRUE(refused(good.substr(0, length))) << length;
+  }
+  EXPECT_TRUE(refused("TFC1\x01" + good.substr(5)));
+  EXPECT_TRUE(refused("TFC1\x03" + good.substr(5)));
+  EXPECT_TRUE(refused("tfc1" + good.substr(4)));
+  EXPECT_TRUE(refused("TFC1\x02\0"s + "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x7F"));  // 2^63-1 files
+  EXPECT_TRUE(refused("TFC1\x02\0"s + "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01"));
+  EXPECT_TRUE(refused("TFC1\x02\0\x01\x00"s));  // a path that is not in the table
+  EXPECT_FALSE(refused(good));
+}
+
+// Whatever a flipped byte makes of the file, loading it neither crashes nor keeps the next refresh from being
+// right.
+TEST_F(CacheFile, AnyFlippedByteIsHarmless) {
+  makeHistory();
+  ScanCache cache(path);
+  const auto records = refreshed(cache).result.records;
+  cache.save();
+  const std::string good = home.read("cache.bin");
+  for (std::size_t at = 0; at < good.size(); ++at) {
+    std::string bytes = good;
+    bytes[at] = static_cast<char>(bytes[at] ^ (1 << (at % 8)));
+    home.write("cache.bin", bytes);
+    ScanCache loaded(path);
+    loaded.load();
+    refreshed(loaded);
+    loaded.save();
+    ASSERT_TRUE(ScanCache(path).load()) << at;
+  }
+}
+
+TEST_F(CacheFile, APlaceThatCannotBeWrittenFailsTheSaveAlone) {
+  home.write("file", "");
+  ScanCache cache(home.path("file/cache.bin"));
+  EXPECT_THROW(cache.save(), std::system_error);
+  EXPECT_FALSE(cache.load());
+}
+
+TEST_F(CacheFile, ClearForgetsAndDeletes) {
+  makeHistory();
+  ScanCache cache(path);
+  refreshed(cache);
+  cache.save();
+  cache.clear();
+  EXPECT_TRUE(cache.recordsPerFile().empty());
+  EXPECT_FALSE(ScanCache(path).load());
+}
+
+}  // namespace
+}  // namespace tallyfin

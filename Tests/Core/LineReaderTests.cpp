@@ -1,0 +1,117 @@
+#include "Support/TempHome.hpp"
+#include "TallyfinCore/LineReader.hpp"
+
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace tallyfin {
+namespace {
+
+struct Read {
+  std::vector<std::string> lines;
+  std::uint64_t end = 0;
+};
+
+Read readLines(const std::string& path, std::uint64_t from = 0, std::optional<std::uint64_t> upTo = {}) {
+  Read read;
+  read.end = LineReader::forEachLine(path, from, upTo,
+                                     [&](std::string_view line) { read.lines.emplace_back(line); });
+  return read;
+}
+
+using Lines = std::vector<std::string>;
+
+TEST(LineReader, OnlyLinesClosedByALineFeedCount) {
+  using namespace std::string_literals;
+  const TempHome home;
+  const struct {
+    std::string content;
+    Lines lines;
+    std::uint64_t end;
+  } cases[] = {{"", {}, 0},
+               {"half", {}, 0},
+               {"one\n", {"one"}, 4},
+               {"one\nhalf", {"one"}, 4},
+               {"\n\na\r\n", {"", "", "a\r"}, 5},
+               {"nul\0byte\n"s, {"nul\0byte"s}, 9}};
+  for (const auto& one : cases) {
+    const Read read = readLines(home.write("file", one.content));
+    EXPECT_EQ(read.lines, one.lines);
+    EXPECT_EQ(read.end, one.end);
+  }
+}
+
+TEST(LineReader, GoesOnWhereTheLastCallEnded) {
+  const TempHome home;
+  const std::string path = home.write("file", "first\nsec");
+  EXPECT_EQ(readLines(path).end, 6U);
+  home.append("file", "ond\nthird");
+  const Read rest = readLines(path, 6);
+  EXPECT_EQ(rest.lines, Lines{"second"});
+  EXPECT_EQ(rest.end, 13U);
+  EXPECT_EQ(readLines(path, 13).end, 13U);
+  EXPECT_EQ(readLines(path, 1000).end, 1000U);
+}
+
+TEST(LineReader, ReadsNothingAtOrBeyondTheUpperOffset) {
+  const TempHome home;
+  const std::string path = home.write("file", "ab\ncd\nef\n");
+  const struct {
+    std::uint64_t upTo;
+    Lines lines;
+    std::uint64_t end;
+  } cases[] = {{0, {}, 0},     {2, {}, 0},           {3, {"ab"}, 3},
+               {5, {"ab"}, 3}, {6, {"ab", "cd"}, 6}, {99, {"ab", "cd", "ef"}, 9}};
+  for (const auto& one : cases) {
+    const Read read = readLines(path, 0, one.upTo);
+    EXPECT_EQ(read.lines, one.lines) << one.upTo;
+    EXPECT_EQ(read.end, one.end) << one.upTo;
+  }
+  EXPECT_EQ(readLines(path, 3, 3).end, 3U);
+}
+
+// Line lengths around the size of a read and of the buffer: every byte of every line arrives, in order.
+TEST(LineReader, LinesOfAnyLengthArriveWhole) {
+  const TempHome home;
+  std::string content;
+  Lines expected;
+  char fill = 'a';
+  for (const std::size_t length :
+       {1U, 1'048'574U, 1'048'576U, 0U, 2'097'153U, 7U, 5'242'880U, 3U, 1'048'577U}) {
+    expected.emplace_back(length, fill++);
+    content += expected.back() + "\n";
+  }
+  const std::string path = home.write("file", content + "tail");
+  const Read read = readLines(path);
+  EXPECT_TRUE(read.lines == expected);
+  EXPECT_EQ(read.end, content.size());
+}
+
+TEST(LineReader, WhatIsNoPlainFileIsAnErrorAndNeverBlocks) {
+  const TempHome home;
+  const std::string fifo = home.path("fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path : {home.path("missing"), home.path(), fifo, std::string("/dev/zero")}) {
+    try {
+      readLines(path);
+      ADD_FAILURE() << path;
+    } catch (const ReadError& error) {
+      EXPECT_EQ(error.path(), path);
+    }
+  }
+}
+
+TEST(LineReader, AnErrorOfTheCallbackPassesThroughAndTheNextCallWorks) {
+  const TempHome home;
+  const std::string path = home.write("file", "a\nb\n");
+  EXPECT_THROW(LineReader::forEachLine(path, 0, std::nullopt,
+                                       [](std::string_view) { throw std::logic_error("stop"); }),
+               std::logic_error);
+  EXPECT_EQ(readLines(path).lines, (Lines{"a", "b"}));
+}
+
+}  // namespace
+}  // namespace tallyfin

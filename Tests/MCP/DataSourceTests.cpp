@@ -1,0 +1,129 @@
+#include "MCP/Machine.hpp"
+#include "Platform/Files.hpp"
+#include "Support/UsageLine.hpp"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace tallyfin {
+namespace {
+
+const std::string transcript = ".claude/projects/p/one.jsonl";
+
+class DataSourceTest : public testing::Test {
+ protected:
+  void addRequest(const std::string& id, const std::string& time = "2026-03-10T08:00:00Z") {
+    machine_.home.append(transcript, UsageLine{.id = id, .time = time, .input = 10}.text());
+  }
+
+  Machine machine_{{2026, 3, 10}, 14, 30};
+};
+
+TEST_F(DataSourceTest, LooksAtTheDiskAgainAfterFifteenSeconds) {
+  addRequest("m1");
+  DataSource data(machine_.environment());
+  EXPECT_TRUE(data.records().empty());
+  EXPECT_EQ(data.ensureFresh().filesNew, 1);
+  EXPECT_EQ(data.records().size(), 1U);
+
+  addRequest("m2");
+  machine_.now += 14.9;
+  EXPECT_EQ(data.report(Period::all()).total.requests, 1);
+  machine_.now -= 3600;  // a clock that was set back must catch up first
+  EXPECT_EQ(data.report(Period::all()).total.requests, 1);
+  machine_.now += 3600.1;
+  EXPECT_EQ(data.ensureFresh().filesGrown, 1);
+  EXPECT_EQ(data.records().size(), 2U);
+}
+
+TEST_F(DataSourceTest, TheSecondRunStartsFromTheCacheFile) {
+  addRequest("m1");
+  DataSource first(machine_.environment());
+  EXPECT_TRUE(Files::isDirectory(machine_.home.path("cache"))) << "made with the data source";
+  EXPECT_FALSE(Files::exists(machine_.home.path("cache/scan.bin"))) << "no tool was called yet";
+  first.ensureFresh();
+
+  DataSource second(machine_.environment());
+  const RefreshStats& stats = second.ensureFresh();
+  EXPECT_TRUE(stats.fromCache);
+  EXPECT_EQ(stats.bytesRead, 0U);
+  EXPECT_EQ(second.records(), first.records());
+}
+
+TEST_F(DataSourceTest, WorksFromMemoryWhenTheCacheCannotBeWritten) {
+  addRequest("m1");
+  machine_.home.write("file", "");
+  Environment environment = machine_.environment();
+  environment.tallyfinCachePath = machine_.home.path("file/below/scan.bin");
+  DataSource data(environment);
+  EXPECT_EQ(data.report(Period::all()).total.requests, 1);
+}
+
+TEST_F(DataSourceTest, VariablesMoveTranscriptsAndCacheButNotTheHome) {
+  Environment environment = machine_.environment();
+  environment.tallyfinHome = "~/elsewhere";
+  environment.tallyfinCachePath = "~/deep/er/cache.bin";
+  machine_.home.write("elsewhere/.claude/projects/p/one.jsonl",
+                      UsageLine{.id = "m1", .time = "2026-03-10T08:00:00Z", .input = 10}.text());
+  DataSource data(environment);
+  EXPECT_EQ(data.cache().cachePath(), machine_.home.path("deep/er/cache.bin"));
+  EXPECT_TRUE(Files::isDirectory(machine_.home.path("deep/er")));
+  ASSERT_EQ(data.homes().size(), 4U);
+  EXPECT_EQ(data.homes()[0].projectsPath, machine_.home.path("elsewhere/.claude/projects"));
+  EXPECT_EQ(data.report(Period::all()).total.requests, 1);
+  EXPECT_EQ(data.resolver().tildify(machine_.home.path("notes")), "~/notes");
+
+  environment.tallyfinHome = "";
+  environment.tallyfinCachePath = "";
+  const DataSource unset(environment);
+  EXPECT_EQ(unset.homes()[0].projectsPath, machine_.home.path(".claude/projects"));
+  EXPECT_EQ(unset.cache().cachePath(),
+            ScanCache::defaultPath(Files::applicationSupportDirectory(machine_.home.path())));
+}
+
+TEST_F(DataSourceTest, ReportsOfAnySpanCarryTheDiagnosticsOfTheWholeScan) {
+  addRequest("m1");
+  addRequest("m2", "2026-03-09T08:00:00Z");
+  machine_.home.append(transcript, "{\"usage\"\n");
+  DataSource data(machine_.environment());
+  const TimePoint today = machine_.calendar.startOfDay(TimePoint{machine_.now});
+  const Period period{
+      .from = today, .through = today, .label = "", .includesToday = true, .isSingleDay = true};
+
+  const Report day = data.report(period);
+  EXPECT_EQ(day.total.requests, 1);
+  EXPECT_EQ(day.byHour.size(), 1U) << "a single day has its hours";
+  EXPECT_TRUE(data.report(period, {}, false).byHour.empty());
+  EXPECT_TRUE(data.report(Period::all()).byHour.empty());
+  EXPECT_EQ(data.report(Period::all(), {}, true).byHour.size(), 1U);
+
+  const Report none = data.report(period, [](const UsageRecord&) { return false; });
+  EXPECT_EQ(none.total.requests, 0);
+  EXPECT_EQ(none.diagnostics.linesRejectedInvalidJSON, 1);
+  EXPECT_EQ(none.diagnostics.uniqueRequests, 2);
+}
+
+TEST_F(DataSourceTest, RostersAreReadOnce) {
+  const auto roster = [](const std::string& name) {
+    return R"({"members":[{"agentId":")" + name + R"(@session-12345678"}]})";
+  };
+  machine_.home.write(".claude/teams/session-12345678/config.json", roster("scout"));
+  DataSource data(machine_.environment());
+  EXPECT_EQ(data.roster().size(), 0U);
+  data.ensureFresh();
+  EXPECT_EQ(data.roster().size(), 1U);
+  machine_.home.write(".claude/teams/session-87654321/config.json", roster("late"));
+  machine_.now += 60;
+  data.ensureFresh();
+  EXPECT_EQ(data.roster().size(), 1U);
+}
+
+TEST_F(DataSourceTest, NoHomeAtAllIsNoFailure) {
+  DataSource data(machine_.environment());
+  EXPECT_EQ(data.ensureFresh().filesTotal, 0);
+  EXPECT_EQ(data.report(Period::all()).total.requests, 0);
+}
+
+}  // namespace
+}  // namespace tallyfin
