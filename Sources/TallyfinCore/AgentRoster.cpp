@@ -1,5 +1,6 @@
 #include "TallyfinCore/AgentRoster.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Json.hpp"
 #include "Platform/Text.hpp"
@@ -18,7 +19,7 @@ constexpr std::size_t kShortSession = 8;  // characters of a session id that a r
 constexpr std::uint64_t kLargestRoster = std::uint64_t{64} << 20;  // real ones have a few kilobytes
 
 std::string key(std::string_view name, std::string_view shortSession) {
-  return Text::canonical(std::string(name).append("@").append(shortSession));
+  return Text::canonical(concat(name, "@", shortSession));
 }
 
 std::optional<std::string> textMember(const JsonValue& object, std::string_view name) {
@@ -79,7 +80,7 @@ void AgentRoster::load(const std::vector<SourceHome>& homes) {
       return std::is_eq(order) ? left < right : std::is_lt(order);
     });
     for (const std::string& name : names) {
-      loadFile(home.teamsPath + "/" + name + "/config.json");
+      loadFile(concat(home.teamsPath, "/", name, "/config.json"));
     }
   }
 }
