@@ -43,8 +43,9 @@ class Pass {
 
   Report finish(const ScanDiagnostics& diagnostics) && {
     report_.sessionProject.reserve(projectOfSession_.size());
+    auto project = projectOfSession_.begin();
     for (const auto& [session, bucket] : report_.bySession) {
-      report_.sessionProject.emplace(session, projectOfSession_[report_.sessionProject.size()]);
+      report_.sessionProject.emplace(session, *project++);
     }
     report_.diagnostics = diagnostics;
     return std::move(report_);
@@ -163,19 +164,54 @@ Estimate<CostEstimate> Report::medianPerActiveDay() const {
   return CostEstimate::median(costs);
 }
 
-Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
-                             std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
-                             bool includeHours, const std::function<bool(const UsageRecord&)>& filter) const {
-  DayLookup days(calendar_);
-  Pass pass(calendar_, resolver_, includeHours);
+namespace {
+
+// Calls `use` with each record of the range that the filter lets pass, and the start of its day.
+template <typename F>
+void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoint> from,
+                    std::optional<TimePoint> to, const std::function<bool(const UsageRecord&)>& filter,
+                    const Calendar& calendar, F&& use) {
+  DayLookup days(calendar);
   for (const UsageRecord& record : records) {
     const TimePoint day = days.startOfDay(record.timestamp);
     if ((from && day < *from) || (to && day > *to) || (filter && !filter(record))) {
       continue;
     }
-    pass.add(record, day);
+    use(record, day);
   }
+}
+
+}  // namespace
+
+Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
+                             std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
+                             bool includeHours, const std::function<bool(const UsageRecord&)>& filter) const {
+  Pass pass(calendar_, resolver_, includeHours);
+  forEachInRange(records, from, to, filter, calendar_,
+                 [&](const UsageRecord& record, TimePoint day) { pass.add(record, day); });
   return std::move(pass).finish(diagnostics);
+}
+
+AgentsByKey Aggregator::agentsBy(Grouping grouping, std::span<const UsageRecord> records,
+                                 std::optional<TimePoint> from, std::optional<TimePoint> to,
+                                 const std::function<bool(const UsageRecord&)>& filter) const {
+  AgentsByKey agents;
+  Pricing::Pricer pricer(calendar_);
+  KeyedRows<InternedText, std::optional<InternedText>> projects;  // by raw working directory
+  const auto keyOf = [&](const UsageRecord& record) {
+    if (grouping == Grouping::model) {
+      return record.model;
+    }
+    std::optional<InternedText>& project = projects[record.rawCwd];
+    if (!project) {
+      project = resolver_.resolve(record.rawCwd).canonical;
+    }
+    return *project;
+  };
+  forEachInRange(records, from, to, filter, calendar_, [&](const UsageRecord& record, TimePoint day) {
+    agents[keyOf(record)][record.agent].add(record, pricer.cost(record, day));
+  });
+  return agents;
 }
 
 }  // namespace tallyfin

@@ -71,6 +71,15 @@ struct Bucket {
 template <typename Key>
 using Axis = KeyedRows<Key, Bucket>;
 
+/// Keys of an axis, highest priced cost first, then text of the key ascending (for an agent its
+/// `description`). The buckets live as long as the axis.
+template <typename Key>
+using Ranking = std::vector<std::pair<Key, const Bucket*>>;
+
+/// The first `limit` agents of an axis, which must not be negative; without the main session when it is not
+/// wanted.
+Ranking<AgentIdentity> rankedAgents(const Axis<AgentIdentity>& agents, std::int64_t limit, bool includeMain);
+
 /// The answer to one question. A bucket exists only if a request went into it.
 struct Report {
   Bucket total;
@@ -96,10 +105,7 @@ struct Report {
   Estimate<CostEstimate> averagePerActiveDay() const;
   Estimate<CostEstimate> medianPerActiveDay() const;
 
-  /// Rankings: highest priced cost first, then text of the key ascending (for an agent its `description`); at
-  /// most `limit` rows, which must not be negative. The buckets live as long as the report.
-  template <typename Key>
-  using Ranking = std::vector<std::pair<Key, const Bucket*>>;
+  // Rankings of at most `limit` rows, which must not be negative.
   Ranking<AgentIdentity> topAgents(std::int64_t limit, bool includeMain) const;
   Ranking<InternedText> topProjects(std::int64_t limit) const;
   Ranking<InternedText> topSessions(std::int64_t limit) const;
@@ -113,10 +119,13 @@ struct Report {
   Split subagentSplit() const;
 };
 
+/// What each agent spent under each key of another axis.
+using AgentsByKey = KeyedRows<InternedText, Axis<AgentIdentity>>;
+
 class Aggregator {
  public:
-  Aggregator(Calendar calendar, ProjectResolver resolver)
-      : calendar_(std::move(calendar)), resolver_(std::move(resolver)) {}
+  Aggregator(const Calendar& calendar, ProjectResolver resolver)
+      : calendar_(calendar), resolver_(std::move(resolver)) {}
 
   const Calendar& calendar() const { return calendar_; }
   const ProjectResolver& resolver() const { return resolver_; }
@@ -130,6 +139,13 @@ class Aggregator {
   Report aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
                    std::optional<TimePoint> to, const ScanDiagnostics& diagnostics, bool includeHours,
                    const std::function<bool(const UsageRecord&)>& filter = {}) const;
+
+  /// Sums the same records by agent under each project or model, in one pass however many rows a list shows.
+  /// Each sum is that of a report over the records of that project or model alone, to the last bit.
+  enum class Grouping : std::uint8_t { project, model };
+  AgentsByKey agentsBy(Grouping grouping, std::span<const UsageRecord> records, std::optional<TimePoint> from,
+                       std::optional<TimePoint> to,
+                       const std::function<bool(const UsageRecord&)>& filter = {}) const;
 
  private:
   Calendar calendar_;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <compare>
 #include <cstddef>
 #include <limits>
 
@@ -33,12 +34,12 @@ bool ranksBefore(const std::pair<Key, const Bucket*>& left, const std::pair<Key,
   }
   const std::strong_ordering order = compareKeys(left.first, right.first);
   // Only an agent whose id reads "(main)" can tie with another key; the one that came up first stands first.
-  return order != std::strong_ordering::equal ? order < 0 : left.second < right.second;
+  return std::is_neq(order) ? std::is_lt(order) : left.second < right.second;
 }
 
 template <typename Key, typename Keep>
-Report::Ranking<Key> ranked(const Axis<Key>& axis, std::int64_t limit, Keep keep) {
-  Report::Ranking<Key> ranking;
+Ranking<Key> ranked(const Axis<Key>& axis, std::int64_t limit, Keep keep) {
+  Ranking<Key> ranking;
   ranking.reserve(axis.size());
   for (const auto& [key, bucket] : axis) {
     if (keep(key)) {
@@ -59,20 +60,23 @@ bool keepAll(InternedText) {
 
 }  // namespace
 
-Report::Ranking<AgentIdentity> Report::topAgents(std::int64_t limit, bool includeMain) const {
-  return ranked(byAgent, limit,
-                [&](const AgentIdentity& agent) { return includeMain || agent.isSubagent(); });
+Ranking<AgentIdentity> rankedAgents(const Axis<AgentIdentity>& agents, std::int64_t limit, bool includeMain) {
+  return ranked(agents, limit, [&](const AgentIdentity& agent) { return includeMain || agent.isSubagent(); });
 }
 
-Report::Ranking<InternedText> Report::topProjects(std::int64_t limit) const {
+Ranking<AgentIdentity> Report::topAgents(std::int64_t limit, bool includeMain) const {
+  return rankedAgents(byAgent, limit, includeMain);
+}
+
+Ranking<InternedText> Report::topProjects(std::int64_t limit) const {
   return ranked(byProject, limit, keepAll);
 }
 
-Report::Ranking<InternedText> Report::topSessions(std::int64_t limit) const {
+Ranking<InternedText> Report::topSessions(std::int64_t limit) const {
   return ranked(bySession, limit, keepAll);
 }
 
-Report::Ranking<InternedText> Report::topModels(std::int64_t limit) const {
+Ranking<InternedText> Report::topModels(std::int64_t limit) const {
   return ranked(byModel, limit, keepAll);
 }
 

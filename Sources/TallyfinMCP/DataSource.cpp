@@ -74,4 +74,9 @@ Report DataSource::report(const Period& period, const Filter& filter, std::optio
                                includeHours.value_or(period.isSingleDay), filter);
 }
 
+AgentsByKey DataSource::agentsBy(Aggregator::Grouping grouping, const Period& period,
+                                 const Filter& filter) const {
+  return aggregator_.agentsBy(grouping, records_, period.from, period.through, filter);
+}
+
 }  // namespace tallyfin

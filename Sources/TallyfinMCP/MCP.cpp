@@ -97,7 +97,11 @@ struct Tool {
 
 /// In the order of the catalogue.
 constexpr std::array runnable{
-    Tool{"tally_overview", Tools::overview},
+    Tool{"tally_overview", Tools::overview},    Tool{"tally_cost", Tools::cost},
+    Tool{"tally_top_agents", Tools::topAgents}, Tool{"tally_top_projects", Tools::topProjects},
+    Tool{"tally_by_model", Tools::byModel},     Tool{"tally_session", Tools::session},
+    Tool{"tally_agent", Tools::agent},          Tool{"tally_provenance", Tools::provenance},
+    Tool{"tally_sources", Tools::sources},
 };
 
 }  // namespace

@@ -3,7 +3,39 @@
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 
+#include <algorithm>
+
 namespace tallyfin::Tools {
+
+Rows rowsOf(const Ranking<AgentIdentity>& agents) {
+  Rows rows;
+  for (const auto& [agent, bucket] : agents) {
+    rows.emplace_back(R::shortAgent(agent), bucket);
+  }
+  return rows;
+}
+
+Rows rowsOf(const Ranking<InternedText>& keys) {
+  Rows rows;
+  for (const auto& [key, bucket] : keys) {
+    rows.emplace_back(key.text(), bucket);
+  }
+  return rows;
+}
+
+Rows dayRows(const Report& report, const Calendar& calendar) {
+  std::vector<std::pair<TimePoint, const Bucket*>> days;
+  for (const auto& [day, bucket] : report.byDay) {
+    days.emplace_back(day, &bucket);
+  }
+  std::sort(days.begin(), days.end(),
+            [](const auto& left, const auto& right) { return left.first > right.first; });
+  Rows rows;
+  for (const auto& [day, bucket] : days) {
+    rows.emplace_back(calendar.formatDay(day), bucket);
+  }
+  return rows;
+}
 
 std::string list(const Rows& rows, std::string_view empty) {
   if (rows.empty()) {
@@ -28,6 +60,28 @@ std::string footer(const Report& report, const Period& period) {
   }
   append(text, "— ", Derived::disclaimer, "\n");
   return text;
+}
+
+std::string unreadable(const ScanDiagnostics& seen, const ProjectResolver& paths) {
+  constexpr std::size_t kMostListed = 10;
+  std::string text;
+  for (std::size_t i = 0; i < std::min(kMostListed, seen.filesUnreadable.size()); ++i) {
+    append(text, "      ", paths.tildify(seen.filesUnreadable[i]), "\n");
+  }
+  return text;
+}
+
+std::string volume(const Bucket& bucket) {
+  return concat(R::noun(bucket.requests, "request", "requests"), " · ", R::tokens(bucket.totalTokens()),
+                " tokens");
+}
+
+std::string modelsOf(const Bucket& bucket) {
+  return R::models(bucket).value_or(UnknownReason::placeholder);
+}
+
+std::string orUnknown(const std::optional<std::string>& text) {
+  return text.value_or(UnknownReason::placeholder);
 }
 
 }  // namespace tallyfin::Tools

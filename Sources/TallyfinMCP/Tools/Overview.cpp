@@ -26,22 +26,6 @@ std::string whoSpentIt(const Report& today) {
   return text;
 }
 
-Rows agentRows(const Report& report, std::int64_t limit) {
-  Rows rows;
-  for (const auto& [agent, bucket] : report.topAgents(limit, true)) {
-    rows.emplace_back(R::shortAgent(agent), bucket);
-  }
-  return rows;
-}
-
-Rows projectRows(const Report& report, std::int64_t limit) {
-  Rows rows;
-  for (const auto& [project, bucket] : report.topProjects(limit)) {
-    rows.emplace_back(project.text(), bucket);
-  }
-  return rows;
-}
-
 }  // namespace
 
 std::string overview(DataSource& data, const JsonValue& arguments) {
@@ -73,9 +57,9 @@ std::string overview(DataSource& data, const JsonValue& arguments) {
   line("\nWHO SPENT IT TODAY");
   text += whoSpentIt(today);
   line("\nTOP ", head, " AGENTS TODAY");
-  text += list(agentRows(today, top), "no agent with activity today");
+  text += list(rowsOf(today.topAgents(top, true)), "no agent with activity today");
   line("\nTOP ", head, " PROJECTS TODAY");
-  text += list(projectRows(today, top), "no project with activity today");
+  text += list(rowsOf(today.topProjects(top)), "no project with activity today");
   line("\nHISTORY");
   line("  days with activity   ", R::count(all.activeDays()));
   line("  total recorded       ", R::cost(all.total));

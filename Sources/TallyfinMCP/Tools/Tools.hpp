@@ -9,6 +9,7 @@
 #include "TallyfinMCP/DataSource.hpp"
 #include "TallyfinMCP/Period.hpp"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,15 +20,59 @@ namespace tallyfin::Tools {
 /// What today cost, at which rate, who spent it, and the history behind it. Never throws.
 std::string overview(DataSource& data, const JsonValue& arguments);
 
+/// What a period cost, broken down along one axis.
+std::string cost(DataSource& data, const JsonValue& arguments);
+
+/// Agents by cost, with what each worked on.
+std::string topAgents(DataSource& data, const JsonValue& arguments);
+
+/// Projects by cost, with the agents behind each.
+std::string topProjects(DataSource& data, const JsonValue& arguments);
+
+/// Models by cost, with the agents behind each.
+std::string byModel(DataSource& data, const JsonValue& arguments);
+
+/// The thread of one session. Candidates and misses are normal answers.
+std::string session(DataSource& data, const JsonValue& arguments);
+
+/// The thread of one agent. Candidates and misses are normal answers.
+std::string agent(DataSource& data, const JsonValue& arguments);
+
+/// The files and lines behind a figure, and what was lost on the way to it.
+std::string provenance(DataSource& data, const JsonValue& arguments);
+
+/// The health of the measurement. Takes no arguments and never throws.
+std::string sources(DataSource& data, const JsonValue& arguments);
+
 // What the tools share.
 
 /// Rows of a list: a label and its bucket, which must outlive the rows.
 using Rows = std::vector<std::pair<std::string, const Bucket*>>;
+
+/// The rows of a ranking: agents by their short name, anything else by its text.
+Rows rowsOf(const Ranking<AgentIdentity>& agents);
+Rows rowsOf(const Ranking<InternedText>& keys);
+
+/// The days of a report, newest first.
+Rows dayRows(const Report& report, const Calendar& calendar);
 
 /// One line a row; without rows the line "  unknown — " and `empty`.
 std::string list(const Rows& rows, std::string_view empty);
 
 /// The closing lines: an empty one, what makes the figures preliminary or partial, the disclaimer.
 std::string footer(const Report& report, const Period& period);
+
+/// The first ten files that could not be read, an indented line each; the rest is told by its number
+/// elsewhere.
+std::string unreadable(const ScanDiagnostics& seen, const ProjectResolver& paths);
+
+/// "12 requests · 3.4M tokens".
+std::string volume(const Bucket& bucket);
+
+/// The models of a bucket, or "unknown".
+std::string modelsOf(const Bucket& bucket);
+
+/// A text of a roster entry, or "unknown".
+std::string orUnknown(const std::optional<std::string>& text);
 
 }  // namespace tallyfin::Tools

@@ -1,0 +1,32 @@
+#pragma once
+
+// The narrowing arguments `agent`, `project` and `session_id`: each a name or a fragment of one that must
+// come to exactly one key of the whole history.
+
+#include "Platform/Json.hpp"
+#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinMCP/Period.hpp"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tallyfin {
+
+struct Filters {
+  DataSource::Filter predicate;        ///< empty when nothing narrows
+  std::vector<std::string> described;  ///< one text a filter, in the order agent, project, session
+};
+
+/// Reads the three arguments; a record must pass all that are given. Names are looked up in the whole
+/// history, so that one without activity in the period is known all the same. Throws MCPError at the first
+/// that does not come to one key.
+Filters buildFilters(DataSource& data, const JsonValue& arguments);
+
+/// The first lines of an answer: title and period, then the filters if there are any.
+std::string header(std::string_view title, const Period& period, const Filters& filters);
+
+/// The texts joined by `separator`.
+std::string joined(const std::vector<std::string>& texts, std::string_view separator);
+
+}  // namespace tallyfin

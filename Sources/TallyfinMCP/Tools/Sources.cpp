@@ -1,0 +1,82 @@
+#include "Platform/Concat.hpp"
+#include "Platform/Files.hpp"
+#include "Platform/Text.hpp"
+#include "TallyfinCore/Derived.hpp"
+#include "TallyfinMCP/Render.hpp"
+#include "TallyfinMCP/Tools/Tools.hpp"
+#include "absl/strings/str_format.h"
+
+namespace tallyfin::Tools {
+namespace {
+
+std::string homeLine(const SourceHome& home, const Report& report, const Calendar& calendar) {
+  const std::string name = concat("  ", Text::fitted(home.name, 18));
+  if (!Files::exists(home.projectsPath)) {
+    return concat(name, " not on disk (", home.projectsPath, ") — normal if you do not use that account\n");
+  }
+  const auto files = report.diagnostics.perHome.find(home.name);
+  const Bucket* const found = report.bySource.find(InternedText(home.name));
+  const Bucket bucket = found == nullptr ? Bucket() : *found;
+  return concat(name, " ",
+                files == report.diagnostics.perHome.end() ? UnknownReason::placeholder
+                                                          : R::noun(files->second, "file", "files"),
+                " · ", R::cost(bucket), " · ", R::noun(bucket.requests, "request", "requests"), " · ",
+                R::span(bucket, calendar), "\n");
+}
+
+std::string scan(const ScanDiagnostics& seen, const ProjectResolver& paths) {
+  std::string longest = concat(R::count(seen.longestLineBytes), " bytes");
+  if (!seen.longestLinePath.empty()) {
+    append(longest, " — ", paths.tildify(seen.longestLinePath));
+  }
+  return concat("\nSCAN\n", "  files scanned         ", R::count(seen.filesScanned), "\n",
+                "  unified requests      ", R::count(seen.uniqueRequests), "\n", "  usage lines           ",
+                R::count(seen.usageLinesSeen), "\n", "  lines rejected total  ",
+                R::count(seen.totalRejected()), "\n", "  longest line          ", longest, "\n",
+                "  unreadable files      ", R::count(static_cast<std::int64_t>(seen.filesUnreadable.size())),
+                "\n", unreadable(seen, paths), "  last read took        ",
+                absl::StrFormat("%.3f", seen.duration), " s\n");
+}
+
+std::string incrementalCache(const RefreshStats& stats, const std::string& path) {
+  return concat(
+      "\nINCREMENTAL CACHE\n", "  file     ", path, "\n",
+      "  at the last refresh: ", R::count(stats.filesUnchanged), " unchanged · ", R::count(stats.filesGrown),
+      " grown · ", R::count(stats.filesNew), " new · ", R::count(stats.filesRewound), " re-read in full · ",
+      R::count(stats.filesGone), " gone\n", "  files left untouched ", R::fractionEst(stats.savedFraction()),
+      " of the total\n", "  started from cache: ", stats.fromCache ? "yes" : "no — first full scan",
+      "\n  NOTE: the full cache verification (a scan from scratch, then a comparison) runs from the app, not "
+      "from here — the bridge must not block for 17 s.\n");
+}
+
+std::string agentRoster(const RosterCoverage& coverage) {
+  return concat("\nAGENT ROSTER (`teams/session-*/config.json`)\n", "  rosters read          ",
+                R::count(coverage.rostersRead), "\n", "  entries loaded        ",
+                R::count(coverage.entriesLoaded), "\n", "  named agents seen     ",
+                R::count(coverage.namedAgentsSeen), " (matched: ", R::count(coverage.namedAgentsMatched),
+                ")\n", "  anonymous agents      ", R::count(coverage.anonymousAgentsSeen),
+                " — they stay anonymous, no plausible name is invented for them\n",
+                "  coverage              ", R::fractionEst(coverage.matchFraction()),
+                " of the named agents\n");
+}
+
+}  // namespace
+
+std::string sources(DataSource& data, const JsonValue&) {
+  const RefreshStats stats = data.ensureFresh();
+  const Report report = data.report(Period::all());
+  AgentRoster roster = data.roster();  // counting is not to add up from call to call
+  roster.recordCoverage(report.agentSession);
+
+  std::string text = concat("Sources and the health of the measurement — ",
+                            R::stamp(data.now(), data.calendar()), "\n", R::rule, "\n", "CLAUDE HOMES\n");
+  for (const SourceHome& home : data.homes()) {
+    text += homeLine(home, report, data.calendar());
+  }
+  text += scan(report.diagnostics, data.resolver());
+  text += incrementalCache(stats, data.resolver().tildify(data.cache().cachePath()));
+  text += agentRoster(roster.coverage());
+  return concat(text, "\n— ", Derived::disclaimer, "\n");
+}
+
+}  // namespace tallyfin::Tools
