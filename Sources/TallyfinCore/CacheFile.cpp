@@ -36,13 +36,20 @@ class Writer {
   Writer() : indexOf_(InternedText::count(), kUnknown) {}
 
   void write(const std::vector<FileProvenance>& files) {
+    constexpr std::size_t kUsualFileEntry = 40;  // bytes
+    constexpr std::size_t kUsualRecordEntry = 48;
+    std::size_t records = 0;
+    for (const FileProvenance& file : files) {
+      records += file.records().size();
+    }
+    writer_.reserve(files.size() * kUsualFileEntry + records * kUsualRecordEntry);
     writer_.writeUInt(files.size());
     for (const FileProvenance& file : files) {
       write(file);
     }
   }
 
-  std::vector<std::string_view> finish(std::string_view header) { return writer_.finish(header); }
+  void finish(std::string_view header, Files::Output out) const { writer_.finish(header, out); }
 
  private:
   static constexpr std::uint32_t kUnknown = std::numeric_limits<std::uint32_t>::max();
@@ -244,7 +251,7 @@ void ScanCache::save() const {
   writer.write(files);
   std::string header(kMagic);
   header.push_back(static_cast<char>(formatVersion));
-  Files::replaceAtomically(path_, writer.finish(header));
+  Files::replaceAtomically(path_, [&](Files::Output out) { writer.finish(header, out); });
 }
 
 }  // namespace tallyfin
