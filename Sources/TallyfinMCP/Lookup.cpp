@@ -5,7 +5,6 @@
 #include "TallyfinMCP/Render.hpp"
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 namespace tallyfin {
@@ -34,6 +33,16 @@ void sortAsText(std::vector<std::string>& texts) {
   std::stable_sort(texts.begin(), texts.end(), [](const std::string& left, const std::string& right) {
     return Text::compare(left, right) < 0;
   });
+}
+
+// Both texts are folded. A part longer than the text is ruled out first: a query may hold megabytes, and to
+// prepare them for a search costs as much for each key.
+bool contains(const std::string& text, const std::string& part) {
+  return part.size() <= text.size() && Text::contains(text, part);
+}
+
+bool beginsWith(const std::string& text, const std::string& start) {
+  return start.size() <= text.size() && Text::hasPrefix(text, start);
 }
 
 // Candidate lines, highest cost first, then by label.
@@ -71,10 +80,10 @@ Resolution<Key> fromHits(const std::vector<std::pair<Key, const Bucket*>>& hits)
   return hits.size() == 1 ? Resolution<Key>::one(hits.front().first) : Resolution<Key>::many(ranked(hits));
 }
 
-using Matches = std::function<bool(std::string_view text, std::string_view part)>;
+using Matches = bool (*)(const std::string& text, const std::string& part);
 
 Resolution<InternedText> resolveText(const std::string& text, const Axis<InternedText>& axis,
-                                     const Matches& matches) {
+                                     Matches matches) {
   const std::string wanted = query(text);
   if (wanted.empty()) {
     return Resolution<InternedText>::none();
@@ -95,11 +104,11 @@ Resolution<InternedText> resolveText(const std::string& text, const Axis<Interne
 }  // namespace
 
 Resolution<InternedText> resolveProject(const std::string& text, const Report& report) {
-  return resolveText(text, report.byProject, Text::contains);
+  return resolveText(text, report.byProject, contains);
 }
 
 Resolution<InternedText> resolveSession(const std::string& text, const Report& report) {
-  return resolveText(text, report.bySession, Text::hasPrefix);
+  return resolveText(text, report.bySession, beginsWith);
 }
 
 Resolution<AgentIdentity> resolveAgent(const std::string& text, const Report& report) {
@@ -124,7 +133,7 @@ Resolution<AgentIdentity> resolveAgent(const std::string& text, const Report& re
     if (name == wanted || rawId == wanted) {
       exact.push_back(agent);
     }
-    if (Text::contains(name, wanted) || Text::hasPrefix(rawId, wanted)) {
+    if (contains(name, wanted) || beginsWith(rawId, wanted)) {
       hits.emplace_back(agent, &bucket);
     }
   }
