@@ -20,7 +20,7 @@ constexpr std::uint64_t kilobyte = 1000;
 constexpr std::uint64_t bytesPerRequest = 9 * kilobyte;
 
 // A transcript ends behind the request that reaches its size, on average this much later.
-constexpr std::uint64_t overshoot = 14 * kilobyte;
+constexpr std::uint64_t overshoot = 12 * kilobyte;
 
 constexpr std::array<std::string_view, 24> projectNames = {
     "atlas",    "billing-api", "compass",   "docs-site",    "ember",      "field-notes",
@@ -59,6 +59,11 @@ constexpr std::array<std::string_view, 6> agentModels = {"claude-haiku-4-5-20251
                                                          "claude-sonnet-5",
                                                          "claude-opus-5",
                                                          "quarry-small-preview"};
+
+// How many sub-agents the sessions have, in turn: by a table and not by chance, so that the few sessions of a
+// day have some.
+constexpr std::array<std::uint64_t, 20> agentCounts = {0, 3, 0, 5, 1, 0, 2, 0, 8, 1,
+                                                       4, 0, 3, 0, 2, 6, 1, 0, 2, 11};
 
 /// The model of the transcript that is planned as number `index`. The last of the table has no price: one
 /// transcript in sixty runs on it, by count and not by chance, so that a small corpus has some too.
@@ -104,14 +109,6 @@ std::vector<std::string> pickDirectories(const Project& project, std::uint64_t w
   return directories;
 }
 
-std::uint64_t drawAgentCount(Random& random) {
-  const std::uint64_t kind = random.below(100);
-  if (kind < 35) return 0;
-  if (kind < 70) return random.between(1, 3);
-  if (kind < 93) return random.between(3, 6);
-  return random.between(7, 11);
-}
-
 Transcript makeAgent(const Project& project, std::size_t index, bool isTeam, Random& random) {
   Transcript agent;
   agent.seed = random.next();
@@ -151,9 +148,10 @@ std::vector<Session> makeSessions(const Options& options, const std::vector<Proj
     session.main.directories = pickDirectories(project, 100, random);
     session.main.bytes = std::min(random.longTailed(30 * kilobyte, largestMain), remaining);
     planned += session.main.bytes + overshoot;
-    const bool isTeam = random.chance(600);
+    const bool isTeam = random.chance(750);
     session.isRostered = isTeam && sessions.size() % 8 != 3;
-    for (std::uint64_t k = drawAgentCount(random); k > 0 && planned < options.bytes; --k) {
+    std::uint64_t agentCount = agentCounts[sessions.size() % agentCounts.size()];
+    for (; agentCount > 0 && planned < options.bytes; --agentCount) {
       Transcript agent = makeAgent(project, transcripts++, isTeam, random);
       agent.isOldFormat = session.main.isOldFormat;
       agent.bytes = std::min(random.longTailed(15 * kilobyte, largestAgent), remaining);

@@ -1,7 +1,8 @@
 # Warnings and sanitizers for our own targets; libraries from the system are spared.
 add_library(tallyfin_options INTERFACE)
 target_compile_options(tallyfin_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+  -ffp-contract=off)  # a fused multiply-add would change the last bit of a sum from one processor to the next
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # GCC 12 sees overlapping copies in std::string's operator+ where there are none (GCC bug 105651).

@@ -118,7 +118,9 @@ std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {
   if (date.year < 1 || date.month < 1 || date.day < 1) {
     return std::nullopt;
   }
-  return startOfDay(date);
+  const std::optional<TimePoint> start = startOfDay(date);
+  // A zone that crossed the date line skipped a whole day: it is in the calendar but was never there.
+  return start && this->date(*start) == date ? start : std::nullopt;
 }
 
 void DayLookup::look(TimePoint time) {

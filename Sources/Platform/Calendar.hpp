@@ -65,7 +65,7 @@ class Calendar {
   std::string formatMinute(TimePoint time) const;
 
   /// Reads exactly yyyy-MM-dd (four, two and two ASCII digits, year 0001 to 9999) and gives the start of that
-  /// day. Absent for any other text and for a date that does not exist.
+  /// day. Absent for any other text, for a date that does not exist, and for a day that the zone skipped.
   std::optional<TimePoint> parseDay(std::string_view text) const;
 
  private:

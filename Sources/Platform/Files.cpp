@@ -1,5 +1,6 @@
 #include "Platform/Files.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 
 #include <algorithm>
@@ -24,13 +25,6 @@ namespace {
 /// A transcript may name any text as a path. One with a NUL inside names nothing, whatever stands before it.
 bool canExist(const std::string& path) {
   return path.find('\0') == std::string::npos;
-}
-
-/// Both texts as one, in one allocation.
-std::string joined(const std::string& left, std::string_view right) {
-  std::string both;
-  both.reserve(left.size() + right.size());
-  return both.append(left).append(right);
 }
 
 class Descriptor {
@@ -206,8 +200,7 @@ class Temporary {
   static constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL;
 
   std::string freshName() const {
-    return joined(target_, kTemporaryMark) + std::to_string(::getpid()) + "." +
-           std::to_string(nextTemporary++);
+    return concat(target_, kTemporaryMark, std::to_string(::getpid()), ".", std::to_string(nextTemporary++));
   }
 
   const std::string& target_;
@@ -241,7 +234,7 @@ void removeStaleTemporaries(const std::string& directory, const std::string& sta
   while (const dirent* entry = listing.isOpen() ? listing.next() : nullptr) {
     const std::string_view name = entry->d_name;
     if (name.starts_with(start) && isStale(name.substr(start.size()))) {
-      ::unlink((directory + "/" + entry->d_name).c_str());
+      ::unlink(concat(directory, "/", name).c_str());
     }
   }
 }
@@ -319,10 +312,10 @@ std::optional<std::vector<std::string>> filesBelow(const std::string& root, std:
         continue;
       }
       if (listing.isDirectory(*entry)) {
-        pending.push_back(joined(directory, name));
+        pending.push_back(concat(directory, name));
       }
       if (hasExtension(name, extension)) {
-        found.push_back(joined(directory, name));
+        found.push_back(concat(directory, name));
       }
     }
   }
@@ -385,7 +378,7 @@ void replaceAtomically(const std::string& path, const std::vector<std::string_vi
   const std::size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  removeStaleTemporaries(directory, joined(name, kTemporaryMark));
+  removeStaleTemporaries(directory, concat(name, kTemporaryMark));
 
   Temporary temporary(path);
   for (const std::string_view part : parts) {
@@ -446,7 +439,7 @@ std::string expandingTilde(const std::string& path, const std::string& home) {
   if (expanded->ends_with('/') && !rest.empty()) {
     rest.remove_prefix(1);
   }
-  return joined(*expanded, rest);
+  return concat(*expanded, rest);
 }
 
 std::string applicationSupportDirectory(const std::string& home) {
@@ -455,7 +448,7 @@ std::string applicationSupportDirectory(const std::string& home) {
 #else
   constexpr std::string_view folder = ".cache";
 #endif
-  return joined(home.ends_with('/') ? home : home + "/", folder);
+  return concat(home, home.ends_with('/') ? "" : "/", folder);
 }
 
 std::string_view lastComponent(std::string_view path) {

@@ -7,6 +7,7 @@
 //   Text::fitted("Größe", 7)      // "Größe  ", two spaces: five characters, seven bytes
 //   Text::contains("café", "fe")  // false: é is one character, spelled either way
 //
+// Ill-formed bytes count as U+FFFD, one for each maximal ill-formed sequence, in every operation.
 // Views that come back point into the argument and live as long as it does.
 
 #include <compare>

@@ -1,10 +1,12 @@
 #include "TallyfinCore/AgentRoster.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Json.hpp"
 #include "Platform/Text.hpp"
 
 #include <algorithm>
+#include <compare>
 #include <utility>
 #include <vector>
 
@@ -13,11 +15,11 @@ namespace tallyfin {
 namespace {
 
 constexpr std::string_view kSessionPrefix = "session-";
-constexpr std::size_t kShortSession = 8;                    // characters of a session id that a roster knows
-constexpr std::uint64_t kLargestRoster = 64 * 1024 * 1024;  // real ones have a few kilobytes
+constexpr std::size_t kShortSession = 8;  // characters of a session id that a roster knows
+constexpr std::uint64_t kLargestRoster = std::uint64_t{64} << 20;  // real ones have a few kilobytes
 
 std::string key(std::string_view name, std::string_view shortSession) {
-  return Text::canonical(std::string(name).append("@").append(shortSession));
+  return Text::canonical(concat(name, "@", shortSession));
 }
 
 std::optional<std::string> textMember(const JsonValue& object, std::string_view name) {
@@ -75,10 +77,10 @@ void AgentRoster::load(const std::vector<SourceHome>& homes) {
     // The order decides which of two entries with one key stays.
     std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
       const std::strong_ordering order = Text::compare(left, right);
-      return order != 0 ? order < 0 : left < right;
+      return std::is_eq(order) ? left < right : std::is_lt(order);
     });
     for (const std::string& name : names) {
-      loadFile(home.teamsPath + "/" + name + "/config.json");
+      loadFile(concat(home.teamsPath, "/", name, "/config.json"));
     }
   }
 }

@@ -43,8 +43,9 @@ class Pass {
 
   Report finish(const ScanDiagnostics& diagnostics) && {
     report_.sessionProject.reserve(projectOfSession_.size());
+    auto project = projectOfSession_.begin();
     for (const auto& [session, bucket] : report_.bySession) {
-      report_.sessionProject.emplace(session, projectOfSession_[report_.sessionProject.size()]);
+      report_.sessionProject.emplace(session, *project++);
     }
     report_.diagnostics = diagnostics;
     return std::move(report_);

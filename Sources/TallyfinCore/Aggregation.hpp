@@ -124,8 +124,8 @@ using AgentsByKey = KeyedRows<InternedText, Axis<AgentIdentity>>;
 
 class Aggregator {
  public:
-  Aggregator(Calendar calendar, ProjectResolver resolver)
-      : calendar_(std::move(calendar)), resolver_(std::move(resolver)) {}
+  Aggregator(const Calendar& calendar, ProjectResolver resolver)
+      : calendar_(calendar), resolver_(std::move(resolver)) {}
 
   const Calendar& calendar() const { return calendar_; }
   const ProjectResolver& resolver() const { return resolver_; }

@@ -108,7 +108,7 @@ CostEstimate CostEstimate::median(const std::vector<CostEstimate>& estimates) {
   }
   // A total order, so that not even a NaN could upset the sort.
   std::sort(amounts.begin(), amounts.end(),
-            [](double left, double right) { return std::strong_order(left, right) < 0; });
+            [](double left, double right) { return std::is_lt(std::strong_order(left, right)); });
   const std::size_t middle = amounts.size() / 2;
   result.priced = amounts.size() % 2 == 1 ? amounts[middle] : (amounts[middle - 1] + amounts[middle]) * 0.5;
   return result;

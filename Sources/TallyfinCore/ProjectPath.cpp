@@ -1,5 +1,6 @@
 #include "TallyfinCore/ProjectPath.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Text.hpp"
 
@@ -83,7 +84,7 @@ std::string ProjectResolver::tildify(std::string_view path) const {
   }
   // Counted in characters, since the path may spell the home directory in another normal form.
   path.remove_prefix(Text::prefix(path, Text::characterCount(home_)).size());
-  return std::string("~").append(path);
+  return concat("~", path);
 }
 
 Resolved ProjectResolver::compute(std::string_view raw) const {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <compare>
 #include <cstddef>
 #include <limits>
 
@@ -33,7 +34,7 @@ bool ranksBefore(const std::pair<Key, const Bucket*>& left, const std::pair<Key,
   }
   const std::strong_ordering order = compareKeys(left.first, right.first);
   // Only an agent whose id reads "(main)" can tie with another key; the one that came up first stands first.
-  return order != std::strong_ordering::equal ? order < 0 : left.second < right.second;
+  return std::is_neq(order) ? std::is_lt(order) : left.second < right.second;
 }
 
 template <typename Key, typename Keep>

@@ -23,7 +23,7 @@ struct Environment {
   std::optional<std::string> tallyfinHome;       ///< TALLYFIN_HOME: stands in for the home of the transcripts
   std::optional<std::string> tallyfinCachePath;  ///< TALLYFIN_CACHE_PATH: the cache file
   Calendar calendar = Calendar::utc();           ///< of the machine's zone
-  std::function<TimePoint()> now;                ///< the wall clock
+  Clock now;                                     ///< the wall clock
 };
 
 class DataSource {

@@ -68,15 +68,16 @@ std::optional<Message> readMessage(std::string_view line) {
 
 /// An answer with its payload under `key`, "result" or "error"; `id` is JSON.
 std::string answer(std::string_view id, std::string_view key, const JsonValue& payload) {
-  std::string text = concat("{\"jsonrpc\":\"2.0\",\"id\":", id, ",\"", key, "\":");
+  std::string text = concat(R"({"jsonrpc":"2.0","id":)", id, ",\"", key, "\":");
   payload.write(text);
   text += '}';
   return text;
 }
 
-JsonValue handshake(const JsonValue& params) {
+JsonValue handshake(const std::optional<JsonValue>& params) {
+  const auto offered = params ? Tools::stringArgument(*params, "protocolVersion") : std::nullopt;
   return JsonValue::Object{
-      {"protocolVersion", Tools::stringArgument(params, "protocolVersion").value_or(protocolVersion)},
+      {"protocolVersion", offered.value_or(protocolVersion)},
       {"capabilities", JsonValue::Object{{"tools", JsonValue::Object{}}}},
       {"serverInfo",
        JsonValue::Object{{"name", MCPServer::serverName}, {"version", MCPServer::serverVersion}}},
@@ -130,19 +131,13 @@ std::optional<std::string> MCPServer::reply(std::string_view line) {
 
 std::string MCPServer::dispatch(std::string_view method, std::string_view id, std::string_view params) {
   if (method == "initialize") {
-    return answer(id, "result", handshake(JsonValue::parse(params).value_or(JsonValue())));
+    return answer(id, "result", handshake(JsonValue::parse(params)));
   }
   if (method == "tools/list") {
     return answer(id, "result", JsonValue::Object{{"tools", tools()}});
   }
   if (method == "tools/call") {
-    const JsonValue call = JsonValue::parse(params).value_or(JsonValue());
-    const JsonValue* given = call.member("arguments");
-    const JsonValue none = JsonValue::Object{};
-    const bool usable = given != nullptr && given->object() != nullptr;
-    return answer(
-        id, "result",
-        toolReply(callTool(Tools::stringArgument(call, "name").value_or(""), usable ? *given : none)));
+    return answer(id, "result", toolReply(callTool(JsonValue::parse(params))));
   }
   if (method == "ping") {
     return answer(id, "result", JsonValue::Object{});
@@ -150,6 +145,16 @@ std::string MCPServer::dispatch(std::string_view method, std::string_view id, st
   return answer(
       id, "error",
       JsonValue::Object{{"code", std::int64_t{-32601}}, {"message", concat("Unknown method: ", method)}});
+}
+
+MCPServer::ToolResult MCPServer::callTool(const std::optional<JsonValue>& params) {
+  static const JsonValue none = JsonValue::Object{};
+  if (!params) {
+    return callTool("", none);
+  }
+  const JsonValue* arguments = params->member("arguments");
+  const bool usable = arguments != nullptr && arguments->object() != nullptr;
+  return callTool(Tools::stringArgument(*params, "name").value_or(""), usable ? *arguments : none);
 }
 
 MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue& arguments) {

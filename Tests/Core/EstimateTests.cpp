@@ -130,6 +130,7 @@ TEST(Estimate, MedianIsOfTheDollarsAlone) {
   } cases[] = {{{4}, 4}, {{10, 1, 2}, 2}, {{10, 3, 1, 2}, 2.5}, {{1, 2}, 1.5}, {{7, 7, 1, 7, 9}, 7}};
   for (const auto& [amounts, median] : cases) {
     std::vector<CostEstimate> list;
+    list.reserve(amounts.size());
     for (const double amount : amounts) {
       list.push_back({amount, 0, {}});
     }

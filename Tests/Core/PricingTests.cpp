@@ -3,6 +3,7 @@
 
 #include <limits>
 #include <optional>
+#include <random>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -111,22 +112,35 @@ TEST(Pricing, EachKindOfTokenHasItsPrice) {
 }
 
 TEST(Pricing, SumsRunInAFixedOrder) {
-  // The last bits differ in any other order, and when the factors are multiplied first.
-  const RecordParts parts{.at = "2026-03-01T00:00:00Z",
-                          .input = 100'003,
-                          .output = 7,
-                          .cacheWrite5m = 999'999'937,
-                          .cacheWrite1h = 13,
-                          .cacheRead = 123'456'789'013,
-                          .webSearch = 3};
-  volatile double sum = 100'003.0 * 0.8;
-  sum = sum + 123'456'789'013.0 * 0.8 * 0.1;
-  sum = sum + 999'999'937.0 * 0.8 * 1.25;
-  sum = sum + 13.0 * 0.8 * 2.0;
-  sum = sum + 7.0 * 4.0;
-  sum = sum / 1'000'000.0;
-  sum = sum + 3.0 * 0.01;
-  EXPECT_EQ(Pricing::cost(make(parts), {0.8, 4}), sum);
+  // Among so many records, any other order of sums or products differs in a last bit.
+  std::mt19937_64 random(3);
+  const auto below = [&](std::uint64_t limit) { return static_cast<std::int64_t>(random() % limit); };
+  const auto number = [](std::int64_t count) { return static_cast<double>(count); };
+  for (int i = 0; i < 1'000; ++i) {
+    const RecordParts parts{.at = "2026-03-01T00:00:00Z",
+                            .input = below(100'000),
+                            .output = below(100'000),
+                            .cacheWrite5m = below(1'000'000),
+                            .cacheWrite1h = below(1'000'000),
+                            .cacheRead = below(10'000'000),
+                            .webSearch = below(9)};
+    volatile double sum = number(parts.input) * 0.8;  // volatile: each step is rounded, none is merged
+    volatile double part = number(parts.cacheRead) * 0.8;
+    part = part * 0.1;
+    sum = sum + part;
+    part = number(parts.cacheWrite5m) * 0.8;
+    part = part * 1.25;
+    sum = sum + part;
+    part = number(parts.cacheWrite1h) * 0.8;
+    part = part * 2.0;
+    sum = sum + part;
+    part = number(parts.output) * 4.1;
+    sum = sum + part;
+    sum = sum / 1'000'000.0;
+    part = number(parts.webSearch) * 0.01;
+    sum = sum + part;
+    ASSERT_EQ(Pricing::cost(make(parts), {0.8, 4.1}), sum);
+  }
 }
 
 TEST(Pricing, PricerAnswersAsOneLookupPerRecordWould) {

@@ -126,27 +126,26 @@ TEST(ProjectPathTests, TheHomeDirectoryIsKnownInAnyNormalForm) {
 
 TEST(ProjectPathTests, AnAnswerStaysAndIsSharedByCopies) {
   TempHome home;
-  const ProjectResolver resolver("/nowhere", true);
+  ProjectResolver resolver("/nowhere", true);
   const InternedText path(home.makeDirectory("late"));
   const Resolved first = resolver.resolve(path);
   home.makeDirectory("late/.git");
   const ProjectResolver copy = resolver;
+  resolver = ProjectResolver("/nowhere", true);
   EXPECT_EQ(copy.resolve(path), first);
   EXPECT_EQ(first.provenance, Provenance::rawFallback);
-  EXPECT_EQ(ProjectResolver("/nowhere", true).resolve(path).provenance, Provenance::exact);
+  EXPECT_EQ(resolver.resolve(path).provenance, Provenance::exact);
 }
 
 TEST(ProjectPathTests, ThreadsMayAskAtOnce) {
   const ProjectResolver resolver("/srv", true);
-  std::vector<std::thread> threads;
-  for (int worker = 0; worker < 4; ++worker) {
-    threads.emplace_back([&resolver] {
-      for (int number = 0; number < 200; ++number) {
-        const std::string name = "/no-such-place/" + std::to_string(number);
-        EXPECT_EQ(resolver.resolve(InternedText("/srv" + name)).canonical.text(), "~" + name);
-      }
-    });
-  }
+  const auto ask = [&resolver] {
+    for (int number = 0; number < 200; ++number) {
+      const std::string name = "/no-such-place/" + std::to_string(number);
+      EXPECT_EQ(resolver.resolve(InternedText("/srv" + name)).canonical.text(), "~" + name);
+    }
+  };
+  std::thread threads[] = {std::thread(ask), std::thread(ask), std::thread(ask)};
   for (std::thread& thread : threads) {
     thread.join();
   }

@@ -35,6 +35,7 @@ Server::Server(const std::vector<std::string>& variables, const std::string& log
   const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   EXPECT_GE(log, 0);
   std::vector<char*> environment;
+  environment.reserve(variables.size() + 1);
   for (const std::string& variable : variables) {
     environment.push_back(const_cast<char*>(variable.c_str()));
   }

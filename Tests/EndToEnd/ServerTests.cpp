@@ -128,23 +128,21 @@ TEST_F(ServerTest, WhatIsNoTranscriptDoesNotStopIt) {
 }
 
 TEST_F(ServerTest, LongAndDeepLinesDoNoHarm) {
+  const auto repeated = [](const std::string& part, std::size_t bytes) {
+    std::string text;
+    while (text.size() < bytes) {
+      text += part;
+    }
+    return text;
+  };
+  const std::size_t deep = 100'000;
+  const std::size_t length = 20'000'000;
   Server server(variables(), logPath());
-  server.send(R"({"id":2,"method":"ping","params":)" + std::string(100'000, '[') + std::string(100'000, ']') +
-              "}\n");
-  server.send(std::string(20'000'000, '[') + "\n");
-  EXPECT_EQ(server.ask(R"({"padding":")" + std::string(20'000'000, 'x') + R"(","id":1,"method":"ping"})"),
-            pong);
-  EXPECT_EQ(server.ask(R"({"id":1,"method":"ping","params":[)" + std::string(10'000'000, ' ') + "0" +
-                       [] {
-                         std::string numbers;
-                         for (int i = 0; i < 2'000'000; ++i) {
-                           numbers += ",12345";
-                         }
-                         return numbers;
-                       }() +
-                       "]}"),
-            pong);
-  const std::string id(20'000'000, 'y');
+  server.send(R"({"id":2,"method":"ping","params":)" + repeated("[", deep) + repeated("]", deep) + "}\n");
+  server.send(repeated("[", length) + "\n");
+  EXPECT_EQ(server.ask(R"({"padding":")" + repeated("x", length) + R"(","id":1,"method":"ping"})"), pong);
+  EXPECT_EQ(server.ask(R"({"id":1,"method":"ping","params":[)" + repeated("7 ,", length) + "7]}"), pong);
+  const std::string id = repeated("y", length);
   EXPECT_EQ(server.ask(R"({"method":"ping","id":")" + id + "\"}"),
             R"({"jsonrpc":"2.0","id":")" + id + R"(","result":{}})");
   EXPECT_EQ(server.ask(ping), pong);

@@ -126,7 +126,7 @@ TEST_F(FilesTests, ADeepTreeNeedsFewDescriptors) {
     deep += "d/";
   }
   home.write(deep + "bottom.jsonl", "");
-  const LimitedTo few(RLIMIT_NOFILE, 20);
+  const LimitedTo few(RLIMIT_NOFILE, 64);
   EXPECT_THAT(found(), ElementsAre(deep + "bottom.jsonl"));
 }
 
@@ -245,7 +245,7 @@ TEST_F(ReplaceTests, ALinkIsReplacedAndItsTargetLeftAlone) {
 TEST_F(ReplaceTests, AFailureNamesThePathAndLeavesNothingBehind) {
   const std::string missing = home.path("missing/cache.bin");
   EXPECT_THAT(failure(missing), HasSubstr(missing));
-  EXPECT_THAT(failure(home.path("a\0b"s)), HasSubstr("No such file"));
+  EXPECT_THAT(failure(home.path("a\0b"s)), HasSubstr(home.path("a")));
   for (const std::string& special : {home.makeDirectory("directory"), makeFifo("fifo")}) {
     EXPECT_THAT(failure(special), HasSubstr(special));
   }

@@ -55,7 +55,7 @@ class TempHome {
 
   /// Makes a directory with those above it; gives its absolute path.
   std::string makeDirectory(std::string_view relative) const {
-    const std::string full = path(relative);
+    std::string full = path(relative);
     for (std::size_t slash = root_.size(); slash != std::string::npos;) {
       slash = full.find('/', slash + 1);
       const std::string part = full.substr(0, slash);
