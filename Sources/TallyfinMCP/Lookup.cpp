@@ -63,6 +63,7 @@ std::vector<std::string> ranked(const std::vector<std::pair<Key, const Bucket*>>
     return leftCost != rightCost ? leftCost > rightCost : Text::compare(left.label, right.label) < 0;
   });
   std::vector<std::string> lines;
+  lines.reserve(std::min(candidates.size(), kMostCandidates));
   for (const Candidate& candidate : candidates) {
     if (lines.size() == kMostCandidates) {
       break;
@@ -142,6 +143,7 @@ Resolution<AgentIdentity> resolveAgent(const std::string& text, const Report& re
   }
   if (exact.size() > 1) {
     std::vector<std::string> labels;
+    labels.reserve(exact.size());
     for (const AgentIdentity& agent : exact) {
       labels.push_back(R::agent(agent));
     }

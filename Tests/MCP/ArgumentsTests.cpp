@@ -19,6 +19,8 @@ using testing::StartsWith;
 
 using Arguments = GoldenHome;
 
+constexpr std::size_t kTenMegabytes = 10'000'000;
+
 enum class Kind : std::uint8_t { text, integer, boolean };
 
 struct Argument {
@@ -146,7 +148,7 @@ TEST_F(Arguments, NonsenseOfAnySizeIsToldBackAndTheNextCallWorks) {
   const std::string values[] = {
       "\"quoted\" \\ \n\t\r\x01\x7f\u2028\u00ad",
       "</script>\u202e \U0001f4a9 'or 1=1",
-      std::string(10'000'000, 'x'),
+      std::string(kTenMegabytes, 'x'),
   };
   for (const Argument& argument : everyArgument()) {
     if (argument.kind != Kind::text) {

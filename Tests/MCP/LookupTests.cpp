@@ -12,7 +12,6 @@
 namespace tallyfin {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsNull;
 using testing::NotNull;
 
@@ -181,31 +180,26 @@ TEST(Lookup, SessionsFromTheirStart) {
 }
 
 TEST(Lookup, AListEndsAfterTwentyFiveByCost) {
+  // Texts that the records point to; in falling order, so that no order comes out by chance.
+  std::vector<std::string> sessions;
+  std::vector<std::string> agentIds;
   std::vector<UsageRecord> records;
-  std::vector<std::string> names;
-  for (int i = 10; i < 40; ++i) {
-    names.push_back("many" + std::to_string(i));
+  std::vector<UsageRecord> twins;
+  sessions.reserve(30);
+  agentIds.reserve(30);
+  for (int i = 39; i >= 10; --i) {
+    sessions.push_back("many" + std::to_string(i));
+    records.push_back(spent({.session = sessions.back()}, (i * 7) % 30));
+    agentIds.push_back("atwin-00000000000000" + std::to_string(i));
+    twins.push_back(spent({.agentId = agentIds.back()}, 1));
   }
-  for (int i = 0; i < 30; ++i) {
-    records.push_back(spent({.session = names[static_cast<std::size_t>(i)]}, i));
-  }
-  const Report report = reportOf(records);
-  const auto found = resolveSession("many", report);
+  const auto found = resolveSession("many", reportOf(records));
   ASSERT_THAT(found.candidates(), NotNull());
   ASSERT_EQ(found.candidates()->size(), 25U);
-  EXPECT_EQ(found.candidates()->front(), "many39 — $29.00");
-  EXPECT_EQ(found.candidates()->back(), "many15 — $5.00");
+  EXPECT_EQ(found.candidates()->front(), "many17 — $29.00");
+  EXPECT_EQ(found.candidates()->back(), "many35 — $5.00");
 
-  std::vector<UsageRecord> twins;
-  std::vector<std::string> ids;
-  for (int i = 10; i < 40; ++i) {
-    ids.push_back("atwin-00000000000000" + std::to_string(i));
-  }
-  for (auto id = ids.rbegin(); id != ids.rend(); ++id) {
-    twins.push_back(spent({.agentId = *id}, 1));
-  }
-  const Report crowd = reportOf(twins);
-  const auto same = resolveAgent("Twin", crowd);
+  const auto same = resolveAgent("Twin", reportOf(twins));
   ASSERT_THAT(same.candidates(), NotNull());
   ASSERT_EQ(same.candidates()->size(), 30U) << "agents of one name are all listed";
   EXPECT_EQ(same.candidates()->front(), "twin  [atwin-0000000000000010]");
