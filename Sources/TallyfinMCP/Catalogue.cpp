@@ -27,7 +27,7 @@ Member boolean(const char* name, std::string description) {
   return property(name, "boolean", std::move(description));
 }
 
-/// The properties of a tool: its span, when it has one with that default, then or before its own.
+/// The span of a tool is three properties: `period`, whose text names its default, `from` and `to`.
 Member period(std::string_view fallback) {
   return text("period", concat("Period: `today`, `yesterday`, `NNd` (the last NN days, e.g. `7d`), `all`. "
                                "Defaults to `",
