@@ -54,6 +54,11 @@ std::uint32_t BinaryWriter::intern(std::string_view text) {
   return place->second;
 }
 
+std::uint32_t BinaryWriter::add(std::string_view text) {
+  strings_.push_back(text);
+  return static_cast<std::uint32_t>(strings_.size() - 1);
+}
+
 std::vector<std::string_view> BinaryWriter::finish(std::string_view header) {
   table_.clear();
   appendUInt(table_, strings_.size());

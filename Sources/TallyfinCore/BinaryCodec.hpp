@@ -28,6 +28,10 @@ class BinaryWriter {
   /// stay alive until `finish`.
   std::uint32_t intern(std::string_view text);
 
+  /// Adds a text that the caller knows to be new, without looking it up, and gives its index. The bytes must
+  /// stay alive until `finish`.
+  std::uint32_t add(std::string_view text);
+
   /// The output in three parts that follow each other: `header`, the string table, the body. The views live
   /// as long as the writer and until its next change; `header` must outlive them.
   std::vector<std::string_view> finish(std::string_view header);

