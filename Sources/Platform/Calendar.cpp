@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 namespace tallyfin {
 namespace {
@@ -150,6 +151,22 @@ std::string Calendar::formatMonth(TimePoint time) const {
 std::string Calendar::formatMinute(TimePoint time) const {
   const absl::CivilSecond at = absl::ToCivilSecond(toAbsl(time), zone_);
   return absl::StrFormat("%04d-%02d-%02d %02d:%02d", at.year(), at.month(), at.day(), at.hour(), at.minute());
+}
+
+std::string Calendar::formatInstant(TimePoint time) const {
+  const absl::TimeZone::CivilInfo info = zone_.At(toAbsl(time));
+  const absl::CivilSecond at = info.cs;
+  std::string text = absl::StrFormat("%04d-%02d-%02dT%02d:%02d:%02d", at.year(), at.month(), at.day(),
+                                     at.hour(), at.minute(), at.second());
+  if (info.offset == 0) {
+    return text + 'Z';
+  }
+  const int offset = std::abs(info.offset);
+  absl::StrAppendFormat(&text, "%c%02d:%02d", info.offset < 0 ? '-' : '+', offset / 3600, offset / 60 % 60);
+  if (offset % 60 != 0) {
+    absl::StrAppendFormat(&text, ":%02d", offset % 60);
+  }
+  return text;
 }
 
 std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {

@@ -90,6 +90,10 @@ class Calendar {
   /// Date and time of day as yyyy-MM-dd HH:mm.
   std::string formatMinute(TimePoint time) const;
 
+  /// The second with its offset from UTC, "2026-05-04T17:42:10+02:00". An offset of zero is "Z"; one that is
+  /// no whole minute, as local mean times are, has its seconds too.
+  std::string formatInstant(TimePoint time) const;
+
   /// Reads exactly yyyy-MM-dd (four, two and two ASCII digits, year 0001 to 9999) and gives the start of that
   /// day. Absent for any other text, for a date that does not exist, and for a day that the zone skipped.
   std::optional<TimePoint> parseDay(std::string_view text) const;
