@@ -11,6 +11,7 @@
 // Integers and texts as in BinaryCodec.hpp, mtime and timestamp are doubles, `assumed` is a byte. No
 // alignment, no checksum. Any other version means: read everything again.
 
+#include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Records.hpp"
 #include "TallyfinCore/Scanner.hpp"
