@@ -234,6 +234,7 @@ int main(int argc, char** argv) {
     }
     Measurement measurement(arguments[0], arguments[1], arguments[2]);
     std::vector<Run> measured;
+    measured.reserve(static_cast<std::size_t>(runs));
     for (int run = 0; run < runs; ++run) measured.push_back(measurement.run());
     absl::PrintF("%d transcripts, %d runs; each ratio is of two figures of the same run\n\n",
                  measurement.files(), runs);
