@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tallyfin::Exporter {
 
@@ -33,7 +34,7 @@ class CSVWriter {
 /// A plain count with its noun, without commas: "1204 requests".
 std::string plural(std::int64_t n, std::string_view one, std::string_view many);
 
-/// The cost of a bucket as a cell, and in words what that amount is. Both live longer than the bucket.
+/// The cost of a bucket as a cell, and in words what kind of amount that is.
 struct CostFields {
   std::string value;
   std::string_view basis;
