@@ -1,4 +1,5 @@
 #include "ExporterHistory.hpp"
+#include "Platform/Concat.hpp"
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
@@ -165,7 +166,7 @@ TEST(ExporterBreakdown, HostileTextsSurviveACSVReader) {
       {"\r\nx", "\"'\r\nx\""},
       {"=\u0338x", "'=\u0338x"},  // one character, but a formula to a spreadsheet
       {"a,\u0301b", "\"a,\u0301b\""},
-      {"say \"hi\"", "\"say \"\"hi\"\"\""},
+      {R"(say "hi")", R"("say ""hi""")"},
       {"two\nlines", "\"two\nlines\""},
       {"a=b", "a=b"},
       {"'quoted'", "'quoted'"},
@@ -185,13 +186,13 @@ TEST(ExporterBreakdown, HostileTextsSurviveACSVReader) {
     }
     const bool isFormula = !text.empty() && std::string_view("=+-@\t\r").find(text[0]) != std::string::npos;
     const std::string field = Exporter::textField(text);
-    ASSERT_EQ(parseCSV("1," + field + "," + field + "\n"),
-              (std::vector<Cells>{{"1", (isFormula ? "'" : "") + text, (isFormula ? "'" : "") + text}}));
+    const std::string read = (isFormula ? "'" : "") + text;
+    ASSERT_EQ(parseCSV(concat("1,", field, ",", field, "\n")), (std::vector<Cells>{{"1", read, read}}));
   }
 
   const Report report = reportOf({make({.at = "2026-05-03T10:00:00Z",
                                         .model = "\"m\",\n1",
-                                        .session = "=HYPERLINK(\"x\",\"y\")",
+                                        .session = R"(=HYPERLINK("x","y"))",
                                         .cwd = "-a\r\n,b",
                                         .agentId = "@agent-with, a long id",
                                         .output = 1})});
@@ -203,7 +204,7 @@ TEST(ExporterBreakdown, HostileTextsSurviveACSVReader) {
   const auto cell = [&](Axis axis, std::string_view header) {
     return column(Exporter::breakdownCSV(report, axis, berlin()), header).at(0);
   };
-  EXPECT_EQ(cell(Axis::session, "key"), "'=HYPERLINK(\"x\",\"y\")");
+  EXPECT_EQ(cell(Axis::session, "key"), R"('=HYPERLINK("x","y"))");
   EXPECT_EQ(cell(Axis::rawCwd, "label"), "'-a\r\n,b");
   EXPECT_EQ(cell(Axis::agent, "key"), "'@agent-with, a long id");
   EXPECT_EQ(cell(Axis::agent, "label"), "anonymous agent @agent-wi");

@@ -86,6 +86,7 @@ TEST(ExporterSummary, WithoutRequestsItSaysWhy) {
 
 TEST(ExporterSummary, TheRowLimitCountsWhatItLeavesOut) {
   std::vector<UsageRecord> records;
+  records.reserve(12);
   for (int i = 0; i < 12; ++i) {
     records.push_back(make({.at = "2026-05-04T10:00:00Z", .session = "s" + std::to_string(i), .output = 1}));
   }
