@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -116,6 +117,7 @@ Client::Client(const std::string& path, const std::vector<std::string>& environm
   request("initialize", {{"protocolVersion", "2025-11-25"},
                          {"capabilities", nlohmann::json::object()},
                          {"clientInfo", {{"name", "tallyfin-bench"}, {"version", "1"}}}});
+  handshakeSeconds_ = secondsSince(started_);
   send({{"jsonrpc", "2.0"}, {"method", "notifications/initialized"}});
 }
 
@@ -133,6 +135,13 @@ Client::Answer Client::call(std::string_view tool, const nlohmann::json& argumen
   const nlohmann::json result = request("tools/call", {{"name", tool}, {"arguments", arguments}});
   const double seconds = secondsSince(asked);
   return {result.at("content").at(0).at("text"), result.at("isError"), seconds};
+}
+
+double Client::processorSeconds() const {
+  std::ifstream file("/proc/" + std::to_string(process_) + "/schedstat");
+  double nanoseconds = 0;
+  if (!(file >> nanoseconds)) throw std::runtime_error("cannot read the server's processor time");
+  return nanoseconds / 1e9;
 }
 
 Ending Client::finish() {

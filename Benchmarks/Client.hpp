@@ -49,6 +49,12 @@ class Client {
   /// When the process was started.
   Clock::time_point started() const { return started_; }
 
+  /// Seconds from the start of the process to its reply to `initialize`.
+  double handshakeSeconds() const { return handshakeSeconds_; }
+
+  /// Seconds that the server has spent on a processor so far, its own and the system's on its behalf.
+  double processorSeconds() const;
+
   /// Closes the server's input and waits for its end.
   Ending finish();
 
@@ -63,6 +69,7 @@ class Client {
   int output_ = -1;  ///< the server writes, we read
   std::string unread_;
   int lastId_ = 0;
+  double handshakeSeconds_ = 0;
 };
 
 }  // namespace tallyfin::bench

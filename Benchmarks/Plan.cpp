@@ -173,28 +173,35 @@ std::vector<Session> makeSessions(const Options& options, const std::vector<Proj
   return sessions;
 }
 
-/// Spreads the sessions evenly over the days; each day's work lies in the twelve hours that end at the hour
-/// of `now`, whatever the zone in which somebody looks at it. The last session runs until `now`.
+/// How long `transcript` takes when each of its requests takes about `perRequest`.
+Milliseconds lengthOf(const Transcript& transcript, Milliseconds perRequest) {
+  return static_cast<Milliseconds>(transcript.bytes / bytesPerRequest + 1) * perRequest;
+}
+
+/// Spreads the sessions evenly over the days. A day's sessions end in the fifteen hours from eleven hours
+/// before the hour of `now` to four hours after it, whatever the zone in which somebody looks at them; the
+/// last one runs until `now`.
 void setTimes(const Options& options, std::vector<Session>& sessions, Random& random) {
   std::vector<Milliseconds> ends;
   const auto count = static_cast<Milliseconds>(sessions.size());
-  for (Milliseconds i = 0; i < count; ++i) {
+  for (Milliseconds i = 0; i + 1 < count; ++i) {
     const Milliseconds daysAgo = (count - 1 - i) * options.days / count;
-    const auto intoDay = static_cast<Milliseconds>(random.below(static_cast<std::uint64_t>(11 * hour)));
-    ends.push_back(i + 1 == count ? options.now : options.now - daysAgo * day - intoDay);
+    const Milliseconds latest = options.now - daysAgo * day + (daysAgo > 0 ? 4 * hour : 0);
+    const auto span = static_cast<std::uint64_t>(daysAgo > 0 ? 15 * hour : 11 * hour);
+    ends.push_back(latest - static_cast<Milliseconds>(random.below(span)));
   }
+  ends.push_back(options.now);
   std::sort(ends.begin(), ends.end());
   for (std::size_t i = 0; i < sessions.size(); ++i) {
     Transcript& main = sessions[i].main;
-    const auto perRequest = static_cast<Milliseconds>(random.between(15, 40)) * second;
-    const auto requests = static_cast<Milliseconds>(main.bytes / bytesPerRequest + 1);
-    const Milliseconds length = std::clamp(requests * perRequest, 3 * minute, 7 * hour);
+    const Milliseconds length = lengthOf(main, static_cast<Milliseconds>(random.between(15, 40)) * second);
     main.end = ends[i];
-    main.start = main.end - length;
+    main.start = main.end - std::clamp(length, 15 * minute, 7 * hour);
     for (Transcript& agent : sessions[i].agents) {
-      agent.start = main.start + length * static_cast<Milliseconds>(random.below(700)) / 1000;
-      const auto share = static_cast<Milliseconds>(random.between(100, 1000));
-      agent.end = agent.start + (main.end - agent.start) * share / 1000;
+      agent.start =
+          main.start + (main.end - main.start) * static_cast<Milliseconds>(random.below(700)) / 1000;
+      const Milliseconds pace = static_cast<Milliseconds>(random.between(4, 15)) * second;
+      agent.end = std::min(agent.start + lengthOf(agent, pace), main.end);
     }
   }
 }

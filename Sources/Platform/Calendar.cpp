@@ -4,6 +4,7 @@
 #include "absl/strings/str_format.h"
 #include "absl/time/civil_time.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -33,8 +34,18 @@ TimePoint startOf(absl::CivilDay day, absl::TimeZone zone) {
   return fromAbsl(info.kind == absl::TimeZone::TimeInfo::SKIPPED ? info.trans : info.pre);
 }
 
-bool hasFourDigitYear(absl::CivilDay day) {
-  return day.year() >= 1 && day.year() <= 9999;
+template <typename Civil>
+bool hasFourDigitYear(Civil time) {
+  return time.year() >= 1 && time.year() <= 9999;
+}
+
+// The month or year as an interval; its end may be the start of the year 10000.
+template <typename Civil>
+std::optional<CalendarInterval> interval(Civil unit, absl::TimeZone zone) {
+  if (!hasFourDigitYear(unit)) {
+    return std::nullopt;
+  }
+  return CalendarInterval{startOf(absl::CivilDay(unit), zone), startOf(absl::CivilDay(unit + 1), zone)};
 }
 
 // Digits of a fixed-width field, or -1.
@@ -88,6 +99,30 @@ std::optional<TimePoint> Calendar::startOfDay(const CalendarDate& date) const {
   return startOf(day, zone_);
 }
 
+std::optional<TimePoint> Calendar::startOfDayMonthsLater(TimePoint time, std::int64_t months) const {
+  constexpr std::int64_t kMonthsOfAllYears = 120'000;  // more than years 1 to 9999 hold
+  const absl::CivilDay today = absl::ToCivilDay(toAbsl(time), zone_);
+  const absl::CivilMonth month =
+      absl::CivilMonth(today) + std::clamp(months, -kMonthsOfAllYears, kMonthsOfAllYears);
+  if (!hasFourDigitYear(month)) {
+    return std::nullopt;
+  }
+  const absl::CivilDay last = absl::CivilDay(month + 1) - 1;
+  return startOf(std::min(absl::CivilDay(month) + (today.day() - 1), last), zone_);
+}
+
+std::optional<CalendarInterval> Calendar::month(TimePoint time) const {
+  return interval(absl::CivilMonth(absl::ToCivilDay(toAbsl(time), zone_)), zone_);
+}
+
+std::optional<CalendarInterval> Calendar::year(TimePoint time) const {
+  return interval(absl::CivilYear(absl::ToCivilDay(toAbsl(time), zone_)), zone_);
+}
+
+std::int64_t Calendar::daysBetween(TimePoint from, TimePoint to) const {
+  return absl::ToCivilDay(toAbsl(to), zone_) - absl::ToCivilDay(toAbsl(from), zone_);
+}
+
 CalendarDate Calendar::date(TimePoint time) const {
   const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
   return {day.year(), day.month(), day.day()};
@@ -104,6 +139,13 @@ int Calendar::minute(TimePoint time) const {
 std::string Calendar::formatDay(TimePoint time) const {
   const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
   return absl::StrFormat("%04d-%02d-%02d", day.year(), day.month(), day.day());
+}
+
+std::string Calendar::formatMonth(TimePoint time) const {
+  constexpr const char* kNames[] = {"January", "February", "March",     "April",   "May",      "June",
+                                    "July",    "August",   "September", "October", "November", "December"};
+  const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
+  return absl::StrFormat("%s %04d", kNames[day.month() - 1], day.year());
 }
 
 std::string Calendar::formatMinute(TimePoint time) const {

@@ -27,6 +27,14 @@ struct CalendarDate {
   friend auto operator<=>(const CalendarDate&, const CalendarDate&) = default;
 };
 
+/// A month or a year as a stretch of time: up to `end`, and without it.
+struct CalendarInterval {
+  TimePoint start;
+  TimePoint end;
+
+  friend bool operator==(const CalendarInterval&, const CalendarInterval&) = default;
+};
+
 class Calendar {
  public:
   /// The calendar of UTC.
@@ -50,6 +58,21 @@ class Calendar {
   /// The start of a date; absent when the calendar has no such date.
   std::optional<TimePoint> startOfDay(const CalendarDate& date) const;
 
+  /// The start of the day that lies `months` calendar months after that of `time`, on the same day of the
+  /// month or, where the month is too short, on its last. Absent outside the years 1 to 9999.
+  std::optional<TimePoint> startOfDayMonthsLater(TimePoint time, std::int64_t months) const;
+
+  /// The month that `time` falls in, from the start of its first day to the start of the next month's. Absent
+  /// outside the years 1 to 9999.
+  std::optional<CalendarInterval> month(TimePoint time) const;
+
+  /// The year, likewise.
+  std::optional<CalendarInterval> year(TimePoint time) const;
+
+  /// Calendar days from the day of `from` to that of `to`, however long each was; negative when `to` comes
+  /// first.
+  std::int64_t daysBetween(TimePoint from, TimePoint to) const;
+
   CalendarDate date(TimePoint time) const;
 
   /// Hour of the local day, 0 to 23. On a day of 25 hours one hour comes twice.
@@ -60,6 +83,9 @@ class Calendar {
 
   /// The date as yyyy-MM-dd.
   std::string formatDay(TimePoint time) const;
+
+  /// The month in English and the year, as "March 2026".
+  std::string formatMonth(TimePoint time) const;
 
   /// Date and time of day as yyyy-MM-dd HH:mm.
   std::string formatMinute(TimePoint time) const;

@@ -166,22 +166,22 @@ class Temporary {
   Temporary(const Temporary&) = delete;
   Temporary& operator=(const Temporary&) = delete;
 
-  void write(std::string_view bytes) {
-    constexpr std::size_t most = std::size_t{1} << 30;  // some systems refuse 2 GiB in one call
-    while (!bytes.empty()) {
-      const ssize_t count = ::write(file_.number(), bytes.data(), std::min(bytes.size(), most));
-      if (count < 0 && errno == EINTR) {
-        continue;
-      }
-      if (count <= 0) {
-        fail(count < 0 ? errno : EIO, "cannot write ", path_);
-      }
-      bytes.remove_prefix(static_cast<std::size_t>(count));
+  /// Collects small pieces, so that a file of many strings is written in few calls.
+  void append(std::string_view bytes) {
+    if (pending_.size() + bytes.size() > kCollected) {
+      write(pending_);
+      pending_.clear();
+    }
+    if (bytes.size() > kCollected) {
+      write(bytes);
+    } else {
+      pending_.append(bytes);
     }
   }
 
   /// To the disk before the name, so that not even a power cut leaves a half file under the target's name.
   void replaceTarget() {
+    write(pending_);
     while (::fsync(file_.number()) != 0) {
       if (errno != EINTR) {
         fail(errno, "cannot flush ", path_);
@@ -198,6 +198,21 @@ class Temporary {
 
  private:
   static constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL;
+  static constexpr std::size_t kCollected = std::size_t{64} * 1024;
+
+  void write(std::string_view bytes) {
+    constexpr std::size_t most = std::size_t{1} << 30;  // some systems refuse 2 GiB in one call
+    while (!bytes.empty()) {
+      const ssize_t count = ::write(file_.number(), bytes.data(), std::min(bytes.size(), most));
+      if (count < 0 && errno == EINTR) {
+        continue;
+      }
+      if (count <= 0) {
+        fail(count < 0 ? errno : EIO, "cannot write ", path_);
+      }
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+  }
 
   std::string freshName() const {
     return concat(target_, kTemporaryMark, std::to_string(::getpid()), ".", std::to_string(nextTemporary++));
@@ -206,6 +221,7 @@ class Temporary {
   const std::string& target_;
   std::string path_;
   Descriptor file_;
+  std::string pending_;
   bool placed_ = false;
 };
 
@@ -366,7 +382,7 @@ std::optional<std::string> contents(const std::string& path, std::uint64_t limit
   }
 }
 
-void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts) {
+void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce) {
   if (!canExist(path)) {
     fail(ENOENT, "cannot replace ", path);
   }
@@ -381,9 +397,7 @@ void replaceAtomically(const std::string& path, const std::vector<std::string_vi
   removeStaleTemporaries(directory, concat(name, kTemporaryMark));
 
   Temporary temporary(path);
-  for (const std::string_view part : parts) {
-    temporary.write(part);
-  }
+  produce([&](std::string_view bytes) { temporary.append(bytes); });
   temporary.replaceTarget();
 
   // The new name, too, goes to the disk; where a directory cannot be flushed, the file is in place all the
@@ -392,6 +406,14 @@ void replaceAtomically(const std::string& path, const std::vector<std::string_vi
   if (descriptor.isOpen()) {
     ::fsync(descriptor.number());
   }
+}
+
+void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts) {
+  replaceAtomically(path, [&](Output out) {
+    for (const std::string_view part : parts) {
+      out(part);
+    }
+  });
 }
 
 std::error_code createDirectories(const std::string& path) {

@@ -3,6 +3,8 @@
 // The file system as Tallyfin needs it, over POSIX: descriptors are opened with O_CLOEXEC, EINTR is retried,
 // and nothing here can block on a FIFO or a device. Paths are bytes; they need not be UTF-8.
 
+#include "absl/functional/function_ref.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -42,10 +44,15 @@ std::optional<std::vector<std::string>> entryNames(const std::string& directory)
 /// `limit` bytes.
 std::optional<std::string> contents(const std::string& path, std::uint64_t limit);
 
-/// Writes `parts`, one after the other, to a temporary file beside `path`, flushes it to the disk and renames
-/// it over `path`: a reader sees the old content or the new, whole. The file gets mode 0600. Temporary files
-/// that a killed process left behind are removed. A symbolic link is itself replaced; a directory or a device
-/// is refused. On failure the old file stays and the temporary one is gone. Throws std::system_error.
+/// Writes what `produce` hands to its argument, piece by piece, to a temporary file beside `path`, flushes it
+/// to the disk and renames it over `path`: a reader sees the old content or the new, whole. The file gets
+/// mode 0600. Temporary files that a killed process left behind are removed. A symbolic link is itself
+/// replaced; a directory or a device is refused. On failure the old file stays and the temporary one is gone.
+/// Throws std::system_error.
+using Output = absl::FunctionRef<void(std::string_view)>;
+void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce);
+
+/// The same for a content that is at hand.
 void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts);
 
 /// Makes a directory with all its parents. The error, if any, or nothing.

@@ -2,6 +2,8 @@
 
 #include "Platform/Text.hpp"
 #include "absl/container/flat_hash_map.h"
+#include "absl/hash/hash.h"
+#include "absl/strings/string_view.h"
 
 #include <algorithm>
 #include <array>
@@ -74,11 +76,19 @@ class Arena {
   std::size_t left_ = 0;
 };
 
+// Debian's Abseil hashes its own string_view well and leaves std::string_view to a slower function of the
+// library.
+struct Hash {
+  std::size_t operator()(std::string_view text) const {
+    return absl::Hash<absl::string_view>()(absl::string_view(text.data(), text.size()));
+  }
+};
+
 // One of several tables, each with its own lock, so that the threads of a parallel scan seldom wait for each
 // other.
 struct Shard {
   std::mutex lock;
-  absl::flat_hash_map<std::string_view, std::uint32_t> idOf;
+  absl::flat_hash_map<std::string_view, std::uint32_t, Hash> idOf;
   Arena arena;
 
   std::optional<std::uint32_t> find(std::string_view text) {

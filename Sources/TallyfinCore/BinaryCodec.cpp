@@ -7,16 +7,24 @@
 namespace tallyfin {
 namespace {
 
-void appendUInt(std::string& out, std::uint64_t value) {
-  constexpr std::size_t kLongest = 10;
-  std::array<char, kLongest> bytes{};
-  std::size_t count = 0;
-  for (; value >= 0x80; value >>= 7) {
-    bytes[count++] = static_cast<char>(value | 0x80);
+// The bytes of an unsigned integer.
+class Varint {
+ public:
+  explicit Varint(std::uint64_t value) {
+    for (; value >= 0x80; value >>= 7) {
+      bytes_[size_++] = static_cast<char>(value | 0x80);
+    }
+    bytes_[size_++] = static_cast<char>(value);
   }
-  bytes[count++] = static_cast<char>(value);
-  out.append(bytes.data(), count);
-}
+
+  std::string_view bytes() const { return {bytes_.data(), size_}; }
+
+ private:
+  static constexpr std::size_t kLongest = 10;
+
+  std::array<char, kLongest> bytes_;  // only the first `size_` are ever read
+  std::size_t size_ = 0;
+};
 
 const char* description(DecodeError::Kind kind) {
   switch (kind) {
@@ -38,7 +46,11 @@ std::uint64_t swappedUnlessLittle(std::uint64_t bits) {
 }  // namespace
 
 void BinaryWriter::writeUInt(std::uint64_t value) {
-  appendUInt(body_, value);
+  if (value < 0x80) {  // most are
+    body_.push_back(static_cast<char>(value));
+  } else {
+    body_.append(Varint(value).bytes());
+  }
 }
 
 void BinaryWriter::writeDouble(double value) {
@@ -54,14 +66,19 @@ std::uint32_t BinaryWriter::intern(std::string_view text) {
   return place->second;
 }
 
-std::vector<std::string_view> BinaryWriter::finish(std::string_view header) {
-  table_.clear();
-  appendUInt(table_, strings_.size());
+std::uint32_t BinaryWriter::add(std::string_view text) {
+  strings_.push_back(text);
+  return static_cast<std::uint32_t>(strings_.size() - 1);
+}
+
+void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const {
+  out(header);
+  out(Varint(strings_.size()).bytes());
   for (const std::string_view text : strings_) {
-    appendUInt(table_, text.size());
-    table_ += text;
+    out(Varint(text.size()).bytes());
+    out(text);
   }
-  return {header, table_, body_};
+  out(body_);
 }
 
 DecodeError::DecodeError(Kind kind) : std::runtime_error(description(kind)), kind_(kind) {}

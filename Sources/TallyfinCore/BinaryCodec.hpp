@@ -9,6 +9,7 @@
 // The reader takes the input as untrusted: it allocates by no count that was not held against the bytes left.
 
 #include "absl/container/flat_hash_map.h"
+#include "absl/functional/function_ref.h"
 
 #include <cstdint>
 #include <stdexcept>
@@ -28,13 +29,18 @@ class BinaryWriter {
   /// stay alive until `finish`.
   std::uint32_t intern(std::string_view text);
 
-  /// The output in three parts that follow each other: `header`, the string table, the body. The views live
-  /// as long as the writer and until its next change; `header` must outlive them.
-  std::vector<std::string_view> finish(std::string_view header);
+  /// Adds a text that the caller knows to be new, without looking it up, and gives its index. The bytes must
+  /// stay alive until `finish`.
+  std::uint32_t add(std::string_view text);
+
+  /// Room for a body of so many bytes.
+  void reserve(std::size_t bytes) { body_.reserve(bytes); }
+
+  /// Hands the whole output to `out`, piece by piece: `header`, the string table, the body.
+  void finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const;
 
  private:
   std::string body_;
-  std::string table_;
   std::vector<std::string_view> strings_;
   absl::flat_hash_map<std::string_view, std::uint32_t> indexOf_;
 };

@@ -36,13 +36,20 @@ class Writer {
   Writer() : indexOf_(InternedText::count(), kUnknown) {}
 
   void write(const std::vector<FileProvenance>& files) {
+    constexpr std::size_t kUsualFileEntry = 40;  // bytes
+    constexpr std::size_t kUsualRecordEntry = 48;
+    std::size_t records = 0;
+    for (const FileProvenance& file : files) {
+      records += file.records().size();
+    }
+    writer_.reserve(files.size() * kUsualFileEntry + records * kUsualRecordEntry);
     writer_.writeUInt(files.size());
     for (const FileProvenance& file : files) {
       write(file);
     }
   }
 
-  std::vector<std::string_view> finish(std::string_view header) { return writer_.finish(header); }
+  void finish(std::string_view header, Files::Output out) const { writer_.finish(header, out); }
 
  private:
   static constexpr std::uint32_t kUnknown = std::numeric_limits<std::uint32_t>::max();
@@ -89,13 +96,13 @@ class Writer {
     }
     std::uint32_t& index = indexOf_[text.number()];
     if (index == kUnknown) {
-      index = writer_.intern(text.text());
+      index = writer_.add(text.text());
     }
     writer_.writeUInt(index);
   }
 
   BinaryWriter writer_;
-  std::vector<std::uint32_t> indexOf_;  // by number of the text: spares hashing a text for each of its uses
+  std::vector<std::uint32_t> indexOf_;  // by number of the text: spares hashing texts, a third of a save
 };
 
 class Reader {
@@ -121,6 +128,7 @@ class Reader {
 
  private:
   FileState readState() {
+    ++file_;
     FileState state;
     state.size = reader_.readUInt();
     state.mtime = reader_.readDouble();
@@ -133,10 +141,23 @@ class Reader {
     state.records.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
       const InternedText key = readText();
-      state.records.insert(key, readRecord());
+      if (isNewInFile(key)) {
+        state.records.append(key, readRecord());
+      } else {
+        state.records.insert(key, readRecord());
+      }
     }
     state.records.dropIndex();
     return state;
+  }
+
+  // Notes that the file being read has the key. Files hold a key once but for damaged ones, so the index of
+  // the records, a sixth of a load, is seldom built.
+  bool isNewInFile(InternedText key) {
+    if (key.number() >= fileOf_.size()) {
+      fileOf_.resize(InternedText::count() + 1024, 0);
+    }
+    return std::exchange(fileOf_[key.number()], file_) != file_;
   }
 
   UsageRecord readRecord() {
@@ -198,6 +219,8 @@ class Reader {
   BinaryReader reader_;
   std::vector<std::optional<InternedText>> texts_;
   std::vector<std::optional<AgentIdentity>> agents_;
+  std::vector<std::uint32_t> fileOf_;  // by number of a key: the last file that had it, counted from 1
+  std::uint32_t file_ = 0;
 };
 
 }  // namespace
@@ -228,7 +251,7 @@ void ScanCache::save() const {
   writer.write(files);
   std::string header(kMagic);
   header.push_back(static_cast<char>(formatVersion));
-  Files::replaceAtomically(path_, writer.finish(header));
+  Files::replaceAtomically(path_, [&](Files::Output out) { writer.finish(header, out); });
 }
 
 }  // namespace tallyfin

@@ -78,7 +78,7 @@ RecordMap mergeRecords(std::vector<KeyedScan>& shares) {
   RecordMap merged;
   merged.reserve(found.size());
   for (const Found& one : found) {
-    merged.insert(one.entry.key, one.entry.record);
+    merged.append(one.entry.key, one.entry.record);
   }
   return merged;
 }

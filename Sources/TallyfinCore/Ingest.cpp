@@ -319,7 +319,7 @@ void ingest(std::string_view line, const std::string& path, InternedText home, s
   describe(fields, path, work, record);
   record.sourceHome = home;
   record.sourceRank = rank;
-  records.insert(key, record);
+  records.append(key, record);
 }
 
 }  // namespace tallyfin::Scanner

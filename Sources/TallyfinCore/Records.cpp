@@ -78,15 +78,18 @@ UsageRecord* RecordMap::find(InternedText key) {
 }
 
 void RecordMap::insert(InternedText key, const UsageRecord& record) {
-  if (!indexed_) {
-    buildIndex();
-  }
-  const auto [place, isNew] = index_.try_emplace(key.number(), static_cast<std::uint32_t>(entries_.size()));
-  if (isNew) {
-    entries_.push_back({key, record});
+  if (UsageRecord* const known = find(key)) {
+    *known = record;
   } else {
-    entries_[place->second].record = record;
+    append(key, record);
   }
+}
+
+void RecordMap::append(InternedText key, const UsageRecord& record) {
+  if (indexed_) {
+    index_.try_emplace(key.number(), static_cast<std::uint32_t>(entries_.size()));
+  }
+  entries_.push_back({key, record});
 }
 
 void RecordMap::dropIndex() {

@@ -126,6 +126,9 @@ class RecordMap {
   /// Adds the record of a new key, or replaces the record of a known one in its place.
   void insert(InternedText key, const UsageRecord& record);
 
+  /// Adds the record of a key that is known to be new.
+  void append(InternedText key, const UsageRecord& record);
+
   /// Frees what `find` needs, once a file is read; the next `find` builds it again.
   void dropIndex();
 

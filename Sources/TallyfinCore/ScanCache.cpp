@@ -3,6 +3,7 @@
 #include "Platform/Files.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinCore/LineReader.hpp"
+#include "TallyfinCore/UnifiedRequests.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -109,21 +110,12 @@ std::vector<UsageRecord> unified(const std::vector<std::shared_ptr<const FileSta
   for (const auto& file : files) {
     copies += file->records.size();
   }
-  std::vector<UsageRecord> records;
-  records.reserve(copies);
-  std::vector<std::uint32_t> placeOf(InternedText::count(), 0);  // by number of the key; 0: not yet
+  UnifiedRequests requests;
+  requests.reserve(copies);
   for (const auto& file : files) {
-    for (const auto& [key, record] : file->records.entries()) {
-      std::uint32_t& place = placeOf[key.number()];
-      if (place == 0) {
-        records.push_back(record);
-        place = static_cast<std::uint32_t>(records.size());
-      } else {
-        Scanner::unify(records[place - 1], record);
-      }
-    }
+    requests.add(file->records);
   }
-  return records;
+  return std::move(requests).takeRecords();
 }
 
 }  // namespace
@@ -211,12 +203,18 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
 void ScanCache::clear() {
   const std::lock_guard guard(lock_);
   files_.clear();
+  lastVerification_.reset();
   Files::removeFile(path_);
 }
 
 std::vector<FileProvenance> ScanCache::recordsPerFile() const {
+  return sortedByPath(snapshot());
+}
+
+std::vector<FileProvenance> ScanCache::sortedByPath(const FileMap& known) {
   std::vector<FileProvenance> files;
-  for (auto& [path, state] : snapshot()) {
+  files.reserve(known.size());
+  for (const auto& [path, state] : known) {
     files.push_back({path, state});
   }
   std::ranges::sort(files, [](const FileProvenance& left, const FileProvenance& right) {

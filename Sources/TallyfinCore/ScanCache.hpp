@@ -11,9 +11,11 @@
 // Integers and texts as in BinaryCodec.hpp, mtime and timestamp are doubles, `assumed` is a byte. No
 // alignment, no checksum. Any other version means: read everything again.
 
+#include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Records.hpp"
 #include "TallyfinCore/Scanner.hpp"
+#include "TallyfinCore/Verification.hpp"
 #include "absl/container/flat_hash_map.h"
 
 #include <cstdint>
@@ -119,6 +121,16 @@ class ScanCache {
   /// Runs on the calling thread, one file after the other; `clock` times it.
   Refreshed refresh(const std::vector<SourceHome>& homes, const Clock& clock);
 
+  /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
+  /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known
+  /// nor the file. Cannot fail; a file that cannot be read shows in the result. Runs on the calling thread for
+  /// as long as a full read takes; costs are those of the days of `calendar`.
+  VerificationResult verifyAgainstFullScan(const std::vector<SourceHome>& homes, const Calendar& calendar,
+                                           const Clock& clock);
+
+  /// The result of the last such check; absent before the first and after `clear`.
+  std::optional<VerificationResult> lastVerification() const;
+
   /// Forgets everything and deletes the file.
   void clear();
 
@@ -130,10 +142,12 @@ class ScanCache {
   using FileMap = absl::flat_hash_map<std::string, std::shared_ptr<const FileState>>;
 
   FileMap snapshot() const;
+  static std::vector<FileProvenance> sortedByPath(const FileMap& files);
 
   std::string path_;
-  mutable std::mutex lock_;  // guards files_; never held while files are read
+  mutable std::mutex lock_;  // guards the two below; never held while files are read
   FileMap files_;
+  std::optional<VerificationResult> lastVerification_;
 };
 
 }  // namespace tallyfin

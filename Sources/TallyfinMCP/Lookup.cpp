@@ -5,7 +5,6 @@
 #include "TallyfinMCP/Render.hpp"
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 namespace tallyfin {
@@ -36,6 +35,16 @@ void sortAsText(std::vector<std::string>& texts) {
   });
 }
 
+// Both texts are folded. A part longer than the text is ruled out first: a query may hold megabytes, and to
+// prepare them for a search costs as much for each key.
+bool contains(const std::string& text, const std::string& part) {
+  return part.size() <= text.size() && Text::contains(text, part);
+}
+
+bool beginsWith(const std::string& text, const std::string& start) {
+  return start.size() <= text.size() && Text::hasPrefix(text, start);
+}
+
 // Candidate lines, highest cost first, then by label.
 template <typename Key>
 std::vector<std::string> ranked(const std::vector<std::pair<Key, const Bucket*>>& hits) {
@@ -54,6 +63,7 @@ std::vector<std::string> ranked(const std::vector<std::pair<Key, const Bucket*>>
     return leftCost != rightCost ? leftCost > rightCost : Text::compare(left.label, right.label) < 0;
   });
   std::vector<std::string> lines;
+  lines.reserve(std::min(candidates.size(), kMostCandidates));
   for (const Candidate& candidate : candidates) {
     if (lines.size() == kMostCandidates) {
       break;
@@ -71,10 +81,10 @@ Resolution<Key> fromHits(const std::vector<std::pair<Key, const Bucket*>>& hits)
   return hits.size() == 1 ? Resolution<Key>::one(hits.front().first) : Resolution<Key>::many(ranked(hits));
 }
 
-using Matches = std::function<bool(std::string_view text, std::string_view part)>;
+using Matches = bool (*)(const std::string& text, const std::string& part);
 
 Resolution<InternedText> resolveText(const std::string& text, const Axis<InternedText>& axis,
-                                     const Matches& matches) {
+                                     Matches matches) {
   const std::string wanted = query(text);
   if (wanted.empty()) {
     return Resolution<InternedText>::none();
@@ -95,11 +105,11 @@ Resolution<InternedText> resolveText(const std::string& text, const Axis<Interne
 }  // namespace
 
 Resolution<InternedText> resolveProject(const std::string& text, const Report& report) {
-  return resolveText(text, report.byProject, Text::contains);
+  return resolveText(text, report.byProject, contains);
 }
 
 Resolution<InternedText> resolveSession(const std::string& text, const Report& report) {
-  return resolveText(text, report.bySession, Text::hasPrefix);
+  return resolveText(text, report.bySession, beginsWith);
 }
 
 Resolution<AgentIdentity> resolveAgent(const std::string& text, const Report& report) {
@@ -124,7 +134,7 @@ Resolution<AgentIdentity> resolveAgent(const std::string& text, const Report& re
     if (name == wanted || rawId == wanted) {
       exact.push_back(agent);
     }
-    if (Text::contains(name, wanted) || Text::hasPrefix(rawId, wanted)) {
+    if (contains(name, wanted) || beginsWith(rawId, wanted)) {
       hits.emplace_back(agent, &bucket);
     }
   }
@@ -133,6 +143,7 @@ Resolution<AgentIdentity> resolveAgent(const std::string& text, const Report& re
   }
   if (exact.size() > 1) {
     std::vector<std::string> labels;
+    labels.reserve(exact.size());
     for (const AgentIdentity& agent : exact) {
       labels.push_back(R::agent(agent));
     }

@@ -12,9 +12,9 @@ namespace {
 
 using namespace std::string_literals;
 
-std::string joined(BinaryWriter& writer, std::string_view header = "") {
+std::string joined(const BinaryWriter& writer, std::string_view header = "") {
   std::string out;
-  for (const std::string_view part : writer.finish(header)) out += part;
+  writer.finish(header, [&](std::string_view part) { out += part; });
   return out;
 }
 

@@ -124,7 +124,7 @@ TEST_F(CacheFile, WrittenByOthersIsRead) {
     }
   }
   std::string bytes;
-  for (const std::string_view part : writer.finish("TFC1\x02")) bytes += part;
+  writer.finish("TFC1\x02", [&](std::string_view part) { bytes += part; });
   home.write("cache.bin", bytes + "what follows is ignored");
   ScanCache cache(path);
   ASSERT_TRUE(cache.load());

@@ -122,6 +122,80 @@ TEST(Calendar, DaysAreCountedByDateNotByHours) {
   EXPECT_EQ(newYork.startOfDay(utc("2026-03-04T12:00:00"), 365), utc("2027-03-04T05:00:00"));
 }
 
+TEST(Calendar, MonthsAndYearsRunFromFirstDayToFirstDay) {
+  struct Case {
+    std::string zone;
+    std::string time;  // in UTC, as the columns that follow
+    std::string monthStart;
+    std::string monthEnd;
+    std::string yearStart;
+    std::string name;
+  };
+  const std::vector<Case> cases = {
+      {"UTC", "2024-02-29T23:59:59", "2024-02-01T00:00:00", "2024-03-01T00:00:00", "2024-01-01T00:00:00",
+       "February 2024"},
+      {"UTC", "2025-12-31T00:00:00", "2025-12-01T00:00:00", "2026-01-01T00:00:00", "2025-01-01T00:00:00",
+       "December 2025"},
+      {"America/New_York", "2026-03-01T04:59:59", "2026-02-01T05:00:00", "2026-03-01T05:00:00",
+       "2026-01-01T05:00:00", "February 2026"},
+      // The first of the month had no midnight.
+      {"America/Asuncion", "2000-10-15T12:00:00", "2000-10-01T04:00:00", "2000-11-01T03:00:00",
+       "2000-01-01T03:00:00", "October 2000"},
+      {"UTC", "0001-01-31T12:00:00", "0001-01-01T00:00:00", "0001-02-01T00:00:00", "0001-01-01T00:00:00",
+       "January 0001"},
+      {"UTC", "9999-12-31T12:00:00", "9999-12-01T00:00:00", "10000-01-01T00:00:00", "9999-01-01T00:00:00",
+       "December 9999"},
+  };
+  for (const auto& [zone, time, monthStart, monthEnd, yearStart, name] : cases) {
+    SCOPED_TRACE(testing::Message() << zone << " " << time);
+    const Calendar calendar = in(zone);
+    EXPECT_EQ(calendar.month(utc(time)), (CalendarInterval{utc(monthStart), utc(monthEnd)}));
+    ASSERT_TRUE(calendar.year(utc(time)));
+    EXPECT_EQ(calendar.year(utc(time))->start, utc(yearStart));
+    EXPECT_EQ(calendar.year(calendar.year(utc(time))->start), calendar.year(utc(time)));
+    EXPECT_EQ(calendar.formatMonth(utc(time)), name);
+  }
+  for (const char* outside : {"0000-12-31T23:59:59", "10000-01-01T00:00:00"}) {
+    EXPECT_EQ(Calendar::utc().month(utc(outside)), std::nullopt);
+    EXPECT_EQ(Calendar::utc().year(utc(outside)), std::nullopt);
+  }
+}
+
+TEST(Calendar, MonthsLaterStayWithinTheMonth) {
+  struct Case {
+    std::string zone;
+    std::string time;
+    std::int64_t months;
+    std::string expected;  // empty: absent
+  };
+  const std::vector<Case> cases = {
+      {"UTC", "2026-03-31T22:00:00", -1, "2026-02-28T00:00:00"},
+      {"UTC", "2024-03-31T22:00:00", -1, "2024-02-29T00:00:00"},
+      {"UTC", "2026-01-15T00:00:00", -1, "2025-12-15T00:00:00"},
+      {"UTC", "2026-02-28T00:00:00", 1, "2026-03-28T00:00:00"},
+      {"UTC", "2024-02-29T00:00:00", -12, "2023-02-28T00:00:00"},
+      {"America/Sao_Paulo", "2018-12-04T12:00:00", -1, "2018-11-04T03:00:00"},  // a day without a midnight
+      {"UTC", "0001-01-31T00:00:00", -1, ""},
+      {"UTC", "9999-12-01T00:00:00", 1, ""},
+      {"UTC", "2026-03-31T00:00:00", std::numeric_limits<std::int64_t>::min(), ""},
+      {"UTC", "2026-03-31T00:00:00", std::numeric_limits<std::int64_t>::max(), ""},
+  };
+  for (const auto& [zone, time, months, expected] : cases) {
+    SCOPED_TRACE(testing::Message() << zone << " " << time << " " << months);
+    const auto later = in(zone).startOfDayMonthsLater(utc(time), months);
+    EXPECT_EQ(later, expected.empty() ? std::nullopt : std::optional(utc(expected)));
+  }
+}
+
+TEST(Calendar, DaysBetweenCountsDates) {
+  const Calendar saoPaulo = in("America/Sao_Paulo");  // 2018-11-04 had 23 hours
+  const TimePoint before = utc("2018-11-04T02:59:59");
+  EXPECT_EQ(saoPaulo.daysBetween(before, utc("2018-11-05T02:00:00")), 2);
+  EXPECT_EQ(saoPaulo.daysBetween(utc("2018-11-05T02:00:00"), before), -2);
+  EXPECT_EQ(saoPaulo.daysBetween(before, utc("2018-11-03T03:00:00")), 0);
+  EXPECT_EQ(Calendar::utc().daysBetween(utc("0001-01-01T00:00:00"), utc("9999-12-31T00:00:00")), 3'652'058);
+}
+
 TEST(Calendar, DatesThatCannotBeWrittenAreAbsent) {
   const Calendar calendar = Calendar::utc();
   const TimePoint first = utc("0001-01-01T12:00:00");

@@ -19,7 +19,7 @@ inline constexpr std::int64_t kDollar = 40'000;
 
 /// What a test says of a record; all else is ordinary.
 struct RecordParts {
-  std::string_view at;
+  std::string_view at = "2026-03-10T08:00:00Z";
   std::string_view model = "claude-opus-5";
   std::string_view session = "session-1";
   std::string_view cwd = "/home/ada/alpha";

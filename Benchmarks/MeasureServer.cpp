@@ -1,0 +1,245 @@
+// MeasureServer: what the server's answers cost, each as a ratio to something measured in the same run.
+//
+// Only ratios within one run say something: the machine, its load and the page cache are then the same for
+// both sides. A run counts lines with `wc -l`, asks a server without a cache file, asks it again for
+// everything else, and asks a new server that finds the cache file. A round of `wc -l` before the first run
+// warms the page cache.
+
+#include "Client.hpp"
+#include "absl/strings/str_format.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <span>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+using tallyfin::bench::Client;
+using tallyfin::bench::Ending;
+
+constexpr std::string_view usage =
+    "MeasureServer SERVER HOME CACHE RUNS [--check]\n"
+    "\n"
+    "Times the answers of SERVER over the transcripts below HOME, RUNS times, and prints ratios. CACHE is "
+    "the cache\n"
+    "file to use; it is removed before each run. A file of one transcript below HOME is grown by one request "
+    "a run.\n"
+    "With --check it ends with 1 when a ratio is above its limit.\n";
+
+// Everything that one run measured, by name.
+using Run = std::map<std::string, double>;
+
+// One line of the result: a measured value over another, and what it may be at most.
+struct Ratio {
+  std::string name;
+  std::string value;
+  std::string base;
+  double limit = 0;  ///< 0: none
+};
+
+const std::vector<Ratio> ratios = {
+    {"cold first answer / wc -l", "cold", "wc", 4.0},
+    {"its processor time / its wall time", "cold processor", "cold", 1.1},
+    {"warm first answer / cold", "warm", "cold", 1.0 / 8},
+    {"warm first answer / wc -l", "warm", "wc", 0},
+    {"one file grown by one request / cold", "grown", "cold", 1.0 / 15},
+    {"overview inside 15 s / wc -l", "soon", "wc", 0},
+    {"tally_cost, slowest axis / cold", "cost", "cold", 1.0 / 60},
+    {"tally_top_projects, all / tally_cost", "projects", "cost", 2},
+    {"tally_by_model, all / tally_cost", "models", "cost", 2},
+    {"tally_provenance / tally_cost", "provenance", "cost", 5},
+    {"start to initialize / true", "initialize", "true", 5},
+    {"peak memory / (48 MB + 350 B a request)", "memory", "memory allowed", 1},
+    {"peak memory / wc -l", "memory", "wc memory", 0},
+};
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const std::size_t middle = values.size() / 2;
+  return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+std::vector<std::string> transcripts(const fs::path& home) {
+  std::vector<std::string> paths;
+  for (const auto& entry : fs::recursive_directory_iterator(home)) {
+    if (entry.is_regular_file() && entry.path().extension() == ".jsonl")
+      paths.push_back(entry.path().string());
+  }
+  if (paths.empty()) throw std::runtime_error("no transcripts below " + home.string());
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+// Seconds of a call that must succeed; its text, when wanted, in `text`.
+double timed(Client& client, std::string_view tool, const nlohmann::json& arguments,
+             std::string* text = nullptr) {
+  Client::Answer answer = client.call(tool, arguments);
+  if (answer.isError) throw std::runtime_error("the server says: " + answer.text);
+  if (text != nullptr) *text = std::move(answer.text);
+  return answer.seconds;
+}
+
+// The least of several calls, for those of a few milliseconds.
+double least(Client& client, std::string_view tool, const nlohmann::json& arguments) {
+  double best = timed(client, tool, arguments);
+  for (int i = 0; i < 2; ++i) best = std::min(best, timed(client, tool, arguments));
+  return best;
+}
+
+void end(Client& client, double* peakMegabytes = nullptr) {
+  const Ending ending = client.finish();
+  if (ending.exitStatus != 0) throw std::runtime_error("the server did not end well");
+  if (peakMegabytes != nullptr) *peakMegabytes = ending.peakMegabytes;
+}
+
+// The number behind a label in the answer of tally_sources.
+double numberBehind(const std::string& text, std::string_view label) {
+  const std::size_t at = text.find(label);
+  if (at == std::string::npos) throw std::runtime_error("tally_sources does not tell what was expected");
+  std::string digits;
+  for (const char c : text.substr(at + label.size(), text.find('\n', at) - at - label.size())) {
+    if (c >= '0' && c <= '9') digits += c;
+  }
+  return std::stod(digits);
+}
+
+constexpr double megabyte = 1e6;
+
+class Measurement {
+ public:
+  Measurement(std::string server, const fs::path& home, fs::path cache)
+      : server_(std::move(server)),
+        cache_(std::move(cache)),
+        environment_{"TALLYFIN_HOME=" + home.string(), "TALLYFIN_CACHE_PATH=" + cache_.string()},
+        files_(transcripts(home)),
+        counting_{"wc", "-l"} {
+    counting_.insert(counting_.end(), files_.begin(), files_.end());
+    tallyfin::bench::runCommand(counting_);
+  }
+
+  std::size_t files() const { return files_.size(); }
+
+  Run run() {
+    Run run;
+    const Ending base = tallyfin::bench::runCommand(counting_);
+    run["wc"] = base.seconds;
+    run["wc memory"] = base.peakMegabytes;
+    fs::remove(cache_);
+    {
+      Client client(server_, environment_);
+      timed(client, "tally_overview", {});
+      run["cold"] = tallyfin::bench::secondsSince(client.started());
+      run["cold processor"] = client.processorSeconds();
+      std::string sources;
+      timed(client, "tally_sources", {}, &sources);
+      const double requests = numberBehind(sources, "unified requests");
+      run["memory allowed"] = 48 + requests * 350 / megabyte;
+      end(client, &run["memory"]);
+    }
+    Client client(server_, environment_);
+    timed(client, "tally_overview", {});
+    run["warm"] = tallyfin::bench::secondsSince(client.started());
+    run["soon"] = least(client, "tally_overview", {});
+    for (const char* axis : {"day", "agent", "project", "model", "session"}) {
+      run["cost"] = std::max(run["cost"], least(client, "tally_cost", {{"period", "all"}, {"by", axis}}));
+    }
+    const int all = 1'000'000;
+    run["projects"] =
+        least(client, "tally_top_projects", {{"period", "all"}, {"limit", all}, {"agents_per_project", all}});
+    run["models"] = least(client, "tally_by_model", {{"period", "all"}, {"agents_per_model", all}});
+    run["provenance"] = least(client, "tally_provenance", {{"period", "all"}});
+    grow();
+    run["grown"] = timed(client, "tally_cost", {{"period", "today"}});
+    end(client);
+    startUp(run);
+    return run;
+  }
+
+ private:
+  // Adds a request to the end of a transcript and waits until the server looks at the disk again.
+  void grow() {
+    std::ofstream file(files_.front(), std::ios::app);
+    file
+        << R"({"timestamp":"2026-06-30T12:00:00Z","requestId":"grown-)" << ++grown_
+        << R"(","sessionId":"grown","message":{"id":"m","model":"claude-opus-5","usage":{"output_tokens":1}}})"
+        << "\n";
+    if (!file.flush()) throw std::runtime_error("cannot write to " + files_.front());
+    std::this_thread::sleep_for(std::chrono::milliseconds(15'500));
+  }
+
+  void startUp(Run& run) const {
+    std::vector<double> nothing;
+    std::vector<double> handshakes;
+    for (int i = 0; i < 20; ++i) {
+      nothing.push_back(tallyfin::bench::runCommand({"/bin/true"}).seconds);
+      Client client(server_, environment_);
+      handshakes.push_back(client.handshakeSeconds());
+      end(client);
+    }
+    run["true"] = median(nothing);
+    run["initialize"] = median(handshakes);
+  }
+
+  std::string server_;
+  fs::path cache_;
+  std::vector<std::string> environment_;
+  std::vector<std::string> files_;
+  std::vector<std::string> counting_;
+  int grown_ = 0;
+};
+
+// Prints the table; false when a ratio is above its limit.
+bool report(const std::vector<Run>& runs) {
+  bool allHold = true;
+  absl::PrintF("%-42s %9s %9s %9s %9s   %s\n", "", "median", "least", "most", "limit", "median itself");
+  for (const Ratio& ratio : ratios) {
+    std::vector<double> quotients;
+    std::vector<double> values;
+    for (const Run& run : runs) {
+      quotients.push_back(run.at(ratio.value) / run.at(ratio.base));
+      values.push_back(run.at(ratio.value));
+    }
+    const auto [lowest, highest] = std::minmax_element(quotients.begin(), quotients.end());
+    const double middle = median(quotients);
+    const bool holds = ratio.limit == 0 || middle <= ratio.limit;
+    allHold = allHold && holds;
+    absl::PrintF("%-42s %9.4f %9.4f %9.4f %9s   %.4f %s%s\n", ratio.name, middle, *lowest, *highest,
+                 ratio.limit == 0 ? "" : absl::StrFormat("%.4f", ratio.limit), median(values),
+                 ratio.value == "memory" ? "MB" : "s", holds ? "" : "   ABOVE THE LIMIT");
+  }
+  return allHold;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const auto arguments = std::span(argv, static_cast<std::size_t>(argc)).subspan(1);
+  try {
+    int runs = 0;
+    if (arguments.size() == 4 || (arguments.size() == 5 && std::string_view(arguments[4]) == "--check")) {
+      const std::string_view text = arguments[3];
+      std::from_chars(text.data(), text.data() + text.size(), runs);
+    }
+    if (runs < 1) {
+      absl::FPrintF(stderr, "%s", usage);
+      return 2;
+    }
+    Measurement measurement(arguments[0], arguments[1], arguments[2]);
+    std::vector<Run> measured;
+    for (int run = 0; run < runs; ++run) measured.push_back(measurement.run());
+    absl::PrintF("%d transcripts, %d runs; each ratio is of two figures of the same run\n\n",
+                 measurement.files(), runs);
+    return !report(measured) && arguments.size() == 5 ? 1 : 0;
+  } catch (const std::exception& error) {
+    absl::FPrintF(stderr, "MeasureServer: %s\n", error.what());
+    return 1;
+  }
+}
