@@ -139,6 +139,22 @@ bool isBlank(CodePoint point) {
   return point == '\t' || point == ' ' || (point >= 0x80 && utf8proc_category(point) == UTF8PROC_CATEGORY_ZS);
 }
 
+bool isNumber(CodePoint point) {
+  if (point < 0x80) {
+    return point >= '0' && point <= '9';
+  }
+  const auto category = utf8proc_category(point);
+  return category == UTF8PROC_CATEGORY_ND || category == UTF8PROC_CATEGORY_NL ||
+         category == UTF8PROC_CATEGORY_NO;
+}
+
+bool isLetter(CodePoint point) {
+  const auto category = utf8proc_category(point);
+  return category == UTF8PROC_CATEGORY_LU || category == UTF8PROC_CATEGORY_LL ||
+         category == UTF8PROC_CATEGORY_LT || category == UTF8PROC_CATEGORY_LM ||
+         category == UTF8PROC_CATEGORY_LO;
+}
+
 bool isWhitespace(CodePoint point) {
   return isBlank(point) || (point >= 0x0A && point <= 0x0D) || point == 0x85 || point == 0x2028 ||
          point == 0x2029;
@@ -377,20 +393,20 @@ std::string fitted(std::string_view text, std::size_t width) {
 bool isAllNumbers(std::string_view text) {
   for (std::size_t position = 0; position < text.size();) {
     const Decoded decoded = decode(text, position);
-    if (decoded.point < 0x80) {
-      if (decoded.point < '0' || decoded.point > '9') {
-        return false;
-      }
-    } else {
-      const auto category = utf8proc_category(decoded.point);
-      if (category != UTF8PROC_CATEGORY_ND && category != UTF8PROC_CATEGORY_NL &&
-          category != UTF8PROC_CATEGORY_NO) {
-        return false;
-      }
+    if (!isNumber(decoded.point)) {
+      return false;
     }
     position += decoded.length;
   }
   return !text.empty();
+}
+
+bool beginsWithLetterOrNumber(std::string_view text) {
+  if (text.empty()) {
+    return false;
+  }
+  const CodePoint first = decode(text, 0).point;
+  return isLetter(first) || isNumber(first);
 }
 
 bool hasPrefix(std::string_view text, std::string_view start) {

@@ -56,6 +56,10 @@ std::string fitted(std::string_view text, std::size_t width);
 /// text.
 bool isAllNumbers(std::string_view text);
 
+/// Whether the first code point of the text is a letter or a number (Unicode categories L and N); false for
+/// empty text.
+bool beginsWithLetterOrNumber(std::string_view text);
+
 /// Whether the canonical form of `text` begins with that of `start`, in whole characters.
 bool hasPrefix(std::string_view text, std::string_view start);
 

@@ -1,5 +1,6 @@
 #include "TallyfinCore/Aggregation.hpp"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace tallyfin {
@@ -118,6 +119,14 @@ void Bucket::add(const UsageRecord& record, const Estimate<double>& requestCost)
   }
 }
 
+std::vector<std::pair<InternedText, std::int64_t>> Bucket::modelsByUse() const {
+  auto sorted = modelCounts;
+  std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
+    return left.second != right.second ? left.second > right.second : left.first < right.first;
+  });
+  return sorted;
+}
+
 std::int64_t Bucket::totalTokens() const {
   return saturatingAdd(saturatingAdd(saturatingAdd(input, output), cacheWrite()), cacheRead);
 }
@@ -169,15 +178,13 @@ namespace {
 // Calls `use` with each record of the range that the filter lets pass, and the start of its day.
 template <typename F>
 void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoint> from,
-                    std::optional<TimePoint> to, const std::function<bool(const UsageRecord&)>& filter,
-                    const Calendar& calendar, F&& use) {
-  DayLookup days(calendar);
+                    std::optional<TimePoint> to, const RecordFilter& filter, const Calendar& calendar,
+                    F&& use) {
+  RecordSelection selection(calendar, from, to, filter);
   for (const UsageRecord& record : records) {
-    const TimePoint day = days.startOfDay(record.timestamp);
-    if ((from && day < *from) || (to && day > *to) || (filter && !filter(record))) {
-      continue;
+    if (const std::optional<TimePoint> day = selection.day(record)) {
+      use(record, *day);
     }
-    use(record, day);
   }
 }
 
@@ -185,7 +192,7 @@ void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoin
 
 Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
                              std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
-                             bool includeHours, const std::function<bool(const UsageRecord&)>& filter) const {
+                             bool includeHours, const RecordFilter& filter) const {
   Pass pass(calendar_, resolver_, includeHours);
   forEachInRange(records, from, to, filter, calendar_,
                  [&](const UsageRecord& record, TimePoint day) { pass.add(record, day); });
@@ -194,7 +201,7 @@ Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional
 
 AgentsByKey Aggregator::agentsBy(Grouping grouping, std::span<const UsageRecord> records,
                                  std::optional<TimePoint> from, std::optional<TimePoint> to,
-                                 const std::function<bool(const UsageRecord&)>& filter) const {
+                                 const RecordFilter& filter) const {
   AgentsByKey agents;
   Pricing::Pricer pricer(calendar_);
   KeyedRows<InternedText, std::optional<InternedText>> projects;  // by raw working directory

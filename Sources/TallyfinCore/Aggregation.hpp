@@ -8,12 +8,12 @@
 #include "TallyfinCore/KeyedRows.hpp"
 #include "TallyfinCore/Pricing.hpp"
 #include "TallyfinCore/ProjectPath.hpp"
+#include "TallyfinCore/RecordSelection.hpp"
 #include "TallyfinCore/Records.hpp"
 #include "TallyfinCore/Scanner.hpp"
 #include "absl/container/flat_hash_map.h"
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <set>
 #include <span>
@@ -52,6 +52,9 @@ struct Bucket {
   /// Adds a request with its cost (Pricing::Pricer, at the prices of the request's own day).
   void add(const UsageRecord& record, const Estimate<double>& requestCost);
 
+  /// Requests by model, most used first; equally used ones in text order.
+  std::vector<std::pair<InternedText, std::int64_t>> modelsByUse() const;
+
   std::int64_t cacheWrite() const { return saturatingAdd(cacheWrite5m, cacheWrite1h); }
 
   /// All tokens; searches and fetches are none.
@@ -76,9 +79,12 @@ using Axis = KeyedRows<Key, Bucket>;
 template <typename Key>
 using Ranking = std::vector<std::pair<Key, const Bucket*>>;
 
-/// The first `limit` agents of an axis, which must not be negative; without the main session when it is not
-/// wanted.
-Ranking<AgentIdentity> rankedAgents(const Axis<AgentIdentity>& agents, std::int64_t limit, bool includeMain);
+/// The first `limit` keys of an axis; all of them without a limit. A limit must not be negative.
+Ranking<InternedText> ranked(const Axis<InternedText>& axis, std::optional<std::int64_t> limit = {});
+
+/// The same of an axis of agents; without the main session when it is not wanted.
+Ranking<AgentIdentity> rankedAgents(const Axis<AgentIdentity>& agents, std::optional<std::int64_t> limit,
+                                    bool includeMain);
 
 /// The answer to one question. A bucket exists only if a request went into it.
 struct Report {
@@ -138,14 +144,13 @@ class Aggregator {
   /// through.
   Report aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
                    std::optional<TimePoint> to, const ScanDiagnostics& diagnostics, bool includeHours,
-                   const std::function<bool(const UsageRecord&)>& filter = {}) const;
+                   const RecordFilter& filter = {}) const;
 
   /// Sums the same records by agent under each project or model, in one pass however many rows a list shows.
   /// Each sum is that of a report over the records of that project or model alone, to the last bit.
   enum class Grouping : std::uint8_t { project, model };
   AgentsByKey agentsBy(Grouping grouping, std::span<const UsageRecord> records, std::optional<TimePoint> from,
-                       std::optional<TimePoint> to,
-                       const std::function<bool(const UsageRecord&)>& filter = {}) const;
+                       std::optional<TimePoint> to, const RecordFilter& filter = {}) const;
 
  private:
   Calendar calendar_;

@@ -1,5 +1,7 @@
 #include "TallyfinCore/Estimate.hpp"
 
+#include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
 #include "TallyfinCore/Records.hpp"
 #include "absl/strings/str_format.h"
 
@@ -10,22 +12,6 @@
 #include <cstddef>
 
 namespace tallyfin {
-namespace {
-
-// "-1234567.89" as "-1,234,567.89". Text without digits, such as "nan", comes back as it is.
-std::string withCommas(std::string number) {
-  constexpr std::size_t kGroup = 3;
-  const std::size_t first = std::min(number.find_first_of("0123456789"), number.size());
-  const std::size_t point = std::min(number.find('.'), number.size());
-  for (std::size_t at = point; at > first + kGroup;) {
-    at -= kGroup;
-    number.insert(at, 1, ',');
-  }
-  return number;
-}
-
-}  // namespace
-
 std::string UnknownReason::text() const {
   switch (kind_) {
     case Kind::noPriceForModel:
@@ -77,13 +63,21 @@ std::optional<std::string> CostEstimate::caveat() const {
   if (isComplete()) {
     return std::nullopt;
   }
+  return absl::StrFormat("%d %s with no known price (%s) are not included", unpricedRequests,
+                         noun(unpricedRequests, "request", "requests"), unpricedNames(", "));
+}
+
+std::string CostEstimate::formattedWithCaveat(std::string_view unit) const {
+  const std::optional<std::string> left = caveat();
+  return left ? concat(formatted(), unit, " [", *left, "]") : concat(formatted(), unit);
+}
+
+std::string CostEstimate::unpricedNames(std::string_view separator) const {
   std::string names;
   for (const InternedText model : unpricedModels) {
-    names += model == *unpricedModels.begin() ? "" : ", ";
-    names += model.text();
+    append(names, model == *unpricedModels.begin() ? "" : separator, model.text());
   }
-  return absl::StrFormat("%d %s with no known price (%s) are not included", unpricedRequests,
-                         unpricedRequests == 1 ? "request" : "requests", names);
+  return names;
 }
 
 std::string CostEstimate::money(double amount) {

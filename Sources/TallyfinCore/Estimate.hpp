@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -93,6 +94,9 @@ struct CostEstimate {
 
   bool isComplete() const { return unpricedRequests == 0; }
 
+  /// There were requests, but none with a price: the sum is not 0 but unknown.
+  bool isUnknown() const { return priced == 0.0 && unpricedRequests >= 1; }
+
   /// Adds one request: its dollars, or the fact that it has no price.
   void add(const Estimate<double>& requestCost) {
     if (const double* dollars = requestCost.value()) {
@@ -113,6 +117,13 @@ struct CostEstimate {
 
   /// What is left out, in words; absent when nothing is.
   std::optional<std::string> caveat() const;
+
+  /// `formatted` and, when something is left out, the caveat in brackets; `unit`, such as "/h", behind the
+  /// amount.
+  std::string formattedWithCaveat(std::string_view unit = {}) const;
+
+  /// The models without a price, in text order.
+  std::string unpricedNames(std::string_view separator) const;
 
   /// A dollar amount: two decimals and commas between thousands, or four decimals below one cent, so that a
   /// fraction of a cent does not read as nothing. The sign stands behind the dollar sign. Ties go to the even

@@ -15,16 +15,15 @@
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Aggregation.hpp"
 #include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/RecordSelection.hpp"
 #include "TallyfinCore/Records.hpp"
 #include "TallyfinCore/ScanCache.hpp"
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace tallyfin::Exporter {
@@ -118,10 +117,10 @@ struct Options {
   Calendar calendar;                              ///< of all dates in the documents
   std::optional<std::int64_t> limitPerAxis = {};  ///< at most so many rows of a breakdown; not negative
   std::vector<FileProvenance> sourceFiles = {};   ///< ScanCache::recordsPerFile(), or empty
-  std::function<bool(const UsageRecord&)> recordFilter = {};  ///< which records of those files count
-  bool byteOrderMark = false;                                 ///< whether a CSV begins with U+FEFF
-  std::vector<Axis> summaryAxes = {};                         ///< the axes of the summary, in its order
-  std::int64_t summaryRowLimit = 0;                           ///< rows an axis there; not negative
+  RecordFilter recordFilter = {};                 ///< which records of those files count
+  bool byteOrderMark = false;                     ///< whether a CSV begins with U+FEFF
+  std::vector<Axis> summaryAxes = {};             ///< the axes of the summary, in its order
+  std::int64_t summaryRowLimit = 0;               ///< rows an axis there; not negative
 };
 
 /// One row of a breakdown.

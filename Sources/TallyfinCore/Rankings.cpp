@@ -8,6 +8,7 @@
 #include <compare>
 #include <cstddef>
 #include <limits>
+#include <utility>
 
 namespace tallyfin {
 namespace {
@@ -37,31 +38,41 @@ bool ranksBefore(const std::pair<Key, const Bucket*>& left, const std::pair<Key,
   return std::is_neq(order) ? std::is_lt(order) : left.second < right.second;
 }
 
-template <typename Key, typename Keep>
-Ranking<Key> ranked(const Axis<Key>& axis, std::int64_t limit, Keep keep) {
-  Ranking<Key> ranking;
-  ranking.reserve(axis.size());
-  for (const auto& [key, bucket] : axis) {
-    if (keep(key)) {
-      ranking.emplace_back(key, &bucket);
-    }
+// The best of `rows`, in order; all of them without a limit.
+template <typename Key>
+Ranking<Key> best(Ranking<Key> rows, std::optional<std::int64_t> limit) {
+  const auto wanted = limit ? static_cast<std::size_t>(std::max<std::int64_t>(*limit, 0)) : rows.size();
+  if (wanted >= rows.size()) {
+    std::sort(rows.begin(), rows.end(), ranksBefore<Key>);
+    return rows;
   }
-  const auto wanted = static_cast<std::size_t>(std::max<std::int64_t>(limit, 0));
-  const std::size_t count = std::min(wanted, ranking.size());
-  std::partial_sort(ranking.begin(), ranking.begin() + static_cast<std::ptrdiff_t>(count), ranking.end(),
+  std::partial_sort(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(wanted), rows.end(),
                     ranksBefore<Key>);
-  ranking.resize(count);
-  return ranking;
-}
-
-bool keepAll(InternedText) {
-  return true;
+  rows.resize(wanted);
+  return rows;
 }
 
 }  // namespace
 
-Ranking<AgentIdentity> rankedAgents(const Axis<AgentIdentity>& agents, std::int64_t limit, bool includeMain) {
-  return ranked(agents, limit, [&](const AgentIdentity& agent) { return includeMain || agent.isSubagent(); });
+Ranking<InternedText> ranked(const Axis<InternedText>& axis, std::optional<std::int64_t> limit) {
+  Ranking<InternedText> rows;
+  rows.reserve(axis.size());
+  for (const auto& [key, bucket] : axis) {
+    rows.emplace_back(key, &bucket);
+  }
+  return best(std::move(rows), limit);
+}
+
+Ranking<AgentIdentity> rankedAgents(const Axis<AgentIdentity>& agents, std::optional<std::int64_t> limit,
+                                    bool includeMain) {
+  Ranking<AgentIdentity> rows;
+  rows.reserve(agents.size());
+  for (const auto& [agent, bucket] : agents) {
+    if (includeMain || agent.isSubagent()) {
+      rows.emplace_back(agent, &bucket);
+    }
+  }
+  return best(std::move(rows), limit);
 }
 
 Ranking<AgentIdentity> Report::topAgents(std::int64_t limit, bool includeMain) const {
@@ -69,15 +80,15 @@ Ranking<AgentIdentity> Report::topAgents(std::int64_t limit, bool includeMain) c
 }
 
 Ranking<InternedText> Report::topProjects(std::int64_t limit) const {
-  return ranked(byProject, limit, keepAll);
+  return ranked(byProject, limit);
 }
 
 Ranking<InternedText> Report::topSessions(std::int64_t limit) const {
-  return ranked(bySession, limit, keepAll);
+  return ranked(bySession, limit);
 }
 
 Ranking<InternedText> Report::topModels(std::int64_t limit) const {
-  return ranked(byModel, limit, keepAll);
+  return ranked(byModel, limit);
 }
 
 Report::Split Report::subagentSplit() const {

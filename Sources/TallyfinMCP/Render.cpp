@@ -1,38 +1,19 @@
 #include "TallyfinMCP/Render.hpp"
 
 #include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/strings/str_join.h"
-
-#include <algorithm>
-#include <set>
-#include <utility>
-#include <vector>
 
 namespace tallyfin::R {
 namespace {
 
 constexpr std::string_view separator = "  ·  ";
 
-std::uint64_t magnitude(std::int64_t n) {
-  const auto bits = static_cast<std::uint64_t>(n);
-  return n < 0 ? 0 - bits : bits;  // also right for the smallest number, which has no positive twin
-}
-
 template <typename T>
 std::string unknown(const Estimate<T>& estimate) {
   return concat(UnknownReason::placeholder, " — ", estimate.reason()->text());
-}
-
-std::string withCaveat(const CostEstimate& cost, std::string_view suffix) {
-  const std::optional<std::string> caveat = cost.caveat();
-  return caveat ? concat(cost.formatted(), suffix, " [", *caveat, "]") : concat(cost.formatted(), suffix);
-}
-
-std::string joined(const std::set<InternedText>& models) {
-  return absl::StrJoin(models, ", ",
-                       [](std::string* out, InternedText model) { append(*out, model.text()); });
 }
 
 std::string requests(std::int64_t n) {
@@ -50,19 +31,11 @@ const std::string rule = [] {
 }();
 
 std::string count(std::int64_t n) {
-  const std::string digits = std::to_string(magnitude(n));
-  std::string text = n < 0 ? "-" : "";
-  for (std::size_t i = 0; i < digits.size(); ++i) {
-    if (i > 0 && (digits.size() - i) % 3 == 0) {
-      text += ',';
-    }
-    text += digits[i];
-  }
-  return text;
+  return grouped(n);
 }
 
 std::string noun(std::int64_t n, std::string_view one, std::string_view many) {
-  return concat(count(n), " ", magnitude(n) == 1 ? one : many);
+  return counted(n, one, many);
 }
 
 std::string tokens(std::int64_t n) {
@@ -98,16 +71,16 @@ std::string cost(const Bucket& bucket) {
   if (bucket.requests < 1) {
     return "unknown (no requests in range)";
   }
-  if (bucket.cost.priced == 0.0 && bucket.cost.unpricedRequests >= 1) {
+  if (bucket.cost.isUnknown()) {
     return concat("unknown (", requests(bucket.cost.unpricedRequests),
-                  ", no known price: ", joined(bucket.cost.unpricedModels), ")");
+                  ", no known price: ", bucket.cost.unpricedNames(", "), ")");
   }
-  return withCaveat(bucket.cost, "");
+  return bucket.cost.formattedWithCaveat();
 }
 
 std::string costEst(const Estimate<CostEstimate>& estimate, std::string_view suffix) {
   const CostEstimate* known = estimate.value();
-  return known != nullptr ? withCaveat(*known, suffix) : unknown(estimate);
+  return known != nullptr ? known->formattedWithCaveat(suffix) : unknown(estimate);
 }
 
 std::string fractionEst(const Estimate<double>& estimate) {
@@ -124,11 +97,7 @@ std::optional<std::string> models(const Bucket& bucket) {
   if (bucket.modelCounts.empty()) {
     return std::nullopt;
   }
-  auto sorted = bucket.modelCounts;
-  std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
-    return left.second != right.second ? left.second > right.second : left.first < right.first;
-  });
-  return absl::StrJoin(sorted, " ", [](std::string* out, const auto& entry) {
+  return absl::StrJoin(bucket.modelsByUse(), " ", [](std::string* out, const auto& entry) {
     append(*out, entry.first.text(), "×", count(entry.second));
   });
 }
@@ -147,8 +116,7 @@ std::optional<std::string> unpricedNote(const Bucket& bucket) {
     return std::nullopt;
   }
   return concat("WARNING: ", requests(bucket.cost.unpricedRequests), " with no known price (",
-                joined(bucket.cost.unpricedModels),
-                ") are not included — the figures above are lower bounds.");
+                bucket.cost.unpricedNames(", "), ") are not included — the figures above are lower bounds.");
 }
 
 std::optional<std::string> assumedNote(const Bucket& bucket) {

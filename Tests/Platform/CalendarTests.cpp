@@ -252,6 +252,27 @@ TEST(Calendar, ParsingIsStrict) {
   }
 }
 
+TEST(Calendar, InstantsCarryTheOffsetOfTheirMoment) {
+  struct Case {
+    std::string zone;
+    std::string moment;  // in UTC
+    std::string text;
+  };
+  for (const auto& [zone, moment, text] :
+       std::vector<Case>{{"Europe/Berlin", "2026-05-04T15:42:10", "2026-05-04T17:42:10+02:00"},
+                         {"Europe/Berlin", "2026-10-25T00:59:59", "2026-10-25T02:59:59+02:00"},
+                         {"Europe/Berlin", "2026-10-25T01:00:00", "2026-10-25T02:00:00+01:00"},
+                         {"Europe/London", "2026-01-01T00:00:00", "2026-01-01T00:00:00Z"},
+                         {"Europe/London", "2026-07-01T00:00:00", "2026-07-01T01:00:00+01:00"},
+                         {"UTC", "2024-02-29T23:59:59", "2024-02-29T23:59:59Z"},
+                         {"America/St_Johns", "2026-01-01T00:00:00", "2025-12-31T20:30:00-03:30"},
+                         {"Asia/Kathmandu", "2026-01-01T00:00:00", "2026-01-01T05:45:00+05:45"},
+                         {"Africa/Monrovia", "1960-01-01T00:00:00", "1959-12-31T23:15:30-00:44:30"}}) {
+    EXPECT_EQ(in(zone).formatInstant(utc(moment)), text) << zone;
+  }
+  EXPECT_EQ(Calendar::utc().formatInstant({-0.5}), "1969-12-31T23:59:59Z");
+}
+
 TEST(Calendar, UnknownZonesAreAbsent) {
   EXPECT_FALSE(Calendar::named("Mars/Olympus_Mons"));
   EXPECT_FALSE(Calendar::named("../../etc/passwd"));

@@ -208,6 +208,18 @@ TEST(Text, NumbersAreTheThreeCategories) {
   }
 }
 
+TEST(Text, LettersAndNumbersAreKnownByTheFirstCodePoint) {
+  for (const std::string_view text :
+       {"a", "Z", "7", "é", "e\u0301", "\u0663", "\u2167", "\u00BD", "\u4E00", "\u02B0"}) {
+    EXPECT_TRUE(Text::beginsWithLetterOrNumber(text)) << text;
+  }
+  for (const std::string_view text : {"", "-a", " a", "_", "\u0301a", "\u2014", "\U0001F600",
+                                      "\xFF"
+                                      "a"}) {
+    EXPECT_FALSE(Text::beginsWithLetterOrNumber(text)) << text;
+  }
+}
+
 TEST(Text, SearchFindsWholeCharactersOfTheCanonicalForm) {
   struct Case {
     std::string text;

@@ -2,7 +2,7 @@
 // in two files counts in both.
 
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Pricing.hpp"
+#include "TallyfinCore/FileContributions.hpp"
 #include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
@@ -11,44 +11,6 @@
 
 namespace tallyfin::Tools {
 namespace {
-
-// A file that contributed.
-struct FileRow {
-  FileProvenance file;
-  Bucket bucket;  // its records that passed, not unified with those of other files
-};
-
-struct FileRows {
-  std::vector<FileRow> rows;
-  std::int64_t distinct = 0;    // requests in any file
-  std::int64_t duplicates = 0;  // of these, in more than one
-};
-
-FileRows fileRows(const DataSource& data, const Period& period, const Filters& filters) {
-  FileRows result;
-  DayLookup days(data.calendar());
-  Pricing::Pricer pricer(data.calendar());
-  std::vector<std::uint8_t> seen(InternedText::count(), 0);  // by number of the request key: files, up to two
-  for (FileProvenance& file : data.cache().recordsPerFile()) {
-    Bucket bucket;
-    for (const auto& [key, record] : file.records().entries()) {
-      const TimePoint day = days.startOfDay(record.timestamp);
-      if ((period.from && day < *period.from) || (period.through && day > *period.through) ||
-          (filters.predicate && !filters.predicate(record))) {
-        continue;
-      }
-      bucket.add(record, pricer.cost(record, day));
-      std::uint8_t& files = seen[key.number()];
-      result.distinct += files == 0 ? 1 : 0;
-      result.duplicates += files == 1 ? 1 : 0;
-      files = static_cast<std::uint8_t>(std::min(files + 1, 2));
-    }
-    if (bucket.requests > 0) {
-      result.rows.push_back({std::move(file), std::move(bucket)});
-    }
-  }
-  return result;
-}
 
 std::string homeName(const std::vector<SourceHome>& homes, const std::string& path) {
   for (const SourceHome& home : homes) {
@@ -59,15 +21,13 @@ std::string homeName(const std::vector<SourceHome>& homes, const std::string& pa
   return UnknownReason::placeholder;
 }
 
-std::string sourceFiles(std::vector<FileRow> rows, std::int64_t limit, const DataSource& data) {
+std::string sourceFiles(const std::vector<FileContribution>& rows, std::int64_t limit,
+                        const DataSource& data) {
   const auto count = static_cast<std::int64_t>(rows.size());
   std::string text = concat("\nSOURCE FILES (", R::noun(count, "file", "files"), " produced the figure)\n");
   if (rows.empty()) {
     return text + "  unknown — no usage line falls inside the requested filter\n";
   }
-  std::stable_sort(rows.begin(), rows.end(), [](const FileRow& left, const FileRow& right) {
-    return left.bucket.cost.priced > right.bucket.cost.priced;
-  });
   for (std::int64_t i = 0; i < std::min(limit, count); ++i) {
     const auto& [file, bucket] = rows[static_cast<std::size_t>(i)];
     append(text, "  ", data.resolver().tildify(file.path), "\n", "      home ",
@@ -81,32 +41,19 @@ std::string sourceFiles(std::vector<FileRow> rows, std::int64_t limit, const Dat
   return text;
 }
 
-std::string unification(const FileRows& files, const Report& report) {
-  std::string text = concat("\nUNIFICATION\n", "  distinct requests in files    ", R::count(files.distinct),
-                            "\n", "  requests in the report above  ", R::count(report.total.requests), "\n");
-  if (files.duplicates != 0) {
-    append(text, "  ", R::noun(files.duplicates, "request", "requests"),
+std::string unification(const FileContributions& files, const Report& report) {
+  std::string text =
+      concat("\nUNIFICATION\n", "  distinct requests in files    ", R::count(files.distinctRequests), "\n",
+             "  requests in the report above  ", R::count(report.total.requests), "\n");
+  if (files.sharedRequests != 0) {
+    append(text, "  ", R::noun(files.sharedRequests, "request", "requests"),
            " appear in more than one file (a resumed or forked session). The lower-ranked file wins the "
            "attribution; "
            "the per-file costs above count each copy, the total does not.\n");
-  } else if (files.distinct != 0) {
+  } else if (files.distinctRequests != 0) {
     text += "  no request duplicated across files\n";
   }
   return text;
-}
-
-// Homes by cost; of equal cost in text order.
-Rows homeRows(const Report& report) {
-  Ranking<InternedText> homes;
-  for (const auto& [home, bucket] : report.bySource) {
-    homes.emplace_back(home, &bucket);
-  }
-  std::sort(homes.begin(), homes.end(), [](const auto& left, const auto& right) {
-    const double leftCost = left.second->cost.priced;
-    const double rightCost = right.second->cost.priced;
-    return leftCost != rightCost ? leftCost > rightCost : left.first < right.first;
-  });
-  return rowsOf(homes);
 }
 
 std::string losses(const ScanDiagnostics& seen, const ProjectResolver& paths) {
@@ -136,15 +83,17 @@ std::string provenance(DataSource& data, const JsonValue& arguments) {
   const std::int64_t limit = std::max<std::int64_t>(1, integerArgument(arguments, "limit").value_or(20));
   const Filters filters = buildFilters(data, arguments);
   const Report report = data.report(period, filters.predicate);
-  FileRows files = fileRows(data, period, filters);
+  const FileContributions files = fileContributions(data.cache().recordsPerFile(), data.calendar(),
+                                                    period.from, period.through, filters.predicate);
 
   std::string text =
       concat(header("Provenance", period, filters), R::rule, "\n", "THE FIGURE\n", "  cost   ",
              R::cost(report.total), "\n", "  from   ", R::noun(report.total.requests, "request", "requests"),
              " after unification (one request = every line sharing a `message.id:requestId`)\n");
-  text += sourceFiles(std::move(files.rows), limit, data);
+  text += sourceFiles(files.files, limit, data);
   text += unification(files, report);
-  append(text, "\nBY HOME (from the unified figure)\n", list(homeRows(report), "no home contributed"));
+  append(text, "\nBY HOME (from the unified figure)\n",
+         list(rowsOf(ranked(report.bySource)), "no home contributed"));
   text += losses(report.diagnostics, data.resolver());
   return text + footer(report, period);
 }
