@@ -6,8 +6,9 @@
 
 #include "TallyfinCore/Aggregation.hpp"
 
+#include <optional>
 #include <string>
-#include <variant>
+#include <utility>
 #include <vector>
 
 namespace tallyfin {
@@ -17,24 +18,25 @@ template <typename Key>
 class Resolution {
  public:
   /// Exactly one key matched.
-  static Resolution one(Key key) { return Resolution(std::move(key)); }
+  static Resolution one(Key key) { return Resolution(std::move(key), {}); }
   /// Several matched: one printable line each, in display order.
-  static Resolution many(std::vector<std::string> candidates) { return Resolution(std::move(candidates)); }
+  static Resolution many(std::vector<std::string> candidates) {
+    return Resolution(std::nullopt, std::move(candidates));
+  }
   /// Nothing matched.
-  static Resolution none() { return Resolution(std::monostate()); }
+  static Resolution none() { return Resolution(std::nullopt, {}); }
 
   /// The one key, or null. Lives as long as the resolution, like the candidates.
-  const Key* key() const { return std::get_if<Key>(&result_); }
-  const std::vector<std::string>* candidates() const {
-    return std::get_if<std::vector<std::string>>(&result_);
-  }
+  const Key* key() const { return key_ ? &*key_ : nullptr; }
+  /// The candidates when there are several, or null.
+  const std::vector<std::string>* candidates() const { return candidates_.empty() ? nullptr : &candidates_; }
 
  private:
-  using Result = std::variant<std::monostate, Key, std::vector<std::string>>;
+  Resolution(std::optional<Key> key, std::vector<std::string> candidates)
+      : key_(std::move(key)), candidates_(std::move(candidates)) {}
 
-  explicit Resolution(Result result) : result_(std::move(result)) {}
-
-  Result result_;
+  std::optional<Key> key_;
+  std::vector<std::string> candidates_;  // without a key and without candidates: nothing matched
 };
 
 /// "main", "main session" or "main-session"; else the one whose name or raw id is the text; else those whose
