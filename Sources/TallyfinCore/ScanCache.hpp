@@ -123,8 +123,8 @@ class ScanCache {
 
   /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
   /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known
-  /// nor the file. Cannot fail; a file that cannot be read shows in the result. Runs on the calling thread for
-  /// as long as a full read takes; costs are those of the days of `calendar`.
+  /// nor the file. Cannot fail; a file that cannot be read shows in the result. Runs on the calling thread
+  /// for as long as a full read takes; costs are those of the days of `calendar`.
   VerificationResult verifyAgainstFullScan(const std::vector<SourceHome>& homes, const Calendar& calendar,
                                            const Clock& clock);
 

@@ -64,8 +64,8 @@ void compare(const UnifiedRequests& cached, const UnifiedRequests& fresh, Verifi
       ++result.mismatchedRecords;
     }
   }
-  result.extraInCache = std::ranges::count_if(
-      cached.keys(), [&](InternedText key) { return fresh.find(key) == nullptr; });
+  result.extraInCache =
+      std::ranges::count_if(cached.keys(), [&](InternedText key) { return fresh.find(key) == nullptr; });
   result.cachedRequests = static_cast<std::int64_t>(cached.size());
   result.freshRequests = static_cast<std::int64_t>(fresh.size());
 }
@@ -135,9 +135,9 @@ std::string VerificationResult::summary() const {
   }
   std::string text = "DIVERGENCE: ";
   const char* separator = "";
-  for (const auto& [count, what] : {std::pair(missingFromCache, " missing from cache"),
-                                    std::pair(extraInCache, " extra in cache"),
-                                    std::pair(mismatchedRecords, " with different figures")}) {
+  for (const auto& [count, what] :
+       {std::pair(missingFromCache, " missing from cache"), std::pair(extraInCache, " extra in cache"),
+        std::pair(mismatchedRecords, " with different figures")}) {
     if (count >= 1) {
       append(text, separator, std::to_string(count), what);
       separator = ", ";

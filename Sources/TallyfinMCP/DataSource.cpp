@@ -1,45 +1,12 @@
 #include "TallyfinMCP/DataSource.hpp"
 
-#include "Platform/Files.hpp"
-
 #include <exception>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 namespace tallyfin {
-namespace {
-
-/// The value of an environment variable with its tilde expanded; an empty one counts as unset.
-std::optional<std::string> expanded(const std::optional<std::string>& value, const std::string& home) {
-  if (!value || value->empty()) {
-    return std::nullopt;
-  }
-  return Files::expandingTilde(*value, home);
-}
-
-/// Where the cache file lies. The folder of a given path is made here; when that fails the path is used all
-/// the same and the server works from memory.
-std::string cacheLocation(const Environment& environment) {
-  const std::optional<std::string> given = expanded(environment.tallyfinCachePath, environment.home);
-  if (!given) {
-    return ScanCache::defaultPath(Files::applicationSupportDirectory(environment.home));
-  }
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(*given, error);
-  std::string path = error ? *given : absolute.string();
-  if (const std::string_view folder = Files::withoutLastComponent(path); !folder.empty()) {
-    Files::createDirectories(std::string(folder));
-  }
-  return path;
-}
-
-}  // namespace
-
 DataSource::DataSource(Environment environment)
     : environment_(std::move(environment)),
-      homes_(SourceHome::defaults(
-          expanded(environment_.tallyfinHome, environment_.home).value_or(environment_.home))),
+      homes_(sourceHomes(environment_)),
       cache_(cacheLocation(environment_)),
       resolver_(environment_.home, true),
       aggregator_(environment_.calendar, ProjectResolver(environment_.home, true)) {}

@@ -7,6 +7,7 @@
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/AgentRoster.hpp"
 #include "TallyfinCore/Aggregation.hpp"
+#include "TallyfinCore/Environment.hpp"
 #include "TallyfinCore/ScanCache.hpp"
 #include "TallyfinMCP/Period.hpp"
 
@@ -16,15 +17,6 @@
 #include <vector>
 
 namespace tallyfin {
-
-/// What the server is told about the machine, once, at start. Tests hand in their own.
-struct Environment {
-  std::string home;                              ///< the user's real home directory
-  std::optional<std::string> tallyfinHome;       ///< TALLYFIN_HOME: stands in for the home of the transcripts
-  std::optional<std::string> tallyfinCachePath;  ///< TALLYFIN_CACHE_PATH: the cache file
-  Calendar calendar = Calendar::utc();           ///< of the machine's zone
-  Clock now;                                     ///< the wall clock
-};
 
 class DataSource {
  public:

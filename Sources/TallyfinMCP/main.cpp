@@ -1,16 +1,13 @@
 // The server: one line in, at most one line out, until standard input closes. The only place that asks the
-// process for its clock, zone, environment and home.
+// process for its clock, zone, environment and home, through Environment::ofProcess.
 
 #include "Platform/Concat.hpp"
-#include "Platform/Files.hpp"
+#include "Platform/Streams.hpp"
 #include "TallyfinMCP/DataSource.hpp"
 #include "TallyfinMCP/MCP.hpp"
-#include "TallyfinMCP/Streams.hpp"
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -49,24 +46,6 @@ void writeLog(std::string_view text) {
   }
 }
 
-std::optional<std::string> variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-}
-
-TimePoint wallClock() {
-  const std::chrono::duration<double> sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
-  return TimePoint{sinceEpoch.count()};
-}
-
-Environment environment() {
-  return {.home = Files::homeDirectory(),
-          .tallyfinHome = variable("TALLYFIN_HOME"),
-          .tallyfinCachePath = variable("TALLYFIN_CACHE_PATH"),
-          .calendar = Calendar::local(),
-          .now = wallClock};
-}
-
 std::string startLine(const DataSource& data) {
   std::string line = concat("started; cache = ", data.cache().cachePath(), "; homes = ");
   const char* separator = "";
@@ -85,7 +64,7 @@ int main() {
   openMissingStreams();
   const int output = reserveOutput();
 
-  DataSource data(environment());
+  DataSource data(Environment::ofProcess());
   MCPServer server(data, writeLog);
   writeLog(startLine(data));
 

@@ -1,6 +1,6 @@
 #include "EndToEnd/Server.hpp"
 
-#include "TallyfinMCP/Streams.hpp"
+#include "Platform/Streams.hpp"
 
 #include <array>
 #include <csignal>

@@ -1,6 +1,7 @@
-#include "MCP/Machine.hpp"
 #include "Platform/Files.hpp"
+#include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
+#include "TallyfinMCP/DataSource.hpp"
 
 #include <string>
 

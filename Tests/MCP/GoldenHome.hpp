@@ -27,7 +27,7 @@
 // * in a worktree. The reviewers of r4 and r8 are two agents. ~/notes is a repository; r10 was made in a
 // folder of it. The second home has neither session, model nor directory for r12.
 
-#include "MCP/Machine.hpp"
+#include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
 #include "TallyfinMCP/MCP.hpp"
 

@@ -1,4 +1,4 @@
-#include "MCP/Machine.hpp"
+#include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 

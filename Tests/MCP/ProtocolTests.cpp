@@ -1,6 +1,6 @@
-#include "MCP/Machine.hpp"
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
+#include "Support/Machine.hpp"
 #include "TallyfinMCP/MCP.hpp"
 #include "nlohmann/json.hpp"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Support/TempHome.hpp"
-#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinCore/Environment.hpp"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "TallyfinMCP/Streams.hpp"
+#include "Platform/Streams.hpp"
 
 #include <array>
 #include <string>

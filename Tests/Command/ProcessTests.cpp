@@ -1,0 +1,71 @@
+// The real executable, as a shell runs it.
+
+#include "Support/TempHome.hpp"
+#include "Support/UsageLine.hpp"
+
+#include <cstdlib>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+namespace tallyfin {
+namespace {
+
+class ProcessTest : public testing::Test {
+ protected:
+  ProcessTest() {
+    home_.write(".claude/projects/p/one.jsonl", UsageLine{.id = "a",
+                                                          .time = "2026-05-04T23:30:00Z",
+                                                          .model = "m, \"x\"\n",
+                                                          .cwd = "=1+1,2",
+                                                          .output = 40'000}
+                                                    .text());
+  }
+
+  // Runs a shell line in which $T stands for the command; gives its exit status.
+  int shell(const std::string& line) const {
+    const std::string all = "export HOME='" + home_.path() +
+                            "' TALLYFIN_HOME= TALLYFIN_CACHE_PATH= TZ=Asia/Tokyo T='" +
+                            TALLYFIN_COMMAND "'; cd \"$HOME\"; " + line;
+    const int status = std::system(all.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+  const TempHome home_;
+};
+
+TEST_F(ProcessTest, StatusesAndStreamsAreThoseOfAShellCommand) {
+  EXPECT_EQ(shell("\"$T\" csv --axis day > out 2> err"), 0);
+  EXPECT_THAT(home_.read("out"), testing::HasSubstr("\nday,2026-05-05,"));  // the day in Tokyo
+  EXPECT_EQ(home_.read("err"), "");
+  EXPECT_THAT(home_.read(".cache/net.quillpond.tallyfin/scan-cache.v2.bin"), testing::StartsWith("TFC1"));
+  EXPECT_EQ(shell("\"$T\" verify > out"), 0);
+  EXPECT_EQ(shell("\"$T\" csv > out 2> err"), 2);
+  EXPECT_EQ(home_.read("out"), "");
+  EXPECT_NE(home_.read("err"), "");
+  EXPECT_EQ(shell("\"$T\" csv --axis day > /dev/full 2> err"), 1);
+  EXPECT_EQ(shell("\"$T\" csv --all --out reports > out"), 0);
+  EXPECT_EQ(shell("ls reports | wc -l > out; cat out > /dev/null"), 0);
+  EXPECT_THAT(home_.read("out"), testing::HasSubstr("8"));
+}
+
+TEST_F(ProcessTest, OtherProgramsReadTheTables) {
+  ASSERT_EQ(shell("\"$T\" csv --axis project > t.csv"), 0);
+  if (shell("python3 -c 'import csv' 2> /dev/null") == 0) {
+    EXPECT_EQ(shell("python3 -c 'import csv; h, r = list(csv.reader(open(\"t.csv\", encoding=\"utf-8\", "
+                    "newline=\"\"))); "
+                    "assert len(h) == len(r) == 26 and r[1] == \"\\x27=1+1,2\" and r[13] == \"40000\", r'"),
+              0);
+  }
+  if (shell("sqlite3 -version > /dev/null 2>&1") == 0) {
+    EXPECT_EQ(shell("sqlite3 :memory: '.mode csv' '.import t.csv t' "
+                    "'select sum(output_tokens), count(*) from t' > out"),
+              0);
+    EXPECT_THAT(home_.read("out"), testing::StartsWith("40000,1"));
+  }
+}
+
+}  // namespace
+}  // namespace tallyfin
