@@ -26,13 +26,15 @@ using tallyfin::bench::Client;
 using tallyfin::bench::Ending;
 
 constexpr std::string_view usage =
-    "MeasureServer SERVER HOME CACHE RUNS [--check]\n"
+    "MeasureServer SERVER COMMAND HOME FIFTH CACHE RUNS [--check]\n"
     "\n"
-    "Times the answers of SERVER over the transcripts below HOME, RUNS times, and prints ratios. CACHE is "
-    "the cache\n"
-    "file to use; it is removed before each run. A file of one transcript below HOME is grown by one request "
-    "a run.\n"
-    "With --check it ends with 1 when a ratio is above its limit.\n";
+    "Times the answers of SERVER and the scans of COMMAND over the transcripts below HOME, RUNS times, and "
+    "prints\n"
+    "ratios. FIFTH is a home with a fifth of the transcripts. CACHE is the cache file to use; it is removed "
+    "before\n"
+    "each run. A file of one transcript below HOME is grown by one request a run. With --check it ends with "
+    "1 when a\n"
+    "ratio is above its limit.\n";
 
 // Everything that one run measured, by name.
 using Run = std::map<std::string, double>;
@@ -59,6 +61,9 @@ const std::vector<Ratio> ratios = {
     {"start to initialize / true", "initialize", "true", 5},
     {"peak memory / (48 MB + 350 B a request)", "memory", "memory allowed", 1},
     {"peak memory / wc -l", "memory", "wc memory", 0},
+    {"scan on all processors / serial", "parallel", "serial", 0.6},
+    {"cold / cold of a fifth", "cold", "cold fifth", 5.5},
+    {"warm / warm of a fifth", "warm", "warm fifth", 5.5},
 };
 
 double median(std::vector<double> values) {
@@ -113,40 +118,76 @@ double numberBehind(const std::string& text, std::string_view label) {
 
 constexpr double megabyte = 1e6;
 
+// A home with its transcripts, asked by a server with a cache file of our own.
+struct Place {
+  Place(const std::string& home, const std::string& cache)
+      : environment{"TALLYFIN_HOME=" + home, "TALLYFIN_CACHE_PATH=" + cache}, files(transcripts(home)) {}
+
+  std::vector<std::string> environment;
+  std::vector<std::string> files;
+};
+
 class Measurement {
  public:
-  Measurement(std::string server, const fs::path& home, fs::path cache)
-      : server_(std::move(server)),
-        cache_(std::move(cache)),
-        environment_{"TALLYFIN_HOME=" + home.string(), "TALLYFIN_CACHE_PATH=" + cache_.string()},
-        files_(transcripts(home)),
+  explicit Measurement(std::span<char*> arguments)
+      : server_(arguments[0]),
+        command_(arguments[1]),
+        home_(arguments[2]),
+        cache_(arguments[4]),
+        whole_(home_, cache_),
+        fifth_(arguments[3], cache_),
         counting_{"wc", "-l"} {
-    counting_.insert(counting_.end(), files_.begin(), files_.end());
+    counting_.insert(counting_.end(), whole_.files.begin(), whole_.files.end());
     tallyfin::bench::runCommand(counting_);
   }
 
-  std::size_t files() const { return files_.size(); }
+  std::size_t files() const { return whole_.files.size(); }
 
   Run run() {
     Run run;
+    fs::remove(cache_);
+    run["cold fifth"] = firstAnswer(fifth_);
+    run["warm fifth"] = firstAnswer(fifth_);
     const Ending base = tallyfin::bench::runCommand(counting_);
     run["wc"] = base.seconds;
     run["wc memory"] = base.peakMegabytes;
-    fs::remove(cache_);
-    {
-      Client client(server_, environment_);
-      timed(client, "tally_overview", {});
-      run["cold"] = tallyfin::bench::secondsSince(client.started());
-      run["cold processor"] = client.processorSeconds();
-      std::string sources;
-      timed(client, "tally_sources", {}, &sources);
-      const double requests = numberBehind(sources, "unified requests");
-      run["memory allowed"] = 48 + requests * 350 / megabyte;
-      end(client, &run["memory"]);
-    }
-    Client client(server_, environment_);
+    cold(run);
+    Client client(server_, whole_.environment);
     timed(client, "tally_overview", {});
     run["warm"] = tallyfin::bench::secondsSince(client.started());
+    inside(client, run);
+    grow();
+    run["grown"] = timed(client, "tally_cost", {{"period", "today"}});
+    end(client);
+    run["serial"] = tallyfin::bench::runCommand({command_, "--home", home_, "scan", "--serial"}).seconds;
+    run["parallel"] = tallyfin::bench::runCommand({command_, "--home", home_, "scan"}).seconds;
+    startUp(run);
+    return run;
+  }
+
+ private:
+  double firstAnswer(const Place& place) const {
+    Client client(server_, place.environment);
+    timed(client, "tally_overview", {});
+    const double seconds = tallyfin::bench::secondsSince(client.started());
+    end(client);
+    return seconds;
+  }
+
+  void cold(Run& run) const {
+    fs::remove(cache_);
+    Client client(server_, whole_.environment);
+    timed(client, "tally_overview", {});
+    run["cold"] = tallyfin::bench::secondsSince(client.started());
+    run["cold processor"] = client.processorSeconds();
+    std::string sources;
+    timed(client, "tally_sources", {}, &sources);
+    run["memory allowed"] = 48 + numberBehind(sources, "unified requests") * 350 / megabyte;
+    end(client, &run["memory"]);
+  }
+
+  // Calls that follow each other within the 15 seconds: nothing is read from the disk.
+  static void inside(Client& client, Run& run) {
     run["soon"] = least(client, "tally_overview", {});
     for (const char* axis : {"day", "agent", "project", "model", "session"}) {
       run["cost"] = std::max(run["cost"], least(client, "tally_cost", {{"period", "all"}, {"by", axis}}));
@@ -156,22 +197,16 @@ class Measurement {
         least(client, "tally_top_projects", {{"period", "all"}, {"limit", all}, {"agents_per_project", all}});
     run["models"] = least(client, "tally_by_model", {{"period", "all"}, {"agents_per_model", all}});
     run["provenance"] = least(client, "tally_provenance", {{"period", "all"}});
-    grow();
-    run["grown"] = timed(client, "tally_cost", {{"period", "today"}});
-    end(client);
-    startUp(run);
-    return run;
   }
 
- private:
   // Adds a request to the end of a transcript and waits until the server looks at the disk again.
   void grow() {
-    std::ofstream file(files_.front(), std::ios::app);
+    std::ofstream file(whole_.files.front(), std::ios::app);
     file
         << R"({"timestamp":"2026-06-30T12:00:00Z","requestId":"grown-)" << ++grown_
         << R"(","sessionId":"grown","message":{"id":"m","model":"claude-opus-5","usage":{"output_tokens":1}}})"
         << "\n";
-    if (!file.flush()) throw std::runtime_error("cannot write to " + files_.front());
+    if (!file.flush()) throw std::runtime_error("cannot write to " + whole_.files.front());
     std::this_thread::sleep_for(std::chrono::milliseconds(15'500));
   }
 
@@ -180,7 +215,7 @@ class Measurement {
     std::vector<double> handshakes;
     for (int i = 0; i < 20; ++i) {
       nothing.push_back(tallyfin::bench::runCommand({"/bin/true"}).seconds);
-      Client client(server_, environment_);
+      Client client(server_, whole_.environment);
       handshakes.push_back(client.handshakeSeconds());
       end(client);
     }
@@ -189,9 +224,11 @@ class Measurement {
   }
 
   std::string server_;
-  fs::path cache_;
-  std::vector<std::string> environment_;
-  std::vector<std::string> files_;
+  std::string command_;
+  std::string home_;
+  std::string cache_;
+  Place whole_;
+  Place fifth_;
   std::vector<std::string> counting_;
   int grown_ = 0;
 };
@@ -224,21 +261,22 @@ int main(int argc, char** argv) {
   const auto arguments = std::span(argv, static_cast<std::size_t>(argc)).subspan(1);
   try {
     int runs = 0;
-    if (arguments.size() == 4 || (arguments.size() == 5 && std::string_view(arguments[4]) == "--check")) {
-      const std::string_view text = arguments[3];
+    const bool isCheck = arguments.size() == 7 && std::string_view(arguments[6]) == "--check";
+    if (arguments.size() == 6 || isCheck) {
+      const std::string_view text = arguments[5];
       std::from_chars(text.data(), text.data() + text.size(), runs);
     }
     if (runs < 1) {
       absl::FPrintF(stderr, "%s", usage);
       return 2;
     }
-    Measurement measurement(arguments[0], arguments[1], arguments[2]);
+    Measurement measurement(arguments);
     std::vector<Run> measured;
     measured.reserve(static_cast<std::size_t>(runs));
     for (int run = 0; run < runs; ++run) measured.push_back(measurement.run());
     absl::PrintF("%d transcripts, %d runs; each ratio is of two figures of the same run\n\n",
                  measurement.files(), runs);
-    return !report(measured) && arguments.size() == 5 ? 1 : 0;
+    return !report(measured) && isCheck ? 1 : 0;
   } catch (const std::exception& error) {
     absl::FPrintF(stderr, "MeasureServer: %s\n", error.what());
     return 1;

@@ -211,6 +211,7 @@ int scan(const Request& request, const Environment& environment, const Console& 
 // The options of the commands that make reports.
 void addRange(CLI::App& command, Request& request) {
   std::vector<std::string> presets;
+  presets.reserve(allRangePresets.size());
   for (const RangePreset preset : allRangePresets) {
     if (preset != RangePreset::custom) {
       presets.emplace_back(rawValue(preset));
@@ -238,6 +239,7 @@ class Arguments {
     app_.add_option("--home", request.home, "Directory that holds the Claude homes (TALLYFIN_HOME)");
     app_.add_option("--cache", request.cache, "The cache file (TALLYFIN_CACHE_PATH)");
     std::vector<std::string> names;
+    names.reserve(Exporter::allAxes.size());
     for (const Exporter::Axis axis : Exporter::allAxes) {
       names.emplace_back(Exporter::rawValue(axis));
     }

@@ -34,7 +34,7 @@ RecordMap readAgain(const TranscriptFile& file, std::size_t rank, std::uint64_t 
     LineReader::forEachLine(file.path, 0, consumed, [&](std::string_view line) {
       Scanner::ingest(line, file.path, file.home, static_cast<std::int64_t>(rank), records, unused);
     });
-  } catch (const ReadError&) {  // its requests show as missing here
+  } catch (const ReadError&) {  // what it did not give shows as extra in the cache
   }
   return records;
 }
