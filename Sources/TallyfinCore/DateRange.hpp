@@ -75,7 +75,7 @@ inline constexpr std::array pickableRangePresets = allRangePresets;
 std::string_view rawValue(RangePreset preset);
 
 /// The preset of that text; absent for any other text.
-std::optional<RangePreset> rangePreset(std::string_view rawValue);
+std::optional<RangePreset> rangePreset(std::string_view text);
 
 /// What a person is shown: "This month".
 std::string_view label(RangePreset preset);
@@ -91,7 +91,7 @@ struct RangeSelection {
   TimePoint customTo;    ///< any time of the last day
 
   /// Dates that are absent become those of the last 30 days.
-  RangeSelection(RangePreset preset, std::optional<TimePoint> customFrom, std::optional<TimePoint> customTo,
+  RangeSelection(RangePreset chosen, std::optional<TimePoint> from, std::optional<TimePoint> to,
                  TimePoint now, const Calendar& calendar);
 
   /// The days of the preset as of `now`, so that "this month" moves on; for `custom` those of the two dates.

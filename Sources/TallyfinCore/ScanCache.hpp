@@ -142,7 +142,7 @@ class ScanCache {
   using FileMap = absl::flat_hash_map<std::string, std::shared_ptr<const FileState>>;
 
   FileMap snapshot() const;
-  static std::vector<FileProvenance> sortedByPath(const FileMap& files);
+  static std::vector<FileProvenance> sortedByPath(const FileMap& known);
 
   std::string path_;
   mutable std::mutex lock_;  // guards the two below; never held while files are read

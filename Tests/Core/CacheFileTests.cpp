@@ -1,7 +1,7 @@
 // The cache file: what it holds byte for byte, that it survives, and that no input harms.
 
+#include "Support/RawLine.hpp"
 #include "Support/TempHome.hpp"
-#include "Support/Transcript.hpp"
 #include "TallyfinCore/BinaryCodec.hpp"
 #include "TallyfinCore/ScanCache.hpp"
 
@@ -23,11 +23,11 @@ class CacheFile : public testing::Test {
  protected:
   // A small history: all kinds of agents, a negative count, a rejected line, a half line.
   void makeHistory() {
-    UsageLine named = usageLine(2);
+    RawLine named = rawLine(2);
     named.agent = "areviewer-0123456789abcdef";
-    UsageLine anonymous = usageLine(3, -4, 5);
+    RawLine anonymous = rawLine(3, -4, 5);
     anonymous.agent = "0123";
-    home.write(".claude/projects/p/a.jsonl", usageLine(1).text() + named.text() + "{\"usage\"\n" + "half");
+    home.write(".claude/projects/p/a.jsonl", rawLine(1).text() + named.text() + "{\"usage\"\n" + "half");
     home.write(".claude-work/projects/q/b.jsonl", anonymous.text());
   }
 

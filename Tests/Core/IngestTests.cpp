@@ -1,4 +1,4 @@
-#include "Support/Transcript.hpp"
+#include "Support/RawLine.hpp"
 #include "TallyfinCore/Scanner.hpp"
 #include "TallyfinCore/Timestamp.hpp"
 
@@ -22,7 +22,7 @@ class Ingest : public testing::Test {
   // A line whose usage object holds these members; the only record so far.
   const UsageRecord& recordOf(const std::string& usage) {
     records = {};
-    UsageLine line;
+    RawLine line;
     line.usage = usage;
     feed(line.text());
     EXPECT_EQ(records.size(), 1U) << usage;
@@ -34,7 +34,7 @@ class Ingest : public testing::Test {
 };
 
 TEST_F(Ingest, ALineBecomesARecord) {
-  UsageLine line;
+  RawLine line;
   line.agent = "areviewer-0123456789abcdef";
   line.model = " Claude-Sonnet-4-5-20250929[1m] ";
   line.usage =
@@ -65,7 +65,7 @@ TEST_F(Ingest, ALineBecomesARecord) {
 }
 
 TEST_F(Ingest, EveryUnusableLineIsCountedByItsCause) {
-  const std::string good = UsageLine().text();
+  const std::string good = RawLine().text();
   const auto with = [&](const std::string& from, const std::string& to) {
     std::string line = good;
     line.replace(line.find(from), from.size(), to);
@@ -164,10 +164,10 @@ TEST_F(Ingest, TheCacheWriteIsSplitOnlyWhenTheSplitAddsUp) {
 }
 
 TEST_F(Ingest, RepeatedLinesRaiseTheRecordOfTheFirst) {
-  UsageLine first = usageLine(1, 10, 900);
+  RawLine first = rawLine(1, 10, 900);
   first.timestamp = "2026-05-04T10:00:05Z";
   first.usage += R"(,"cache_creation_input_tokens":100)";
-  UsageLine second = usageLine(1, 20, 5);
+  RawLine second = rawLine(1, 20, 5);
   second.timestamp = "2026-05-04T10:00:03Z";
   second.model = "claude-haiku-4-5";
   second.cwd = "/elsewhere";
@@ -176,7 +176,7 @@ TEST_F(Ingest, RepeatedLinesRaiseTheRecordOfTheFirst) {
       R"(,"cache_creation_input_tokens":100,"cache_creation":{"ephemeral_5m_input_tokens":60,"ephemeral_1h_input_tokens":40})";
   feed(first.text());
   feed(second.text());
-  UsageLine refused = usageLine(1, 99, 99);
+  RawLine refused = rawLine(1, 99, 99);
   refused.timestamp = "2026";
   feed(refused.text());
   ASSERT_EQ(records.size(), 1U);

@@ -1,8 +1,8 @@
 // Reading from scratch and reading what grew: the same answer, whatever the files went through.
 
 #include "Platform/Files.hpp"
+#include "Support/RawLine.hpp"
 #include "Support/TempHome.hpp"
-#include "Support/Transcript.hpp"
 #include "TallyfinCore/ScanCache.hpp"
 
 #include <cmath>
@@ -82,9 +82,9 @@ TEST_F(Refresh, OfNothingIsNothing) {
 // One life of two files. After each step the refresh says what it did and gives what a full scan gives, also
 // when it starts from the cache file.
 TEST_F(Refresh, FollowsTheLifeOfFiles) {
-  const std::string one = usageLine(1).text();
-  const std::string two = usageLine(2).text();
-  const std::string three = usageLine(3).text();
+  const std::string one = rawLine(1).text();
+  const std::string two = rawLine(2).text();
+  const std::string three = rawLine(3).text();
   const std::size_t size = one.size();
   const auto bytes = [&](std::size_t lines) { return std::to_string(lines * size); };
   const struct {
@@ -96,16 +96,15 @@ TEST_F(Refresh, FollowsTheLifeOfFiles) {
       {"the first file", [&] { home.write(kA, one); }, "1: 0 0 1 0 0, " + bytes(1), 1},
       {"nothing", [] {}, "1: 1 0 0 0 0, 0", 1},
       {"two lines more", [&] { home.append(kA, two + three); }, "1: 0 1 0 0 0, " + bytes(2), 3},
-      {"half a line", [&] { home.append(kA, usageLine(4).text().substr(0, 50)); }, "1: 0 1 0 0 0, 0", 3},
+      {"half a line", [&] { home.append(kA, rawLine(4).text().substr(0, 50)); }, "1: 0 1 0 0 0, 0", 3},
       {"half a line stays", [] {}, "1: 1 0 0 0 0, 0", 3},
-      {"its other half", [&] { home.append(kA, usageLine(4).text().substr(50)); },
+      {"its other half", [&] { home.append(kA, rawLine(4).text().substr(50)); }, "1: 0 1 0 0 0, " + bytes(1),
+       4},
+      {"a higher count of a known request", [&] { home.append(kA, rawLine(1, 10, 8).text()); },
        "1: 0 1 0 0 0, " + bytes(1), 4},
-      {"a higher count of a known request", [&] { home.append(kA, usageLine(1, 10, 8).text()); },
-       "1: 0 1 0 0 0, " + bytes(1), 4},
-      {"a file in another home repeats requests", [&] { home.write(kWork, usageLine(2, 99, 5).text()); },
+      {"a file in another home repeats requests", [&] { home.write(kWork, rawLine(2, 99, 5).text()); },
        "2: 1 0 1 0 0, " + bytes(1), 4},
-      {"a file that sorts last", [&] { home.write(kB, usageLine(5).text()); }, "3: 2 0 1 0 0, " + bytes(1),
-       5},
+      {"a file that sorts last", [&] { home.write(kB, rawLine(5).text()); }, "3: 2 0 1 0 0, " + bytes(1), 5},
       {"touched later", [&] { home.setModified(kB, 4'000'000'000); }, "3: 2 1 0 0 0, 0", 5},
       {"touched within the tolerance", [&] { home.setModified(kB, 4'000'000'000, 500'000); },
        "3: 3 0 0 0 0, 0", 5},
@@ -113,7 +112,7 @@ TEST_F(Refresh, FollowsTheLifeOfFiles) {
       {"truncated", [&] { home.truncate(kA, static_cast<long>(size)); }, "3: 2 0 0 1 0, " + bytes(1), 3},
       {"replaced by rename",
        [&] {
-         home.write("new", one + usageLine(6).text() + usageLine(7).text());
+         home.write("new", one + rawLine(6).text() + rawLine(7).text());
          home.rename("new", kA);
        },
        "3: 2 0 0 1 0, " + bytes(3), 5},
@@ -139,22 +138,22 @@ TEST_F(Refresh, FollowsTheLifeOfFiles) {
 }
 
 TEST_F(Refresh, RewrittenInPlaceWithoutShrinkingReadsOnlyWhatLiesBehind) {
-  home.write(kA, usageLine(1).text());
+  home.write(kA, rawLine(1).text());
   refresh();
-  home.write(kA, usageLine(8).text() + usageLine(9).text());  // same file number, larger
+  home.write(kA, rawLine(8).text() + rawLine(9).text());  // same file number, larger
   const auto [result, stats] = refresh();
   EXPECT_EQ(stats.filesGrown, 1);
   ASSERT_EQ(result.records.size(), 2U);  // requests 1 and 9
 }
 
 TEST_F(Refresh, TheFileThatIsListedFirstDescribesARequest) {
-  UsageLine first = usageLine(1, 1, 800);
+  RawLine first = rawLine(1, 1, 800);
   first.session = "first";
   first.timestamp = "2026-05-04T12:00:00Z";
-  UsageLine second = usageLine(1, 1, 900);
+  RawLine second = rawLine(1, 1, 900);
   second.session = "second";
   home.write(kB, first.text());
-  home.write(kWork, second.text() + usageLine(2).text());
+  home.write(kWork, second.text() + rawLine(2).text());
   for (const auto& result : {refresh().result, fullScan(), fullScan(true)}) {
     ASSERT_EQ(result.records.size(), 2U);
     EXPECT_EQ(result.records[0].sessionId.text(), "first");
@@ -176,7 +175,7 @@ TEST_F(Refresh, TheParallelScanGivesTheSerialAnswer) {
   for (int file = 0; file < 23; ++file) {
     std::string content;
     for (int line = 0; line <= file * 7 % 11; ++line) {
-      content += usageLine(++request % 60, file, line).text();
+      content += rawLine(++request % 60, file, line).text();
     }
     home.write((file % 3 == 0 ? ".claude-work/projects/p/" : ".claude/projects/p/") + std::to_string(file) +
                    ".jsonl",
@@ -189,7 +188,7 @@ TEST_F(Refresh, TheParallelScanGivesTheSerialAnswer) {
 TEST_F(Refresh, OnlyVisibleJsonlFilesAreListed) {
   for (const char* path : {".claude/projects/x.json", ".claude/projects/x.JSONL", ".claude/projects/.x.jsonl",
                            ".claude/projects/.hidden/x.jsonl", ".claude/teams/x.jsonl"}) {
-    home.write(path, usageLine(1).text());
+    home.write(path, rawLine(1).text());
   }
   home.makeDirectory(".claude-outlook/projects");
   home.write(".claude-work", "a home that is a file");
@@ -200,13 +199,13 @@ TEST_F(Refresh, OnlyVisibleJsonlFilesAreListed) {
 }
 
 TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
-  home.write(kA, usageLine(1).text());
+  home.write(kA, rawLine(1).text());
   const std::string fifo = home.path(".claude/projects/p/fifo.jsonl");
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   const std::string directory = home.makeDirectory(".claude/projects/p/z.jsonl");
-  home.write(".claude/projects/p/z.jsonl/inner.jsonl", usageLine(2).text());
+  home.write(".claude/projects/p/z.jsonl/inner.jsonl", rawLine(2).text());
   home.link(".claude/projects/p/dangling.jsonl", home.path("nowhere"));
-  home.link(".claude/projects/p/link.jsonl", home.write("elsewhere", usageLine(3).text()));
+  home.link(".claude/projects/p/link.jsonl", home.write("elsewhere", rawLine(3).text()));
   home.link(".claude/projects/loop", home.path(".claude/projects"));
 
   for (int round = 0; round < 3; ++round) {
@@ -221,7 +220,7 @@ TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
     ASSERT_TRUE(cache.load());  // a restart changes nothing in this
   }
   ASSERT_EQ(::unlink(fifo.c_str()), 0);
-  home.write(".claude/projects/p/fifo.jsonl", usageLine(4).text());
+  home.write(".claude/projects/p/fifo.jsonl", rawLine(4).text());
   const auto healed = refresh().result;
   EXPECT_THAT(healed.diagnostics.filesUnreadable, ElementsAre(directory));
   EXPECT_EQ(healed.records.size(), 4U);
@@ -231,9 +230,9 @@ TEST_F(Refresh, AFileThatWasReadableKeepsItsFiguresWhileItIsNot) {
   if (::geteuid() == 0) {
     GTEST_SKIP() << "permissions do not bind root";
   }
-  home.write(kA, usageLine(1).text());
+  home.write(kA, rawLine(1).text());
   refresh();
-  home.append(kA, usageLine(2).text());
+  home.append(kA, rawLine(2).text());
   home.setMode(kA, 0);
   for (int round = 0; round < 2; ++round) {
     const auto [result, stats] = refresh();
@@ -248,7 +247,7 @@ TEST_F(Refresh, AFileThatWasReadableKeepsItsFiguresWhileItIsNot) {
 
 TEST_F(Refresh, PathsAreBytes) {
   const std::string odd = ".claude/projects/p\xFF\xFE/a\nb.jsonl";
-  std::string line = usageLine(1).text();
+  std::string line = rawLine(1).text();
   line.replace(line.find(R"("sessionId":"5e55-1",)"), 21, "");
   home.write(odd, line);
   refresh();

@@ -1,13 +1,13 @@
 #pragma once
 
-// Lines of transcripts for tests. Every field has a value that makes a valid line; a test sets those it is
-// about.
+// Lines of transcripts for tests of reading, where every byte matters: the usage object is written out. Every
+// field has a value that makes a valid line; a test sets those it is about.
 
 #include <string>
 
 namespace tallyfin {
 
-struct UsageLine {
+struct RawLine {
   std::string id = "msg_1";
   std::string request = "req_1";
   std::string timestamp = "2026-05-04T10:00:00Z";
@@ -28,8 +28,8 @@ struct UsageLine {
 };
 
 /// A line of request number `n`, with the counts that matter.
-inline UsageLine usageLine(int n, int input = 10, int output = 5) {
-  UsageLine line;
+inline RawLine rawLine(int n, int input = 10, int output = 5) {
+  RawLine line;
   line.id = "msg_" + std::to_string(n);
   line.request = "req_" + std::to_string(n);
   line.usage = "\"input_tokens\":" + std::to_string(input) + ",\"output_tokens\":" + std::to_string(output);
