@@ -1,0 +1,108 @@
+// The check of the cache against a fresh read, over files that change behind the cache's back.
+
+#include "Support/RawLine.hpp"
+#include "Support/TempHome.hpp"
+#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinCore/Verification.hpp"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace tallyfin {
+namespace {
+
+constexpr const char* kA = ".claude/projects/p/a.jsonl";
+constexpr const char* kB = ".claude-work/projects/p/b.jsonl";
+constexpr const char* kClean = "divergence 0 — the cache matches a full scan exactly ";
+
+class Verification : public testing::Test {
+ protected:
+  void refresh() {
+    cache.refresh(homes, [] { return TimePoint{}; });
+  }
+
+  VerificationResult verify() {
+    double seconds = 100;
+    return cache.verifyAgainstFullScan(homes, Calendar::utc(), [&] { return TimePoint{seconds++}; });
+  }
+
+  const TempHome home;
+  const std::vector<SourceHome> homes = SourceHome::defaults(home.path());
+  ScanCache cache{home.path("cache.bin")};
+};
+
+TEST_F(Verification, OfNothingIsClean) {
+  EXPECT_EQ(cache.lastVerification(), std::nullopt);
+  const VerificationResult result = verify();
+  EXPECT_TRUE(result.isClean());
+  EXPECT_EQ(result.summary(), std::string(kClean) + "(0 requests verified)");
+  EXPECT_EQ(result.checkedAt.seconds, 101);
+  EXPECT_EQ(result.duration, 1);
+  EXPECT_EQ(cache.lastVerification(), result);
+  cache.clear();
+  EXPECT_EQ(cache.lastVerification(), std::nullopt);
+}
+
+TEST_F(Verification, ComparesOnlyWhatTheCacheHasRead) {
+  home.write(kA, rawLine(1).text() + "half");
+  home.write(kB, rawLine(1, 90, 5).text());
+  refresh();
+  VerificationResult result = verify();
+  EXPECT_EQ(result.summary(), std::string(kClean) +
+                                  "(1 request verified); 0.0 MB written after the cache were not "
+                                  "compared (they are not in it, by definition)");
+  EXPECT_EQ(result.bytesNotCompared, 4U);
+  EXPECT_EQ(result.cachedRequests, 1);
+  EXPECT_EQ(result.freshRequests, 1);
+  EXPECT_DOUBLE_EQ(result.cachedCost, (90 * 5 + 5 * 25) / 1e6);
+  EXPECT_EQ(result.freshCost, result.cachedCost);
+
+  home.append(kA, " of a line\n" + rawLine(2).text());  // grew
+  home.write(".claude/projects/p/new.jsonl", std::string(1'572'864 - 11 - rawLine(2).text().size() - 4, 'x'));
+  result = verify();
+  EXPECT_TRUE(result.isClean());
+  EXPECT_EQ(result.bytesNotCompared, 1'572'864U);
+  EXPECT_NE(result.summary().find("; 1.5 MB written"), std::string::npos);
+  refresh();
+  EXPECT_EQ(verify().summary().find("DIVERGENCE"), std::string::npos);
+}
+
+TEST_F(Verification, NamesEachKindOfDivergence) {
+  home.write(kA, rawLine(1, 10).text() + rawLine(2, 10).text());
+  home.write(kB, rawLine(3, 10).text() + rawLine(4, 10).text());
+  refresh();
+  const std::string a = home.read(kA);
+
+  std::string edited = a;
+  edited.replace(edited.find("\"input_tokens\":10"), 17, "\"input_tokens\":11");
+  home.write(kA, edited);
+  EXPECT_EQ(verify().summary(), "DIVERGENCE: 1 with different figures");
+
+  std::string renamed = edited;
+  renamed.replace(renamed.find("msg_2"), 5, "msg_9");
+  home.write(kA, renamed);
+  EXPECT_EQ(verify().summary(),
+            "DIVERGENCE: 1 missing from cache, 1 extra in cache, 1 with different figures");
+
+  home.write(kA, a);
+  home.truncate(kB, static_cast<long>(rawLine(3).text().size()));
+  EXPECT_EQ(verify().summary(), "DIVERGENCE: 1 extra in cache");
+  home.remove(kB);  // no longer listed: not read
+  EXPECT_EQ(verify().summary(), "DIVERGENCE: 2 extra in cache");
+}
+
+TEST_F(Verification, WhatIsNotCountedIsNoDivergence) {
+  home.write(kA, rawLine(1).text());
+  refresh();
+  std::string line = rawLine(1).text();
+  line.replace(line.find("claude-opus-5"), 13, "claude-opus-4");
+  line.replace(line.find("/src/alpha"), 10, "/src/other");
+  home.write(kA, line);
+  const VerificationResult result = verify();
+  EXPECT_TRUE(result.isClean());
+  EXPECT_NE(result.freshCost, result.cachedCost);
+}
+
+}  // namespace
+}  // namespace tallyfin
