@@ -13,8 +13,8 @@ namespace tallyfin {
 namespace {
 
 constexpr std::string_view kMagic = "TFC1";
-constexpr std::uint64_t kLargestFile = std::uint64_t{4}
-                                       << 30;  // bytes; beyond it, reading the transcripts is cheaper
+// Some ten million requests. A larger file is none of ours, or reading the transcripts is the better way.
+constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;  // bytes
 
 // The counters of a file entry and the counts of a record entry, in the order of the layout.
 constexpr std::int64_t FileDiagnostics::*kCounters[] = {
