@@ -22,8 +22,8 @@ std::vector<UsageRecord> someRecords(std::size_t count) {
                               "nova-1"};
   constexpr std::array agents{"", "areviewer-0123456789abcdef", "areviewer-fedcba9876543210", "f00dcafe",
                               "zz"};
-  constexpr std::array directories{"/home/ada/alpha", "/home/ada/alpha/.claude/worktrees/one", "/work/beta",
-                                   "/work/beta/.claude/worktrees/two", ""};
+  constexpr std::array directories{"/home/ada/alpha", "/home/ada/alpha/.claude/worktrees/one", "/repo/beta",
+                                   "/repo/beta/.claude/worktrees/two", ""};
   constexpr std::array days{"2026-08-30", "2026-08-31", "2026-09-01", "2026-09-02"};
   std::mt19937 random(20260310);
   const auto below = [&](std::size_t end) { return static_cast<std::size_t>(random() % end); };

@@ -131,19 +131,19 @@ TEST(Lookup, TheMainSessionIsAKeywordAndNothingElse) {
 
 TEST(Lookup, ProjectsByAnyFragment) {
   const Report report = reportOf({
-      spent({.cwd = "/work/api"}, 1),
-      spent({.cwd = "/work/api-client"}, 3),
+      spent({.cwd = "/repo/api"}, 1),
+      spent({.cwd = "/repo/api-client"}, 3),
       spent({.cwd = "/home/ada/Café"}, 2),
       spent({.cwd = ""}, 1),
-      unpriced({.cwd = "/work/zebra"}),
+      unpriced({.cwd = "/repo/zebra"}),
   });
   const LookupCase cases[] = {
-      {"/WORK/API", "/work/api"},
-      {"api", "/work/api-client — $3.00; /work/api — $1.00"},
-      {"client", "/work/api-client"},
+      {"/WORK/API", "/repo/api"},
+      {"api", "/repo/api-client — $3.00; /repo/api — $1.00"},
+      {"client", "/repo/api-client"},
       {"work",
-       "/work/api-client — $3.00; /work/api — $1.00; "
-       "/work/zebra — unknown (1 request, no known price: nova-1)"},
+       "/repo/api-client — $3.00; /repo/api — $1.00; "
+       "/repo/zebra — unknown (1 request, no known price: nova-1)"},
       {"~/CAFE\u0301", "~/Café"},
       {"caf\u00e9", "~/Café"},
       {"cafe", "-"},
