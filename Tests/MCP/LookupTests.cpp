@@ -138,10 +138,10 @@ TEST(Lookup, ProjectsByAnyFragment) {
       unpriced({.cwd = "/repo/zebra"}),
   });
   const LookupCase cases[] = {
-      {"/WORK/API", "/repo/api"},
+      {"/REPO/API", "/repo/api"},
       {"api", "/repo/api-client — $3.00; /repo/api — $1.00"},
       {"client", "/repo/api-client"},
-      {"work",
+      {"repo",
        "/repo/api-client — $3.00; /repo/api — $1.00; "
        "/repo/zebra — unknown (1 request, no known price: nova-1)"},
       {"~/CAFE\u0301", "~/Café"},
