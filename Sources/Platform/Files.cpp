@@ -306,6 +306,11 @@ bool isDirectory(const std::string& path) {
   return look(path, status) && S_ISDIR(status.st_mode);
 }
 
+bool isDanglingLink(const std::string& path) {
+  struct stat status {};
+  return canExist(path) && ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode) && !exists(path);
+}
+
 std::optional<std::vector<std::string>> filesBelow(const std::string& root, std::string_view extension) {
   if (!isDirectory(root)) {
     return std::nullopt;

@@ -30,6 +30,9 @@ bool exists(const std::string& path);
 
 bool isDirectory(const std::string& path);
 
+/// Whether `path` is a symbolic link to nothing.
+bool isDanglingLink(const std::string& path);
+
 /// Paths of all entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a
 /// name must have something before that dot. Entries whose name begins with a point are left out, with all
 /// that lies below them. Symbolic links to directories are not walked. Directories that cannot be read are

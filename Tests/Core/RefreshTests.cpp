@@ -211,6 +211,8 @@ TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
   for (int round = 0; round < 3; ++round) {
     const auto [result, stats] = refresh();
     EXPECT_THAT(result.diagnostics.filesUnreadable, ElementsAre(fifo, directory)) << round;
+    expectSame(result, fullScan());
+    expectSame(result, fullScan(true));
     EXPECT_EQ(result.records.size(), 3U);
     EXPECT_EQ(stats.filesTotal, 6);
     EXPECT_EQ(stats.filesTotal,
