@@ -151,8 +151,8 @@ std::atomic<unsigned> nextTemporary = 0;
 /// A file beside `target` that is gone again unless it took the target's place.
 class Temporary {
  public:
-  explicit Temporary(const std::string& target)
-      : target_(target), path_(freshName()), file_(path_, kFlags, 0600) {
+  Temporary(const std::string& target, unsigned mode)
+      : target_(target), path_(freshName()), file_(path_, kFlags, static_cast<mode_t>(mode)) {
     if (!file_.isOpen()) {
       fail(errno, "cannot create ", path_);
     }
@@ -389,7 +389,7 @@ std::optional<std::string> contents(const std::string& path, std::uint64_t limit
   }
 }
 
-void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce) {
+void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce, unsigned mode) {
   if (!canExist(path)) {
     fail(ENOENT, "cannot replace ", path);
   }
@@ -403,17 +403,20 @@ void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> 
   const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
   removeStaleTemporaries(directory, concat(name, kTemporaryMark));
 
-  Temporary temporary(path);
+  Temporary temporary(path, mode);
   produce([&](std::string_view bytes) { temporary.append(bytes); });
   temporary.replaceTarget();
 }
 
-void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts) {
-  replaceAtomically(path, [&](Output out) {
-    for (const std::string_view part : parts) {
-      out(part);
-    }
-  });
+void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts, unsigned mode) {
+  replaceAtomically(
+      path,
+      [&](Output out) {
+        for (const std::string_view part : parts) {
+          out(part);
+        }
+      },
+      mode);
 }
 
 std::error_code createDirectories(const std::string& path) {

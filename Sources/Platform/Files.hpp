@@ -49,14 +49,16 @@ std::optional<std::string> contents(const std::string& path, std::uint64_t limit
 
 /// Writes what `produce` hands to its argument, piece by piece, to a temporary file beside `path`, flushes it
 /// to the disk and renames it over `path`: a reader sees the old content or the new, whole. The file gets
-/// mode 0600. Temporary files that a killed process left behind are removed. A symbolic link is itself
-/// replaced; a directory or a device is refused. On failure the old file stays and the temporary one is gone.
-/// Throws std::system_error.
+/// `mode`, less what the process masks out. Temporary files that a killed process left behind are removed. A
+/// symbolic link is itself replaced; a directory or a device is refused. On failure the old file stays and
+/// the temporary one is gone. Throws std::system_error.
 using Output = absl::FunctionRef<void(std::string_view)>;
-void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce);
+void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce,
+                       unsigned mode = 0600);
 
 /// The same for a content that is at hand.
-void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts);
+void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts,
+                       unsigned mode = 0600);
 
 /// Makes a directory with all its parents. The error, if any, or nothing.
 std::error_code createDirectories(const std::string& path);

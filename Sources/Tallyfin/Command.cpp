@@ -136,19 +136,29 @@ int print(std::string_view document, const Console& console) {
   return failed;
 }
 
-// Writes a document into a folder, made when it is missing, and prints its path.
+// Makes the folder that documents go to, before the transcripts are read: what cannot work fails at once.
+void makeDirectory(const Request& request) {
+  if (!request.directory) {
+    return;
+  }
+  if (const std::error_code error = Files::createDirectories(*request.directory)) {
+    throw std::system_error(error, concat("cannot make the folder \"", *request.directory, "\""));
+  }
+}
+
+// Writes a document into a folder and prints its path.
 int writeFile(const std::string& directory, const Exporter::Document& document,
               const Exporter::Options& options, std::string_view content, const Console& console) {
-  if (const std::error_code error = Files::createDirectories(directory)) {
-    throw std::system_error(error, concat("cannot make ", directory));
-  }
-  const std::string path = concat(directory, "/", Exporter::suggestedFileName(document, options));
-  Files::replaceAtomically(path, {content});
+  constexpr unsigned kReadableByAll = 0666;  // less what the user's mask takes away, as for any report
+  const std::string path =
+      concat(directory, directory.ends_with('/') ? "" : "/", Exporter::suggestedFileName(document, options));
+  Files::replaceAtomically(path, {content}, kReadableByAll);
   return print(concat(path, "\n"), console);
 }
 
 int csv(const Request& request, const Selection& selection, const Environment& environment,
         const Console& console) {
+  makeDirectory(request);
   const bool hasHours = request.isAll || request.axis == rawValue(Exporter::Axis::hour);
   const Account account = accountOf(request, selection, environment, hasHours, console);
   if (request.axis) {
@@ -167,6 +177,7 @@ int csv(const Request& request, const Selection& selection, const Environment& e
 
 int provenance(const Request& request, const Selection& selection, const Environment& environment,
                const Console& console) {
+  makeDirectory(request);
   const Account account = accountOf(request, selection, environment, false, console);
   const std::string document = Exporter::provenanceCSV(account.report, account.options);
   return request.directory ? writeFile(*request.directory, Exporter::Document::provenance(), account.options,
@@ -199,13 +210,44 @@ int scan(const Request& request, const Environment& environment, const Console& 
     seen = Scanner::scan(sourceHomes(environment), !request.isSerial, environment.now).diagnostics;
   }
   const auto unreadable = static_cast<std::int64_t>(seen.filesUnreadable.size());
-  return print(
-      concat("files      ", grouped(seen.filesScanned), "\n", "requests   ", grouped(seen.uniqueRequests),
-             "\n", "bytes      ", grouped(static_cast<std::int64_t>(seen.bytesRead)), "\n", "losses     ",
-             counted(seen.totalRejected(), "line", "lines"), " rejected · ",
-             counted(unreadable, "file", "files"), " unreadable\n", "time       ",
-             absl::StrFormat("%.3f", seen.duration), " s\n"),
-      console);
+  std::string losses = concat(counted(seen.totalRejected(), "line", "lines"), " rejected · ",
+                              counted(unreadable, "file", "files"), " unreadable");
+  if (seen.filesScanned == 0) {
+    losses = "unknown — no transcript was found";  // nothing was read, so nothing can have been lost or kept
+  }
+  return print(concat("files      ", grouped(seen.filesScanned), "\n", "requests   ",
+                      seen.filesScanned == 0 ? losses : grouped(seen.uniqueRequests), "\n", "bytes      ",
+                      grouped(static_cast<std::int64_t>(seen.bytesRead)), "\n", "losses     ", losses, "\n",
+                      "time       ", absl::StrFormat("%.3f", seen.duration), " s\n"),
+               console);
+}
+
+// A number of rows: decimal digits. Leading zeros are dropped, which the parser would take for octal.
+CLI::Validator rowCount() {
+  const auto check = [](std::string& text) -> std::string {
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) {
+      return concat("no number of rows: ", text);
+    }
+    text.erase(0, std::min(text.find_first_not_of('0'), text.size() - 1));
+    return {};
+  };
+  return {check, "N"};
+}
+
+// The arguments as the parser takes them, last one first. An empty value behind an equals sign becomes an
+// argument of its own; the parser would take the next one instead.
+std::vector<std::string> reversed(const std::vector<std::string>& arguments) {
+  std::vector<std::string> result;
+  for (const std::string& argument : arguments) {
+    if (argument.starts_with("--") && argument.ends_with('=')) {
+      result.push_back(argument.substr(0, argument.size() - 1));
+      result.emplace_back();
+    } else {
+      result.push_back(argument);
+    }
+  }
+  std::ranges::reverse(result);
+  return result;
 }
 
 // The options of the commands that make reports.
@@ -248,7 +290,7 @@ class Arguments {
     provenance_->add_option("--out", request.directory, "Write into this directory");
     addRange(*provenance_, request);
     summary_->add_option("--axes", request.axes, "Axes to show")->delimiter(',')->check(CLI::IsMember(names));
-    summary_->add_option("--rows", request.rows, "Rows an axis")->check(CLI::NonNegativeNumber);
+    summary_->add_option("--rows", request.rows, "Rows an axis")->transform(rowCount());
     addRange(*summary_, request);
     scan_->add_flag("--serial", request.isSerial, "On one processor");
   }
@@ -276,7 +318,7 @@ class Arguments {
     auto* const all = csv_->add_flag("--all", request.isAll, "Every axis that has rows")->excludes(axis);
     auto* const out = csv_->add_option("--out", request.directory, "Write into this directory")->needs(all);
     all->needs(out);
-    csv_->add_option("--limit", request.limit, "At most so many rows a table")->check(CLI::NonNegativeNumber);
+    csv_->add_option("--limit", request.limit, "At most so many rows a table")->transform(rowCount());
     csv_->add_flag("--bom", request.byteOrderMark, "Begin with a byte order mark");
     addRange(*csv_, request);
     csv_->callback([axis, all] {
@@ -311,7 +353,7 @@ int run(const std::vector<std::string>& arguments, Environment environment, cons
   Request request;
   Arguments parser(request);
   try {
-    parser.app().parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    parser.app().parse(reversed(arguments));
     if (request.home) {
       environment.tallyfinHome = request.home;
     }

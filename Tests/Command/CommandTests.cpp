@@ -1,5 +1,6 @@
 // The command over one small home, at a fixed clock and zone.
 
+#include "Platform/Files.hpp"
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
 #include "Tallyfin/Command.hpp"
@@ -78,6 +79,10 @@ TEST_F(CommandTest, ATableGoesToStandardOutputAlone) {
   EXPECT_EQ(err, "");
   EXPECT_EQ(run({"csv", "--axis", "day", "--limit", "1", "--bom"}), 0);
   EXPECT_EQ(out, "\xEF\xBB\xBF" + kHeader + kApril);
+  EXPECT_EQ(run({"csv", "--axis", "day", "--limit", "00"}), 0);
+  EXPECT_EQ(out, kHeader);
+  EXPECT_EQ(run({"csv", "--axis", "day", "--limit", "08"}), 0) << err;
+  EXPECT_EQ(out, kHeader + kApril + kMay) << "decimal";
   EXPECT_EQ(run({"csv", "--axis", "hour"}), 0);
   EXPECT_THAT(out, HasSubstr("\nhour,12,12:00,"));
 }
@@ -115,8 +120,10 @@ TEST_F(CommandTest, AllTablesAreFilesUnderTheirNames) {
       run({"csv", "--all", "--out", directory, "--from", "2026-05-04", "--to", "2026-05-04", "--limit", "0"}),
       0);
   EXPECT_EQ(machine_.home.read("reports/may/tallyfin-day-2026-05-04_2026-05-04.csv"), kHeader);
-  EXPECT_EQ(run({"csv", "--all", "--out", directory, "--from", "2020-01-01", "--to", "2020-01-01"}), 0);
+  const std::string empty = path("reports/empty");
+  EXPECT_EQ(run({"csv", "--all", "--out", empty, "--from", "2020-01-01", "--to", "2020-01-01"}), 0);
   EXPECT_EQ(out, "") << "no axis has rows";
+  EXPECT_TRUE(Files::isDirectory(empty));
 }
 
 TEST_F(CommandTest, TheProvenanceNamesPeriodFilesAndLosses) {
@@ -133,6 +140,8 @@ TEST_F(CommandTest, TheProvenanceNamesPeriodFilesAndLosses) {
                              ",1.000000,1 request in range · 2 usage lines in the whole file\n"
                              "source file," +
                              path(kTwo) + ",unknown,1 request in range · 1 usage line in the whole file\n"));
+  EXPECT_EQ(run({"provenance", "--label=", "--out", path("p"), "--preset", "thisMonth"}), 0) << err;
+  EXPECT_EQ(out, path("p/tallyfin-provenance-.csv") + "\n");
   EXPECT_EQ(run({"provenance", "--out", path("p"), "--label", ""}), 0);
   EXPECT_EQ(out, path("p/tallyfin-provenance-.csv") + "\n");
   EXPECT_THAT(machine_.home.read("p/tallyfin-provenance-.csv"),
@@ -199,6 +208,10 @@ TEST_F(CommandTest, OptionsStandInForTheEnvironment) {
   EXPECT_THAT(other.read("c/own.bin"), StartsWith("TFC1"));
   EXPECT_EQ(run({"scan", "--home", other.path()}), 0);
   EXPECT_THAT(out, StartsWith("files      1\n"));
+  EXPECT_EQ(run({"scan", "--home", path("nowhere")}), 0);
+  EXPECT_EQ(out,
+            "files      0\nrequests   unknown — no transcript was found\nbytes      0\n"
+            "losses     unknown — no transcript was found\ntime       0.000 s\n");
 }
 
 TEST_F(CommandTest, WrongUsageIsToldAndDoesNothing) {
@@ -212,6 +225,8 @@ TEST_F(CommandTest, WrongUsageIsToldAndDoesNothing) {
       {"csv", "--axis", "day", "--out", "x"},
       {"csv", "--axis", "day", "--limit", "-1"},
       {"csv", "--axis", "day", "--limit", "many"},
+      {"csv", "--axis", "day", "--limit", "0x10"},
+      {"csv", "--axis", "day", "--limit="},
       {"csv", "--axis", "day", "--preset", "custom"},
       {"csv", "--axis", "day", "--preset", "today"},
       {"csv", "--axis", "day", "--preset", "thisMonth", "--from", "2026-01-01", "--to", "2026-01-02"},

@@ -8,7 +8,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace tallyfin {
 namespace {
@@ -49,6 +51,32 @@ TEST_F(ProcessTest, StatusesAndStreamsAreThoseOfAShellCommand) {
   EXPECT_EQ(shell("\"$T\" csv --all --out reports > out"), 0);
   EXPECT_EQ(shell("ls reports | wc -l > out; cat out > /dev/null"), 0);
   EXPECT_THAT(home_.read("out"), testing::HasSubstr("8"));
+}
+
+TEST_F(ProcessTest, AReaderThatIsGoneIsAFailureAndNoSignal) {
+  EXPECT_EQ(shell("\"$T\" csv --axis day >&- 2> err"), 1);
+  EXPECT_EQ(home_.read("err"), "tallyfin: cannot write to standard output\n");
+  EXPECT_EQ(shell("\"$T\" --help >&- 2>&- <&-"), 1);
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  ASSERT_EQ(dup2(ends[1], 9), 9);  // shells name descriptors by one digit
+  EXPECT_EQ(shell("\"$T\" csv --axis day >&9 2> err"), 1);
+  close(9);
+  close(ends[1]);
+}
+
+TEST_F(ProcessTest, ReportsAreFilesAsTheUserWantsThemAndReplaceOldOnes) {
+  EXPECT_EQ(shell("umask 022; \"$T\" provenance --label x --out reports/ > out"), 0);
+  EXPECT_EQ(home_.read("out"), "reports/tallyfin-provenance-x.csv\n");
+  struct stat first {};
+  ASSERT_EQ(stat(home_.path("reports/tallyfin-provenance-x.csv").c_str(), &first), 0);
+  EXPECT_EQ(first.st_mode & 0777U, 0644U);
+  EXPECT_EQ(shell("ln reports/*.csv old; \"$T\" provenance --bom --label x --out reports > out"), 0);
+  EXPECT_THAT(home_.read("reports/tallyfin-provenance-x.csv"), testing::StartsWith("\xEF\xBB\xBFsection"));
+  EXPECT_THAT(home_.read("old"), testing::StartsWith("section"))
+      << "who has the old file open keeps it whole";
+  EXPECT_EQ(shell("test \"$(ls -A reports)\" = tallyfin-provenance-x.csv"), 0) << "nothing is left behind";
 }
 
 TEST_F(ProcessTest, OtherProgramsReadTheTables) {

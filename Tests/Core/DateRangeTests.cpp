@@ -73,6 +73,25 @@ TEST(RangePreset, NamesItsDays) {
   }
 }
 
+TEST(RangePreset, TodayIsThatOfTheZone) {
+  const struct {
+    RangePreset preset;
+    const char* zone;
+    const char* now;
+    const char* label;
+  } cases[] = {
+      {RangePreset::yearToDate, "Asia/Tokyo", "2025-12-31T15:00:00Z", "2026-01-01"},
+      {RangePreset::lastMonth, "Asia/Tokyo", "2026-02-28T15:00:00Z", "2026-02-01 → 2026-02-28"},
+      {RangePreset::last7Days, "America/New_York", "2026-03-10T03:59:59Z", "2026-03-03 → 2026-03-09"},
+      {RangePreset::thisMonth, "America/Asuncion", "2000-10-02T12:00:00Z",
+       "2000-10-01 → 2000-10-02"},  // the first had no midnight
+  };
+  for (const auto& [preset, name, now, label] : cases) {
+    const Calendar calendar = zone(name);
+    EXPECT_EQ(range(preset, at(now), calendar)->label(calendar), label) << name;
+  }
+}
+
 TEST(RangePreset, IsKnownByItsRawValue) {
   std::string all;
   for (const RangePreset preset : pickableRangePresets) {

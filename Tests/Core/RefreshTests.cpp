@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,9 @@ void expectSame(const ScanResult& left, const ScanResult& right) {
   EXPECT_EQ(a.bytesRead, b.bytesRead);
   EXPECT_EQ(a.usageLinesSeen, b.usageLinesSeen);
   EXPECT_EQ(a.linesRejectedInvalidJSON, b.linesRejectedInvalidJSON);
+  EXPECT_EQ(a.linesRejectedNoMessage, b.linesRejectedNoMessage);
+  EXPECT_EQ(a.linesRejectedNoTimestamp, b.linesRejectedNoTimestamp);
+  EXPECT_EQ(a.linesRejectedNoIdentity, b.linesRejectedNoIdentity);
   EXPECT_EQ(a.linesNotUsageBearing, b.linesNotUsageBearing);
   EXPECT_EQ(a.linesSkippedZeroUsage, b.linesSkippedZeroUsage);
   EXPECT_EQ(a.longestLineBytes, b.longestLineBytes);
@@ -183,6 +187,36 @@ TEST_F(Refresh, TheParallelScanGivesTheSerialAnswer) {
   }
   expectSame(fullScan(true), fullScan(false));
   expectSame(refresh().result, fullScan(true));
+}
+
+// Lines with damage at any byte, files without a line feed, and what is no file at all.
+TEST_F(Refresh, HostileFilesGiveTheSameOnEveryRoad) {
+  std::mt19937_64 random(7);  // NOLINT(bugprone-random-generator-seed): the same files every time
+  for (int file = 0; file < 40; ++file) {
+    std::string content;
+    for (int line = 0; line < 30; ++line) {
+      std::string text = rawLine(static_cast<int>(random() % 200), line, file).text();
+      for (std::uint64_t faults = random() % 3; faults > 0; --faults) {
+        text[random() % text.size()] = static_cast<char>(random());
+      }
+      content += text.substr(random() % 8 == 0 ? random() % text.size() : 0);
+    }
+    content.resize(content.size() - random() % 100);
+    home.write((file % 2 == 0 ? ".claude/projects/p/" : ".claude-outlook/projects/p/") +
+                   std::to_string(file) + ".jsonl",
+               content);
+  }
+  home.makeDirectory(".claude/projects/p/directory.jsonl");
+  ASSERT_EQ(::mkfifo(home.path(".claude/projects/p/3.fifo.jsonl").c_str(), 0600), 0);
+  home.link(".claude-outlook/projects/p/zero.jsonl", "/dev/zero");
+  home.write(".claude/projects/p/nul.jsonl", std::string(3'000'000, '\0') + "\n" + rawLine(500).text());
+  const ScanResult serial = fullScan();
+  EXPECT_EQ(serial.diagnostics.filesUnreadable.size(), 3U);
+  EXPECT_GT(serial.diagnostics.linesRejectedInvalidJSON, 100);
+  EXPECT_GT(serial.records.size(), 100U);
+  expectSame(fullScan(true), serial);
+  expectSame(refresh().result, serial);
+  EXPECT_TRUE(cache.verifyAgainstFullScan(homes, Calendar::utc(), stopped).isClean());
 }
 
 TEST_F(Refresh, OnlyVisibleJsonlFilesAreListed) {

@@ -92,6 +92,47 @@ TEST_F(Verification, NamesEachKindOfDivergence) {
   EXPECT_EQ(verify().summary(), "DIVERGENCE: 2 extra in cache");
 }
 
+TEST_F(Verification, EachTokenCountIsCompared) {
+  RawLine line;
+  line.usage =
+      R"("input_tokens":1,"output_tokens":2,"cache_read_input_tokens":3,"cache_creation_input_tokens":9,)"
+      R"("cache_creation":{"ephemeral_5m_input_tokens":4,"ephemeral_1h_input_tokens":5},)"
+      R"("server_tool_use":{"web_search_requests":6,"web_fetch_requests":7})";
+  home.write(kA, line.text());
+  refresh();
+  const struct {
+    std::string from;
+    std::string to;
+    int mismatched;
+  } cases[] = {{"\"input_tokens\":1", "\"input_tokens\":8", 1},
+               {"\"output_tokens\":2", "\"output_tokens\":8", 1},
+               {"\"cache_read_input_tokens\":3", "\"cache_read_input_tokens\":8", 1},
+               {R"("ephemeral_5m_input_tokens":4,"ephemeral_1h_input_tokens":5)",
+                R"("ephemeral_5m_input_tokens":5,"ephemeral_1h_input_tokens":4)", 1},
+               {"\"web_search_requests\":6", "\"web_search_requests\":8", 0},
+               {"\"web_fetch_requests\":7", "\"web_fetch_requests\":8", 0}};
+  for (const auto& [from, to, mismatched] : cases) {
+    std::string edited = line.text();
+    edited.replace(edited.find(from), from.size(), to);
+    home.write(kA, edited);
+    const VerificationResult result = verify();
+    EXPECT_EQ(result.mismatchedRecords, mismatched) << to;
+    EXPECT_EQ(result.missingFromCache + result.extraInCache, 0) << to;
+  }
+}
+
+TEST_F(Verification, ChangesNeitherTheCacheNorItsFile) {
+  home.write(kA, rawLine(1).text());
+  refresh();
+  cache.save();
+  const std::string before = home.read("cache.bin");
+  home.remove(kA);
+  verify();
+  EXPECT_EQ(home.read("cache.bin"), before);
+  ASSERT_EQ(cache.recordsPerFile().size(), 1U);
+  EXPECT_EQ(cache.recordsPerFile()[0].records().size(), 1U);
+}
+
 TEST_F(Verification, WhatIsNotCountedIsNoDivergence) {
   home.write(kA, rawLine(1).text());
   refresh();
