@@ -95,6 +95,16 @@ struct Tool {
   std::string (*run)(DataSource& data, const JsonValue& arguments);
 };
 
+MCPServer::ToolResult run(const Tool& tool, DataSource& data, const JsonValue& arguments) {
+  try {
+    return {.text = tool.run(data, arguments), .isError = false};
+  } catch (const MCPError& error) {
+    return {.text = error.what(), .isError = true};
+  } catch (const std::exception& error) {
+    return {.text = concat("Error: ", error.what()), .isError = true};
+  }
+}
+
 /// In the order of the catalogue.
 constexpr std::array runnable{
     Tool{"tally_overview", Tools::overview},    Tool{"tally_cost", Tools::cost},
@@ -162,13 +172,9 @@ MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue
     if (tool.name != name) {
       continue;
     }
-    try {
-      return {.text = tool.run(data_, arguments), .isError = false};
-    } catch (const MCPError& error) {
-      return {.text = error.what(), .isError = true};
-    } catch (const std::exception& error) {
-      return {.text = concat("Error: ", error.what()), .isError = true};
-    }
+    ToolResult result = run(tool, data_, arguments);
+    data_.finishSaving();
+    return result;
   }
   return {.text = concat("Unknown verb: ", name), .isError = true};
 }

@@ -44,6 +44,7 @@ TEST_F(DataSourceTest, TheSecondRunStartsFromTheCacheFile) {
   EXPECT_TRUE(Files::isDirectory(machine_.home.path("cache"))) << "made with the data source";
   EXPECT_FALSE(Files::exists(machine_.home.path("cache/scan.bin"))) << "no tool was called yet";
   first.ensureFresh();
+  first.finishSaving();
 
   DataSource second(machine_.environment());
   const RefreshStats& stats = second.ensureFresh();
