@@ -56,7 +56,7 @@ describe('the SDK', () => {
     assert.match(client.getInstructions(), /^Tallyfin measures what .* Start with tally_overview\. .*never 0\.$/);
   });
 
-  it('lists nine tools with valid schemas, and asks each of them', async () => {
+  it('lists its tools with valid schemas, and asks each of them', async () => {
     const { tools, ...rest } = await client.listTools();
     assert.deepEqual(rest, {});
     const ajv = new Ajv({ strict: true });
@@ -66,7 +66,6 @@ describe('the SDK', () => {
       assert.match(tool.name, /^[A-Za-z0-9_.-]{1,128}$/);
       validators.set(tool.name, ajv.compile(tool.inputSchema));
     }
-    assert.equal(tools.length, 9);
     assert.deepEqual([...validators.keys()], [...new Set(questions.map(([name]) => name))]);
     for (const [name, args, texts] of questions) {
       assert.ok(validators.get(name)(args), `${name}: our own question breaks the schema`);
