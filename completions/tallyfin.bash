@@ -8,7 +8,7 @@ _tallyfin() {
   case $previous in
     --axis) mapfile -t COMPREPLY < <(compgen -W "$axes" -- "$current"); return ;;
     --axes)  # names with commas between
-      local before=
+      local before=''
       [[ $current != *,* ]] || before=${current%,*},
       mapfile -t COMPREPLY < <(compgen -P "$before" -W "$axes" -- "${current##*,}")
       compopt -o nospace 2>/dev/null
@@ -28,7 +28,7 @@ _tallyfin() {
   esac
 
   # The command is the first word that is neither an option of all commands nor the value of one.
-  local command= i
+  local command='' i
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
       --home | --cache) ((i++)) ;;

@@ -7,7 +7,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 root=$here/../..
 failures=0
 
-sorted() { tr -s ' ,\n' '\n\n\n' | sed '/^$/d' | sort -u | tr '\n' ' '; }
+sorted() { tr -s ' ,' '\n' | sed '/^$/d' | sort -u | tr '\n' ' '; }
 
 expect_equal() {  # what, expected, found
   [ "$2" = "$3" ] && return
