@@ -16,7 +16,7 @@ namespace tallyfin {
 class MCPServer {
  public:
   static constexpr const char* serverName = "tallyfin";
-  static constexpr const char* serverVersion = "0.5.3";
+  static constexpr const char* serverVersion = TALLYFIN_VERSION;  // of the whole project
 
   /// `data` must outlive the server. `log` receives the text of a log line; prefix, line feed and the one
   /// write are its business.
