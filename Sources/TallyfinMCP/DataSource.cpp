@@ -1,9 +1,21 @@
 #include "TallyfinMCP/DataSource.hpp"
 
+#include "Platform/Memory.hpp"
+
 #include <exception>
 #include <utility>
 
 namespace tallyfin {
+namespace {
+
+// Whether a refresh has left much memory behind: dropped what it knew of files, or read a lot.
+bool leavesMemory(const RefreshStats& stats) {
+  constexpr std::uint64_t kMuch = std::uint64_t{16} << 20;  // bytes
+  return stats.filesGone > 0 || stats.filesRewound > 0 || stats.bytesRead > kMuch;
+}
+
+}  // namespace
+
 DataSource::DataSource(Environment environment)
     : environment_(std::move(environment)),
       homes_(sourceHomes(environment_)),
@@ -31,6 +43,9 @@ const RefreshStats& DataSource::ensureFresh() {
   if (!rosterLoaded_) {
     roster_.load(homes_);
     rosterLoaded_ = true;
+  }
+  if (leavesMemory(*refreshStats_)) {
+    giveBackMemory();
   }
   return *refreshStats_;
 }
