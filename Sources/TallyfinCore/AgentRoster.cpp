@@ -123,8 +123,8 @@ void AgentRoster::load(const std::vector<SourceHome>& homes) {
 }
 
 void AgentRoster::loadFile(const std::string& path) {
-  const std::optional<std::string> content = Files::contents(path, kLargestRoster);
-  std::optional<std::vector<Member>> members = content ? membersOf(*content) : std::nullopt;
+  const std::optional<Buffer> content = Files::contents(path, kLargestRoster);
+  std::optional<std::vector<Member>> members = content ? membersOf(content->bytes()) : std::nullopt;
   if (!members) {
     return;
   }

@@ -9,7 +9,7 @@ from harness import SHORT, STEPPED, TOOLS, Home, Server, check, line, main
 
 SHRINK = 20 if SHORT else 1
 MEGABYTE = 1_000_000
-NEAR = 24  # megabytes above the level before: what an allocator keeps, and what the cache knows of a file
+NEAR = 8  # megabytes above the level before: what an allocator keeps, and what the cache knows of a file
 
 
 def around(server, change, undo, near=NEAR, peak=None):
