@@ -98,8 +98,9 @@ def a_file_that_grows_without_end_has_an_end():
 
 @check
 def a_save_that_fails_leaves_the_old_cache_and_no_trace():
-    faults = [("write", "ENOSPC"), ("write", "EIO"), ("fsync", "EIO"), ("close", "EIO"), ("/^rename", "EXDEV"),
-              ("/^rename", "EACCES"), ("openat", "EMFILE")]
+    # With more positions than a run has such calls.
+    faults = [("write", "ENOSPC", 12), ("write", "EIO", 12), ("fsync", "EIO", 2), ("close", "EIO", 40),
+              ("/^rename", "EXDEV", 2), ("/^rename", "EACCES", 2), ("openat", "EMFILE", 40)]
     runs = 0
     with Home() as home:
         home.add("a.jsonl", b"".join(line(i) for i in range(4_000)))
@@ -108,8 +109,8 @@ def a_save_that_fails_leaves_the_old_cache_and_no_trace():
             cache = file.read()
         requests = 4_000
         home.add("a.jsonl", line(requests))
-        for call, error in faults:
-            for nth in range(1, 40):
+        for call, error, positions in faults:
+            for nth in range(1, positions + 1):
                 # The temporary file's name holds the number of a process that does not exist yet: all calls count but
                 # those on the standard streams, so a fault may also meet a log line or the answer.
                 with Server(home, prefix=strace(f"{call}:error={error}:when={nth}")) as server:
