@@ -1,9 +1,21 @@
 #include "TallyfinMCP/DataSource.hpp"
 
+#include "Platform/Memory.hpp"
+
 #include <exception>
 #include <utility>
 
 namespace tallyfin {
+namespace {
+
+// Whether a refresh has left much memory behind: dropped what it knew of files, or read a lot.
+bool leavesMemory(const RefreshStats& stats) {
+  constexpr std::uint64_t kMuch = std::uint64_t{16} << 20;  // bytes
+  return stats.filesGone > 0 || stats.filesRewound > 0 || stats.bytesRead > kMuch;
+}
+
+}  // namespace
+
 DataSource::DataSource(Environment environment)
     : environment_(std::move(environment)),
       homes_(sourceHomes(environment_)),
@@ -45,8 +57,12 @@ void DataSource::startSaving() {
 }
 
 void DataSource::finishSaving() {
-  if (saving_.valid()) {
-    saving_.get();
+  if (!saving_.valid()) {
+    return;
+  }
+  saving_.get();
+  if (leavesMemory(*refreshStats_)) {
+    giveBackMemory();
   }
 }
 

@@ -40,9 +40,6 @@ class MCPServer {
   /// The answer to a request; `id` and `params` are JSON, `params` empty when there is none.
   std::string dispatch(std::string_view method, std::string_view id, std::string_view params);
 
-  /// Runs the tool that the parameters of a call name; without a usable name that is the empty one.
-  ToolResult callTool(const std::optional<JsonValue>& params);
-
   DataSource& data_;
   std::function<void(std::string_view)> log_;
 };
