@@ -45,7 +45,7 @@ class Fixture {
     ScanDiagnostics diagnostics;
     files_ = Scanner::listing(homes_, diagnostics);
     for (const TranscriptFile& file : files_) {
-      bytes_ += Files::contents(file.path, std::uint64_t{1} << 30).value();
+      bytes_ += Files::contents(file.path, std::uint64_t{1} << 30).value().bytes();
     }
     for (std::size_t at = 0; at < bytes_.size();) {
       const std::size_t end = bytes_.find('\n', at);

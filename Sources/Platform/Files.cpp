@@ -201,19 +201,31 @@ class Temporary {
  private:
   static constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL;
   static constexpr std::size_t kCollected = std::size_t{64} * 1024;
+  static constexpr std::size_t kLargestWrite = std::size_t{1} << 20;
 
   void write(std::string_view bytes) {
-    constexpr std::size_t most = std::size_t{1} << 30;  // some systems refuse 2 GiB in one call
     while (!bytes.empty()) {
-      const ssize_t count = ::write(file_.number(), bytes.data(), std::min(bytes.size(), most));
+      const ssize_t count = ::write(file_.number(), bytes.data(), std::min(bytes.size(), kLargestWrite));
       if (count < 0 && errno == EINTR) {
         continue;
       }
       if (count <= 0) {
         fail(count < 0 ? errno : EIO, "cannot write ", path_);
       }
+      startFlushing(static_cast<std::size_t>(count));
       bytes.remove_prefix(static_cast<std::size_t>(count));
     }
+  }
+
+  /// Lets the disk begin with the last `count` bytes while the next are written, so that there is less to
+  /// wait for at the end. Only a hint: small files do without.
+  void startFlushing(std::size_t count) {
+#ifdef __linux__
+    if (count == kLargestWrite) {
+      ::sync_file_range(file_.number(), written_, static_cast<off_t>(count), SYNC_FILE_RANGE_WRITE);
+    }
+#endif
+    written_ += static_cast<off_t>(count);
   }
 
   std::string freshName() const {
@@ -224,6 +236,7 @@ class Temporary {
   std::string path_;
   Descriptor file_;
   std::string pending_;
+  off_t written_ = 0;  // bytes
   bool placed_ = false;
 };
 
@@ -358,33 +371,31 @@ std::optional<std::vector<std::string>> entryNames(const std::string& directory)
   return names;
 }
 
-std::optional<std::string> contents(const std::string& path, std::uint64_t limit) {
+std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
   Descriptor file(path, O_RDONLY | O_NONBLOCK);  // without it, opening a FIFO waits for a writer
   struct stat status {};
   if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
       static_cast<std::uint64_t>(status.st_size) > limit) {
     return std::nullopt;
   }
-  std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');  // room to see the end at once
-  std::size_t used = 0;
+  Buffer content;
+  // Room to see the end at once; some of the kernel's files do not tell their size.
+  content.reserve(std::max<std::size_t>(static_cast<std::size_t>(status.st_size) + 1, 4096));
   while (true) {
-    const ssize_t count = ::read(file.number(), text.data() + used, text.size() - used);
+    char* const place = content.room(1);
+    const ssize_t count = ::read(file.number(), place, content.capacity() - content.size());
     if (count < 0 && errno == EINTR) {
       continue;
     }
     if (count < 0) {
       return std::nullopt;
     }
-    used += static_cast<std::size_t>(count);
-    if (used > limit) {
-      return std::nullopt;
-    }
     if (count == 0) {
-      text.resize(used);
-      return text;
+      return content;
     }
-    if (used == text.size()) {
-      text.resize(used + std::max<std::size_t>(used / 2, 65536));
+    content.grow(static_cast<std::size_t>(count));
+    if (content.size() > limit) {
+      return std::nullopt;
     }
   }
 }

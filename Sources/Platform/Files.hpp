@@ -3,6 +3,7 @@
 // The file system as Tallyfin needs it, over POSIX: descriptors are opened with O_CLOEXEC, EINTR is retried,
 // and nothing here can block on a FIFO or a device. Paths are bytes; they need not be UTF-8.
 
+#include "Platform/Buffer.hpp"
 #include "absl/functional/function_ref.h"
 
 #include <cstdint>
@@ -45,7 +46,7 @@ std::optional<std::vector<std::string>> entryNames(const std::string& directory)
 
 /// The whole content of a regular file; absent when it cannot be read, is no regular file or holds more than
 /// `limit` bytes.
-std::optional<std::string> contents(const std::string& path, std::uint64_t limit);
+std::optional<Buffer> contents(const std::string& path, std::uint64_t limit);
 
 /// Writes what `produce` hands to its argument, piece by piece, to a temporary file beside `path`, flushes it
 /// to the disk and renames it over `path`: a reader sees the old content or the new, whole. The file gets

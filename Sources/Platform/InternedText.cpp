@@ -1,18 +1,19 @@
 #include "Platform/InternedText.hpp"
 
 #include "Platform/Text.hpp"
-#include "absl/container/flat_hash_map.h"
 #include "absl/hash/hash.h"
 #include "absl/strings/string_view.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <bit>
 #include <cstring>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tallyfin {
@@ -76,26 +77,81 @@ class Arena {
   std::size_t left_ = 0;
 };
 
-// Debian's Abseil hashes its own string_view well and leaves std::string_view to a slower function of the
-// library.
-struct Hash {
-  std::size_t operator()(std::string_view text) const {
-    return absl::Hash<absl::string_view>()(absl::string_view(text.data(), text.size()));
+// The lower half of a good hash. Debian's Abseil hashes its own string_view well and leaves std::string_view
+// to a slower function of the library.
+std::uint32_t hashOf(std::string_view text) {
+  return static_cast<std::uint32_t>(
+      absl::Hash<absl::string_view>()(absl::string_view(text.data(), text.size())));
+}
+
+// Finds the index of a text by its hash: open addressing, eight bytes a place. A hash map of texts takes
+// three times the memory and hashes every text again when it grows.
+class Places {
+ public:
+  // The index of the text, or nothing; `isText` tells whether an index is that of the text looked for.
+  template <typename IsText>
+  std::optional<std::uint32_t> find(std::uint32_t hash, IsText isText) const {
+    for (std::size_t at = hash & mask_; places_[at].next != 0; at = (at + 1) & mask_) {
+      if (places_[at].hash == hash && isText(places_[at].next - 1)) {
+        return places_[at].next - 1;
+      }
+    }
+    return std::nullopt;
   }
+
+  void insert(std::uint32_t hash, std::uint32_t index) {
+    if (++count_ > places_.size() / 4 * 3) {
+      enlarge(2 * places_.size());
+    }
+    put({hash, index + 1});
+  }
+
+  // Room for `count` more.
+  void reserve(std::size_t count) {
+    const std::size_t needed = std::bit_ceil((count_ + count) / 3 * 4 + 4);
+    if (needed > places_.size()) {
+      enlarge(needed);
+    }
+  }
+
+  // Fetches into the processor's cache what `find` will look at.
+  void prefetch(std::uint32_t hash) const { __builtin_prefetch(&places_[hash & mask_]); }
+
+ private:
+  struct Place {
+    std::uint32_t hash = 0;
+    std::uint32_t next = 0;  // the index and 1; 0: free
+  };
+
+  void put(Place place) {
+    std::size_t at = place.hash & mask_;
+    while (places_[at].next != 0) {
+      at = (at + 1) & mask_;
+    }
+    places_[at] = place;
+  }
+
+  void enlarge(std::size_t size) {
+    const std::vector<Place> before = std::exchange(places_, std::vector<Place>(size));
+    mask_ = size - 1;
+    for (const Place& place : before) {
+      if (place.next != 0) {
+        put(place);
+      }
+    }
+  }
+
+  std::vector<Place> places_ = std::vector<Place>(64);
+  std::size_t mask_ = 63;
+  std::size_t count_ = 0;
 };
 
 // One of several tables, each with its own lock, so that the threads of a parallel scan seldom wait for each
 // other.
 struct Shard {
   std::mutex lock;
-  absl::flat_hash_map<std::string_view, std::uint32_t, Hash> idOf;
+  Places places;
   Arena arena;
-
-  std::optional<std::uint32_t> find(std::string_view text) {
-    const std::lock_guard guard(lock);
-    const auto known = idOf.find(text);
-    return known == idOf.end() ? std::nullopt : std::optional(known->second);
-  }
 };
 
 struct Variant {
@@ -109,34 +165,58 @@ class Pool {
 
   // The number of a text in canonical form.
   std::uint32_t number(std::string_view text) {
-    Shard& shard = texts(text);
+    const std::uint32_t hash = hashOf(text);
+    Shard& shard = shardOf(hash);
     const std::lock_guard guard(shard.lock);
-    const auto known = shard.idOf.find(text);
-    if (known != shard.idOf.end()) {
-      return known->second;
+    return number(text, hash, shard);
+  }
+
+  // Sets the numbers of texts in ASCII and leaves those of the others. Looks at a batch of places ahead,
+  // since waiting for memory is most of what a lookup costs.
+  void numbersOfAscii(std::span<const std::string_view> texts, std::span<std::uint32_t> numbers) {
+    std::array<std::unique_lock<std::mutex>, kShards> guards;
+    for (std::size_t i = 0; i < kShards; ++i) {
+      guards[i] = std::unique_lock(shards_[i].lock);
     }
-    const std::string_view kept = shard.arena.keep(text);
-    const std::uint32_t number = texts_.append(kept);
-    shard.idOf.emplace(kept, number);
-    return number;
+    constexpr std::size_t kBatch = 32;
+    std::array<std::uint32_t, kBatch> hashes{};
+    for (std::size_t start = 0; start < texts.size(); start += kBatch) {
+      const std::span batch = texts.subspan(start, std::min(kBatch, texts.size() - start));
+      for (std::size_t i = 0; i < batch.size(); ++i) {
+        hashes[i] = hashOf(batch[i]);
+        shardOf(hashes[i]).places.prefetch(hashes[i]);
+      }
+      for (std::size_t i = 0; i < batch.size(); ++i) {
+        if (!batch[i].empty() && Text::isAscii(batch[i])) {
+          numbers[start + i] = number(batch[i], hashes[i], shardOf(hashes[i]));
+        }
+      }
+    }
   }
 
   // The number or index of a text that was stored with just these bytes. All that is stored is well-formed,
   // so a text that is found needs no look at its characters.
-  std::optional<std::uint32_t> knownNumber(std::string_view text) { return texts(text).find(text); }
-  std::optional<std::uint32_t> knownVariant(std::string_view text) { return variantShard_.find(text); }
+  std::optional<std::uint32_t> knownNumber(std::string_view text) {
+    const std::uint32_t hash = hashOf(text);
+    Shard& shard = shardOf(hash);
+    const std::lock_guard guard(shard.lock);
+    return shard.places.find(hash, [&](std::uint32_t number) { return texts_[number] == text; });
+  }
+  std::optional<std::uint32_t> knownVariant(std::string_view text) {
+    const std::lock_guard guard(variantShard_.lock);
+    return findVariant(text, hashOf(text));
+  }
 
   // The index of a spelling of the text `canonical`.
   std::uint32_t variant(std::string_view text, std::string_view canonical) {
     const std::uint32_t number = this->number(canonical);
+    const std::uint32_t hash = hashOf(text);
     const std::lock_guard guard(variantShard_.lock);
-    const auto known = variantShard_.idOf.find(text);
-    if (known != variantShard_.idOf.end()) {
-      return known->second;
+    if (const auto known = findVariant(text, hash)) {
+      return *known;
     }
-    const std::string_view kept = variantShard_.arena.keep(text);
-    const std::uint32_t index = variants_.append({kept, number});
-    variantShard_.idOf.emplace(kept, index);
+    const std::uint32_t index = variants_.append({variantShard_.arena.keep(text), number});
+    variantShard_.places.insert(hash, index);
     return index;
   }
 
@@ -147,11 +227,22 @@ class Pool {
  private:
   static constexpr std::size_t kShards = 16;
 
-  // Ids differ in their last characters.
-  Shard& texts(std::string_view text) {
-    const auto last = static_cast<unsigned char>(text.back());
-    const auto middle = static_cast<unsigned char>(text[text.size() / 2]);
-    return shards_[(text.size() + last + std::size_t{middle} * 5) % kShards];
+  // By the bits of the hash that its place in the shard needs last.
+  Shard& shardOf(std::uint32_t hash) { return shards_[hash >> 28]; }
+
+  std::uint32_t number(std::string_view text, std::uint32_t hash, Shard& shard) {
+    if (const auto known =
+            shard.places.find(hash, [&](std::uint32_t number) { return texts_[number] == text; })) {
+      return *known;
+    }
+    const std::uint32_t number = texts_.append(shard.arena.keep(text));
+    shard.places.insert(hash, number);
+    return number;
+  }
+
+  std::optional<std::uint32_t> findVariant(std::string_view text, std::uint32_t hash) const {
+    return variantShard_.places.find(hash,
+                                     [&](std::uint32_t index) { return variants_[index].text == text; });
   }
 
   std::array<Shard, kShards> shards_;
@@ -190,8 +281,22 @@ InternedText::InternedText(std::string_view text) {
   id_ = spelled == canonical ? pool().number(spelled) : (pool().variant(spelled, canonical) | kVariant);
 }
 
+std::vector<InternedText> InternedText::all(std::span<const std::string_view> texts) {
+  std::vector<std::uint32_t> numbers(texts.size(), 0);
+  pool().numbersOfAscii(texts, numbers);
+  std::vector<InternedText> all(texts.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (numbers[i] != 0 || texts[i].empty()) {
+      all[i].id_ = numbers[i];
+    } else {
+      all[i] = InternedText(texts[i]);
+    }
+  }
+  return all;
+}
+
 std::string_view InternedText::text() const {
-  return (id_ & kVariant) == 0 ? pool().text(id_) : pool().variantAt(id_ & ~kVariant).text;
+  return isCanonical() ? pool().text(id_) : pool().variantAt(id_ & ~kVariant).text;
 }
 
 std::string_view InternedText::canonical() const {

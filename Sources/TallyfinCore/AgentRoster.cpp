@@ -86,8 +86,8 @@ void AgentRoster::load(const std::vector<SourceHome>& homes) {
 }
 
 void AgentRoster::loadFile(const std::string& path) {
-  const std::optional<std::string> content = Files::contents(path, kLargestRoster);
-  const std::optional<JsonValue> document = content ? JsonValue::parse(*content) : std::nullopt;
+  const std::optional<Buffer> content = Files::contents(path, kLargestRoster);
+  const std::optional<JsonValue> document = content ? JsonValue::parse(content->bytes()) : std::nullopt;
   const JsonValue::Array* members = document ? membersOf(*document) : nullptr;
   if (members == nullptr) {
     return;

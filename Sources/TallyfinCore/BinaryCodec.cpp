@@ -1,30 +1,10 @@
 #include "TallyfinCore/BinaryCodec.hpp"
 
-#include <array>
 #include <bit>
 #include <cstring>
 
 namespace tallyfin {
 namespace {
-
-// The bytes of an unsigned integer.
-class Varint {
- public:
-  explicit Varint(std::uint64_t value) {
-    for (; value >= 0x80; value >>= 7) {
-      bytes_[size_++] = static_cast<char>(value | 0x80);
-    }
-    bytes_[size_++] = static_cast<char>(value);
-  }
-
-  std::string_view bytes() const { return {bytes_.data(), size_}; }
-
- private:
-  static constexpr std::size_t kLongest = 10;
-
-  std::array<char, kLongest> bytes_;  // only the first `size_` are ever read
-  std::size_t size_ = 0;
-};
 
 const char* description(DecodeError::Kind kind) {
   switch (kind) {
@@ -45,51 +25,51 @@ std::uint64_t swappedUnlessLittle(std::uint64_t bits) {
 
 }  // namespace
 
-void BinaryWriter::writeUInt(std::uint64_t value) {
-  if (value < 0x80) {  // most are
-    body_.push_back(static_cast<char>(value));
-  } else {
-    body_.append(Varint(value).bytes());
-  }
-}
-
 void BinaryWriter::writeDouble(double value) {
   const std::uint64_t bits = swappedUnlessLittle(std::bit_cast<std::uint64_t>(value));
-  body_.append(reinterpret_cast<const char*>(&bits), sizeof bits);
+  std::memcpy(body_.room(sizeof bits), &bits, sizeof bits);
+  body_.grow(sizeof bits);
 }
 
 std::uint32_t BinaryWriter::intern(std::string_view text) {
-  const auto [place, isNew] = indexOf_.try_emplace(text, static_cast<std::uint32_t>(strings_.size()));
+  const auto [place, isNew] = indexOf_.try_emplace(text, strings_);
   if (isNew) {
-    strings_.push_back(text);
+    add(text);
   }
   return place->second;
 }
 
 std::uint32_t BinaryWriter::add(std::string_view text) {
-  strings_.push_back(text);
-  return static_cast<std::uint32_t>(strings_.size() - 1);
+  put(table_, text.size());
+  table_.append(text);
+  return strings_++;
+}
+
+void BinaryWriter::reserve(std::size_t table, std::size_t body) {
+  table_.reserve(table);
+  body_.reserve(body);
 }
 
 void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const {
-  out(header);
-  out(Varint(strings_.size()).bytes());
-  for (const std::string_view text : strings_) {
-    out(Varint(text.size()).bytes());
-    out(text);
-  }
-  out(body_);
+  Buffer start;
+  start.append(header);
+  put(start, strings_);
+  out(start.bytes());
+  out(table_.bytes());
+  out(body_.bytes());
 }
 
 DecodeError::DecodeError(Kind kind) : std::runtime_error(description(kind)), kind_(kind) {}
 
-std::uint64_t BinaryReader::readUInt() {
+std::uint64_t BinaryReader::readLongUInt() {
   constexpr int kLastShift = 63;  // of the tenth byte, of which only the lowest bit can count
+  const char* place = next_;
   std::uint64_t value = 0;
-  for (int shift = 0; shift <= kLastShift; shift += 7) {
-    const std::uint8_t byte = readByte();
+  for (int shift = 0; shift <= kLastShift && place != end_; shift += 7) {
+    const auto byte = static_cast<std::uint8_t>(*place++);
     value |= std::uint64_t{byte & 0x7FU} << shift;
-    if ((byte & 0x80U) == 0) {
+    if (byte < 0x80) {
+      next_ = place;
       return value;
     }
   }
@@ -101,16 +81,16 @@ double BinaryReader::readDouble() {
   if (bytesLeft() < sizeof bits) {
     throw DecodeError(DecodeError::Kind::truncated);
   }
-  std::memcpy(&bits, bytes_.data() + offset_, sizeof bits);
-  offset_ += sizeof bits;
+  std::memcpy(&bits, next_, sizeof bits);
+  next_ += sizeof bits;
   return std::bit_cast<double>(swappedUnlessLittle(bits));
 }
 
 std::uint8_t BinaryReader::readByte() {
-  if (offset_ == bytes_.size()) {
+  if (next_ == end_) {
     throw DecodeError(DecodeError::Kind::truncated);
   }
-  return static_cast<std::uint8_t>(bytes_[offset_++]);
+  return static_cast<std::uint8_t>(*next_++);
 }
 
 void BinaryReader::readStringTable() {
@@ -127,8 +107,8 @@ void BinaryReader::readStringTable() {
     if (length > bytesLeft()) {
       throw DecodeError(DecodeError::Kind::truncated);
     }
-    strings_.push_back(bytes_.substr(offset_, length));
-    offset_ += length;
+    strings_.emplace_back(next_, length);
+    next_ += length;
   }
 }
 

@@ -38,11 +38,13 @@ class Writer {
   void write(const std::vector<FileProvenance>& files) {
     constexpr std::size_t kUsualFileEntry = 40;  // bytes
     constexpr std::size_t kUsualRecordEntry = 48;
+    constexpr std::size_t kUsualString = 64;
     std::size_t records = 0;
     for (const FileProvenance& file : files) {
       records += file.records().size();
     }
-    writer_.reserve(files.size() * kUsualFileEntry + records * kUsualRecordEntry);
+    writer_.reserve((files.size() + records) * kUsualString,
+                    files.size() * kUsualFileEntry + records * kUsualRecordEntry);
     writer_.writeUInt(files.size());
     for (const FileProvenance& file : files) {
       write(file);
@@ -90,7 +92,7 @@ class Writer {
   }
 
   void writeText(InternedText text) {
-    if (text.text().data() != text.canonical().data()) {  // a spelling of its own
+    if (!text.isCanonical()) {
       writer_.writeUInt(writer_.intern(text.text()));
       return;
     }
@@ -114,8 +116,7 @@ class Reader {
   template <typename Map>
   Map readFiles() {
     reader_.readStringTable();
-    texts_.resize(reader_.strings().size());
-    agents_.resize(texts_.size());
+    texts_ = InternedText::all(reader_.strings());
     const std::uint64_t count = readLength(kSmallestFileEntry);
     Map files;
     files.reserve(count);
@@ -196,29 +197,21 @@ class Reader {
     return count;
   }
 
-  // Each string is interned, and each agent id taken apart, when it is first used.
-  InternedText readText() { return text(reader_.readStringIndex()); }
+  InternedText readText() { return texts_[reader_.readStringIndex()]; }
 
-  InternedText text(std::uint32_t index) {
-    std::optional<InternedText>& known = texts_[index];
-    if (!known) {
-      known = InternedText(reader_.strings()[index]);
-    }
-    return *known;
-  }
-
+  // Neighbours mostly have the same agent: each is taken apart when it differs from the one before.
   AgentIdentity readAgent() {
     const std::uint32_t index = reader_.readStringIndex();
-    std::optional<AgentIdentity>& known = agents_[index];
-    if (!known) {
-      known = AgentIdentity::parse(text(index));
+    if (std::exchange(agentIndex_, index) != index) {
+      agent_ = AgentIdentity::parse(texts_[index]);
     }
-    return *known;
+    return agent_;
   }
 
   BinaryReader reader_;
-  std::vector<std::optional<InternedText>> texts_;
-  std::vector<std::optional<AgentIdentity>> agents_;
+  std::vector<InternedText> texts_;  // the string table
+  AgentIdentity agent_;              // the last one read, and its index
+  std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
   std::vector<std::uint32_t> fileOf_;  // by number of a key: the last file that had it, counted from 1
   std::uint32_t file_ = 0;
 };
@@ -226,13 +219,14 @@ class Reader {
 }  // namespace
 
 bool ScanCache::load() {
-  const std::optional<std::string> bytes = Files::contents(path_, kLargestFile);
-  if (!bytes || bytes->size() <= kMagic.size() + 1 || !bytes->starts_with(kMagic)) {
+  const std::optional<Buffer> content = Files::contents(path_, kLargestFile);
+  const std::string_view bytes = content ? content->bytes() : std::string_view();
+  if (bytes.size() <= kMagic.size() + 1 || !bytes.starts_with(kMagic)) {
     return false;
   }
   FileMap files;
   try {
-    Reader reader(std::string_view(*bytes).substr(kMagic.size()));
+    Reader reader(bytes.substr(kMagic.size()));
     if (reader.readVersion() != formatVersion) {
       return false;
     }

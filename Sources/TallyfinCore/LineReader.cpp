@@ -1,9 +1,10 @@
 #include "TallyfinCore/LineReader.hpp"
 
+#include "Platform/Buffer.hpp"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <utility>
 
 #include <fcntl.h>
@@ -13,8 +14,8 @@
 namespace tallyfin::LineReader {
 namespace {
 
-constexpr std::size_t kChunk = 1'048'576;            // bytes asked for by one read
-constexpr std::size_t kInitialCapacity = 2'097'152;  // bytes
+constexpr std::size_t kChunk = 1'048'576;     // bytes asked for by one read
+constexpr std::size_t kCapacity = 2'097'152;  // bytes, as long as no line is longer
 
 // Closes the file on every path out.
 class Descriptor {
@@ -41,66 +42,32 @@ class Descriptor {
   int number_;
 };
 
-// The bytes read and not yet delivered.
-class PendingBuffer {
- public:
-  const char* begin() const { return bytes_.get(); }
-  std::size_t size() const { return size_; }
-  std::size_t capacity() const { return capacity_; }
-
-  // Room for `count` more bytes behind the pending ones. Doubles, so that a long line is moved only a few
-  // times.
-  char* room(std::size_t count) {
-    if (size_ + count > capacity_) {
-      const std::size_t larger = std::max({kInitialCapacity, 2 * capacity_, size_ + count});
-      std::unique_ptr<char[]> bytes = std::make_unique_for_overwrite<char[]>(larger);
-      if (size_ > 0) {
-        std::memcpy(bytes.get(), bytes_.get(), size_);
-      }
-      bytes_ = std::move(bytes);
-      capacity_ = larger;
-    }
-    return bytes_.get() + size_;
-  }
-
-  void grow(std::size_t count) { size_ += count; }
-
-  void dropFront(std::size_t count) {
-    size_ -= count;
-    std::memmove(bytes_.get(), bytes_.get() + count, size_);
-  }
-
-  void clear() { size_ = 0; }
-
- private:
-  std::unique_ptr<char[]> bytes_;
-  std::size_t size_ = 0;
-  std::size_t capacity_ = 0;
-};
-
 // Lends the thread's buffer for one call, so that a look at a thousand small files does not map and fault in
 // two megabytes a thousand times. A call inside a callback finds none and makes its own; one that a long line
 // has made large is given back to the system.
 class LentBuffer {
  public:
-  LentBuffer() : buffer_(std::exchange(kept(), {})) { buffer_.clear(); }
+  LentBuffer() : buffer_(std::exchange(kept(), {})) {
+    buffer_.clear();
+    buffer_.reserve(kCapacity);
+  }
   ~LentBuffer() {
-    if (buffer_.capacity() <= 2 * kInitialCapacity) {
+    if (buffer_.capacity() <= 2 * kCapacity) {
       kept() = std::move(buffer_);
     }
   }
   LentBuffer(const LentBuffer&) = delete;
   LentBuffer& operator=(const LentBuffer&) = delete;
 
-  PendingBuffer& operator*() { return buffer_; }
+  Buffer& operator*() { return buffer_; }
 
  private:
-  static PendingBuffer& kept() {
-    thread_local PendingBuffer buffer;
+  static Buffer& kept() {
+    thread_local Buffer buffer;
     return buffer;
   }
 
-  PendingBuffer buffer_;
+  Buffer buffer_;
 };
 
 // Bytes read into `place`: 0 at the end of the file, negative on failure.
@@ -123,7 +90,7 @@ std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
     throw ReadError(path);
   }
   LentBuffer lent;
-  PendingBuffer& pending = *lent;
+  Buffer& pending = *lent;
   std::uint64_t cursor = fromOffset;
   while (true) {
     std::size_t wanted = kChunk;
@@ -141,9 +108,9 @@ std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
     if (got == 0) {
       break;
     }
-    const char* search = pending.begin() + pending.size();  // what was pending before holds no line feed
+    const char* search = pending.end();  // what was pending before holds no line feed
     pending.grow(static_cast<std::size_t>(got));
-    const char* const end = pending.begin() + pending.size();
+    const char* const end = pending.end();
     const char* line = pending.begin();
     while (search != end) {
       const auto* const feed =

@@ -19,6 +19,7 @@ const RefreshStats& DataSource::ensureFresh() {
   if (!lastRefresh_) {
     cache_.load();
   }
+  records_ = {};  // before their successors are made, so that the memory serves these
   ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now);
   try {
     cache_.save();

@@ -42,6 +42,11 @@ class LimitedTo {
   rlimit before_{};
 };
 
+std::optional<std::string> contents(const std::string& path, std::uint64_t limit) {
+  const auto content = Files::contents(path, limit);
+  return content ? std::optional<std::string>(content->bytes()) : std::nullopt;
+}
+
 class FilesTests : public testing::Test {
  protected:
   /// What `filesBelow` finds, by the paths relative to the home.
@@ -154,7 +159,7 @@ TEST_F(FilesTests, UnreadableDirectoriesArePassedOver) {
   home.setMode("closed", 0);
   EXPECT_THAT(found(), ElementsAre("open/kept.jsonl"));
   EXPECT_EQ(Files::attributes(home.path("closed/lost.jsonl")), std::nullopt);
-  EXPECT_EQ(Files::contents(home.path("closed/lost.jsonl"), 100), std::nullopt);
+  EXPECT_EQ(contents(home.path("closed/lost.jsonl"), 100), std::nullopt);
 }
 
 TEST_F(FilesTests, AttributesAreThoseOfTheTarget) {
@@ -185,26 +190,26 @@ TEST_F(FilesTests, AttributesAreThoseOfTheTarget) {
 TEST_F(FilesTests, ContentsComeWholeOrNotAtAll) {
   const std::string text = "a\0b\n"s + std::string(200'000, 'x');
   const std::string path = home.write("file", text);
-  EXPECT_EQ(Files::contents(path, text.size()), text);
-  EXPECT_EQ(Files::contents(path, std::numeric_limits<std::uint64_t>::max()), text);
-  EXPECT_EQ(Files::contents(path, text.size() - 1), std::nullopt);
-  EXPECT_EQ(Files::contents(home.write("empty", ""), 0), "");
-  EXPECT_EQ(Files::contents(home.link("link", path), text.size()), text);
+  EXPECT_EQ(contents(path, text.size()), text);
+  EXPECT_EQ(contents(path, std::numeric_limits<std::uint64_t>::max()), text);
+  EXPECT_EQ(contents(path, text.size() - 1), std::nullopt);
+  EXPECT_EQ(contents(home.write("empty", ""), 0), "");
+  EXPECT_EQ(contents(home.link("link", path), text.size()), text);
 
   // None of these may block or be read for ever.
   for (const std::string& other : {home.path(), home.path("missing"), makeFifo("fifo"), "/dev/zero"s}) {
-    EXPECT_EQ(Files::contents(other, 1000), std::nullopt) << other;
+    EXPECT_EQ(contents(other, 1000), std::nullopt) << other;
   }
 }
 
 TEST_F(FilesTests, TheLimitHoldsForAFileThatSeemsEmpty) {
   const std::string kernelText = "/proc/self/status";  // its size is given as 0
-  const auto text = Files::contents(kernelText, 1'000'000);
+  const auto text = contents(kernelText, 1'000'000);
   if (!text) {
     GTEST_SKIP() << "no " << kernelText << " here";
   }
   EXPECT_THAT(*text, HasSubstr("Pid:"));
-  EXPECT_EQ(Files::contents(kernelText, 10), std::nullopt);
+  EXPECT_EQ(contents(kernelText, 10), std::nullopt);
 }
 
 class ReplaceTests : public FilesTests {
@@ -292,7 +297,7 @@ TEST_F(ReplaceTests, AReaderSeesOneContentWholeWhileManyWrite) {
   std::atomic<bool> done = false;
   std::thread reader([&] {
     while (!done) {
-      const std::string text = Files::contents(path, 1'000'000).value_or("");
+      const std::string text = contents(path, 1'000'000).value_or("");
       EXPECT_EQ(text.size(), 50'000U);
       EXPECT_EQ(text.find_first_not_of(text.substr(0, 1)), std::string::npos);
     }

@@ -82,6 +82,24 @@ TEST(InternedText, NumbersAreDense) {
   }
 }
 
+TEST(InternedText, ManyAtOnceAreThoseThatOneByOneGives) {
+  InternedText("known before");
+  std::vector<std::string> spelled = {"", "known before", "at once caf\u00E9", "at once cafe\u0301", "\xFF",
+                                      ""};
+  for (int i = 0; i < 3'000; ++i) {
+    spelled.push_back("at once " + std::to_string(i % 2'000));
+  }
+  const std::vector<std::string_view> views(spelled.begin(), spelled.end());
+  const std::size_t before = InternedText::count();
+  const std::vector<InternedText> texts = InternedText::all(views);
+  EXPECT_EQ(InternedText::count(), before + 2'000 + 2);
+  ASSERT_EQ(texts.size(), views.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    ASSERT_EQ(texts[i], InternedText(views[i])) << spelled[i];
+    ASSERT_EQ(texts[i].text().data(), InternedText(views[i]).text().data()) << spelled[i];
+  }
+}
+
 TEST(InternedText, LongTextsDoNotMoveOthers) {
   const std::string_view early = InternedText("stays where it is").text();
   const std::string large(100'000, 'x');
