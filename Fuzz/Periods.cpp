@@ -19,6 +19,7 @@
 #include <array>
 #include <chrono>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -101,15 +102,14 @@ std::optional<std::int64_t> plainDay(std::string_view text) {
 
 // The number of "7d", by hand; 0 when it is no such text. A number too large for 64 bits is none.
 std::int64_t plainDayCount(const std::string& text) {
-  std::size_t at = text.starts_with('+') ? 1 : 0;
-  std::uint64_t count = 0;
+  const std::size_t at = text.starts_with('+') ? 1 : 0;
   const std::size_t digits = text.find_first_not_of("0123456789", at);
   if (digits == at || digits == std::string::npos || text.substr(digits) != "d") return 0;
-  for (; at < digits; ++at) {
-    count = count * 10 + static_cast<unsigned>(text[at] - '0');
-    if (count > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return 0;
-  }
-  return static_cast<std::int64_t>(count);
+  std::string number = text.substr(at, digits - at);
+  number.erase(0, number.find_first_not_of('0'));
+  const std::string most = std::to_string(std::numeric_limits<std::int64_t>::max());
+  const bool fits = number.size() < most.size() || (number.size() == most.size() && number <= most);
+  return fits && !number.empty() ? std::stoll(number) : 0;
 }
 
 // Whether these words name a period.
