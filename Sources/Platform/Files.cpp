@@ -221,7 +221,7 @@ class Temporary {
   /// wait for at the end. Only a hint: small files do without.
   void startFlushing(std::size_t count) {
 #ifdef __linux__
-    if (count == kLargestWrite) {
+    if (count >= kCollected) {
       ::sync_file_range(file_.number(), written_, static_cast<off_t>(count), SYNC_FILE_RANGE_WRITE);
     }
 #endif

@@ -20,12 +20,9 @@ namespace tallyfin {
 /// The first fault makes it `failed()`, after which every call answers false or empty.
 ///
 ///   JsonReader reader(line);
-///   JsonReader::String key;
-///   if (reader.beginObject()) {
-///     while (reader.nextKey(key)) {
-///       if (key.text(scratch) == "id") id = reader.string(); else reader.skipValue();
-///     }
-///   }
+///   reader.readObject([&](std::string_view key) {
+///     if (key == "id") id = reader.rawValue(); else reader.skipValue();
+///   });
 ///   const bool valid = reader.finish();
 ///
 /// The text must outlive the reader and all views that it hands out. The reader checks grammar, escapes and
@@ -60,6 +57,22 @@ class JsonReader {
   /// Moves to the next element; false behind the last, when "]" has been consumed, or on failure.
   bool nextElement();
 
+  /// Consumes a whole object: calls `member` with each key, which must consume the value. A value of another
+  /// kind is passed over and gives false.
+  template <typename F>
+  bool readObject(F&& member) {
+    if (peek() != Kind::object) {
+      skipValue();
+      return false;
+    }
+    std::string unescaped;
+    String key;
+    for (beginObject(); nextKey(key);) {
+      member(key.text(unescaped));
+    }
+    return true;
+  }
+
   /// Each consumes a value of its kind; any other kind is a failure.
   String string();
   std::string_view number();  ///< the digits as written
@@ -68,6 +81,12 @@ class JsonReader {
 
   /// Consumes a value of any kind, checking it.
   void skipValue();
+
+  /// The same; gives the value as it stands in the text.
+  std::string_view rawValue();
+
+  /// Consumes a value of any kind; absent when it is no string.
+  std::optional<std::string> optionalText();
 
   /// Consumes a value of any kind and appends it to `out` as compact JSON: no white space, no escaped
   /// slashes, numbers as they were written.

@@ -373,6 +373,22 @@ void JsonReader::skipValue() {
   }
 }
 
+std::string_view JsonReader::rawValue() {
+  skipWhitespace();
+  const char* const start = at_;
+  skipValue();
+  return {start, static_cast<std::size_t>(at_ - start)};
+}
+
+std::optional<std::string> JsonReader::optionalText() {
+  if (peek() != Kind::string) {
+    skipValue();
+    return std::nullopt;
+  }
+  std::string buffer;
+  return std::string(string().text(buffer));
+}
+
 void JsonReader::copyValue(std::string& out) {
   std::string buffer;
   const char* separator = "";

@@ -1,5 +1,7 @@
 #include "Platform/Streams.hpp"
 
+#include "Platform/Memory.hpp"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -61,6 +63,7 @@ bool LineInput::fill() {
     resize(std::max(2 * capacity_, 2 * chunk));
   } else if (pending <= chunk && capacity_ > 4 * chunk) {
     resize(2 * chunk);
+    giveBackMemory();  // nor does anything else that came of the long line live now
   } else if (end_ + chunk > capacity_) {
     resize(capacity_);
   }

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <compare>
+#include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,27 +24,62 @@ std::string key(std::string_view name, std::string_view shortSession) {
   return Text::canonical(concat(name, "@", shortSession));
 }
 
-std::optional<std::string> textMember(const JsonValue& object, std::string_view name) {
-  const JsonValue* value = object.member(name);
-  const std::string* found = value != nullptr ? value->string() : nullptr;
-  return found != nullptr ? std::optional(*found) : std::nullopt;
+/// The members of a roster that matter. Each is read on its own, so that a hostile file of any shape takes
+/// little more memory than its bytes.
+struct Member {
+  std::optional<std::string> agentId;
+  std::optional<std::string> agentType;
+  std::optional<std::string> model;
+  std::optional<std::string> cwd;
+};
+
+/// Consumes a list of objects; absent when it is something else.
+std::optional<std::vector<Member>> readMembers(JsonReader& reader) {
+  if (reader.peek() != JsonReader::Kind::array) {
+    reader.skipValue();
+    return std::nullopt;
+  }
+  std::vector<Member> members;
+  bool areObjects = true;
+  for (reader.beginArray(); reader.nextElement();) {
+    Member member;
+    areObjects = reader.readObject([&](std::string_view key) {
+      if (key == "agentId") {
+        member.agentId = reader.optionalText();
+      } else if (key == "agentType") {
+        member.agentType = reader.optionalText();
+      } else if (key == "model") {
+        member.model = reader.optionalText();
+      } else if (key == "cwd") {
+        member.cwd = reader.optionalText();
+      } else {
+        reader.skipValue();
+      }
+    }) && areObjects;
+    if (member.agentId) {
+      members.push_back(std::move(member));
+    }
+  }
+  return areObjects ? std::optional(std::move(members)) : std::nullopt;
 }
 
-/// The members of a roster document; null when it has no list of objects under that name.
-const JsonValue::Array* membersOf(const JsonValue& document) {
-  const JsonValue* value = document.member("members");
-  const JsonValue::Array* members = value != nullptr ? value->array() : nullptr;
-  const auto isObject = [](const JsonValue& member) { return member.object() != nullptr; };
-  return members != nullptr && std::all_of(members->begin(), members->end(), isObject) ? members : nullptr;
+/// The members with an `agentId` of a roster document; absent when it is none.
+std::optional<std::vector<Member>> membersOf(std::string_view document) {
+  JsonReader reader(document);
+  std::optional<std::vector<Member>> members;
+  reader.readObject([&](std::string_view key) {
+    if (key == "members") {
+      members = readMembers(reader);
+    } else {
+      reader.skipValue();
+    }
+  });
+  return reader.finish() ? std::move(members) : std::nullopt;
 }
 
 /// A member by its `agentId`: name, "@" and session, with or without "session-". Absent without one of them.
-std::optional<RosterEntry> entryOf(const JsonValue& member) {
-  const JsonValue* id = member.member("agentId");
-  if (id == nullptr || id->string() == nullptr) {
-    return std::nullopt;
-  }
-  const std::string_view agentId = *id->string();
+std::optional<RosterEntry> entryOf(Member&& member) {
+  const std::string_view agentId = *member.agentId;
   const std::size_t at = agentId.find('@');
   if (at == std::string_view::npos) {
     return std::nullopt;
@@ -55,9 +92,9 @@ std::optional<RosterEntry> entryOf(const JsonValue& member) {
     return std::nullopt;
   }
   return RosterEntry{.name = std::string(agentId.substr(0, at)),
-                     .agentType = textMember(member, "agentType"),
-                     .model = textMember(member, "model"),
-                     .cwd = textMember(member, "cwd"),
+                     .agentType = std::move(member.agentType),
+                     .model = std::move(member.model),
+                     .cwd = std::move(member.cwd),
                      .sessionId = std::string(session)};
 }
 
@@ -87,14 +124,13 @@ void AgentRoster::load(const std::vector<SourceHome>& homes) {
 
 void AgentRoster::loadFile(const std::string& path) {
   const std::optional<Buffer> content = Files::contents(path, kLargestRoster);
-  const std::optional<JsonValue> document = content ? JsonValue::parse(content->bytes()) : std::nullopt;
-  const JsonValue::Array* members = document ? membersOf(*document) : nullptr;
-  if (members == nullptr) {
+  std::optional<std::vector<Member>> members = content ? membersOf(content->bytes()) : std::nullopt;
+  if (!members) {
     return;
   }
   ++coverage_.rostersRead;
-  for (const JsonValue& member : *members) {
-    if (std::optional<RosterEntry> entry = entryOf(member)) {
+  for (Member& member : *members) {
+    if (std::optional<RosterEntry> entry = entryOf(std::move(member))) {
       std::string entryKey = key(entry->name, entry->sessionId);
       entries_.insert_or_assign(std::move(entryKey), std::move(*entry));
       ++coverage_.entriesLoaded;

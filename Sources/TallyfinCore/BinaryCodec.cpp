@@ -1,8 +1,5 @@
 #include "TallyfinCore/BinaryCodec.hpp"
 
-#include <bit>
-#include <cstring>
-
 namespace tallyfin {
 namespace {
 
@@ -18,44 +15,36 @@ const char* description(DecodeError::Kind kind) {
   return "a string that is not in the table";
 }
 
-// Little-endian on every machine.
-std::uint64_t swappedUnlessLittle(std::uint64_t bits) {
-  return std::endian::native == std::endian::little ? bits : __builtin_bswap64(bits);
-}
-
 }  // namespace
 
-void BinaryWriter::writeDouble(double value) {
-  const std::uint64_t bits = swappedUnlessLittle(std::bit_cast<std::uint64_t>(value));
-  std::memcpy(body_.room(sizeof bits), &bits, sizeof bits);
-  body_.grow(sizeof bits);
-}
-
 std::uint32_t BinaryWriter::intern(std::string_view text) {
-  const auto [place, isNew] = indexOf_.try_emplace(text, strings_);
+  const auto [place, isNew] = indexOf_.try_emplace(text, static_cast<std::uint32_t>(strings_.size()));
   if (isNew) {
     add(text);
   }
   return place->second;
 }
 
-std::uint32_t BinaryWriter::add(std::string_view text) {
-  put(table_, text.size());
-  table_.append(text);
-  return strings_++;
-}
-
-void BinaryWriter::reserve(std::size_t table, std::size_t body) {
-  table_.reserve(table);
+void BinaryWriter::reserve(std::size_t strings, std::size_t body) {
+  strings_.reserve(strings);
   body_.reserve(body);
 }
 
 void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const {
-  Buffer start;
-  start.append(header);
-  put(start, strings_);
-  out(start.bytes());
-  out(table_.bytes());
+  constexpr std::size_t kPiece = std::size_t{256} * 1024;  // stays in the processor's cache
+  Buffer piece;
+  piece.reserve(kPiece);
+  piece.append(header);
+  put(piece, strings_.size());
+  for (const std::string_view text : strings_) {
+    if (piece.size() + text.size() + kLongestInteger > kPiece) {
+      out(piece.bytes());
+      piece.clear();
+    }
+    put(piece, text.size());
+    piece.append(text);
+  }
+  out(piece.bytes());
   out(body_.bytes());
 }
 
@@ -76,23 +65,6 @@ std::uint64_t BinaryReader::readLongUInt() {
   throw DecodeError(DecodeError::Kind::truncated);
 }
 
-double BinaryReader::readDouble() {
-  std::uint64_t bits = 0;
-  if (bytesLeft() < sizeof bits) {
-    throw DecodeError(DecodeError::Kind::truncated);
-  }
-  std::memcpy(&bits, next_, sizeof bits);
-  next_ += sizeof bits;
-  return std::bit_cast<double>(swappedUnlessLittle(bits));
-}
-
-std::uint8_t BinaryReader::readByte() {
-  if (next_ == end_) {
-    throw DecodeError(DecodeError::Kind::truncated);
-  }
-  return static_cast<std::uint8_t>(*next_++);
-}
-
 void BinaryReader::readStringTable() {
   const std::uint64_t count = readUInt();
   if (count >= stringLimit) {
@@ -110,14 +82,6 @@ void BinaryReader::readStringTable() {
     strings_.emplace_back(next_, length);
     next_ += length;
   }
-}
-
-std::uint32_t BinaryReader::readStringIndex() {
-  const std::uint64_t index = readUInt();
-  if (index >= strings_.size()) {
-    throw DecodeError(DecodeError::Kind::badStringIndex);
-  }
-  return static_cast<std::uint32_t>(index);
 }
 
 }  // namespace tallyfin

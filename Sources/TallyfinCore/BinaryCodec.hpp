@@ -12,7 +12,9 @@
 #include "absl/container/flat_hash_map.h"
 #include "absl/functional/function_ref.h"
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -20,10 +22,19 @@
 
 namespace tallyfin {
 
+/// The bits as they stand in the file: little-endian on every machine.
+inline std::uint64_t littleEndian(std::uint64_t bits) {
+  return std::endian::native == std::endian::little ? bits : __builtin_bswap64(bits);
+}
+
 class BinaryWriter {
  public:
   void writeUInt(std::uint64_t value) { put(body_, value); }
-  void writeDouble(double value);
+  void writeDouble(double value) {
+    const std::uint64_t bits = littleEndian(std::bit_cast<std::uint64_t>(value));
+    std::memcpy(body_.room(sizeof bits), &bits, sizeof bits);
+    body_.grow(sizeof bits);
+  }
   void writeByte(std::uint8_t value) {
     *body_.room(1) = static_cast<char>(value);
     body_.grow(1);
@@ -33,11 +44,15 @@ class BinaryWriter {
   /// stay alive until `finish`.
   std::uint32_t intern(std::string_view text);
 
-  /// Adds a text that the caller knows to be new, without looking it up, and gives its index.
-  std::uint32_t add(std::string_view text);
+  /// Adds a text that the caller knows to be new, without looking it up, and gives its index. The bytes must
+  /// stay alive until `finish`.
+  std::uint32_t add(std::string_view text) {
+    strings_.push_back(text);
+    return static_cast<std::uint32_t>(strings_.size() - 1);
+  }
 
-  /// Room for a string table and a body of so many bytes.
-  void reserve(std::size_t table, std::size_t body);
+  /// Room for so many strings and a body of so many bytes.
+  void reserve(std::size_t strings, std::size_t body);
 
   /// Hands the whole output to `out`, piece by piece: `header`, the string table, the body.
   void finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const;
@@ -55,9 +70,8 @@ class BinaryWriter {
     buffer.grow(static_cast<std::size_t>(place - start));
   }
 
-  Buffer table_;  // length and bytes of each string
   Buffer body_;
-  std::uint32_t strings_ = 0;
+  std::vector<std::string_view> strings_;
   absl::flat_hash_map<std::string_view, std::uint32_t> indexOf_;
 };
 
@@ -84,19 +98,47 @@ class BinaryReader {
 
   // Each throws DecodeError.
   std::uint64_t readUInt() {
-    if (next_ != end_ && static_cast<std::uint8_t>(*next_) < 0x80) {  // most
-      return static_cast<std::uint8_t>(*next_++);
+    // Most are of one to three bytes.
+    if (end_ - next_ >= 3) {
+      std::uint32_t value = 0;
+      for (unsigned i = 0; i < 3; ++i) {
+        const auto byte = static_cast<std::uint8_t>(next_[i]);
+        value |= (byte & 0x7FU) << (7 * i);
+        if (byte < 0x80) {
+          next_ += i + 1;
+          return value;
+        }
+      }
     }
     return readLongUInt();
   }
-  double readDouble();
-  std::uint8_t readByte();
+  double readDouble() {
+    std::uint64_t bits = 0;
+    if (bytesLeft() < sizeof bits) {
+      throw DecodeError(DecodeError::Kind::truncated);
+    }
+    std::memcpy(&bits, next_, sizeof bits);
+    next_ += sizeof bits;
+    return std::bit_cast<double>(littleEndian(bits));
+  }
+  std::uint8_t readByte() {
+    if (next_ == end_) {
+      throw DecodeError(DecodeError::Kind::truncated);
+    }
+    return static_cast<std::uint8_t>(*next_++);
+  }
 
   /// Reads the string table; called once, before the first reference.
   void readStringTable();
 
   /// Reads a reference and gives its index, below `strings().size()`.
-  std::uint32_t readStringIndex();
+  std::uint32_t readStringIndex() {
+    const std::uint64_t index = readUInt();
+    if (index >= strings_.size()) {
+      throw DecodeError(DecodeError::Kind::badStringIndex);
+    }
+    return static_cast<std::uint32_t>(index);
+  }
 
   /// The strings of the table as raw bytes: a text that need be no valid UTF-8 (InternedText repairs it), or
   /// a path.

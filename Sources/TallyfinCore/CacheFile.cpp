@@ -42,13 +42,11 @@ class Writer {
   void write(const std::vector<FileProvenance>& files) {
     constexpr std::size_t kUsualFileEntry = 40;  // bytes
     constexpr std::size_t kUsualRecordEntry = 48;
-    constexpr std::size_t kUsualString = 64;
     std::size_t records = 0;
     for (const FileProvenance& file : files) {
       records += file.records().size();
     }
-    writer_.reserve((files.size() + records) * kUsualString,
-                    files.size() * kUsualFileEntry + records * kUsualRecordEntry);
+    writer_.reserve(files.size() + records, files.size() * kUsualFileEntry + records * kUsualRecordEntry);
     writer_.writeUInt(files.size());
     for (const FileProvenance& file : files) {
       write(file);
@@ -123,13 +121,12 @@ class Reader {
     texts_ = InternedText::all(reader_.strings());
     const std::uint64_t count = readLength(kSmallestFileEntry);
     Map files;
-    files.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
       const std::string_view path = reader_.strings()[reader_.readStringIndex()];
       if (path.size() > kLongestPath) {
         throw DecodeError(DecodeError::Kind::truncated);  // copied for each entry, it could take hours
       }
-      files[std::string(path)] = std::make_shared<const FileState>(readState());
+      files.insert_or_assign(files.end(), std::string(path), std::make_shared<const FileState>(readState()));
     }
     return files;
   }

@@ -74,24 +74,9 @@ void read(JsonReader& reader, std::int64_t& count) {
   }
 }
 
-// Calls `member` with each key of an object; a value of another kind is passed over and gives false.
-template <typename F>
-bool readObject(JsonReader& reader, F&& member) {
-  if (reader.peek() != JsonReader::Kind::object) {
-    reader.skipValue();
-    return false;
-  }
-  std::string unescaped;
-  JsonReader::String key;
-  for (reader.beginObject(); reader.nextKey(key);) {
-    member(key.text(unescaped));
-  }
-  return true;
-}
-
 void readCacheCreation(JsonReader& reader, Usage& usage) {
   usage.ephemeral5m = usage.ephemeral1h = 0;
-  readObject(reader, [&](std::string_view key) {
+  reader.readObject([&](std::string_view key) {
     if (key == "ephemeral_5m_input_tokens") {
       read(reader, usage.ephemeral5m);
     } else if (key == "ephemeral_1h_input_tokens") {
@@ -104,7 +89,7 @@ void readCacheCreation(JsonReader& reader, Usage& usage) {
 
 void readServerToolUse(JsonReader& reader, Usage& usage) {
   usage.webSearch = usage.webFetch = 0;
-  readObject(reader, [&](std::string_view key) {
+  reader.readObject([&](std::string_view key) {
     if (key == "web_search_requests") {
       read(reader, usage.webSearch);
     } else if (key == "web_fetch_requests") {
@@ -117,7 +102,7 @@ void readServerToolUse(JsonReader& reader, Usage& usage) {
 
 void read(JsonReader& reader, std::optional<Usage>& member) {
   Usage usage;
-  const bool isObject = readObject(reader, [&](std::string_view key) {
+  const bool isObject = reader.readObject([&](std::string_view key) {
     if (key == "input_tokens") {
       read(reader, usage.input);
     } else if (key == "output_tokens") {
@@ -139,7 +124,7 @@ void read(JsonReader& reader, std::optional<Usage>& member) {
 
 void read(JsonReader& reader, std::optional<Message>& member) {
   Message message;
-  const bool isObject = readObject(reader, [&](std::string_view key) {
+  const bool isObject = reader.readObject([&](std::string_view key) {
     if (key == "usage") {
       read(reader, message.usage);
     } else if (key == "id") {
@@ -156,7 +141,7 @@ void read(JsonReader& reader, std::optional<Message>& member) {
 // False when the line is not one valid JSON object.
 bool parse(std::string_view text, Line& line) {
   JsonReader reader(text);
-  const bool isObject = readObject(reader, [&](std::string_view key) {
+  const bool isObject = reader.readObject([&](std::string_view key) {
     if (key == "message") {
       read(reader, line.message);
     } else if (key == "timestamp") {

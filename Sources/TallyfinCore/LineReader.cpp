@@ -32,10 +32,14 @@ class Descriptor {
 
   int number() const { return number_; }
 
-  // Opened, and a plain file: reading anything else could block or never end.
-  bool isRegularFile() const {
+  // The size now; absent when the file is not open or no plain one: reading anything else could block or
+  // never end.
+  std::optional<std::uint64_t> size() const {
     struct stat attributes {};
-    return number_ >= 0 && ::fstat(number_, &attributes) == 0 && S_ISREG(attributes.st_mode);
+    if (number_ < 0 || ::fstat(number_, &attributes) != 0 || !S_ISREG(attributes.st_mode)) {
+      return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(attributes.st_size);
   }
 
  private:
@@ -85,36 +89,31 @@ std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine) {
   const Descriptor file(path);
-  if (!file.isRegularFile() ||
-      (fromOffset != 0 && ::lseek(file.number(), static_cast<off_t>(fromOffset), SEEK_SET) < 0)) {
+  const std::optional<std::uint64_t> size = file.size();
+  if (!size || (fromOffset != 0 && ::lseek(file.number(), static_cast<off_t>(fromOffset), SEEK_SET) < 0)) {
     throw ReadError(path);
   }
+  const std::uint64_t end = std::min(*size, upToOffset.value_or(*size));
   LentBuffer lent;
   Buffer& pending = *lent;
   std::uint64_t cursor = fromOffset;
-  while (true) {
-    std::size_t wanted = kChunk;
-    if (upToOffset) {
-      const std::uint64_t position = cursor + pending.size();
-      if (position >= *upToOffset) {
-        break;
-      }
-      wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, *upToOffset - position));
-    }
+  for (std::uint64_t position = fromOffset; position < end;) {
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, end - position));
     const ssize_t got = readSome(file.number(), pending.room(wanted), wanted);
     if (got < 0) {
       throw ReadError(path);
     }
     if (got == 0) {
-      break;
+      break;  // it shrank
     }
+    position += static_cast<std::uint64_t>(got);
     const char* search = pending.end();  // what was pending before holds no line feed
     pending.grow(static_cast<std::size_t>(got));
-    const char* const end = pending.end();
+    const char* const behind = pending.end();
     const char* line = pending.begin();
-    while (search != end) {
+    while (search != behind) {
       const auto* const feed =
-          static_cast<const char*>(std::memchr(search, '\n', static_cast<std::size_t>(end - search)));
+          static_cast<const char*>(std::memchr(search, '\n', static_cast<std::size_t>(behind - search)));
       if (feed == nullptr) {
         break;
       }

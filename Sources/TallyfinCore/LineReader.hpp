@@ -29,8 +29,10 @@ class ReadError : public std::runtime_error {
 namespace LineReader {
 
 /// Calls `onLine` with each complete line from `fromOffset` on, without its line feed (a carriage return
-/// stays). The view is valid during the call only. With `upToOffset` no byte at or beyond it is read. Lines
-/// have no limit of length; memory grows with the longest.
+/// stays). The view is valid during the call only. With `upToOffset` no byte at or beyond it is read, and in
+/// any case none beyond the size that the file has when it is opened: what is appended meanwhile is for the
+/// next look, so that a file which grows without end does not hold a reader. Lines have no limit of length;
+/// memory grows with the longest.
 ///
 /// Returns `fromOffset` plus the bytes of all lines delivered, line feeds included. Throws ReadError when the
 /// file cannot be opened, positioned or read, or is no regular file (a FIFO or device would block); an

@@ -163,7 +163,8 @@ std::string ScanCache::defaultPath(const std::string& applicationSupport) {
   return folder + "/" + fileName;
 }
 
-ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock) {
+ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,
+                                        absl::FunctionRef<void()> looked) {
   const TimePoint start = clock();
   Refreshed done;
   ScanDiagnostics& diagnostics = done.result.diagnostics;
@@ -173,7 +174,6 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   FileMap old = snapshot();
   stats.fromCache = !old.empty();
   FileMap fresh;
-  fresh.reserve(files.size());
   std::vector<std::shared_ptr<const FileState>> listed;
   listed.reserve(files.size());
   std::int64_t known = 0;
@@ -184,7 +184,7 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
     std::shared_ptr<const FileState> before = place == old.end() ? nullptr : std::move(place->second);
     if (auto state = refresh.look(files[rank], static_cast<std::int64_t>(rank), std::move(before))) {
       listed.push_back(state);
-      fresh.emplace(files[rank].path, std::move(state));
+      fresh.emplace_hint(fresh.end(), files[rank].path, std::move(state));
     }
   }
   stats.filesGone = static_cast<std::int64_t>(old.size()) - known;
@@ -192,6 +192,7 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
     const std::lock_guard guard(lock_);
     files_ = std::move(fresh);
   }
+  looked();
 
   done.result.records = unified(listed);
   diagnostics.filesScanned = stats.filesTotal = static_cast<std::int64_t>(files.size());
@@ -208,20 +209,16 @@ void ScanCache::clear() {
 }
 
 std::vector<FileProvenance> ScanCache::recordsPerFile() const {
-  return sortedByPath(snapshot());
-}
-
-std::vector<FileProvenance> ScanCache::sortedByPath(const FileMap& known) {
   std::vector<FileProvenance> files;
-  files.reserve(known.size());
-  for (const auto& [path, state] : known) {
+  for (const auto& [path, state] : snapshot()) {
     files.push_back({path, state});
   }
-  std::ranges::sort(files, [](const FileProvenance& left, const FileProvenance& right) {
-    const auto order = Text::compare(left.path, right.path);
-    return order == 0 ? left.path < right.path : order < 0;
-  });
   return files;
+}
+
+bool ScanCache::InPathOrder::operator()(const std::string& left, const std::string& right) const {
+  const auto order = Text::compare(left, right);
+  return order == 0 ? left < right : order < 0;
 }
 
 ScanCache::FileMap ScanCache::snapshot() const {

@@ -16,7 +16,8 @@
 #include "TallyfinCore/Records.hpp"
 #include "TallyfinCore/Scanner.hpp"
 #include "TallyfinCore/Verification.hpp"
-#include "absl/container/flat_hash_map.h"
+#include "absl/container/btree_map.h"
+#include "absl/functional/function_ref.h"
 
 #include <cstdint>
 #include <limits>
@@ -118,8 +119,10 @@ class ScanCache {
 
   /// Brings what is known up to date, reading on where files grew, and unifies the requests of all files.
   /// Cannot fail; a file that cannot be read is told in the diagnostics and tried again at the next refresh.
-  /// Runs on the calling thread, one file after the other; `clock` times it.
-  Refreshed refresh(const std::vector<SourceHome>& homes, const Clock& clock);
+  /// Runs on the calling thread, one file after the other; `clock` times it. `looked` is called when all
+  /// files were read, before their requests are unified: from there on `save` writes what this refresh found.
+  Refreshed refresh(
+      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {});
 
   /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
   /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known
@@ -138,11 +141,14 @@ class ScanCache {
   std::vector<FileProvenance> recordsPerFile() const;
 
  private:
+  // By code points of the paths' canonical forms, then by bytes: the order of the file and of a listing.
+  struct InPathOrder {
+    bool operator()(const std::string& left, const std::string& right) const;
+  };
   // States are shared, not copied: a refresh and a save work on a copy of the map outside the lock.
-  using FileMap = absl::flat_hash_map<std::string, std::shared_ptr<const FileState>>;
+  using FileMap = absl::btree_map<std::string, std::shared_ptr<const FileState>, InPathOrder>;
 
   FileMap snapshot() const;
-  static std::vector<FileProvenance> sortedByPath(const FileMap& known);
 
   std::string path_;
   mutable std::mutex lock_;  // guards the two below; never held while files are read

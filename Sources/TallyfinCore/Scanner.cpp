@@ -7,8 +7,9 @@
 namespace tallyfin {
 
 std::int64_t ScanDiagnostics::totalRejected() const {
-  return linesRejectedInvalidJSON + linesRejectedNoMessage + linesRejectedNoTimestamp +
-         linesRejectedNoIdentity;
+  // Counters that came from a damaged cache file may have any value.
+  return saturatingAdd(saturatingAdd(linesRejectedInvalidJSON, linesRejectedNoMessage),
+                       saturatingAdd(linesRejectedNoTimestamp, linesRejectedNoIdentity));
 }
 
 void ScanDiagnostics::noteLine(std::size_t bytes, const std::string& path) {

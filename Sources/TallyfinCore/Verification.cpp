@@ -99,9 +99,9 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
     fresh.add(readAgain(file, rank, state.consumed));
     compared.insert(file.path);
   }
-  for (const FileProvenance& file : sortedByPath(known)) {
-    if (!compared.contains(file.path)) {
-      cached.add(file.records());
+  for (const auto& [path, state] : known) {
+    if (!compared.contains(path)) {
+      cached.add(state->records);
     }
   }
 

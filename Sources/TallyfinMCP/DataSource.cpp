@@ -1,9 +1,21 @@
 #include "TallyfinMCP/DataSource.hpp"
 
+#include "Platform/Memory.hpp"
+
 #include <exception>
 #include <utility>
 
 namespace tallyfin {
+namespace {
+
+// Whether a refresh has left much memory behind: dropped what it knew of files, or read a lot.
+bool leavesMemory(const RefreshStats& stats) {
+  constexpr std::uint64_t kMuch = std::uint64_t{16} << 20;  // bytes
+  return stats.filesGone > 0 || stats.filesRewound > 0 || stats.bytesRead > kMuch;
+}
+
+}  // namespace
+
 DataSource::DataSource(Environment environment)
     : environment_(std::move(environment)),
       homes_(sourceHomes(environment_)),
@@ -16,15 +28,12 @@ const RefreshStats& DataSource::ensureFresh() {
   if (lastRefresh_ && refreshStats_ && now().seconds - lastRefresh_->seconds < freshnessWindow) {
     return *refreshStats_;
   }
+  finishSaving();
   if (!lastRefresh_) {
     cache_.load();
   }
   records_ = {};  // before their successors are made, so that the memory serves these
-  ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now);
-  try {
-    cache_.save();
-  } catch (const std::exception&) {  // the answer is in memory; the next refresh tries again
-  }
+  ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now, [this] { startSaving(); });
   records_ = std::move(refreshed.result.records);
   diagnostics_ = std::move(refreshed.result.diagnostics);
   refreshStats_ = refreshed.stats;
@@ -34,6 +43,27 @@ const RefreshStats& DataSource::ensureFresh() {
     rosterLoaded_ = true;
   }
   return *refreshStats_;
+}
+
+// Saving takes as long as unifying and summing up together, and half of it is waiting for the disk. Where no
+// thread can be had it runs in `finishSaving`.
+void DataSource::startSaving() {
+  saving_ = std::async(std::launch::async | std::launch::deferred, [this] {
+    try {
+      cache_.save();
+    } catch (const std::exception&) {  // the answer is in memory; the next refresh tries again
+    }
+  });
+}
+
+void DataSource::finishSaving() {
+  if (!saving_.valid()) {
+    return;
+  }
+  saving_.get();
+  if (leavesMemory(*refreshStats_)) {
+    giveBackMemory();
+  }
 }
 
 Report DataSource::report(const Period& period, const Filter& filter, std::optional<bool> includeHours) {

@@ -2,7 +2,7 @@
 
 // The server's one holder of scan state: decides where transcripts and cache lie and when a look at the disk
 // is due, keeps the unified records, and turns a period into a report. Works on the server's one thread,
-// without locks.
+// without locks; only the cache file is written on another, while the answer is made.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/AgentRoster.hpp"
@@ -12,6 +12,7 @@
 #include "TallyfinMCP/Period.hpp"
 
 #include <functional>
+#include <future>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,8 +28,13 @@ class DataSource {
   explicit DataSource(Environment environment);
 
   /// Looks at the disk when 15 seconds or more have passed since the last look ended, and tells what that
-  /// look did. The first call also loads the cache file and the roster. Cannot fail.
+  /// look did. The first call also loads the cache file and the roster. Cannot fail. The cache file is
+  /// written from here on, until `finishSaving`.
   const RefreshStats& ensureFresh();
+
+  /// Waits until the cache file holds what the last look found, or could not be written. Called before an
+  /// answer leaves, so that a server whose client then kills it has lost nothing.
+  void finishSaving();
 
   /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. Hours are built
   /// when `includeHours` says so, by default for a single day.
@@ -49,6 +55,8 @@ class DataSource {
   TimePoint now() const { return environment_.now(); }
 
  private:
+  void startSaving();
+
   static constexpr double freshnessWindow = 15.0;  // seconds
 
   Environment environment_;
@@ -62,6 +70,7 @@ class DataSource {
   std::optional<TimePoint> lastRefresh_;
   AgentRoster roster_;
   bool rosterLoaded_ = false;
+  std::future<void> saving_;  // ends before the cache does
 };
 
 }  // namespace tallyfin

@@ -7,6 +7,11 @@
 
 #include <array>
 #include <exception>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <set>
 #include <utility>
 
 namespace tallyfin {
@@ -28,39 +33,29 @@ constexpr const char* instructions =
 struct Message {
   std::string method;
   std::optional<std::string> id;  ///< as compact JSON
-  std::string params;             ///< likewise; empty when there are none
+  std::string_view params;        ///< as it stands in the line; empty when there are none
 };
 
 /// The message of a line; absent when it is no JSON object or has no `method` string. What is not needed is
 /// checked and passed over, so that a long line costs little memory.
 std::optional<Message> readMessage(std::string_view line) {
   JsonReader reader(line);
-  if (reader.peek() != JsonReader::Kind::object || !reader.beginObject()) {
-    return std::nullopt;
-  }
   Message message;
   bool hasMethod = false;
-  std::string scratch;
-  JsonReader::String key;
-  while (reader.nextKey(key)) {
-    const std::string_view name = key.text(scratch);
-    if (name == "method") {
-      hasMethod = reader.peek() == JsonReader::Kind::string;
-      if (hasMethod) {
-        message.method = reader.string().text(scratch);
-      } else {
-        reader.skipValue();
-      }
-    } else if (name == "id") {
+  const bool isObject = reader.readObject([&](std::string_view key) {
+    if (key == "method") {
+      std::optional<std::string> method = reader.optionalText();
+      hasMethod = method.has_value();
+      message.method = std::move(method).value_or("");
+    } else if (key == "id") {
       reader.copyValue(message.id.emplace());
-    } else if (name == "params") {
-      message.params.clear();
-      reader.copyValue(message.params);
+    } else if (key == "params") {
+      message.params = reader.rawValue();
     } else {
       reader.skipValue();
     }
-  }
-  if (!reader.finish() || !hasMethod) {
+  });
+  if (!reader.finish() || !isObject || !hasMethod) {
     return std::nullopt;
   }
   return message;
@@ -74,10 +69,66 @@ std::string answer(std::string_view id, std::string_view key, const JsonValue& p
   return text;
 }
 
-JsonValue handshake(const std::optional<JsonValue>& params) {
-  const auto offered = params ? Tools::stringArgument(*params, "protocolVersion") : std::nullopt;
+/// Whether any tool takes an argument of that name.
+bool isArgument(std::string_view name) {
+  static const std::set<std::string_view> names = [] {
+    std::set<std::string_view> all;
+    for (const JsonValue& tool : *MCPServer::tools().array()) {
+      for (const auto& [argument, schema] : *tool.member("inputSchema")->member("properties")->object()) {
+        all.insert(argument);
+      }
+    }
+    return all;
+  }();
+  return names.contains(name);
+}
+
+/// The arguments that a tool could use: those that some tool takes, without lists and objects, which no tool
+/// does. Whatever else a client sends is checked and passed over, so that it costs no memory.
+JsonValue::Object readArguments(JsonReader& reader) {
+  std::map<std::string, JsonValue, std::less<>> arguments;
+  reader.readObject([&](std::string_view key) {
+    if (!isArgument(key)) {
+      reader.skipValue();
+      return;
+    }
+    JsonValue& value = arguments[std::string(key)];
+    const JsonReader::Kind kind = reader.peek();
+    const std::string_view text = reader.rawValue();
+    const bool isScalar = kind != JsonReader::Kind::object && kind != JsonReader::Kind::array;
+    value = isScalar ? JsonValue::parse(text).value_or(JsonValue()) : JsonValue();
+  });
+  return {std::move_iterator(arguments.begin()), std::move_iterator(arguments.end())};
+}
+
+/// What `params` says to the one or the other method.
+struct Parameters {
+  std::optional<std::string> protocolVersion;
+  std::optional<std::string> name;
+  JsonValue::Object arguments;
+};
+
+/// Of parameters that are part of a valid line, or empty.
+Parameters readParameters(std::string_view params) {
+  Parameters parameters;
+  JsonReader reader(params);
+  reader.readObject([&](std::string_view key) {
+    if (key == "protocolVersion") {
+      parameters.protocolVersion = reader.optionalText();
+    } else if (key == "name") {
+      parameters.name = reader.optionalText();
+    } else if (key == "arguments") {
+      parameters.arguments = readArguments(reader);
+    } else {
+      reader.skipValue();
+    }
+  });
+  return parameters;
+}
+
+JsonValue handshake(const Parameters& params) {
   return JsonValue::Object{
-      {"protocolVersion", offered.value_or(protocolVersion)},
+      {"protocolVersion", params.protocolVersion.value_or(protocolVersion)},
       {"capabilities", JsonValue::Object{{"tools", JsonValue::Object{}}}},
       {"serverInfo",
        JsonValue::Object{{"name", MCPServer::serverName}, {"version", MCPServer::serverVersion}}},
@@ -94,6 +145,16 @@ struct Tool {
   std::string_view name;
   std::string (*run)(DataSource& data, const JsonValue& arguments);
 };
+
+MCPServer::ToolResult run(const Tool& tool, DataSource& data, const JsonValue& arguments) {
+  try {
+    return {.text = tool.run(data, arguments), .isError = false};
+  } catch (const MCPError& error) {
+    return {.text = error.what(), .isError = true};
+  } catch (const std::exception& error) {
+    return {.text = concat("Error: ", error.what()), .isError = true};
+  }
+}
 
 /// In the order of the catalogue.
 constexpr std::array runnable{
@@ -131,13 +192,15 @@ std::optional<std::string> MCPServer::reply(std::string_view line) {
 
 std::string MCPServer::dispatch(std::string_view method, std::string_view id, std::string_view params) {
   if (method == "initialize") {
-    return answer(id, "result", handshake(JsonValue::parse(params)));
+    return answer(id, "result", handshake(readParameters(params)));
   }
   if (method == "tools/list") {
     return answer(id, "result", JsonValue::Object{{"tools", tools()}});
   }
   if (method == "tools/call") {
-    return answer(id, "result", toolReply(callTool(JsonValue::parse(params))));
+    Parameters call = readParameters(params);
+    const JsonValue arguments = std::move(call.arguments);
+    return answer(id, "result", toolReply(callTool(call.name.value_or(""), arguments)));
   }
   if (method == "ping") {
     return answer(id, "result", JsonValue::Object{});
@@ -147,28 +210,14 @@ std::string MCPServer::dispatch(std::string_view method, std::string_view id, st
       JsonValue::Object{{"code", std::int64_t{-32601}}, {"message", concat("Unknown method: ", method)}});
 }
 
-MCPServer::ToolResult MCPServer::callTool(const std::optional<JsonValue>& params) {
-  static const JsonValue none = JsonValue::Object{};
-  if (!params) {
-    return callTool("", none);
-  }
-  const JsonValue* arguments = params->member("arguments");
-  const bool usable = arguments != nullptr && arguments->object() != nullptr;
-  return callTool(Tools::stringArgument(*params, "name").value_or(""), usable ? *arguments : none);
-}
-
 MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue& arguments) {
   for (const Tool& tool : runnable) {
     if (tool.name != name) {
       continue;
     }
-    try {
-      return {.text = tool.run(data_, arguments), .isError = false};
-    } catch (const MCPError& error) {
-      return {.text = error.what(), .isError = true};
-    } catch (const std::exception& error) {
-      return {.text = concat("Error: ", error.what()), .isError = true};
-    }
+    ToolResult result = run(tool, data_, arguments);
+    data_.finishSaving();
+    return result;
   }
   return {.text = concat("Unknown verb: ", name), .isError = true};
 }

@@ -16,7 +16,7 @@ namespace tallyfin {
 class MCPServer {
  public:
   static constexpr const char* serverName = "tallyfin";
-  static constexpr const char* serverVersion = "0.5.3";
+  static constexpr const char* serverVersion = TALLYFIN_VERSION;  // of the whole project
 
   /// `data` must outlive the server. `log` receives the text of a log line; prefix, line feed and the one
   /// write are its business.
@@ -39,9 +39,6 @@ class MCPServer {
  private:
   /// The answer to a request; `id` and `params` are JSON, `params` empty when there is none.
   std::string dispatch(std::string_view method, std::string_view id, std::string_view params);
-
-  /// Runs the tool that the parameters of a call name; without a usable name that is the empty one.
-  ToolResult callTool(const std::optional<JsonValue>& params);
 
   DataSource& data_;
   std::function<void(std::string_view)> log_;

@@ -8,7 +8,9 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -56,12 +58,40 @@ std::string startLine(const DataSource& data) {
   return line;
 }
 
+constexpr std::string_view kHelp =
+    "TallyfinMCP tells a client of the Model Context Protocol what coding agents cost on this machine.\n"
+    "\n"
+    "A client starts it, without arguments, and talks to it over standard input and output:\n"
+    "\n"
+    "  {\"mcpServers\": {\"tallyfin\": {\"command\": \"/absolute/path/to/TallyfinMCP\"}}}\n"
+    "\n"
+    "  -h, --help   print this text\n"
+    "  --version    print the version\n"
+    "\n"
+    "TALLYFIN_HOME and TALLYFIN_CACHE_PATH name other places for transcripts and cache. For reports on a\n"
+    "terminal there is the command tallyfin.\n";
+
+/// What a person asked for instead of a session; any other argument counts for nothing.
+std::optional<std::string> textFor(std::span<char*> arguments) {
+  if (arguments.size() != 1) {
+    return std::nullopt;
+  }
+  const std::string_view argument = arguments.front();
+  if (argument == "--version") {
+    return concat("TallyfinMCP ", MCPServer::serverVersion, "\n");
+  }
+  return argument == "--help" || argument == "-h" ? std::optional<std::string>(kHelp) : std::nullopt;
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a client that went away shows as a failed write
   std::signal(SIGXFSZ, SIG_IGN);  // and a file limit as a failed save
   openMissingStreams();
+  if (const auto text = textFor(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0))) {
+    return writeAll(STDOUT_FILENO, *text) ? 0 : 1;
+  }
   const int output = reserveOutput();
 
   DataSource data(Environment::ofProcess());

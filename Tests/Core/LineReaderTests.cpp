@@ -73,6 +73,20 @@ TEST(LineReader, ReadsNothingAtOrBeyondTheUpperOffset) {
   EXPECT_EQ(readLines(path, 3, 3).end, 3U);
 }
 
+TEST(LineReader, AFileThatGrowsWhileItIsReadHasAnEnd) {
+  const TempHome home;
+  const std::string path = home.write("file", "first\nsecond\nhalf");
+  Lines lines;
+  const auto grow = [&](std::string_view line) {
+    lines.emplace_back(line);
+    ASSERT_LT(lines.size(), 100U);
+    home.append("file", " and more\nand more\n");
+  };
+  EXPECT_EQ(LineReader::forEachLine(path, 0, std::nullopt, grow), 13U);
+  EXPECT_EQ(lines, (Lines{"first", "second"}));
+  EXPECT_EQ(readLines(path, 13).lines[0], "half and more") << "the rest is for the next look";
+}
+
 // Line lengths around the size of a read and of the buffer: every byte of every line arrives, in order.
 TEST(LineReader, LinesOfAnyLengthArriveWhole) {
   const TempHome home;

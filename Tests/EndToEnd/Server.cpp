@@ -15,7 +15,7 @@
 namespace tallyfin {
 namespace {
 
-constexpr int patience = 60'000;  // milliseconds
+constexpr int patience = 300'000;  // milliseconds; valgrind is slow
 
 void closeOnce(int& descriptor) {
   if (descriptor >= 0) {
@@ -108,7 +108,7 @@ Server::End Server::finish() {
   return {pending_, WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
 }
 
-/// False at the end of output, and when nothing comes for a minute.
+/// False at the end of output, and when nothing comes for five minutes.
 bool Server::readMore() {
   pollfd waiting{.fd = output_, .events = POLLIN, .revents = 0};
   if (poll(&waiting, 1, patience) <= 0) {

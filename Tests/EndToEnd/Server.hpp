@@ -26,7 +26,7 @@ class Server {
   /// Sends bytes as they are.
   void send(std::string_view bytes);
 
-  /// The next line of standard output without its line feed; fails the test after a minute.
+  /// The next line of standard output without its line feed; fails the test when none comes for five minutes.
   std::string line();
 
   /// Sends a line and gives the answer.

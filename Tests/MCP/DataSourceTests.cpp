@@ -1,9 +1,14 @@
 #include "Platform/Files.hpp"
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
+#include "TallyfinCore/Timestamp.hpp"
 #include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinMCP/MCP.hpp"
 
+#include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -44,6 +49,7 @@ TEST_F(DataSourceTest, TheSecondRunStartsFromTheCacheFile) {
   EXPECT_TRUE(Files::isDirectory(machine_.home.path("cache"))) << "made with the data source";
   EXPECT_FALSE(Files::exists(machine_.home.path("cache/scan.bin"))) << "no tool was called yet";
   first.ensureFresh();
+  first.finishSaving();
 
   DataSource second(machine_.environment());
   const RefreshStats& stats = second.ensureFresh();
@@ -118,6 +124,78 @@ TEST_F(DataSourceTest, RostersAreReadOnce) {
   machine_.now += 60;
   data.ensureFresh();
   EXPECT_EQ(data.roster().size(), 1U);
+}
+
+TEST_F(DataSourceTest, AYearLaterTodayIsAnotherDayAndNothingIsLost) {
+  addRequest("m1");
+  DataSource data(machine_.environment());
+  const auto today = [&] {
+    return data.report(Period::parse(JsonValue::Object{}, "today", data.now(), data.calendar()));
+  };
+  EXPECT_EQ(today().total.requests, 1);
+  machine_.now += 366 * 86'400.0;
+  addRequest("m2", "2027-03-11T08:00:00Z");
+  EXPECT_EQ(today().total.requests, 1);
+  EXPECT_EQ(today().total.firstActivity, Timestamp::parse("2027-03-11T08:00:00Z"));
+  EXPECT_EQ(data.report(Period::all()).total.requests, 2);
+}
+
+TEST_F(DataSourceTest, DaysFollowTheZoneOfTheRunAndNotOfTheCache) {
+  addRequest("m1", "2026-03-09T20:00:00Z");
+  addRequest("m2", "2026-03-10T02:00:00Z");
+  const struct {
+    const char* zone;
+    std::vector<std::string> days;
+  } starts[] = {{"UTC", {"2026-03-09", "2026-03-10"}},
+                {"America/New_York", {"2026-03-09"}},
+                {"Asia/Tokyo", {"2026-03-10"}},
+                {"UTC", {"2026-03-09", "2026-03-10"}}};
+  bool isFirst = true;
+  for (const auto& [zone, expected] : starts) {
+    machine_.calendar = Calendar::named(zone).value();
+    DataSource data(machine_.environment());
+    EXPECT_EQ(data.ensureFresh().bytesRead == 0, !std::exchange(isFirst, false)) << "from the cache";
+    const Report report = data.report(Period::all());
+    EXPECT_EQ(report.total.requests, 2);
+    std::vector<std::string> days;
+    for (const auto& [day, bucket] : report.byDay) {
+      days.push_back(data.calendar().formatDay(day));
+    }
+    EXPECT_EQ(days, expected) << zone;
+  }
+}
+
+TEST_F(DataSourceTest, HostileCountsStayAtTheEndOfTheirRange) {
+  const auto add = [&](const char* id, const char* count) {
+    machine_.home.append(
+        transcript,
+        R"({"timestamp":"2026-03-10T08:00:00Z","requestId":"r","message":{"id":")" + std::string(id) +
+            R"(","model":"claude-opus-5","usage":{)" + R"("input_tokens":)" + count + R"(,"output_tokens":)" +
+            count + R"(,"cache_read_input_tokens":)" + count + R"(,"cache_creation_input_tokens":)" + count +
+            R"(,"cache_creation":{"ephemeral_5m_input_tokens":)" + count +
+            R"(,"ephemeral_1h_input_tokens":)" + count + R"(},"server_tool_use":{"web_search_requests":)" +
+            count + R"(,"web_fetch_requests":)" + count + "}}}}\n");
+  };
+  add("m1", "9223372036854775807");
+  add("m2", "1e400");
+  add("m1", "-1e400");  // of a request that is known: the highest count stays
+  DataSource data(machine_.environment());
+  MCPServer server(data, [](std::string_view) {});
+  EXPECT_EQ(data.report(Period::all()).total.totalTokens(), std::numeric_limits<std::int64_t>::max());
+  add("m3", "-9223372036854775808");
+  add("m4", "-9223372036854775809");
+  machine_.now += 60;
+  EXPECT_EQ(data.report(Period::all()).total.requests, 4);
+  for (const JsonValue& tool : *MCPServer::tools().array()) {
+    const std::string& name = *tool.member("name")->string();
+    const JsonValue arguments =
+        JsonValue::Object{{"period", "all"}, {"session_id", "one"}, {"agent", "main"}};
+    const MCPServer::ToolResult result = server.callTool(name, arguments);
+    EXPECT_FALSE(result.isError) << result.text;
+    for (const char* noNumber : {"$nan", "$-nan", "$inf", "$-inf", "nan%", "inf%"}) {
+      EXPECT_EQ(result.text.find(noNumber), std::string::npos) << result.text;
+    }
+  }
 }
 
 TEST_F(DataSourceTest, NoHomeAtAllIsNoFailure) {

@@ -7,10 +7,10 @@
 // 2 and 10, haiku 1 and 5; of the price of input a cache read costs 0.1, a write of 5 minutes 1.25 and of an
 // hour 2; a web search costs 0.01.
 //
-//   file               id  local time   model   session  project  agent     tokens dollars main r1  03-10
-//   09:10  opus    main     alpha    main      200k in, 120k out          4.00
+//   file               id  local time   model   session  project  agent     tokens                 dollars
+//   main               r1  03-10 09:10  opus    main     alpha    main      200k in, 120k out          4.00
 //                      r2  03-09 16:00  opus    main     alpha    main      80k out                    2.00
-//                      r3  03-10 09:40  nova-1  main     beta     main      1k in, 500 out unknown
+//                      r3  03-10 09:40  nova-1  main     beta     main      1k in, 500 out          unknown
 //   subagents          r4  03-10 10:05  sonnet  main     alpha*   reviewer  100k out, 2500k read       1.50
 //                      r5  03-10 10:20  haiku   main     alpha    f00d...   800k written, split open   1.00
 //                      r6  03-10 11:00  opus    main     alpha    the-one   100k written for 1 h       1.00
@@ -20,9 +20,9 @@
 //   x.jsonl            a directory
 //   work (2nd home)    r9  03-10 12:00  sonnet  work     ~/notes  scout     500k in, 25 web searches   1.25
 //                      r10 02-20 08:00  haiku   work     ~/notes  main      500k in, 200k out          1.50
-//                      r11 02-20 08:30  nova-2  work     ~/notes  scout     10k in unknown
+//                      r11 02-20 08:30  nova-2  work     ~/notes  scout     10k in                  unknown
 //   noise (2nd home)   nothing but losses and a line of 4,096 bytes
-//   tiny (2nd home)    r12 03-10 00:05  -        tiny     -        zz        2k in unknown
+//   tiny (2nd home)    r12 03-10 00:05  -        tiny     -        zz        2k in                   unknown
 //
 // * in a worktree. The reviewers of r4 and r8 are two agents. ~/notes is a repository; r10 was made in a
 // folder of it. The second home has neither session, model nor directory for r12.

@@ -156,6 +156,12 @@ TEST_F(Protocol, ToolCallsAnswerWithTextAndFlag) {
   EXPECT_THAT(call(R"({"name":"tally_overview","arguments":[1,2]})"), HasSubstr("\nTOP 5 AGENTS TODAY\n"));
   EXPECT_THAT(call(R"({"name":"tally_overview","arguments":{"top":3e0}})"),
               HasSubstr("\nTOP 3 AGENTS TODAY\n"));
+  EXPECT_THAT(
+      call(R"({"arguments":{"top":[9],"limit":{"top":8},"x":[7],"t\u006fp":2},"name":"tally_overview"})"),
+      HasSubstr("\nTOP 2 AGENTS TODAY\n"));
+  EXPECT_THAT(call(R"({"name":"tally_overview","arguments":{"top":2},"arguments":{"top":4,"top":[2]}})"),
+              HasSubstr("\nTOP 5 AGENTS TODAY\n"))
+      << "of equal keys the last";
   const json answer = result(R"({"id":1,"method":"tools/call"})");
   EXPECT_EQ(answer["content"][0]["text"], "Unknown verb: ");
   EXPECT_EQ(answer["isError"], true);
