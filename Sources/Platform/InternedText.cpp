@@ -28,26 +28,29 @@ class GrowingArray {
     return blocks_[index >> kBlockBits].load(std::memory_order_acquire)[index & kBlockMask];
   }
 
+  // Safe from any thread, without a lock, since every thread that interns comes by here.
   std::uint32_t append(const T& value) {
-    const std::lock_guard guard(lock_);
-    const std::uint32_t index = size_.load(std::memory_order_relaxed);
+    const std::uint32_t index = size_.fetch_add(1, std::memory_order_relaxed);
     std::atomic<T*>& block = blocks_[index >> kBlockBits];
-    if (block.load(std::memory_order_relaxed) == nullptr) {
-      block.store(new T[std::size_t{kBlockMask} + 1], std::memory_order_release);
+    T* elements = block.load(std::memory_order_acquire);
+    if (elements == nullptr) {
+      auto fresh = std::make_unique<T[]>(std::size_t{kBlockMask} + 1);
+      // Whoever comes second takes the block of the first, which `elements` then is.
+      if (block.compare_exchange_strong(elements, fresh.get(), std::memory_order_acq_rel)) {
+        elements = fresh.release();
+      }
     }
-    block.load(std::memory_order_relaxed)[index & kBlockMask] = value;
-    size_.store(index + 1, std::memory_order_release);
+    elements[index & kBlockMask] = value;
     return index;
   }
 
-  std::uint32_t size() const { return size_.load(std::memory_order_acquire); }
+  std::uint32_t size() const { return size_.load(std::memory_order_relaxed); }
 
  private:
   static constexpr unsigned kBlockBits = 14;
   static constexpr std::uint32_t kBlockMask = (1U << kBlockBits) - 1;
   static constexpr std::size_t kBlocks = std::size_t{1} << (31 - kBlockBits);
 
-  std::mutex lock_;
   std::atomic<std::uint32_t> size_{0};
   std::array<std::atomic<T*>, kBlocks> blocks_{};
 };
