@@ -173,23 +173,8 @@ TEST_F(Refresh, TheFileThatIsListedFirstDescribesARequest) {
   EXPECT_EQ(after.records[0].output, 900);
 }
 
-// Many files of every length, requests repeated across them: any number of workers gives the serial answer.
-TEST_F(Refresh, TheParallelScanGivesTheSerialAnswer) {
-  int request = 0;
-  for (int file = 0; file < 23; ++file) {
-    std::string content;
-    for (int line = 0; line <= file * 7 % 11; ++line) {
-      content += rawLine(++request % 60, file, line).text();
-    }
-    home.write((file % 3 == 0 ? ".claude-work/projects/p/" : ".claude/projects/p/") + std::to_string(file) +
-                   ".jsonl",
-               content);
-  }
-  expectSame(fullScan(true), fullScan(false));
-  expectSame(refresh().result, fullScan(true));
-}
-
-// Lines with damage at any byte, files without a line feed, and what is no file at all.
+// Requests repeated across many files, lines with damage at any byte, files without a line feed, and what is
+// no file at all.
 TEST_F(Refresh, HostileFilesGiveTheSameOnEveryRoad) {
   std::mt19937_64 random(7);  // NOLINT(bugprone-random-generator-seed): the same files every time
   for (int file = 0; file < 40; ++file) {
@@ -238,15 +223,19 @@ TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   const std::string directory = home.makeDirectory(".claude/projects/p/z.jsonl");
   home.write(".claude/projects/p/z.jsonl/inner.jsonl", rawLine(2).text());
-  home.link(".claude/projects/p/dangling.jsonl", home.path("nowhere"));
+  const std::string dangling = home.link(".claude/projects/p/dangling.jsonl", home.path("nowhere"));
   home.link(".claude/projects/p/link.jsonl", home.write("elsewhere", rawLine(3).text()));
   home.link(".claude/projects/loop", home.path(".claude/projects"));
 
   for (int round = 0; round < 3; ++round) {
     const auto [result, stats] = refresh();
     EXPECT_THAT(result.diagnostics.filesUnreadable, ElementsAre(fifo, directory)) << round;
-    expectSame(result, fullScan());
-    expectSame(result, fullScan(true));
+    for (const bool parallel : {false, true}) {
+      ScanResult full = fullScan(parallel);
+      EXPECT_THAT(full.diagnostics.filesUnreadable, ElementsAre(dangling, fifo, directory));
+      std::erase(full.diagnostics.filesUnreadable, dangling);  // has no attributes: a refresh passes it over
+      expectSame(result, full);
+    }
     EXPECT_EQ(result.records.size(), 3U);
     EXPECT_EQ(stats.filesTotal, 6);
     EXPECT_EQ(stats.filesTotal,
