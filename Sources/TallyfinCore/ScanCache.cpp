@@ -131,10 +131,7 @@ void FileDiagnostics::apply(ScanDiagnostics& diagnostics, const std::string& pat
       saturatingAdd(diagnostics.linesRejectedNoTimestamp, rejectedNoTimestamp);
   diagnostics.linesRejectedNoIdentity =
       saturatingAdd(diagnostics.linesRejectedNoIdentity, rejectedNoIdentity);
-  if (longestLineBytes > diagnostics.longestLineBytes) {
-    diagnostics.longestLineBytes = longestLineBytes;
-    diagnostics.longestLinePath = path;
-  }
+  diagnostics.noteLine(longestLineBytes, path);
 }
 
 void FileDiagnostics::add(const ScanDiagnostics& part) {
@@ -217,8 +214,7 @@ std::vector<FileProvenance> ScanCache::recordsPerFile() const {
 }
 
 bool ScanCache::InPathOrder::operator()(const std::string& left, const std::string& right) const {
-  const auto order = Text::compare(left, right);
-  return order == 0 ? left < right : order < 0;
+  return Text::isBefore(left, right);
 }
 
 ScanCache::FileMap ScanCache::snapshot() const {
