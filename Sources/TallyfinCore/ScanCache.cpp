@@ -176,9 +176,11 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   std::int64_t known = 0;
   Refresh refresh(diagnostics, stats);
   for (std::size_t rank = 0; rank < files.size(); ++rank) {
-    const auto place = old.find(files[rank].path);
-    known += place == old.end() ? 0 : 1;
-    std::shared_ptr<const FileState> before = place == old.end() ? nullptr : std::move(place->second);
+    std::shared_ptr<const FileState> before;
+    if (const auto place = old.find(files[rank].path); place != old.end()) {
+      before = std::exchange(place->second, nullptr);  // nothing is left for a home that is given twice
+      known += before != nullptr ? 1 : 0;
+    }
     if (auto state = refresh.look(files[rank], static_cast<std::int64_t>(rank), std::move(before))) {
       listed.push_back(state);
       fresh.emplace_hint(fresh.end(), files[rank].path, std::move(state));

@@ -270,6 +270,18 @@ TEST_F(Refresh, AFileThatWasReadableKeepsItsFiguresWhileItIsNot) {
   expectSame(healed, fullScan());
 }
 
+TEST_F(Refresh, AHomeThatIsGivenTwiceChangesNoFigure) {
+  home.write(kA, rawLine(1).text());
+  const std::vector<SourceHome> twice(2, homes.front());
+  for (int round = 0; round < 2; ++round) {
+    const auto [result, stats] = cache.refresh(twice, stopped);
+    EXPECT_EQ(stats.filesTotal, 2);
+    EXPECT_EQ(stats.filesGone, 0);
+    expectSame(result, Scanner::scan(twice, true, stopped));
+    EXPECT_EQ(result.records.size(), 1U);
+  }
+}
+
 TEST_F(Refresh, PathsAreBytes) {
   const std::string odd = ".claude/projects/p\xFF\xFE/a\nb.jsonl";
   std::string line = rawLine(1).text();
