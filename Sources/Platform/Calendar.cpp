@@ -1,6 +1,6 @@
 #include "Platform/Calendar.hpp"
 
-#include "absl/strings/ascii.h"
+#include "Platform/Numbers.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/time/civil_time.h"
 
@@ -46,18 +46,6 @@ std::optional<CalendarInterval> interval(Civil unit, absl::TimeZone zone) {
     return std::nullopt;
   }
   return CalendarInterval{startOf(absl::CivilDay(unit), zone), startOf(absl::CivilDay(unit + 1), zone)};
-}
-
-// Digits of a fixed-width field, or -1.
-int field(std::string_view text, std::size_t from, std::size_t count) {
-  int value = 0;
-  for (std::size_t i = from; i < from + count; ++i) {
-    if (!absl::ascii_isdigit(static_cast<unsigned char>(text[i]))) {
-      return -1;
-    }
-    value = value * 10 + (text[i] - '0');
-  }
-  return value;
 }
 
 }  // namespace
@@ -173,7 +161,7 @@ std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {
   if (text.size() != 10 || text[4] != '-' || text[7] != '-') {
     return std::nullopt;
   }
-  const CalendarDate date{field(text, 0, 4), field(text, 5, 2), field(text, 8, 2)};
+  const CalendarDate date{digitsAt(text, 0, 4), digitsAt(text, 5, 2), digitsAt(text, 8, 2)};
   if (date.year < 1 || date.month < 1 || date.day < 1) {
     return std::nullopt;
   }

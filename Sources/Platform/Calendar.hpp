@@ -11,6 +11,7 @@
 #include "Platform/TimePoint.hpp"
 #include "absl/time/time.h"
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>

@@ -1,6 +1,7 @@
 #include "Platform/Files.hpp"
 
 #include "Platform/Concat.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Platform/Text.hpp"
 
 #include <algorithm>
@@ -21,40 +22,6 @@
 namespace tallyfin::Files {
 
 namespace {
-
-/// A transcript may name any text as a path. One with a NUL inside names nothing, whatever stands before it.
-bool canExist(const std::string& path) {
-  return path.find('\0') == std::string::npos;
-}
-
-class Descriptor {
- public:
-  Descriptor(const std::string& path, int flags, mode_t mode = 0) {
-    if (!canExist(path)) {
-      errno = ENOENT;
-      return;
-    }
-    do {
-      number_ = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
-    } while (number_ < 0 && errno == EINTR);
-  }
-  ~Descriptor() { close(); }
-
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  bool isOpen() const { return number_ >= 0; }
-  int number() const { return number_; }
-
-  /// The descriptor, no longer closed here.
-  int release() { return std::exchange(number_, -1); }
-
-  /// True when all went well; after EINTR the descriptor is closed all the same.
-  bool close() { return number_ < 0 || ::close(release()) == 0 || errno == EINTR; }
-
- private:
-  int number_ = -1;
-};
 
 /// The entries of a directory, one after the other.
 class Listing {
@@ -105,7 +72,7 @@ class Listing {
 };
 
 bool look(const std::string& path, struct stat& status) {
-  return canExist(path) && ::stat(path.c_str(), &status) == 0;
+  return canBePath(path) && ::stat(path.c_str(), &status) == 0;
 }
 
 double modificationTime(const struct stat& status) {
@@ -152,7 +119,7 @@ std::atomic<unsigned> nextTemporary = 0;
 class Temporary {
  public:
   Temporary(const std::string& target, unsigned mode)
-      : target_(target), path_(freshName()), file_(path_, kFlags, static_cast<mode_t>(mode)) {
+      : target_(target), path_(freshName()), file_(path_, kFlags, mode) {
     if (!file_.isOpen()) {
       fail(errno, "cannot create ", path_);
     }
@@ -319,11 +286,6 @@ bool isDirectory(const std::string& path) {
   return look(path, status) && S_ISDIR(status.st_mode);
 }
 
-bool isDanglingLink(const std::string& path) {
-  struct stat status {};
-  return canExist(path) && ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode) && !exists(path);
-}
-
 std::optional<std::vector<std::string>> filesBelow(const std::string& root, std::string_view extension) {
   if (!isDirectory(root)) {
     return std::nullopt;
@@ -372,21 +334,16 @@ std::optional<std::vector<std::string>> entryNames(const std::string& directory)
 }
 
 std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
-  Descriptor file(path, O_RDONLY | O_NONBLOCK);  // without it, opening a FIFO waits for a writer
-  struct stat status {};
-  if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      static_cast<std::uint64_t>(status.st_size) > limit) {
+  PlainFile file(path);
+  if (!file.isOpen() || file.size() > limit) {
     return std::nullopt;
   }
   Buffer content;
   // Room to see the end at once; some of the kernel's files do not tell their size.
-  content.reserve(std::max<std::size_t>(static_cast<std::size_t>(status.st_size) + 1, 4096));
+  content.reserve(std::max<std::size_t>(static_cast<std::size_t>(file.size()) + 1, 4096));
   while (true) {
     char* const place = content.room(1);
-    const ssize_t count = ::read(file.number(), place, content.capacity() - content.size());
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
+    const std::ptrdiff_t count = file.read(place, content.capacity() - content.size());
     if (count < 0) {
       return std::nullopt;
     }
@@ -401,7 +358,7 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
 }
 
 void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce, unsigned mode) {
-  if (!canExist(path)) {
+  if (!canBePath(path)) {
     fail(ENOENT, "cannot replace ", path);
   }
   struct stat status {};
@@ -431,7 +388,7 @@ void replaceAtomically(const std::string& path, const std::vector<std::string_vi
 }
 
 std::error_code createDirectories(const std::string& path) {
-  if (!canExist(path)) {
+  if (!canBePath(path)) {
     return std::make_error_code(std::errc::no_such_file_or_directory);
   }
   for (std::size_t slash = 0; slash != std::string::npos;) {
@@ -448,7 +405,7 @@ std::error_code createDirectories(const std::string& path) {
 }
 
 void removeFile(const std::string& path) {
-  if (canExist(path)) {
+  if (canBePath(path)) {
     ::unlink(path.c_str());
   }
 }
@@ -480,11 +437,11 @@ std::string expandingTilde(const std::string& path, const std::string& home) {
 
 std::string applicationSupportDirectory(const std::string& home) {
 #ifdef __APPLE__
-  constexpr std::string_view folder = "Library/Application Support";
+  constexpr std::string_view kFolder = "Library/Application Support";
 #else
-  constexpr std::string_view folder = ".cache";
+  constexpr std::string_view kFolder = ".cache";
 #endif
-  return concat(home, home.ends_with('/') ? "" : "/", folder);
+  return concat(home, home.ends_with('/') ? "" : "/", kFolder);
 }
 
 std::string_view lastComponent(std::string_view path) {

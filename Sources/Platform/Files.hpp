@@ -1,7 +1,7 @@
 #pragma once
 
-// The file system as Tallyfin needs it, over POSIX: descriptors are opened with O_CLOEXEC, EINTR is retried,
-// and nothing here can block on a FIFO or a device. Paths are bytes; they need not be UTF-8.
+// The file system as Tallyfin needs it, over POSIX. Nothing here can block on a FIFO or a device. Paths are
+// bytes; they need not be UTF-8.
 
 #include "Platform/Buffer.hpp"
 #include "absl/functional/function_ref.h"
@@ -29,10 +29,8 @@ std::optional<Attributes> attributes(const std::string& path);
 /// Whether an entry of any kind exists at `path`; a dangling link does not.
 bool exists(const std::string& path);
 
+/// Whether a directory, or a link to one, lies at `path`.
 bool isDirectory(const std::string& path);
-
-/// Whether `path` is a symbolic link to nothing.
-bool isDanglingLink(const std::string& path);
 
 /// Paths of all entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a
 /// name must have something before that dot. Entries whose name begins with a point are left out, with all

@@ -3,8 +3,8 @@
 // JSON, strictly by RFC 8259, on one road for everything that is read: transcript lines, protocol messages,
 // rosters. Invalid UTF-8, a byte order mark, an escaped lone surrogate, a literal NaN, a trailing comma or
 // cut text make a document invalid. A number is never too large and is kept as it was written. Nesting up to
-// 1,000 levels is accepted and deeper refused, so that recursion over a document is bounded. Of equal keys
-// the last wins.
+// 1,024 levels is accepted and deeper refused, so that recursion over a document is bounded. Equal keys are
+// handed out one after the other; who reads them lets the last one win.
 
 #include <cstdint>
 #include <optional>
@@ -113,7 +113,7 @@ class JsonReader {
   bool failed_ = false;
 };
 
-/// A small document as a value: what a message or a roster file holds.
+/// An answer that is put together, or an argument that came in.
 class JsonValue {
  public:
   /// A number as it was written, so that it can be given back unchanged.
@@ -133,8 +133,8 @@ class JsonValue {
   JsonValue(Array value) : value_(std::move(value)) {}
   JsonValue(Object value) : value_(std::move(value)) {}
 
-  /// The document; absent when it is not valid.
-  static std::optional<JsonValue> parse(std::string_view text);
+  /// Consumes a value of any kind. Null for a list or an object, of which no caller has use, and on failure.
+  static JsonValue scalar(JsonReader& reader);
 
   /// Each gives the payload, or null when the value is of another kind.
   const Object* object() const { return std::get_if<Object>(&value_); }
@@ -149,13 +149,11 @@ class JsonValue {
   /// The member with that key; null when there is none or the value is no object.
   const JsonValue* member(std::string_view key) const;
 
-  /// The document as compact JSON: no white space, slashes not escaped, bytes that are no UTF-8 as U+FFFD.
-  std::string text() const;
+  /// Appends the document as compact JSON: no white space, slashes not escaped, bytes that are no UTF-8 as
+  /// U+FFFD.
   void write(std::string& out) const;
 
  private:
-  static JsonValue read(JsonReader& reader);
-
   std::variant<std::monostate, bool, Number, std::string, Array, Object> value_;
 };
 

@@ -1,4 +1,7 @@
 #include "Platform/Json.hpp"
+#include "Platform/Numbers.hpp"
+#include "Platform/Text.hpp"
+#include "absl/strings/str_format.h"
 
 #include <bit>
 
@@ -6,17 +9,10 @@
 #include <emmintrin.h>
 #endif
 
-#include "Platform/Text.hpp"
-#include "absl/strings/str_format.h"
-
 namespace tallyfin {
 namespace {
 
 constexpr int kDeepest = 1024;
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
 
 bool endsPlainRun(char c) {
   return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20;

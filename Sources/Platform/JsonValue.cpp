@@ -1,16 +1,12 @@
 #include "Platform/Json.hpp"
+#include "Platform/Numbers.hpp"
 
 #include <algorithm>
 #include <charconv>
 #include <limits>
-#include <unordered_map>
 
 namespace tallyfin {
 namespace {
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
 
 // A JSON number taken apart: sign, digits without the point, and how many of them stand before it.
 class Decimal {
@@ -87,95 +83,25 @@ class Decimal {
   bool negative_ = false;
 };
 
-// Sets members by key; of equal keys the last value wins. Few members are searched one by one, many through a
-// map.
-class ObjectBuilder {
- public:
-  void set(std::string_view key, JsonValue value) {
-    if (JsonValue* const known = find(key)) {
-      *known = std::move(value);
-      return;
-    }
-    members_.emplace_back(std::string(key), std::move(value));
-    if (members_.size() > kFew) {
-      index();
-    }
-  }
-
-  JsonValue::Object take() { return std::move(members_); }
-
- private:
-  static constexpr std::size_t kFew = 16;
-
-  JsonValue* find(std::string_view key) {
-    if (members_.size() > kFew) {
-      const auto place = positions_.find(std::string(key));
-      return place == positions_.end() ? nullptr : &members_[place->second].second;
-    }
-    for (auto& [name, value] : members_) {
-      if (name == key) {
-        return &value;
-      }
-    }
-    return nullptr;
-  }
-
-  void index() {
-    for (std::size_t i = positions_.size(); i < members_.size(); ++i) {
-      positions_.emplace(members_[i].first, i);
-    }
-  }
-
-  JsonValue::Object members_;
-  std::unordered_map<std::string, std::size_t> positions_;
-};
-
 }  // namespace
 
-std::optional<JsonValue> JsonValue::parse(std::string_view text) {
-  JsonReader reader(text);
-  JsonValue value = read(reader);
-  if (!reader.finish()) {
-    return std::nullopt;
-  }
-  return value;
-}
-
-JsonValue JsonValue::read(JsonReader& reader) {
-  std::string buffer;
+JsonValue JsonValue::scalar(JsonReader& reader) {
   switch (reader.peek()) {
-    case JsonReader::Kind::object: {
-      ObjectBuilder object;
-      JsonReader::String key;
-      for (reader.beginObject(); reader.nextKey(key);) {
-        JsonValue value = read(reader);
-        object.set(key.text(buffer), std::move(value));
-      }
-      return object.take();
-    }
-    case JsonReader::Kind::array: {
-      Array array;
-      for (reader.beginArray(); reader.nextElement();) {
-        array.push_back(read(reader));
-      }
-      return array;
-    }
     case JsonReader::Kind::string:
-      return reader.string().text(buffer);
+      return reader.optionalText().value_or("");
     case JsonReader::Kind::number: {
       JsonValue value;
-      value.value_ = Number{std::string(reader.number())};
+      if (const std::string_view digits = reader.number(); !reader.failed()) {
+        value.value_ = Number{std::string(digits)};
+      }
       return value;
     }
     case JsonReader::Kind::boolean:
       return reader.boolean();
-    case JsonReader::Kind::null:
-      reader.null();
-      break;
-    case JsonReader::Kind::invalid:
-      reader.skipValue();  // fails
+    default:
+      reader.skipValue();
+      return {};
   }
-  return {};
 }
 
 std::optional<std::int64_t> JsonValue::wholeNumber() const {
@@ -196,12 +122,6 @@ const JsonValue* JsonValue::member(std::string_view key) const {
     }
   }
   return nullptr;
-}
-
-std::string JsonValue::text() const {
-  std::string out;
-  write(out);
-  return out;
 }
 
 void JsonValue::write(std::string& out) const {

@@ -1,12 +1,31 @@
 #pragma once
 
-// Whole numbers as people read them, whatever the locale.
+// Whole numbers as people write and read them, whatever the locale.
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace tallyfin {
+
+/// Whether a byte is one of the ten ASCII digits.
+constexpr bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+/// The number that the `count` (at most nine) bytes at `at` write; -1 unless all are digits. The text must
+/// reach that far.
+constexpr int digitsAt(std::string_view text, std::size_t at, std::size_t count) {
+  int value = 0;
+  for (const char c : text.substr(at, count)) {
+    if (!isDigit(c)) {
+      return -1;
+    }
+    value = value * 10 + (c - '0');
+  }
+  return value;
+}
 
 /// Commas between the thousands of a decimal number, with or without sign and fraction: "-1234567.89" becomes
 /// "-1,234,567.89". Text without digits, such as "nan", comes back as it is.

@@ -13,7 +13,7 @@ namespace tallyfin {
 namespace {
 
 /// One read asks for no more, so that little is left to keep when a long line has been handed out.
-constexpr std::size_t chunk = std::size_t{256} * 1024;
+constexpr std::size_t kChunk = std::size_t{256} * 1024;
 
 /// Whether the call that just failed is worth repeating; waits until the descriptor is ready if need be.
 bool canRetry(int descriptor, short event) {
@@ -59,16 +59,16 @@ std::optional<std::string_view> LineInput::next() {
 /// Reads on; false at the end of input.
 bool LineInput::fill() {
   const std::size_t pending = end_ - begin_;
-  if (pending + chunk > capacity_) {
-    resize(std::max(2 * capacity_, 2 * chunk));
-  } else if (pending <= chunk && capacity_ > 4 * chunk) {
-    resize(2 * chunk);
+  if (pending + kChunk > capacity_) {
+    resize(std::max(2 * capacity_, 2 * kChunk));
+  } else if (pending <= kChunk && capacity_ > 4 * kChunk) {
+    resize(2 * kChunk);
     giveBackMemory();  // nor does anything else that came of the long line live now
-  } else if (end_ + chunk > capacity_) {
+  } else if (end_ + kChunk > capacity_) {
     resize(capacity_);
   }
   for (;;) {
-    const ssize_t count = read(descriptor_, buffer_.get() + end_, chunk);
+    const ssize_t count = read(descriptor_, buffer_.get() + end_, kChunk);
     if (count >= 0) {
       end_ += static_cast<std::size_t>(count);
       return count > 0;

@@ -432,4 +432,9 @@ std::strong_ordering compare(std::string_view left, std::string_view right) {
   return *CanonicalView(left) <=> *CanonicalView(right);
 }
 
+bool isBefore(std::string_view left, std::string_view right) {
+  const std::strong_ordering order = compare(left, right);
+  return std::is_eq(order) ? left < right : std::is_lt(order);
+}
+
 }  // namespace tallyfin::Text

@@ -70,4 +70,7 @@ bool contains(std::string_view text, std::string_view part);
 /// Order by the code points of the canonical forms; canonically equivalent texts are equal.
 std::strong_ordering compare(std::string_view left, std::string_view right);
 
+/// The total order of lists of paths and names: as `compare` has it, spellings of one text by their bytes.
+bool isBefore(std::string_view left, std::string_view right);
+
 }  // namespace tallyfin::Text

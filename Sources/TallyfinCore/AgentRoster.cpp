@@ -6,7 +6,6 @@
 #include "Platform/Text.hpp"
 
 #include <algorithm>
-#include <compare>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -112,10 +111,7 @@ void AgentRoster::load(const std::vector<SourceHome>& homes) {
     std::vector<std::string> names = Files::entryNames(home.teamsPath).value_or(std::vector<std::string>{});
     std::erase_if(names, [](const std::string& name) { return !name.starts_with(kSessionPrefix); });
     // The order decides which of two entries with one key stays.
-    std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
-      const std::strong_ordering order = Text::compare(left, right);
-      return std::is_eq(order) ? left < right : std::is_lt(order);
-    });
+    std::sort(names.begin(), names.end(), Text::isBefore);
     for (const std::string& name : names) {
       loadFile(concat(home.teamsPath, "/", name, "/config.json"));
     }

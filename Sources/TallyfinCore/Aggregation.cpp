@@ -1,5 +1,7 @@
 #include "TallyfinCore/Aggregation.hpp"
 
+#include "TallyfinCore/Pricing.hpp"
+
 #include <algorithm>
 #include <cstddef>
 

@@ -6,7 +6,6 @@
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/KeyedRows.hpp"
-#include "TallyfinCore/Pricing.hpp"
 #include "TallyfinCore/ProjectPath.hpp"
 #include "TallyfinCore/RecordSelection.hpp"
 #include "TallyfinCore/Records.hpp"
@@ -42,8 +41,8 @@ struct Bucket {
   std::int64_t webSearch = 0;  ///< requests, no tokens
   std::int64_t webFetch = 0;   ///< requests, no tokens
   CostEstimate cost;
-  std::vector<std::pair<InternedText, std::int64_t>>
-      modelCounts;  ///< requests by model, in order of first use
+  /// Requests by model, in order of first use.
+  std::vector<std::pair<InternedText, std::int64_t>> modelCounts;
   std::optional<TimePoint> firstActivity;
   std::optional<TimePoint> lastActivity;
   std::int64_t cacheWriteAssumedRequests = 0;  ///< requests whose 5m/1h split was assumed
@@ -98,7 +97,7 @@ struct Report {
   Axis<AgentIdentity> byAgent;  ///< the main session included
   Axis<InternedText> bySource;  ///< by name of the Claude home
   absl::flat_hash_map<InternedText, InternedText>
-      sessionProject;  ///< the project of a session's latest request
+      sessionProject;                                             ///< the project of a session's last request
   absl::flat_hash_map<AgentIdentity, InternedText> agentSession;  ///< the session of an agent's first request
   absl::flat_hash_map<AgentIdentity, InternedText> agentProject;  ///< the project of an agent's first request
   absl::flat_hash_map<InternedText, std::set<Provenance>> projectProvenance;  ///< how a label was reached
@@ -128,8 +127,10 @@ struct Report {
 /// What each agent spent under each key of another axis.
 using AgentsByKey = KeyedRows<InternedText, Axis<AgentIdentity>>;
 
+/// Makes reports. Safe from any thread.
 class Aggregator {
  public:
+  /// `calendar` says which day and hour a request falls on, `resolver` which project.
   Aggregator(const Calendar& calendar, ProjectResolver resolver)
       : calendar_(calendar), resolver_(std::move(resolver)) {}
 

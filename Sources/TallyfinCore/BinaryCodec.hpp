@@ -16,7 +16,6 @@
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -27,8 +26,10 @@ inline std::uint64_t littleEndian(std::uint64_t bits) {
   return std::endian::native == std::endian::little ? bits : __builtin_bswap64(bits);
 }
 
+/// Collects strings and a body, then hands them out as one file.
 class BinaryWriter {
  public:
+  // Each appends to the body.
   void writeUInt(std::uint64_t value) { put(body_, value); }
   void writeDouble(double value) {
     const std::uint64_t bits = littleEndian(std::bit_cast<std::uint64_t>(value));
@@ -88,6 +89,7 @@ class DecodeError : public std::runtime_error {
   Kind kind_;
 };
 
+/// Reads what BinaryWriter wrote, or whatever stands in its place.
 class BinaryReader {
  public:
   /// The first count of strings that is refused.

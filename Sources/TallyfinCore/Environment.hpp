@@ -12,6 +12,7 @@
 
 namespace tallyfin {
 
+/// What a program is told.
 struct Environment {
   std::string home;                              ///< the user's real home directory
   std::optional<std::string> tallyfinHome;       ///< TALLYFIN_HOME: stands in for the home of the transcripts

@@ -12,6 +12,7 @@
 #include <cstddef>
 
 namespace tallyfin {
+
 std::string UnknownReason::text() const {
   switch (kind_) {
     case Kind::noPriceForModel:

@@ -1,7 +1,6 @@
 // Reads every transcript from scratch, files striped over the processors. No lock is taken: each worker fills
 // maps of its own, which are merged when all have ended.
 
-#include "Platform/Files.hpp"
 #include "TallyfinCore/LineReader.hpp"
 #include "TallyfinCore/Scanner.hpp"
 #include "absl/container/flat_hash_set.h"
@@ -28,9 +27,7 @@ KeyedScan readStripe(const std::vector<TranscriptFile>& files, std::size_t first
     try {
       share.diagnostics.bytesRead += LineReader::forEachLine(file.path, 0, std::nullopt, onLine);
     } catch (const ReadError&) {
-      if (!Files::isDanglingLink(file.path)) {  // which is listed, but no file, as a refresh has it
-        share.diagnostics.filesUnreadable.push_back(file.path);
-      }
+      share.diagnostics.filesUnreadable.push_back(file.path);
     }
   }
   return share;

@@ -9,7 +9,6 @@
 #include "TallyfinCore/Scanner.hpp"
 #include "TallyfinCore/Timestamp.hpp"
 
-#include <algorithm>
 #include <optional>
 
 namespace tallyfin::Scanner {
@@ -255,7 +254,7 @@ void describe(const Line& line, const std::string& path, Workspace& work, UsageR
 
 void ingest(std::string_view line, const std::string& path, InternedText home, std::int64_t rank,
             RecordMap& records, ScanDiagnostics& diagnostics) {
-  diagnostics.noteLine(line.size(), path);
+  diagnostics.noteLine(static_cast<std::int64_t>(line.size()), path);
   if (!containsBytes(line, "\"usage\"")) {
     return;
   }

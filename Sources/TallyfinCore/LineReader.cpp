@@ -1,50 +1,18 @@
 #include "TallyfinCore/LineReader.hpp"
 
 #include "Platform/Buffer.hpp"
+#include "Platform/Descriptor.hpp"
 
 #include <algorithm>
-#include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace tallyfin::LineReader {
 namespace {
 
 constexpr std::size_t kChunk = 1'048'576;     // bytes asked for by one read
 constexpr std::size_t kCapacity = 2'097'152;  // bytes, as long as no line is longer
-
-// Closes the file on every path out.
-class Descriptor {
- public:
-  explicit Descriptor(const std::string& path)
-      : number_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
-  ~Descriptor() {
-    if (number_ >= 0) {
-      ::close(number_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int number() const { return number_; }
-
-  // The size now; absent when the file is not open or no plain one: reading anything else could block or
-  // never end.
-  std::optional<std::uint64_t> size() const {
-    struct stat attributes {};
-    if (number_ < 0 || ::fstat(number_, &attributes) != 0 || !S_ISREG(attributes.st_mode)) {
-      return std::nullopt;
-    }
-    return static_cast<std::uint64_t>(attributes.st_size);
-  }
-
- private:
-  int number_;
-};
 
 // Lends the thread's buffer for one call, so that a look at a thousand small files does not map and fault in
 // two megabytes a thousand times. A call inside a callback finds none and makes its own; one that a long line
@@ -74,32 +42,22 @@ class LentBuffer {
   Buffer buffer_;
 };
 
-// Bytes read into `place`: 0 at the end of the file, negative on failure.
-ssize_t readSome(int descriptor, char* place, std::size_t count) {
-  ssize_t got = 0;
-  do {
-    got = ::read(descriptor, place, count);
-  } while (got < 0 && errno == EINTR);
-  return got;
-}
-
 }  // namespace
 
 std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine) {
-  const Descriptor file(path);
-  const std::optional<std::uint64_t> size = file.size();
-  if (!size || (fromOffset != 0 && ::lseek(file.number(), static_cast<off_t>(fromOffset), SEEK_SET) < 0)) {
+  PlainFile file(path);
+  if (!file.isOpen() || (fromOffset != 0 && !file.seek(fromOffset))) {
     throw ReadError(path);
   }
-  const std::uint64_t end = std::min(*size, upToOffset.value_or(*size));
+  const std::uint64_t end = std::min(file.size(), upToOffset.value_or(file.size()));
   LentBuffer lent;
   Buffer& pending = *lent;
   std::uint64_t cursor = fromOffset;
   for (std::uint64_t position = fromOffset; position < end;) {
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, end - position));
-    const ssize_t got = readSome(file.number(), pending.room(wanted), wanted);
+    const std::ptrdiff_t got = file.read(pending.room(wanted), wanted);
     if (got < 0) {
       throw ReadError(path);
     }

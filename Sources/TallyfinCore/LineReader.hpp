@@ -6,12 +6,12 @@
 
 #include "absl/functional/function_ref.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tallyfin {
 

@@ -45,6 +45,7 @@ inline constexpr double webSearchCostPerRequest = 0.01;
 /// Web fetches are counted but have no price: always unknown.
 Estimate<double> webFetchCost();
 
+/// The prices of a model over time.
 struct TableEntry {
   std::string_view model;
   std::vector<PriceTier> tiers;  ///< in order of time; at least one
@@ -62,7 +63,7 @@ std::string normalizeModel(std::string_view id);
 /// is a day of `calendar`, whatever the date in UTC.
 Estimate<Prices> prices(InternedText model, TimePoint day, const Calendar& calendar);
 
-/// The cost of a record in US dollars at those prices. Tokens at `prices`; a known 0 when all counts are 0.
+/// The cost of a record in US dollars at those prices; 0 when all counts are 0.
 double cost(const UsageRecord& record, const Prices& prices);
 
 /// Prices records one after the other. Looks a model up once and its tier when the day changes, instead of

@@ -151,7 +151,7 @@ class ProvenanceWriter {
 
   void addUnreadableFiles() {
     std::vector<std::string> unreadable = seen_.filesUnreadable;
-    std::sort(unreadable.begin(), unreadable.end());
+    std::sort(unreadable.begin(), unreadable.end(), Text::isBefore);
     add(Section::loss, "unreadable_files", counter(unreadable.size()),
         unreadable.empty() ? "every file the scan listed could be opened" : "listed below");
     for (const std::string& path : unreadable) {

@@ -3,7 +3,6 @@
 #include "Platform/Text.hpp"
 
 #include <algorithm>
-#include <ranges>
 
 namespace tallyfin {
 namespace {
@@ -19,8 +18,8 @@ AgentIdentity AgentIdentity::parse(InternedText rawAgentId) {
   if (raw.empty()) {
     return main();
   }
-  if (Text::prefix(raw, 1) !=
-      "a") {  // a character, not a byte: an "a" with a combining mark is another letter
+  // A character, not a byte: an "a" with a combining mark is another letter.
+  if (Text::prefix(raw, 1) != "a") {
     return anonymous(rawAgentId);
   }
   const std::string_view body = raw.substr(1);

@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -83,8 +82,8 @@ struct UsageRecord {
   InternedText rawCwd;  ///< working directory as the line gave it; empty when absent
   AgentIdentity agent;
   InternedText sourceHome;  ///< name of the Claude home whose transcript supplied the record
-  bool cacheWriteBreakdownAssumed =
-      false;                      ///< the 5m/1h split was unusable, the whole write counts as 5-minute
+  /// The 5m/1h split of the cache write was unusable; all of it counts as 5-minute.
+  bool cacheWriteBreakdownAssumed = false;
   std::int64_t input = 0;         ///< tokens
   std::int64_t output = 0;        ///< tokens
   std::int64_t cacheWrite5m = 0;  ///< tokens written to the 5-minute cache
@@ -92,8 +91,7 @@ struct UsageRecord {
   std::int64_t cacheRead = 0;     ///< tokens
   std::int64_t webSearch = 0;     ///< web searches made by the server
   std::int64_t webFetch = 0;      ///< web fetches made by the server
-  std::int64_t sourceRank =
-      0;  ///< position of the source file in the listing; the lowest wins the attribution
+  std::int64_t sourceRank = 0;    ///< position of its file in the listing; the lowest describes the request
 
   /// All tokens; searches and fetches are none.
   std::int64_t totalTokens() const;

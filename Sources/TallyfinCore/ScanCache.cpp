@@ -131,10 +131,7 @@ void FileDiagnostics::apply(ScanDiagnostics& diagnostics, const std::string& pat
       saturatingAdd(diagnostics.linesRejectedNoTimestamp, rejectedNoTimestamp);
   diagnostics.linesRejectedNoIdentity =
       saturatingAdd(diagnostics.linesRejectedNoIdentity, rejectedNoIdentity);
-  if (longestLineBytes > diagnostics.longestLineBytes) {
-    diagnostics.longestLineBytes = longestLineBytes;
-    diagnostics.longestLinePath = path;
-  }
+  diagnostics.noteLine(longestLineBytes, path);
 }
 
 void FileDiagnostics::add(const ScanDiagnostics& part) {
@@ -179,9 +176,11 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   std::int64_t known = 0;
   Refresh refresh(diagnostics, stats);
   for (std::size_t rank = 0; rank < files.size(); ++rank) {
-    const auto place = old.find(files[rank].path);
-    known += place == old.end() ? 0 : 1;
-    std::shared_ptr<const FileState> before = place == old.end() ? nullptr : std::move(place->second);
+    std::shared_ptr<const FileState> before;
+    if (const auto place = old.find(files[rank].path); place != old.end()) {
+      before = std::exchange(place->second, nullptr);  // nothing is left for a home that is given twice
+      known += before != nullptr ? 1 : 0;
+    }
     if (auto state = refresh.look(files[rank], static_cast<std::int64_t>(rank), std::move(before))) {
       listed.push_back(state);
       fresh.emplace_hint(fresh.end(), files[rank].path, std::move(state));
@@ -217,8 +216,7 @@ std::vector<FileProvenance> ScanCache::recordsPerFile() const {
 }
 
 bool ScanCache::InPathOrder::operator()(const std::string& left, const std::string& right) const {
-  const auto order = Text::compare(left, right);
-  return order == 0 ? left < right : order < 0;
+  return Text::isBefore(left, right);
 }
 
 ScanCache::FileMap ScanCache::snapshot() const {

@@ -88,6 +88,7 @@ struct FileProvenance {
   const RecordMap& records() const { return state->records; }
 };
 
+/// The store. Safe from any thread, though two refreshes at once are not coordinated: the later one stays.
 class ScanCache {
  public:
   static constexpr std::uint64_t formatVersion = 2;
@@ -96,8 +97,8 @@ class ScanCache {
   static constexpr const char* fileName = "scan-cache.v2.bin";
   static constexpr const char* folderName = "net.quillpond.tallyfin";
 
-  /// `path` is where the cache file lies. Nothing is read, and no folder made, before the first `load` or
-  /// `save`.
+  /// `path` is where the cache file lies. Nothing is read before `load`, and no folder is made at any time:
+  /// `cacheLocation` and `defaultPath` do that.
   explicit ScanCache(std::string path);
 
   /// The default place below an application-support directory; makes the folder, ignoring a failure.
@@ -112,6 +113,7 @@ class ScanCache {
   /// Writes all that is known, atomically. Throws std::system_error; the old file stays whole then.
   void save() const;
 
+  /// What a refresh gave, and what it did.
   struct Refreshed {
     ScanResult result;
     RefreshStats stats;

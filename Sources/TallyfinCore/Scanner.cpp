@@ -2,7 +2,7 @@
 
 #include "Platform/Files.hpp"
 
-#include <algorithm>
+#include <utility>
 
 namespace tallyfin {
 
@@ -12,9 +12,9 @@ std::int64_t ScanDiagnostics::totalRejected() const {
                        saturatingAdd(linesRejectedNoTimestamp, linesRejectedNoIdentity));
 }
 
-void ScanDiagnostics::noteLine(std::size_t bytes, const std::string& path) {
-  if (const auto length = static_cast<std::int64_t>(bytes); length > longestLineBytes) {
-    longestLineBytes = length;
+void ScanDiagnostics::noteLine(std::int64_t bytes, const std::string& path) {
+  if (bytes > longestLineBytes) {
+    longestLineBytes = bytes;
     longestLinePath = path;
   }
 }
@@ -30,10 +30,7 @@ void ScanDiagnostics::merge(const ScanDiagnostics& other) {
   linesRejectedNoTimestamp += other.linesRejectedNoTimestamp;
   linesRejectedNoIdentity += other.linesRejectedNoIdentity;
   linesSkippedZeroUsage += other.linesSkippedZeroUsage;
-  if (other.longestLineBytes > longestLineBytes) {
-    longestLineBytes = other.longestLineBytes;
-    longestLinePath = other.longestLinePath;
-  }
+  noteLine(other.longestLineBytes, other.longestLinePath);
   for (const auto& [home, files] : other.perHome) {
     perHome[home] += files;
   }

@@ -30,14 +30,14 @@ struct ScanDiagnostics {
   std::string longestLinePath;      ///< the file of that line
   std::int64_t uniqueRequests = 0;  ///< requests after unification
   double duration = 0;              ///< seconds that the scan took
-  std::map<std::string, std::int64_t>
-      perHome;  ///< transcripts listed by home; no entry without a projects folder
+  /// Transcripts listed, by home; a home without a projects folder has no entry.
+  std::map<std::string, std::int64_t> perHome;
 
   /// Lines that were lost: the four counters named "rejected".
   std::int64_t totalRejected() const;
 
-  /// Takes the line into account as the longest, if it is longer than any before.
-  void noteLine(std::size_t bytes, const std::string& path);
+  /// Takes a line of so many bytes into account as the longest, if it is longer than any before.
+  void noteLine(std::int64_t bytes, const std::string& path);
 
   /// Adds another scan's share: counts are summed, unreadable files appended, the longer line kept (this
   /// one's on a tie). `uniqueRequests` and `duration` stay.
@@ -58,6 +58,7 @@ struct SourceHome {
   friend bool operator==(const SourceHome&, const SourceHome&) = default;
 };
 
+/// What a scan gave.
 struct ScanResult {
   std::vector<UsageRecord> records;  ///< in listing order of the files, then order of first appearance
   ScanDiagnostics diagnostics;
@@ -82,6 +83,7 @@ std::optional<std::vector<std::string>> jsonlFiles(const std::string& root);
 void ingest(std::string_view line, const std::string& path, InternedText home, std::int64_t rank,
             RecordMap& records, ScanDiagnostics& diagnostics);
 
+/// What a scan gave, its requests by key.
 struct KeyedScan {
   RecordMap records;
   ScanDiagnostics diagnostics;

@@ -1,26 +1,12 @@
 #include "TallyfinCore/Timestamp.hpp"
 
+#include "Platform/Numbers.hpp"
+
 #include <cstddef>
 #include <cstdint>
 
 namespace tallyfin::Timestamp {
 namespace {
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-// Two or four digits at `at`, or -1.
-int digits(std::string_view text, std::size_t at, std::size_t count) {
-  int value = 0;
-  for (std::size_t i = at; i < at + count; ++i) {
-    if (!isDigit(text[i])) {
-      return -1;
-    }
-    value = value * 10 + (text[i] - '0');
-  }
-  return value;
-}
 
 // Days since 1970-01-01 in the proleptic Gregorian calendar, counted by eras of 400 years that begin in
 // March. The day may lie behind the end of its month.
@@ -43,7 +29,7 @@ std::optional<std::int64_t> offset(std::string_view text, std::size_t at) {
   if (text.size() < at + 3) {
     return std::nullopt;
   }
-  const int hours = digits(text, at + 1, 2);
+  const int hours = digitsAt(text, at + 1, 2);
   if (hours < 0) {
     return std::nullopt;
   }
@@ -51,7 +37,7 @@ std::optional<std::int64_t> offset(std::string_view text, std::size_t at) {
   if (text.size() > minutesAt && text[minutesAt] == ':') {
     ++minutesAt;
   }
-  int minutes = text.size() >= minutesAt + 2 ? digits(text, minutesAt, 2) : 0;
+  int minutes = text.size() >= minutesAt + 2 ? digitsAt(text, minutesAt, 2) : 0;
   if (minutes < 0) {
     minutes = 0;
   }
@@ -67,12 +53,12 @@ std::optional<TimePoint> parse(std::string_view text) {
       text[13] != ':' || text[16] != ':') {
     return std::nullopt;
   }
-  const int year = digits(text, 0, 4);
-  const int month = digits(text, 5, 2);
-  const int day = digits(text, 8, 2);
-  const int hour = digits(text, 11, 2);
-  const int minute = digits(text, 14, 2);
-  const int second = digits(text, 17, 2);
+  const int year = digitsAt(text, 0, 4);
+  const int month = digitsAt(text, 5, 2);
+  const int day = digitsAt(text, 8, 2);
+  const int hour = digitsAt(text, 11, 2);
+  const int minute = digitsAt(text, 14, 2);
+  const int second = digitsAt(text, 17, 2);
   if (year < 0 || month < 1 || month > 12 || day < 1 || day > 31 || hour < 0 || hour > 23 || minute < 0 ||
       minute > 59 || second < 0 || second > 61) {
     return std::nullopt;

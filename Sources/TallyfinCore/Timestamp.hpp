@@ -3,7 +3,7 @@
 // Time stamps of transcripts, by byte arithmetic: the shape of RFC 3339 with the liberties that transcripts
 // take. No zone means UTC, never local time.
 //
-//   Timestamp::parse("2026-01-02T03:04:05.5+01:30")  // 1767317645.5 - 1.5 h
+//   Timestamp::parse("2026-01-02T03:04:05.5+01:30")  // 01:34:05.5 UTC
 //   Timestamp::parse("2025-02-31T00:00:00Z")         // 2025-03-03: the day is not held against the month
 //   Timestamp::parse("2026-01-02T24:00:00Z")         // absent
 

@@ -11,8 +11,10 @@
 
 namespace tallyfin {
 
+/// A list of requests without repetitions.
 class UnifiedRequests {
  public:
+  /// Room for so many requests.
   void reserve(std::size_t count);
 
   /// Takes the requests of one file in, after those of all files before it.

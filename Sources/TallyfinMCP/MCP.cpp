@@ -92,11 +92,7 @@ JsonValue::Object readArguments(JsonReader& reader) {
       reader.skipValue();
       return;
     }
-    JsonValue& value = arguments[std::string(key)];
-    const JsonReader::Kind kind = reader.peek();
-    const std::string_view text = reader.rawValue();
-    const bool isScalar = kind != JsonReader::Kind::object && kind != JsonReader::Kind::array;
-    value = isScalar ? JsonValue::parse(text).value_or(JsonValue()) : JsonValue();
+    arguments.insert_or_assign(std::string(key), JsonValue::scalar(reader));
   });
   return {std::move_iterator(arguments.begin()), std::move_iterator(arguments.end())};
 }

@@ -97,11 +97,5 @@ TEST(AgentsBy, EqualsAReportOfEachKeyToTheLastBit) {
   }
 }
 
-TEST(AgentsBy, NothingInRangeGivesNoKeys) {
-  const Aggregator aggregator(Calendar::utc(), ProjectResolver("/home/ada", false));
-  const TimePoint day = at("2020-01-01T00:00:00Z");
-  EXPECT_TRUE(aggregator.agentsBy(Aggregator::Grouping::model, someRecords(9), day, day).empty());
-}
-
 }  // namespace
 }  // namespace tallyfin

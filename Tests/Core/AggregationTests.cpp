@@ -1,6 +1,7 @@
 #include "Support/MakeRecord.hpp"
 #include "TallyfinCore/Aggregation.hpp"
 #include "TallyfinCore/KeyedRows.hpp"
+#include "TallyfinCore/Pricing.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -214,34 +215,6 @@ TEST(Aggregation, DaysAndHoursFollowTheZoneThroughClockChanges) {
   }
 }
 
-TEST(Aggregation, HoursFoldDaysAndAreBuiltOnRequest) {
-  const std::vector<UsageRecord> records = {make({.at = "2026-03-02T14:10:00Z"}),
-                                            make({.at = "2026-03-03T14:50:00Z"}),
-                                            make({.at = "2026-03-03T15:00:00Z"})};
-  const Report with = report(records);
-  EXPECT_EQ(with.byHour.size(), 2U);
-  EXPECT_EQ(with.byHour.find(14)->requests, 2);
-  const Report without = aggregator().aggregate(records, {}, {}, {}, false);
-  EXPECT_TRUE(without.byHour.empty());
-  EXPECT_EQ(without.activeDays(), 2);
-}
-
-TEST(Aggregation, UnpricedRequestsAreCountedOnEveryAxis) {
-  const Report mixed = report({make({.at = "2026-03-02T01:00:00Z", .output = kDollar}),
-                               make({.at = "2026-03-02T02:00:00Z", .model = "other", .webSearch = 100})});
-  for (const Bucket* bucket :
-       {&mixed.total, mixed.byDay.find(at("2026-03-02T00:00:00Z")), mixed.byProject.find(text("~/alpha")),
-        mixed.byRawCwd.find(text("~/alpha")), mixed.bySession.find(text("session-1")),
-        mixed.byAgent.find(AgentIdentity::main()), mixed.bySource.find(text(".claude"))}) {
-    ASSERT_NE(bucket, nullptr);
-    EXPECT_EQ(bucket->requests, 2);
-    EXPECT_EQ(bucket->webSearch, 100);
-    EXPECT_EQ(bucket->cost, (CostEstimate{1, 1, {text("other")}}));
-  }
-  EXPECT_EQ(mixed.byModel.find(text("other"))->cost, (CostEstimate{0, 1, {text("other")}}));
-  EXPECT_EQ(mixed.byModel.find(text("claude-opus-5"))->cost, (CostEstimate{1, 0, {}}));
-}
-
 TEST(Aggregation, ProjectsFoldWhatRawDirectoriesKeepApart) {
   const Report folded = report({
       make({.at = "2026-03-02T01:00:00Z", .cwd = "/home/ada/alpha/.claude/worktrees/one"}),
@@ -432,15 +405,16 @@ TEST(Aggregation, AgreesWithANaivePassToTheLastBit) {
     naive.add("day " + berlin.formatDay(day), record, day, berlin);
     naive.add("hour " + std::to_string(berlin.hour(record.timestamp)), record, day, berlin);
     naive.add("model " + std::string(record.model.text()), record, day, berlin);
-    naive.add("project ~" + std::string(record.rawCwd.text().substr(9)), record, day, berlin);
+    for (const char* axis : {"project ~", "cwd ~"}) {
+      naive.add(axis + std::string(record.rawCwd.text().substr(9)), record, day, berlin);
+    }
     naive.add("session " + std::string(record.sessionId.text()), record, day, berlin);
     naive.add("agent " + std::string(record.agent.description()), record, day, berlin);
     naive.add("source " + std::string(record.sourceHome.text()), record, day, berlin);
   }
-  ASSERT_EQ(naive.cells.size(), 1U + 17 + 24 + 26 + 12 + 30 + 41 + 2);
+  ASSERT_EQ(naive.cells.size(), 1U + 17 + 24 + 26 + 12 + 12 + 30 + 41 + 2);
 
   const Report sums = report(records, from, to, berlin);
-  EXPECT_EQ(sums.byRawCwd.size(), sums.byProject.size());
   naive.expect("total", sums.total);
   for (const auto& [day, bucket] : sums.byDay) {
     naive.expect("day " + berlin.formatDay(day), bucket);
@@ -455,6 +429,7 @@ TEST(Aggregation, AgreesWithANaivePassToTheLastBit) {
   };
   expectAll("model ", sums.byModel);
   expectAll("project ", sums.byProject);
+  expectAll("cwd ", sums.byRawCwd);
   expectAll("session ", sums.bySession);
   expectAll("source ", sums.bySource);
   for (const auto& [agent, bucket] : sums.byAgent) {

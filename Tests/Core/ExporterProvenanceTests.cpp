@@ -210,9 +210,9 @@ TEST(ExporterProvenance, AProjectCountsUnderEachWayItsLabelWasReached) {
   EXPECT_EQ(lines[1].value, "2");
 }
 
-TEST(ExporterProvenance, PathsOfAnyBytesGiveValidText) {
+TEST(ExporterProvenance, PathsOfAnyBytesGiveValidTextInOrder) {
   ScanDiagnostics seen = lossyScan();
-  seen.filesUnreadable = {"/logs/\xFFz.jsonl"};
+  seen.filesUnreadable = {"/logs/\xFFz.jsonl", "/logs/e\u0301", "/logs/f"};  // é stands behind z
   seen.longestLinePath = "/logs/\xE2\x82.jsonl";
   Exporter::Options options = berlin();
   options.byteOrderMark = true;
@@ -224,6 +224,8 @@ TEST(ExporterProvenance, PathsOfAnyBytesGiveValidText) {
   EXPECT_THAT(csv, testing::StartsWith("\uFEFFsection,item,value,note\n"));
   EXPECT_THAT(csv, testing::HasSubstr("\nsource file,'-/logs/\uFFFD\uFFFD.jsonl,1.043500,"));
   EXPECT_THAT(csv, testing::HasSubstr("\nloss,unreadable_file,/logs/\uFFFDz.jsonl,"));
+  EXPECT_THAT(csv, testing::ContainsRegex(
+                       "\nloss,unreadable_file,/logs/f,[^\n]*\nloss,unreadable_file,/logs/e\u0301,"));
 }
 
 }  // namespace

@@ -13,6 +13,12 @@ namespace {
 
 using nlohmann::json;
 
+json catalogue() {
+  std::string text;
+  MCPServer::tools().write(text);
+  return json::parse(text);
+}
+
 TEST(Catalogue, HoldsNineToolsInOrderWithTheirArguments) {
   using Arguments = std::set<std::string>;  // name, and the first letter of its type
   const Arguments span{"period:s", "from:s", "to:s"};
@@ -33,7 +39,7 @@ TEST(Catalogue, HoldsNineToolsInOrderWithTheirArguments) {
   };
 
   std::vector<std::pair<std::string, Arguments>> found;
-  for (const json& tool : json::parse(MCPServer::tools().text())) {
+  for (const json& tool : catalogue()) {
     EXPECT_EQ(tool.size(), 3U) << tool;
     EXPECT_FALSE(tool.value("description", "").empty());
     Arguments arguments;
@@ -58,7 +64,7 @@ TEST(Catalogue, HoldsNineToolsInOrderWithTheirArguments) {
 }
 
 TEST(Catalogue, PeriodsNameTheirDefault) {
-  for (const json& tool : json::parse(MCPServer::tools().text())) {
+  for (const json& tool : catalogue()) {
     const json& properties = tool["inputSchema"]["properties"];
     if (!properties.contains("period")) {
       continue;

@@ -27,6 +27,7 @@
 // * in a worktree. The reviewers of r4 and r8 are two agents. ~/notes is a repository; r10 was made in a
 // folder of it. The second home has neither session, model nor directory for r12.
 
+#include "Support/ArgumentsOf.hpp"
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
 #include "TallyfinMCP/MCP.hpp"
@@ -48,7 +49,7 @@ class GoldenHome : public testing::Test {
 
   /// What a tool answers; behind "ERROR " when the answer is marked as one.
   std::string answer(std::string_view tool, const std::string& arguments = "{}") {
-    return answerTo(tool, JsonValue::parse(arguments).value());
+    return answerTo(tool, argumentsOf(arguments));
   }
 
   std::string answerTo(std::string_view tool, const JsonValue& arguments) {

@@ -1,3 +1,4 @@
+#include "Support/ArgumentsOf.hpp"
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
@@ -19,7 +20,7 @@ class Overview : public testing::Test {
 
   std::string overview(const char* arguments = "{}") {
     DataSource data(machine_.environment());
-    return Tools::overview(data, *JsonValue::parse(arguments));
+    return Tools::overview(data, argumentsOf(arguments));
   }
 
   Machine machine_{{2026, 3, 10}, 14, 30, "Europe/Berlin"};  // UTC + 1 h in winter

@@ -1,4 +1,5 @@
 #include "Platform/Concat.hpp"
+#include "Support/ArgumentsOf.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Period.hpp"
 
@@ -19,7 +20,7 @@ TimePoint now() {
 /// "from|through|label|flags", with "t" for includesToday and "1" for isSingleDay; or the error.
 std::string parsed(const std::string& arguments, const std::string& fallback = "today") {
   try {
-    const Period period = Period::parse(*JsonValue::parse(arguments), fallback, now(), calendar);
+    const Period period = Period::parse(argumentsOf(arguments), fallback, now(), calendar);
     const auto day = [](const std::optional<TimePoint>& time) {
       return time ? calendar.formatDay(*time) : std::string();
     };

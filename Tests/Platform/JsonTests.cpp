@@ -11,11 +11,23 @@
 namespace tallyfin {
 namespace {
 
+std::optional<std::string> copyOf(std::string_view text) {
+  JsonReader reader(text);
+  std::string copy;
+  reader.copyValue(copy);
+  return reader.finish() ? std::optional(copy) : std::nullopt;
+}
+
+JsonValue scalarOf(std::string_view text) {
+  JsonReader reader(text);
+  return JsonValue::scalar(reader);
+}
+
 bool isValid(std::string_view text) {
   JsonReader reader(text);
   reader.skipValue();
   const bool skipped = reader.finish();
-  EXPECT_EQ(skipped, JsonValue::parse(text).has_value()) << text.substr(0, 100);
+  EXPECT_EQ(skipped, copyOf(text).has_value()) << text.substr(0, 100);
   return skipped;
 }
 
@@ -85,7 +97,7 @@ TEST(Json, RefusesEverythingElse) {
   }
 }
 
-TEST(Json, NestingEndsAtAThousandLevelsWhateverTheKind) {
+TEST(Json, NestingEndsAt1024LevelsWhateverTheKind) {
   const auto nested = [](std::size_t depth, const std::string& open, const std::string& close) {
     std::string text;
     for (std::size_t i = 0; i < depth; ++i) text += open;
@@ -93,7 +105,6 @@ TEST(Json, NestingEndsAtAThousandLevelsWhateverTheKind) {
     for (std::size_t i = 0; i < depth; ++i) text += close;
     return text;
   };
-  EXPECT_TRUE(isValid(nested(512, "[", "]")));
   EXPECT_TRUE(isValid(nested(1024, "[", "]")));
   EXPECT_FALSE(isValid(nested(1025, "[", "]")));
   EXPECT_FALSE(isValid(nested(1025, R"({"a":)", "}")));
@@ -127,23 +138,11 @@ TEST(Json, AgreesWithAnotherParserOnDamagedTexts) {
     ASSERT_EQ(isValid(text), expected) << text;
     accepted += expected ? 1 : 0;
     if (expected) {
-      ASSERT_EQ(nlohmann::json::parse(JsonValue::parse(text)->text()), nlohmann::json::parse(text)) << text;
+      ASSERT_EQ(nlohmann::json::parse(*copyOf(text)), nlohmann::json::parse(text)) << text;
     }
   }
   EXPECT_GT(accepted, 1000);
   EXPECT_LT(accepted, 19'000);
-}
-
-TEST(Json, OfEqualKeysTheLastWins) {
-  const auto value = JsonValue::parse(R"({"a":1,"b":2,"\u0061":3})");
-  EXPECT_EQ(value->member("a")->wholeNumber(), 3);
-  EXPECT_EQ(value->text(), R"({"a":3,"b":2})");
-  std::string many = "{";
-  for (int i = 0; i < 1000; ++i) many += "\"k" + std::to_string(i % 500) + "\":" + std::to_string(i) + ",";
-  many.back() = '}';
-  const auto large = JsonValue::parse(many);
-  EXPECT_EQ(large->object()->size(), 500U);
-  EXPECT_EQ(large->member("k7")->wholeNumber(), 507);
 }
 
 TEST(Json, IntegersAreCutOffTowardsZeroAndHeldInRange) {
@@ -178,12 +177,11 @@ TEST(Json, IntegersAreCutOffTowardsZeroAndHeldInRange) {
                {"0.0000000000000000000000000000012e31", 12, true}};
   for (const auto& one : cases) {
     EXPECT_EQ(integerOfJsonNumber(one.digits), one.value) << one.digits;
-    EXPECT_EQ(JsonValue::parse(one.digits)->wholeNumber(),
-              one.whole ? std::optional(one.value) : std::nullopt)
+    EXPECT_EQ(scalarOf(one.digits).wholeNumber(), one.whole ? std::optional(one.value) : std::nullopt)
         << one.digits;
   }
-  for (const char* other : {"true", "\"5\"", "null", "[5]"}) {
-    EXPECT_EQ(JsonValue::parse(other)->wholeNumber(), std::nullopt) << other;
+  for (const char* other : {"true", "\"5\"", "null", "[5]", "5.", "-", ""}) {
+    EXPECT_EQ(scalarOf(other).wholeNumber(), std::nullopt) << other;
   }
 }
 
@@ -192,12 +190,7 @@ TEST(Json, ACopyIsCompactAndTheSameValue) {
       " { \"a\\/b\" : [ 1e2 , 12345678901234567890123456789 , -0.0 , 1E400 ] , \"\\u00e9\" : "
       "\"\\ud83d\\ude00/\\u0001\" } ";
   const std::string compact = "{\"a/b\":[1e2,12345678901234567890123456789,-0.0,1E400],\"é\":\"😀/\\u0001\"}";
-  JsonReader reader(text);
-  std::string copy;
-  reader.copyValue(copy);
-  EXPECT_TRUE(reader.finish());
-  EXPECT_EQ(copy, compact);
-  EXPECT_EQ(JsonValue::parse(text)->text(), compact);
+  EXPECT_EQ(copyOf(text), compact);
 }
 
 TEST(Json, WrittenStringsAreValidWhateverTheBytes) {

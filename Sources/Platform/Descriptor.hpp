@@ -1,0 +1,61 @@
+#pragma once
+
+// Open files that close themselves: O_CLOEXEC is set, EINTR is retried, and no terminal becomes ours.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace tallyfin {
+
+/// Whether the system can know anything by that path: a transcript may name any text as one, and a text with
+/// a NUL inside names nothing, whatever stands before it.
+bool canBePath(const std::string& path);
+
+/// A file descriptor, closed at the end of the scope.
+class Descriptor {
+ public:
+  /// Opens with the flags and mode of open(2); on failure errno tells why.
+  explicit Descriptor(const std::string& path, int flags, unsigned mode = 0);
+  ~Descriptor() { close(); }
+
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  bool isOpen() const { return number_ >= 0; }
+  int number() const { return number_; }
+
+  /// The descriptor, no longer closed here.
+  int release() { return std::exchange(number_, -1); }
+
+  /// True when all went well; after EINTR the descriptor is closed all the same.
+  bool close();
+
+ private:
+  int number_ = -1;
+};
+
+/// A regular file, open for reading. Nothing else opens: it could block or never end.
+class PlainFile {
+ public:
+  explicit PlainFile(const std::string& path);
+
+  bool isOpen() const { return isOpen_; }
+
+  /// Bytes, at the time of opening. Files that the kernel makes up may say 0.
+  std::uint64_t size() const { return size_; }
+
+  /// Goes on reading at `offset`; false when that cannot be.
+  bool seek(std::uint64_t offset);
+
+  /// Reads up to `count` bytes: how many, 0 at the end of the file, negative on failure.
+  std::ptrdiff_t read(char* place, std::size_t count);
+
+ private:
+  Descriptor descriptor_;
+  std::uint64_t size_ = 0;
+  bool isOpen_ = false;
+};
+
+}  // namespace tallyfin
