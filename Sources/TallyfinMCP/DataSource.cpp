@@ -32,7 +32,8 @@ const RefreshStats& DataSource::ensureFresh() {
   if (!lastRefresh_) {
     cache_.load();
   }
-  records_ = {};  // before their successors are made, so that the memory serves these
+  refreshStats_.reset();  // should this look fail, for want of memory, the next call takes another
+  records_ = {};          // before their successors are made, so that the memory serves these
   ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now, [this] { startSaving(); });
   records_ = std::move(refreshed.result.records);
   diagnostics_ = std::move(refreshed.result.diagnostics);
@@ -61,7 +62,7 @@ void DataSource::finishSaving() {
     return;
   }
   saving_.get();
-  if (leavesMemory(*refreshStats_)) {
+  if (!refreshStats_ || leavesMemory(*refreshStats_)) {
     giveBackMemory();
   }
 }
