@@ -3,7 +3,7 @@
 // JSON, strictly by RFC 8259, on one road for everything that is read: transcript lines, protocol messages,
 // rosters. Invalid UTF-8, a byte order mark, an escaped lone surrogate, a literal NaN, a trailing comma or
 // cut text make a document invalid. A number is never too large and is kept as it was written. Nesting up to
-// 1,000 levels is accepted and deeper refused, so that recursion over a document is bounded. Of equal keys
+// 1,024 levels is accepted and deeper refused, so that recursion over a document is bounded. Of equal keys
 // the last wins.
 
 #include <cstdint>

@@ -6,6 +6,7 @@
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 #include "absl/strings/str_format.h"
+#include "absl/strings/str_join.h"
 
 #include <algorithm>
 #include <limits>
@@ -73,10 +74,10 @@ std::string labelDecision(const Report& report, InternedText project) {
     reasons.emplace_back(text(reason));
   }
   std::sort(reasons.begin(), reasons.end());
-  return concat("    how the label was decided: ", joined(reasons, ", "), "\n");
+  return concat("    how the label was decided: ", absl::StrJoin(reasons, ", "), "\n");
 }
 
-// The ranked agents of one row; null axis: none.
+// The ranked agents of one row, which may have none.
 Ranking<AgentIdentity> agentsOf(const AgentsByKey& agents, InternedText key, std::int64_t limit) {
   const auto* const axis = agents.find(key);
   return axis == nullptr ? Ranking<AgentIdentity>() : rankedAgents(*axis, limit, true);
