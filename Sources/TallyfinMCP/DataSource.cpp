@@ -2,6 +2,7 @@
 
 #include "Platform/Memory.hpp"
 
+#include <chrono>
 #include <exception>
 #include <utility>
 
@@ -61,7 +62,11 @@ void DataSource::finishSaving() {
   if (!saving_.valid()) {
     return;
   }
+  const bool wasWaitedFor = saving_.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
   saving_.get();
+  if (wasWaitedFor && lastRefresh_) {
+    lastRefresh_ = now();  // the look ends here, or a slow disk would have every call look and save again
+  }
   if (!refreshStats_ || leavesMemory(*refreshStats_)) {
     giveBackMemory();
   }

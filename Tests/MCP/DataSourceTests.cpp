@@ -219,6 +219,7 @@ TEST_F(DataSourceTest, ALookThatFailsIsTakenAgain) {
   };
   failAt(2);  // the first look asks for its start and its end
   EXPECT_EQ(data.report(Period::all()).total.requests, 1);
+  data.finishSaving();
 
   machine_.now += 20;
   failAt(3);  // and any other for the age of the last

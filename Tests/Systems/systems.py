@@ -143,6 +143,19 @@ def a_full_disk_costs_only_the_cache():
 
 
 @check
+def a_slow_disk_is_waited_for_once():
+    with Home() as home:
+        home.add("a.jsonl", line(1))
+        with Server(home, prefix=strace("fsync:delay_exit=15500000")) as server:  # longer than an answer is fresh
+            seconds = []
+            for _ in range(2):
+                start = time.monotonic()
+                found = server.sources()
+                seconds.append(time.monotonic() - start)
+        assert seconds[0] > 15 and seconds[1] < 5 and "1 new" in found.text, (seconds, found.text)
+
+
+@check
 def a_cache_that_cannot_be_written_costs_only_time():
     with Home() as home:
         home.add("a.jsonl", line(1))
