@@ -158,7 +158,7 @@ nlohmann::json Client::request(std::string_view method, const nlohmann::json& pa
   return reply.at("result");
 }
 
-void Client::send(const nlohmann::json& message) {
+void Client::send(const nlohmann::json& message) const {
   const std::string line = message.dump() + "\n";
   for (std::size_t sent = 0; sent < line.size();) {
     const ssize_t count = write(input_, line.data() + sent, line.size() - sent);

@@ -60,7 +60,7 @@ class Client {
 
  private:
   nlohmann::json request(std::string_view method, const nlohmann::json& params);
-  void send(const nlohmann::json& message);
+  void send(const nlohmann::json& message) const;
   std::string readLine();
 
   Clock::time_point started_;

@@ -20,3 +20,8 @@ if(TALLYFIN_SANITIZE)
   endif()
   target_link_options(tallyfin_options INTERFACE ${flags})
 endif()
+
+option(TALLYFIN_FUZZ "Build the fuzz targets to run under libFuzzer (clang), not to replay their inputs" OFF)
+if(TALLYFIN_FUZZ)
+  target_compile_options(tallyfin_options INTERFACE -fsanitize=fuzzer-no-link)  # the engine sees what it covers
+endif()

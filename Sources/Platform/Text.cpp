@@ -223,6 +223,7 @@ class CanonicalView {
       view_ = storage_;
     }
   }
+  ~CanonicalView() = default;
   CanonicalView(const CanonicalView&) = delete;
   CanonicalView& operator=(const CanonicalView&) = delete;
 

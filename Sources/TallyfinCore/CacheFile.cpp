@@ -3,6 +3,7 @@
 #include "Platform/Files.hpp"
 #include "TallyfinCore/BinaryCodec.hpp"
 #include "TallyfinCore/ScanCache.hpp"
+#include "absl/container/flat_hash_map.h"
 
 #include <cmath>
 #include <limits>
@@ -30,6 +31,9 @@ constexpr std::int64_t UsageRecord::*kCounts[] = {
 // entries than the bytes left can hold are not believed.
 constexpr std::uint64_t kSmallestFileEntry = 21;
 constexpr std::uint64_t kSmallestRecordEntry = 23;
+
+// Nothing behind a longer path can be looked at, so none was saved.
+constexpr std::size_t kLongestPath = 4096;  // bytes
 
 class Writer {
  public:
@@ -118,8 +122,11 @@ class Reader {
     const std::uint64_t count = readLength(kSmallestFileEntry);
     Map files;
     for (std::uint64_t i = 0; i < count; ++i) {
-      std::string path(reader_.strings()[reader_.readStringIndex()]);
-      files.insert_or_assign(files.end(), std::move(path), std::make_shared<const FileState>(readState()));
+      const std::string_view path = reader_.strings()[reader_.readStringIndex()];
+      if (path.size() > kLongestPath) {
+        throw DecodeError(DecodeError::Kind::truncated);  // copied for each entry, it could take hours
+      }
+      files.insert_or_assign(files.end(), std::string(path), std::make_shared<const FileState>(readState()));
     }
     return files;
   }
@@ -196,18 +203,24 @@ class Reader {
 
   InternedText readText() { return texts_[reader_.readStringIndex()]; }
 
-  // Neighbours mostly have the same agent: each is taken apart when it differs from the one before.
+  // Neighbours mostly have the same agent: each is looked up when it differs from the one before, and taken
+  // apart once.
   AgentIdentity readAgent() {
     const std::uint32_t index = reader_.readStringIndex();
     if (std::exchange(agentIndex_, index) != index) {
-      agent_ = AgentIdentity::parse(texts_[index]);
+      const auto [place, isNew] = agents_.try_emplace(index);
+      if (isNew) {
+        place->second = AgentIdentity::parse(texts_[index]);
+      }
+      agent_ = place->second;
     }
     return agent_;
   }
 
   BinaryReader reader_;
-  std::vector<InternedText> texts_;  // the string table
-  AgentIdentity agent_;              // the last one read, and its index
+  std::vector<InternedText> texts_;                           // the string table
+  absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by index of the text
+  AgentIdentity agent_;                                       // the last one read, and its index
   std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
   std::vector<std::uint32_t> fileOf_;  // by number of a key: the last file that had it, counted from 1
   std::uint32_t file_ = 0;

@@ -167,6 +167,41 @@ TEST_F(CacheFile, ForeignOrDamagedIsRefusedAndChangesNothing) {
   EXPECT_FALSE(refused(good));
 }
 
+// Few bytes that refer to a long text again and again would otherwise take hours.
+TEST_F(CacheFile, LongTextsReferredToOftenAreReadInNoTime) {
+  const std::string text(std::size_t{8} << 20, 'x');
+  const std::string agents[] = {"ax-" + text + "-0123456789abcdef", "ay-" + text + "-0123456789abcdef"};
+  const auto load = [&](std::size_t files, std::size_t pathLength, std::size_t records) {
+    BinaryWriter writer;
+    const std::uint32_t name = writer.intern(std::string_view(text).substr(0, pathLength));
+    const std::uint32_t ids[] = {writer.intern(agents[0]), writer.intern(agents[1])};
+    writer.writeUInt(files);
+    for (std::size_t file = 0; file < files; ++file) {
+      writer.writeUInt(name);
+      writer.writeUInt(0);
+      writer.writeDouble(0);
+      for (int i = 0; i < 10; ++i) writer.writeUInt(0);  // number, offset and counters
+      writer.writeUInt(records);
+      for (std::size_t i = 0; i < records; ++i) {
+        writer.writeUInt(name);
+        writer.writeDouble(0);
+        for (int j = 0; j < 4; ++j) writer.writeUInt(name);
+        writer.writeUInt(ids[i % 2]);
+        for (int j = 0; j < 7; ++j) writer.writeUInt(0);
+        writer.writeByte(0);
+        writer.writeUInt(0);
+      }
+    }
+    std::string bytes;
+    writer.finish("TFC1\x02", [&](std::string_view part) { bytes += part; });
+    home.write("cache.bin", bytes);
+    return ScanCache(path).load();
+  };
+  EXPECT_TRUE(load(100'000, 4096, 0));
+  EXPECT_FALSE(load(100'000, text.size(), 0));
+  EXPECT_TRUE(load(1, 1, 50'000));
+}
+
 // Whatever a flipped byte makes of the file, loading it neither crashes nor keeps the next refresh from being
 // right.
 TEST_F(CacheFile, AnyFlippedByteIsHarmless) {

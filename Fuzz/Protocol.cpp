@@ -1,0 +1,137 @@
+// Any bytes as the standard input of a server over a small home: a whole session. Each request gets one reply
+// in its turn, a line of valid JSON with its id; nothing else gets any.
+
+#include "Fuzz/MemoryFile.hpp"
+#include "Fuzz/PlainJson.hpp"
+#include "Fuzz/Target.hpp"
+#include "Platform/Streams.hpp"
+#include "Platform/Text.hpp"
+#include "Support/Machine.hpp"
+#include "Support/UsageLine.hpp"
+#include "TallyfinMCP/MCP.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tallyfin::Fuzz {
+namespace {
+
+// A little of everything: two homes, each kind of agent, a model without price, a line that is lost.
+class Session {
+ public:
+  Session() {
+    const TempHome& home = machine_.home;
+    const UsageLine main{.id = "r1", .time = "2026-03-10T08:10:00Z", .input = 200'000, .output = 120'000};
+    const UsageLine split{.id = "r2",
+                          .time = "2026-03-09T15:00:00Z",
+                          .agent = "areviewer-0123456789abcdef",
+                          .cacheWrite1h = 90'000};
+    const UsageLine unpriced{.id = "r3",
+                             .time = "2026-02-20T07:00:00Z",
+                             .model = "nova-1",
+                             .session = "0a",
+                             .agent = "f00d",
+                             .input = 9};
+    const UsageLine searching{.id = "r4",
+                              .time = "2026-03-10T09:20:00Z",
+                              .model = "claude-haiku-4-5",
+                              .session = "caf\u00e9",
+                              .cwd = "/nowhere/<caf\u00e9>",
+                              .agent = "areviewer-fedcba9876543210",
+                              .cacheRead = 800'000,
+                              .cacheWrite = 70'000,
+                              .webSearch = 3};
+    home.write(".claude/projects/p/session-1.jsonl", main.text() + split.text() + "{\"usage\"\n");
+    home.write(".claude-work/projects/q/0a.jsonl", unpriced.text() + searching.text() + main.text());
+    home.write(".claude/teams/session-1/config.json",
+               R"({"members":[{"agentId":"reviewer@session-","model":"m"}]})");
+    data_.ensureFresh();  // the clock stands still: no later call looks at the disk
+  }
+
+  std::optional<std::string> reply(std::string_view line) { return server_.reply(line); }
+
+  /// Log lines since this was last asked.
+  std::size_t takeLogged() { return std::exchange(logged_, 0); }
+
+ private:
+  Machine machine_{{2026, 3, 10}, 14, 30, "Europe/Berlin"};
+  DataSource data_{machine_.environment()};
+  std::size_t logged_ = 0;
+  MCPServer server_{data_, [this](std::string_view) { ++logged_; }};
+};
+
+std::vector<std::string> linesOf(std::string_view input) {
+  std::vector<std::string> lines;
+  while (!input.empty()) {
+    std::string line(input.substr(0, input.find('\n')));
+    input.remove_prefix(std::min(line.size() + 1, input.size()));
+    if (line.ends_with('\r')) line.pop_back();
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+void requireResult(const std::string& method, const PlainValue& reply) {
+  const bool isKnown =
+      method == "initialize" || method == "ping" || method == "tools/list" || method == "tools/call";
+  const PlainValue* const result = reply.member("result");
+  const PlainValue* const error = reply.member("error");
+  require(isKnown ? result != nullptr && result->isObject() : error != nullptr && error->isObject(),
+          "a result for the methods there are, an error for others");
+  if (!isKnown) {
+    require(error->member("code") != nullptr && error->member("code")->text == "-32601",
+            "the code of the error");
+  }
+  if (method != "tools/call") return;
+  const PlainValue* const content = result->member("content");
+  const PlainValue* const isError = result->member("isError");
+  require(content != nullptr && content->elements.size() == 1 && isError != nullptr,
+          "the shape of an answer");
+  const std::string text = content->elements[0].textMember("text").value_or("");
+  require(!text.empty(), "an answer says something");
+  require(isError->kind == PlainValue::Kind::truth || isError->kind == PlainValue::Kind::falsehood,
+          "an error or not");
+}
+
+// What is owed to one line, worked out the plain way.
+void requireReply(const std::string& line, const std::optional<std::string>& reply, std::size_t logged) {
+  const std::string_view trimmed = Text::trimmedWhitespace(line);
+  const std::optional<PlainValue> message = readPlainJson(trimmed);
+  requireSameAsNlohmann(trimmed, message);
+  const std::optional<std::string> method = message ? message->textMember("method") : std::nullopt;
+  require(logged == (trimmed.empty() || method ? 0U : 1U), "what is no message is logged, once");
+  const bool isOwed = method && message->member("id") != nullptr && method->rfind("notifications/", 0) != 0;
+  require(reply.has_value() == isOwed, "a reply to each request, to nothing else");
+  if (!reply) return;
+  require(reply->find('\n') == std::string::npos, "a reply is one line");
+  const std::optional<PlainValue> answer = readPlainJson(*reply);
+  require(answer && answer->members.size() == 3, "a reply is an object of three members");
+  requireSameAsNlohmann(*reply, answer);
+  require(answer->textMember("jsonrpc") == "2.0", "the version of the protocol");
+  const PlainValue* const id = answer->member("id");
+  require(id != nullptr && *id == *message->member("id"), "the id comes back");
+  requireResult(*method, *answer);
+}
+
+}  // namespace
+}  // namespace tallyfin::Fuzz
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace tallyfin;
+  static Fuzz::Session session;
+  static const Fuzz::MemoryFile input;
+  input.write(Fuzz::textOf(data, size));
+  LineInput lines(input.descriptor());
+  for (const std::string& expected : Fuzz::linesOf(Fuzz::textOf(data, size))) {
+    const std::optional<std::string_view> line = lines.next();
+    Fuzz::require(line == expected, "the lines of the input");
+    const std::optional<std::string> reply = session.reply(*line);
+    Fuzz::requireReply(expected, reply, session.takeLogged());
+  }
+  Fuzz::require(!lines.next(), "the end of the input");
+  return 0;
+}
