@@ -7,6 +7,7 @@
 #include "TallyfinMCP/Render.hpp"
 #include "absl/strings/str_join.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -116,12 +117,7 @@ Filters buildFilters(DataSource& data, const JsonValue& arguments) {
     filters.described.push_back(concat("session = ", id.text()));
   }
   filters.predicate = [all = std::move(all)](const UsageRecord& record) {
-    for (const DataSource::Filter& passes : all) {
-      if (!passes(record)) {
-        return false;
-      }
-    }
-    return true;
+    return std::ranges::all_of(all, [&](const DataSource::Filter& passes) { return passes(record); });
   };
   return filters;
 }
