@@ -151,9 +151,9 @@ std::string topAgents(DataSource& data, const JsonValue& arguments) {
   if (rows.empty()) {
     text += "  unknown — no agent with activity in range\n";
   }
-  std::size_t n = 0;
+  std::size_t position = 0;
   for (const auto& [agent, bucket] : rows) {
-    append(text, numbered(++n), R::agent(agent), "\n", agentBlock(report, agent, *bucket, data));
+    append(text, numbered(++position), R::agent(agent), "\n", agentBlock(report, agent, *bucket, data));
   }
   return text + ofWhich(report, rows.size()) + footer(report, period);
 }
@@ -171,9 +171,9 @@ std::string topProjects(DataSource& data, const JsonValue& arguments) {
   if (rows.empty()) {
     text += "  unknown — no project with activity in range\n";
   }
-  std::size_t n = 0;
+  std::size_t position = 0;
   for (const auto& [project, bucket] : rows) {
-    append(text, numbered(++n), project.text(), "\n", "    cost   ", R::cost(*bucket), "  ·  ",
+    append(text, numbered(++position), project.text(), "\n", "    cost   ", R::cost(*bucket), "  ·  ",
            R::noun(bucket->requests, "request", "requests"), "  ·  ", R::tokens(bucket->totalTokens()),
            " tokens\n", labelDecision(report, project));
     if (shown > 0) {
