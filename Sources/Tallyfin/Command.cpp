@@ -12,7 +12,6 @@
 #include <exception>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 

@@ -14,5 +14,6 @@ int main(int argc, char** argv) {
       .document = [](std::string_view text) { return tallyfin::writeAll(STDOUT_FILENO, text); },
       .message = [](std::string_view text) { tallyfin::writeAll(STDERR_FILENO, text); },
       .isTerminal = isatty(STDERR_FILENO) == 1};
-  return tallyfin::Command::run({argv + 1, argv + argc}, tallyfin::Environment::ofProcess(), console);
+  return tallyfin::Command::run({argv + (argc > 0 ? 1 : 0), argv + argc}, tallyfin::Environment::ofProcess(),
+                                console);
 }

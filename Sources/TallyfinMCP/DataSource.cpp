@@ -2,6 +2,7 @@
 
 #include "Platform/Memory.hpp"
 
+#include <chrono>
 #include <exception>
 #include <utility>
 
@@ -32,7 +33,8 @@ const RefreshStats& DataSource::ensureFresh() {
   if (!lastRefresh_) {
     cache_.load();
   }
-  records_ = {};  // before their successors are made, so that the memory serves these
+  refreshStats_.reset();  // should this look fail, for want of memory, the next call takes another
+  records_ = {};          // before their successors are made, so that the memory serves these
   ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now, [this] { startSaving(); });
   records_ = std::move(refreshed.result.records);
   diagnostics_ = std::move(refreshed.result.diagnostics);
@@ -60,8 +62,12 @@ void DataSource::finishSaving() {
   if (!saving_.valid()) {
     return;
   }
+  const bool wasWaitedFor = saving_.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
   saving_.get();
-  if (leavesMemory(*refreshStats_)) {
+  if (wasWaitedFor && lastRefresh_) {
+    lastRefresh_ = now();  // the look ends here, or a slow disk would have every call look and save again
+  }
+  if (!refreshStats_ || leavesMemory(*refreshStats_)) {
     giveBackMemory();
   }
 }

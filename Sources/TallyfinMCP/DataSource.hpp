@@ -27,9 +27,10 @@ class DataSource {
   /// unset.
   explicit DataSource(Environment environment);
 
-  /// Looks at the disk when 15 seconds or more have passed since the last look ended, and tells what that
-  /// look did. The first call also loads the cache file and the roster. Cannot fail. The cache file is
-  /// written from here on, until `finishSaving`.
+  /// Looks at the disk when 15 seconds or more have passed since the last look ended (with its saving, where
+  /// an answer waited for that), and tells what that look did. The first call also loads the cache file and
+  /// the roster. Fails only for want of memory; the next call then looks again. The cache file is written
+  /// from here on, until `finishSaving`.
   const RefreshStats& ensureFresh();
 
   /// Waits until the cache file holds what the last look found, or could not be written. Called before an

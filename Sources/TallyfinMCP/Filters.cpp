@@ -5,7 +5,9 @@
 #include "TallyfinMCP/Lookup.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Render.hpp"
+#include "absl/strings/str_join.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -20,7 +22,7 @@ std::optional<std::string> narrowing(const JsonValue& arguments, std::string_vie
 
 // Two columns to the right, a line each.
 std::string listed(const std::vector<std::string>& candidates) {
-  return concat("\n  ", joined(candidates, "\n  "));
+  return concat("\n  ", absl::StrJoin(candidates, "\n  "));
 }
 
 std::string countOf(const std::vector<std::string>& candidates) {
@@ -115,12 +117,7 @@ Filters buildFilters(DataSource& data, const JsonValue& arguments) {
     filters.described.push_back(concat("session = ", id.text()));
   }
   filters.predicate = [all = std::move(all)](const UsageRecord& record) {
-    for (const DataSource::Filter& passes : all) {
-      if (!passes(record)) {
-        return false;
-      }
-    }
-    return true;
+    return std::ranges::all_of(all, [&](const DataSource::Filter& passes) { return passes(record); });
   };
   return filters;
 }
@@ -128,17 +125,9 @@ Filters buildFilters(DataSource& data, const JsonValue& arguments) {
 std::string header(std::string_view title, const Period& period, const Filters& filters) {
   std::string text = concat(title, " — ", period.label, "\n");
   if (!filters.described.empty()) {
-    append(text, "filters: ", joined(filters.described, " · "), "\n");
+    append(text, "filters: ", absl::StrJoin(filters.described, " · "), "\n");
   }
   return text;
-}
-
-std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
-  std::string all;
-  for (const std::string& text : texts) {
-    append(all, &text == &texts.front() ? "" : separator, text);
-  }
-  return all;
 }
 
 }  // namespace tallyfin

@@ -26,7 +26,4 @@ Filters buildFilters(DataSource& data, const JsonValue& arguments);
 /// The first lines of an answer: title and period, then the filters if there are any.
 std::string header(std::string_view title, const Period& period, const Filters& filters);
 
-/// The texts joined by `separator`.
-std::string joined(const std::vector<std::string>& texts, std::string_view separator);
-
 }  // namespace tallyfin

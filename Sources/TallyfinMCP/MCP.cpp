@@ -171,17 +171,17 @@ std::optional<std::string> MCPServer::reply(std::string_view line) {
   if (line.empty()) {
     return std::nullopt;
   }
-  const std::optional<Message> message = readMessage(line);
-  if (!message) {
-    log_("line ignored: not JSON, or no `method`");
-    return std::nullopt;
-  }
-  if (message->method.starts_with("notifications/") || !message->id) {
-    return std::nullopt;
-  }
   try {
+    const std::optional<Message> message = readMessage(line);
+    if (!message) {
+      log_("line ignored: not JSON, or no `method`");
+      return std::nullopt;
+    }
+    if (message->method.starts_with("notifications/") || !message->id) {
+      return std::nullopt;
+    }
     return dispatch(message->method, *message->id, message->params);
-  } catch (const std::exception&) {  // no memory for the answer: this request stays without one
+  } catch (const std::exception&) {  // no memory for the id or the answer: this line stays without one
     return std::nullopt;
   }
 }

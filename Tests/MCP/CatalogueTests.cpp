@@ -63,19 +63,5 @@ TEST(Catalogue, HoldsNineToolsInOrderWithTheirArguments) {
   EXPECT_EQ(found, expected);
 }
 
-TEST(Catalogue, PeriodsNameTheirDefault) {
-  for (const json& tool : catalogue()) {
-    const json& properties = tool["inputSchema"]["properties"];
-    if (!properties.contains("period")) {
-      continue;
-    }
-    const bool whole = tool["name"] == "tally_session" || tool["name"] == "tally_agent";
-    EXPECT_EQ(properties["period"]["description"],
-              std::string(
-                  "Period: `today`, `yesterday`, `NNd` (the last NN days, e.g. `7d`), `all`. Defaults to `") +
-                  (whole ? "all" : "today") + "`. Or give `from`/`to` instead.");
-  }
-}
-
 }  // namespace
 }  // namespace tallyfin

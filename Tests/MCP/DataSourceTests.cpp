@@ -6,6 +6,7 @@
 #include "TallyfinMCP/MCP.hpp"
 
 #include <limits>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -198,10 +199,32 @@ TEST_F(DataSourceTest, HostileCountsStayAtTheEndOfTheirRange) {
   }
 }
 
-TEST_F(DataSourceTest, NoHomeAtAllIsNoFailure) {
-  DataSource data(machine_.environment());
-  EXPECT_EQ(data.ensureFresh().filesTotal, 0);
-  EXPECT_EQ(data.report(Period::all()).total.requests, 0);
+TEST_F(DataSourceTest, ALookThatFailsIsTakenAgain) {
+  addRequest("m1");
+  int asked = 0;
+  int failing = 0;
+  Environment environment = machine_.environment();
+  environment.now = [&, clock = environment.now] {
+    if (++asked == failing) {
+      throw std::bad_alloc();
+    }
+    return clock();
+  };
+  DataSource data(environment);
+  const auto failAt = [&](int call) {  // with all files read, before the requests are handed over
+    asked = 0;
+    failing = call;
+    EXPECT_THROW(data.ensureFresh(), std::bad_alloc);
+    data.finishSaving();
+  };
+  failAt(2);  // the first look asks for its start and its end
+  EXPECT_EQ(data.report(Period::all()).total.requests, 1);
+  data.finishSaving();
+
+  machine_.now += 20;
+  failAt(3);  // and any other for the age of the last
+  machine_.now -= 10;
+  EXPECT_EQ(data.report(Period::all()).total.requests, 1) << "however young the last that worked";
 }
 
 }  // namespace

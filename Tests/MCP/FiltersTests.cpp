@@ -49,9 +49,6 @@ TEST_F(FiltersTest, WhatDoesNotComeToOneKeyIsAnError) {
        "  5e550003-work — ≥ $2.75 [1 request with no known price (nova-2) are not included]\n"
        "  5e550002-resumed — $1.00"},
       {R"({"session_id":"main"})", "No session starts with “main”."},
-      {R"({"agent":"a\"b\\\n\u0001\u2028é"})",
-       "No agent matches “a\"b\\\n\x01\u2028é”. See `tally_top_agents` with `period: \"all\"` for the real "
-       "names."},
       // The first that fails is told: the period, then agent, project, session.
       {R"({"agent":"x","project":"x","session_id":"x","period":"x"})",
        "unknown period “x” — accepted: today, yesterday, NNd (e.g. 7d), all, or from/to in yyyy-MM-dd"},
@@ -77,9 +74,6 @@ TEST_F(FiltersTest, HeadersNameThemInOrder) {
        "filters: agent = reviewer  [areviewer-fedcba9876543210] · project = /nowhere/alpha · "
        "session = 5e550002-resumed\n"},
       {R"({"project":"notes","period":"yesterday"})", "filters: project = ~/notes\n"},
-      {R"({"agent":5,"project":true,"session_id":["5e550001"]})", ""},
-      {R"({"agent":null,"project":{},"session_id":1e3})", ""},
-      {R"({"agent":"","project":"","session_id":""})", ""},
       {R"({"Agent":"scout","sessionId":"tiny"})", ""},
   };
   for (const auto& [arguments, filters] : cases) {

@@ -9,17 +9,16 @@ namespace {
 
 using CostTool = GoldenHome;
 
-TEST_F(CostTool, TakesTodayByDay) {
-  const std::string byDay = R"(Cost — today (2026-03-10)
+TEST_F(CostTool, BreaksTodayDown) {
+  const std::string head = R"(Cost — today (2026-03-10)
 ──────────────────────────────────────────────────────────────
   TOTAL  ≥ $9.75 [2 requests with no known price (nova-1, unknown) are not included]
   tokens 5.37M (in 703.0k · out 270.5k · cache-write 900.0k · cache-read 3.50M)
   dominant: cache read 65.1%
   range: 2026-03-10 00:05 → 2026-03-10 13:20
 
-BREAKDOWN BY DAY
-  2026-03-10                          ≥ $9.75 [2 requests with no known price (nova-1, unknown) are not included]  ·  9 requests  ·  5.37M tokens  ·  claude-opus-5×3 claude-sonnet-5×3 claude-haiku-4-5×1 nova-1×1 unknown×1
-
+BREAKDOWN BY )";
+  const std::string tail = R"(
 WHO (top 5 agents over the same range)
   (main session)                      ≥ $4.50 [1 request with no known price (nova-1) are not included]  ·  3 requests  ·  1.32M tokens  ·  claude-opus-5×2 nova-1×1
   reviewer                            $1.50  ·  1 request  ·  2.60M tokens  ·  claude-sonnet-5×1
@@ -32,19 +31,51 @@ WARNING: 2 requests with no known price (nova-1, unknown) are not included — t
 NOTE: for 1 request the cache_creation breakdown was missing or did not add up; 5m was assumed (multiplier 1.25 instead of 2.00).
 — Estimate from usage × list API prices. Not a bill.
 )";
-  EXPECT_EQ(answer("tally_cost"), byDay);
-  EXPECT_EQ(answer("tally_cost", R"({"by":"DAY","period":"TODAY","limit":1})"), byDay);
+  const std::string byDay = R"(DAY
+  2026-03-10                          ≥ $9.75 [2 requests with no known price (nova-1, unknown) are not included]  ·  9 requests  ·  5.37M tokens  ·  claude-opus-5×3 claude-sonnet-5×3 claude-haiku-4-5×1 nova-1×1 unknown×1
+)";
+  const std::pair<const char*, std::string> cases[] = {
+      {"{}", byDay},
+      {R"({"by":"DAY","period":"TODAY","limit":1})", byDay},
+      // Hours ascend.
+      {R"({"by":"Hour"})", R"(HOUR
+  00:00                               unknown (1 request, no known price: unknown)  ·  1 request  ·  2.0k tokens  ·  unknown×1
+  09:00                               ≥ $4.00 [1 request with no known price (nova-1) are not included]  ·  2 requests  ·  321.5k tokens  ·  claude-opus-5×1 nova-1×1
+  10:00                               $2.50  ·  2 requests  ·  3.40M tokens  ·  claude-haiku-4-5×1 claude-sonnet-5×1
+  11:00                               $1.00  ·  1 request  ·  100.0k tokens  ·  claude-opus-5×1
+  12:00                               $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
+  13:00                               $1.00  ·  2 requests  ·  1.05M tokens  ·  claude-opus-5×1 claude-sonnet-5×1
+)"},
+      // Equal costs stand in text order.
+      {R"({"by":"project"})", R"(PROJECT
+  /nowhere/alpha                      $8.50  ·  6 requests  ·  4.87M tokens  ·  claude-opus-5×3 claude-sonnet-5×2 claude-haiku-4-5×1
+  ~/notes                             $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
+  (unknown cwd)                       unknown (1 request, no known price: unknown)  ·  1 request  ·  2.0k tokens  ·  unknown×1
+  /nowhere/beta                       unknown (1 request, no known price: nova-1)  ·  1 request  ·  1.5k tokens  ·  nova-1×1
+)"},
+      // Sessions are cut to twelve characters.
+      {R"({"by":"session"})", R"(SESSION
+  5e550001-mai                        ≥ $7.50 [1 request with no known price (nova-1) are not included]  ·  5 requests  ·  3.82M tokens  ·  claude-opus-5×2 claude-haiku-4-5×1 claude-sonnet-5×1 nova-1×1
+  5e550003-wor                        $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
+  5e550002-res                        $1.00  ·  2 requests  ·  1.05M tokens  ·  claude-opus-5×1 claude-sonnet-5×1
+  tiny                                unknown (1 request, no known price: unknown)  ·  1 request  ·  2.0k tokens  ·  unknown×1
+)"},
+  };
+  for (const auto& [arguments, rows] : cases) {
+    EXPECT_EQ(answer("tally_cost", arguments), head + rows + tail) << arguments;
+  }
 }
 
-TEST_F(CostTool, DaysRunNewestFirst) {
-  EXPECT_EQ(answer("tally_cost", R"({"period":"all"})"), R"(Cost — all history
+TEST_F(CostTool, DaysRunNewestFirstAndAgentsLeaveOutTheTopFive) {
+  const std::string head = R"(Cost — all history
 ──────────────────────────────────────────────────────────────
   TOTAL  ≥ $13.25 [3 requests with no known price (nova-1, nova-2, unknown) are not included]
   tokens 6.16M (in 1.21M · out 550.5k · cache-write 900.0k · cache-read 3.50M)
   dominant: cache read 56.8%
   range: 2026-02-20 08:00 → 2026-03-10 13:20
 
-BREAKDOWN BY DAY
+BREAKDOWN BY )";
+  const std::string days = R"(DAY
   2026-03-10                          ≥ $9.75 [2 requests with no known price (nova-1, unknown) are not included]  ·  9 requests  ·  5.37M tokens  ·  claude-opus-5×3 claude-sonnet-5×3 claude-haiku-4-5×1 nova-1×1 unknown×1
   2026-03-09                          $2.00  ·  1 request  ·  80.0k tokens  ·  claude-opus-5×1
   2026-02-20                          ≥ $1.50 [1 request with no known price (nova-2) are not included]  ·  2 requests  ·  710.0k tokens  ·  claude-haiku-4-5×1 nova-2×1
@@ -55,53 +86,8 @@ WHO (top 5 agents over the same range)
   scout                               ≥ $1.25 [1 request with no known price (nova-2) are not included]  ·  2 requests  ·  510.0k tokens  ·  claude-sonnet-5×1 nova-2×1
   the-one-who-writes-release-notes    $1.00  ·  1 request  ·  100.0k tokens  ·  claude-opus-5×1
   anon:f00dcafe1                      $1.00  ·  1 request  ·  800.0k tokens  ·  claude-haiku-4-5×1
-
-The period includes today — the figure is not final.
-WARNING: 3 requests with no known price (nova-1, nova-2, unknown) are not included — the figures above are lower bounds.
-NOTE: for 1 request the cache_creation breakdown was missing or did not add up; 5m was assumed (multiplier 1.25 instead of 2.00).
-— Estimate from usage × list API prices. Not a bill.
-)");
-}
-
-TEST_F(CostTool, HoursOfASingleDayAscend) {
-  EXPECT_EQ(answer("tally_cost", R"({"by":"Hour"})"), R"(Cost — today (2026-03-10)
-──────────────────────────────────────────────────────────────
-  TOTAL  ≥ $9.75 [2 requests with no known price (nova-1, unknown) are not included]
-  tokens 5.37M (in 703.0k · out 270.5k · cache-write 900.0k · cache-read 3.50M)
-  dominant: cache read 65.1%
-  range: 2026-03-10 00:05 → 2026-03-10 13:20
-
-BREAKDOWN BY HOUR
-  00:00                               unknown (1 request, no known price: unknown)  ·  1 request  ·  2.0k tokens  ·  unknown×1
-  09:00                               ≥ $4.00 [1 request with no known price (nova-1) are not included]  ·  2 requests  ·  321.5k tokens  ·  claude-opus-5×1 nova-1×1
-  10:00                               $2.50  ·  2 requests  ·  3.40M tokens  ·  claude-haiku-4-5×1 claude-sonnet-5×1
-  11:00                               $1.00  ·  1 request  ·  100.0k tokens  ·  claude-opus-5×1
-  12:00                               $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
-  13:00                               $1.00  ·  2 requests  ·  1.05M tokens  ·  claude-opus-5×1 claude-sonnet-5×1
-
-WHO (top 5 agents over the same range)
-  (main session)                      ≥ $4.50 [1 request with no known price (nova-1) are not included]  ·  3 requests  ·  1.32M tokens  ·  claude-opus-5×2 nova-1×1
-  reviewer                            $1.50  ·  1 request  ·  2.60M tokens  ·  claude-sonnet-5×1
-  scout                               $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
-  the-one-who-writes-release-notes    $1.00  ·  1 request  ·  100.0k tokens  ·  claude-opus-5×1
-  anon:f00dcafe1                      $1.00  ·  1 request  ·  800.0k tokens  ·  claude-haiku-4-5×1
-
-The period includes today — the figure is not final.
-WARNING: 2 requests with no known price (nova-1, unknown) are not included — the figures above are lower bounds.
-NOTE: for 1 request the cache_creation breakdown was missing or did not add up; 5m was assumed (multiplier 1.25 instead of 2.00).
-— Estimate from usage × list API prices. Not a bill.
-)");
-}
-
-TEST_F(CostTool, AgentsLeaveOutTheTopFive) {
-  EXPECT_EQ(answer("tally_cost", R"({"by":"agent","period":"all"})"), R"(Cost — all history
-──────────────────────────────────────────────────────────────
-  TOTAL  ≥ $13.25 [3 requests with no known price (nova-1, nova-2, unknown) are not included]
-  tokens 6.16M (in 1.21M · out 550.5k · cache-write 900.0k · cache-read 3.50M)
-  dominant: cache read 56.8%
-  range: 2026-02-20 08:00 → 2026-03-10 13:20
-
-BREAKDOWN BY AGENT
+)";
+  const std::string agents = R"(AGENT
   (main session)                      ≥ $8.00 [1 request with no known price (nova-1) are not included]  ·  5 requests  ·  2.10M tokens  ·  claude-opus-5×3 claude-haiku-4-5×1 nova-1×1
   reviewer                            $1.50  ·  1 request  ·  2.60M tokens  ·  claude-sonnet-5×1
   scout                               ≥ $1.25 [1 request with no known price (nova-2) are not included]  ·  2 requests  ·  510.0k tokens  ·  claude-sonnet-5×1 nova-2×1
@@ -109,12 +95,15 @@ BREAKDOWN BY AGENT
   anon:f00dcafe1                      $1.00  ·  1 request  ·  800.0k tokens  ·  claude-haiku-4-5×1
   reviewer                            $0.50  ·  1 request  ·  50.0k tokens  ·  claude-sonnet-5×1
   anon:zz                             unknown (1 request, no known price: unknown)  ·  1 request  ·  2.0k tokens  ·  unknown×1
-
+)";
+  const std::string footer = R"(
 The period includes today — the figure is not final.
 WARNING: 3 requests with no known price (nova-1, nova-2, unknown) are not included — the figures above are lower bounds.
 NOTE: for 1 request the cache_creation breakdown was missing or did not add up; 5m was assumed (multiplier 1.25 instead of 2.00).
 — Estimate from usage × list API prices. Not a bill.
-)");
+)";
+  EXPECT_EQ(answer("tally_cost", R"({"period":"all"})"), head + days + footer);
+  EXPECT_EQ(answer("tally_cost", R"({"by":"agent","period":"all"})"), head + agents + footer);
 }
 
 TEST_F(CostTool, ProjectsOfARangeThatHasEnded) {
@@ -135,62 +124,6 @@ WHO (top 5 agents over the same range)
   scout                               unknown (1 request, no known price: nova-2)  ·  1 request  ·  10.0k tokens  ·  nova-2×1
 
 WARNING: 1 request with no known price (nova-2) are not included — the figures above are lower bounds.
-— Estimate from usage × list API prices. Not a bill.
-)");
-}
-
-TEST_F(CostTool, EqualCostsStandInTextOrder) {
-  EXPECT_EQ(answer("tally_cost", R"({"by":"project"})"), R"(Cost — today (2026-03-10)
-──────────────────────────────────────────────────────────────
-  TOTAL  ≥ $9.75 [2 requests with no known price (nova-1, unknown) are not included]
-  tokens 5.37M (in 703.0k · out 270.5k · cache-write 900.0k · cache-read 3.50M)
-  dominant: cache read 65.1%
-  range: 2026-03-10 00:05 → 2026-03-10 13:20
-
-BREAKDOWN BY PROJECT
-  /nowhere/alpha                      $8.50  ·  6 requests  ·  4.87M tokens  ·  claude-opus-5×3 claude-sonnet-5×2 claude-haiku-4-5×1
-  ~/notes                             $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
-  (unknown cwd)                       unknown (1 request, no known price: unknown)  ·  1 request  ·  2.0k tokens  ·  unknown×1
-  /nowhere/beta                       unknown (1 request, no known price: nova-1)  ·  1 request  ·  1.5k tokens  ·  nova-1×1
-
-WHO (top 5 agents over the same range)
-  (main session)                      ≥ $4.50 [1 request with no known price (nova-1) are not included]  ·  3 requests  ·  1.32M tokens  ·  claude-opus-5×2 nova-1×1
-  reviewer                            $1.50  ·  1 request  ·  2.60M tokens  ·  claude-sonnet-5×1
-  scout                               $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
-  the-one-who-writes-release-notes    $1.00  ·  1 request  ·  100.0k tokens  ·  claude-opus-5×1
-  anon:f00dcafe1                      $1.00  ·  1 request  ·  800.0k tokens  ·  claude-haiku-4-5×1
-
-The period includes today — the figure is not final.
-WARNING: 2 requests with no known price (nova-1, unknown) are not included — the figures above are lower bounds.
-NOTE: for 1 request the cache_creation breakdown was missing or did not add up; 5m was assumed (multiplier 1.25 instead of 2.00).
-— Estimate from usage × list API prices. Not a bill.
-)");
-}
-
-TEST_F(CostTool, SessionsAreCutToTwelveCharacters) {
-  EXPECT_EQ(answer("tally_cost", R"({"by":"session"})"), R"(Cost — today (2026-03-10)
-──────────────────────────────────────────────────────────────
-  TOTAL  ≥ $9.75 [2 requests with no known price (nova-1, unknown) are not included]
-  tokens 5.37M (in 703.0k · out 270.5k · cache-write 900.0k · cache-read 3.50M)
-  dominant: cache read 65.1%
-  range: 2026-03-10 00:05 → 2026-03-10 13:20
-
-BREAKDOWN BY SESSION
-  5e550001-mai                        ≥ $7.50 [1 request with no known price (nova-1) are not included]  ·  5 requests  ·  3.82M tokens  ·  claude-opus-5×2 claude-haiku-4-5×1 claude-sonnet-5×1 nova-1×1
-  5e550003-wor                        $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
-  5e550002-res                        $1.00  ·  2 requests  ·  1.05M tokens  ·  claude-opus-5×1 claude-sonnet-5×1
-  tiny                                unknown (1 request, no known price: unknown)  ·  1 request  ·  2.0k tokens  ·  unknown×1
-
-WHO (top 5 agents over the same range)
-  (main session)                      ≥ $4.50 [1 request with no known price (nova-1) are not included]  ·  3 requests  ·  1.32M tokens  ·  claude-opus-5×2 nova-1×1
-  reviewer                            $1.50  ·  1 request  ·  2.60M tokens  ·  claude-sonnet-5×1
-  scout                               $1.25  ·  1 request  ·  500.0k tokens  ·  claude-sonnet-5×1
-  the-one-who-writes-release-notes    $1.00  ·  1 request  ·  100.0k tokens  ·  claude-opus-5×1
-  anon:f00dcafe1                      $1.00  ·  1 request  ·  800.0k tokens  ·  claude-haiku-4-5×1
-
-The period includes today — the figure is not final.
-WARNING: 2 requests with no known price (nova-1, unknown) are not included — the figures above are lower bounds.
-NOTE: for 1 request the cache_creation breakdown was missing or did not add up; 5m was assumed (multiplier 1.25 instead of 2.00).
 — Estimate from usage × list API prices. Not a bill.
 )");
 }

@@ -117,17 +117,13 @@ OF WHICH
 )");
 }
 
-TEST_F(TopAgents, LimitsAreClampedAndWrongTypesIgnored) {
+TEST_F(TopAgents, LimitsAreClamped) {
   const std::pair<const char*, const char*> cases[] = {
       {R"({"limit":-5})", "(shown 1)"},
       {R"({"limit":-1e30})", "(shown 1)"},
       {R"({"limit":2})", "(shown 2)"},
       {R"({"limit":1e30})", "(shown 7)"},
-      {R"({"limit":"3"})", "(shown 7)"},
-      {R"({"limit":2.5})", "(shown 7)"},
       {R"({"subagents_only":true})", "(shown 6)"},
-      {R"({"subagents_only":"true"})", "(shown 7)"},
-      {R"({"subagents_only":1})", "(shown 7)"},
   };
   for (const auto& [arguments, shown] : cases) {
     EXPECT_THAT(answer("tally_top_agents", arguments),

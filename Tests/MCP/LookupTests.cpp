@@ -1,7 +1,7 @@
 #include "Support/MakeRecord.hpp"
-#include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/Lookup.hpp"
 #include "TallyfinMCP/Render.hpp"
+#include "absl/strings/str_join.h"
 
 #include <string>
 #include <vector>
@@ -51,7 +51,7 @@ std::string outcome(const Resolution<Key>& found) {
     EXPECT_THAT(found.candidates(), IsNull());
     return shown(*found.key());
   }
-  return found.candidates() != nullptr ? joined(*found.candidates(), "; ") : "-";
+  return found.candidates() != nullptr ? absl::StrJoin(*found.candidates(), "; ") : "-";
 }
 
 /// Two scouts; an agent called main; one whose name goes on beyond another's; anonymous ones; a name with an

@@ -144,12 +144,5 @@ TEST_F(Overview, RequestsWithoutPricesAreNoFreeDay) {
   EXPECT_THAT(text, Not(HasSubstr("anon:main-like"))) << "one row, the first in text order";
 }
 
-TEST_F(Overview, TopOfAnotherTypeIsFive) {
-  for (const char* arguments : {R"({"top":"3"})", R"({"top":5.5})", R"({"top":true})", R"({"top":null})"}) {
-    EXPECT_THAT(overview(arguments), HasSubstr("\nTOP 5 PROJECTS TODAY\n")) << arguments;
-  }
-  EXPECT_THAT(overview(R"({"top":1e30})"), HasSubstr("\nTOP 9223372036854775807 PROJECTS TODAY\n"));
-}
-
 }  // namespace
 }  // namespace tallyfin

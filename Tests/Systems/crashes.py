@@ -6,7 +6,7 @@ import signal
 import threading
 import time
 
-from harness import SHORT, STEPPED, Home, Server, answer, check, line, main
+from harness import ONE_THREAD, SHORT, STEPPED, Home, Server, answer, check, line, main, strace
 
 FILES = 60
 KILLS = 40 if SHORT else 500
@@ -86,10 +86,7 @@ def a_kill_at_each_call_of_a_save_costs_nothing():
             for nth in range(1, 200):
                 requests += 1
                 home.add("0.jsonl", line(requests))
-                # Only what touches the cache and its temporary file, whose name holds the process's number.
-                prefix = ["strace", "-f", "-qq", "-o", "/dev/null", "-e", f"trace={calls}",
-                          "-e", f"inject={calls}:signal=KILL:when={nth}"]
-                with Server(home, prefix=prefix) as server:
+                with Server(home, prefix=strace(f"{calls}:signal=KILL:when={nth}", ONE_THREAD)) as server:
                     server.send({"id": 1, "method": "tools/call", "params": {"name": "tally_sources"}})
                     survived = server.read() is not None and server.finish() == 0
                     server.process.wait()  # until strace has reaped the server, its number counts as alive

@@ -152,6 +152,20 @@ class Server:
         return len(os.listdir(f"/proc/{self.process.pid}/fd"))
 
 
+def strace(*injections, path=None):
+    """A prefix that runs a program under fault injection; with a path only calls that touch it are met."""
+    prefix = ["strace", "-f", "-qq", "-o", "/dev/null"]
+    if path is not None:
+        prefix += ["-P", os.fsdecode(path)]
+    for injection in injections:
+        prefix += ["-e", f"inject={injection}"]
+    return [*prefix, "-e", "trace=" + ",".join(injection.split(":")[0] for injection in injections)]
+
+
+# strace counts the calls of each thread: only without a second one for saving does it meet every call of a run.
+ONE_THREAD = "/^clone:error=EAGAIN"
+
+
 class Sources:
     """The figures of tally_sources."""
 

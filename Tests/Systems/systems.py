@@ -6,21 +6,11 @@ import subprocess
 import threading
 import time
 
-from harness import BUILD, COMMAND, PATIENCE, Home, Server, answer, check, line, main
+from harness import BUILD, COMMAND, ONE_THREAD, PATIENCE, Home, Server, answer, check, line, main, strace
 
 ROOT = os.geteuid() == 0
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"] if ROOT else []
 MEBIBYTE = 1 << 20
-
-
-def strace(*injections, path=None):
-    """A prefix that runs a program under fault injection; with a path only calls that touch it are met."""
-    prefix = ["strace", "-f", "-qq", "-o", "/dev/null"]
-    if path is not None:
-        prefix += ["-P", os.fsdecode(path)]
-    for injection in injections:
-        prefix += ["-e", f"inject={injection}"]
-    return [*prefix, "-e", "trace=" + ",".join(injection.split(":")[0] for injection in injections)]
 
 
 def long_transcript(requests):
@@ -113,7 +103,7 @@ def a_save_that_fails_leaves_the_old_cache_and_no_trace():
             for nth in range(1, positions + 1):
                 # The temporary file's name holds the number of a process that does not exist yet: all calls count but
                 # those on the standard streams, so a fault may also meet a log line or the answer.
-                with Server(home, prefix=strace(f"{call}:error={error}:when={nth}")) as server:
+                with Server(home, prefix=strace(f"{call}:error={error}:when={nth}", ONE_THREAD)) as server:
                     server.send({"id": 1, "method": "tools/call", "params": {"name": "tally_sources"}})
                     text = server.read()
                     status = server.finish()
@@ -150,6 +140,19 @@ def a_full_disk_costs_only_the_cache():
         answer(home, prefix=limited).expect(requests=4_000, from_cache=False)
         assert not home.temporaries() and not os.path.exists(home.path("cache/scan.bin"))
         return "a disk of 64 KB, a limit of 4 KB" if has_mounts else "a limit of 4 KB; this machine lets nobody mount"
+
+
+@check
+def a_slow_disk_is_waited_for_once():
+    with Home() as home:
+        home.add("a.jsonl", line(1))
+        with Server(home, prefix=strace("fsync:delay_exit=15500000")) as server:  # longer than an answer is fresh
+            seconds = []
+            for _ in range(2):
+                start = time.monotonic()
+                found = server.sources()
+                seconds.append(time.monotonic() - start)
+        assert seconds[0] > 15 and seconds[1] < 5 and "1 new" in found.text, (seconds, found.text)
 
 
 @check

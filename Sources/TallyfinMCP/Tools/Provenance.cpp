@@ -48,8 +48,7 @@ std::string unification(const FileContributions& files, const Report& report) {
   if (files.sharedRequests != 0) {
     append(text, "  ", R::noun(files.sharedRequests, "request", "requests"),
            " appear in more than one file (a resumed or forked session). The lower-ranked file wins the "
-           "attribution; "
-           "the per-file costs above count each copy, the total does not.\n");
+           "attribution; the per-file costs above count each copy, the total does not.\n");
   } else if (files.distinctRequests != 0) {
     text += "  no request duplicated across files\n";
   }

@@ -6,6 +6,7 @@
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 #include "absl/strings/str_format.h"
+#include "absl/strings/str_join.h"
 
 #include <algorithm>
 #include <limits>
@@ -73,10 +74,10 @@ std::string labelDecision(const Report& report, InternedText project) {
     reasons.emplace_back(text(reason));
   }
   std::sort(reasons.begin(), reasons.end());
-  return concat("    how the label was decided: ", joined(reasons, ", "), "\n");
+  return concat("    how the label was decided: ", absl::StrJoin(reasons, ", "), "\n");
 }
 
-// The ranked agents of one row; null axis: none.
+// The ranked agents of one row, which may have none.
 Ranking<AgentIdentity> agentsOf(const AgentsByKey& agents, InternedText key, std::int64_t limit) {
   const auto* const axis = agents.find(key);
   return axis == nullptr ? Ranking<AgentIdentity>() : rankedAgents(*axis, limit, true);
@@ -150,9 +151,9 @@ std::string topAgents(DataSource& data, const JsonValue& arguments) {
   if (rows.empty()) {
     text += "  unknown — no agent with activity in range\n";
   }
-  std::size_t n = 0;
+  std::size_t position = 0;
   for (const auto& [agent, bucket] : rows) {
-    append(text, numbered(++n), R::agent(agent), "\n", agentBlock(report, agent, *bucket, data));
+    append(text, numbered(++position), R::agent(agent), "\n", agentBlock(report, agent, *bucket, data));
   }
   return text + ofWhich(report, rows.size()) + footer(report, period);
 }
@@ -170,9 +171,9 @@ std::string topProjects(DataSource& data, const JsonValue& arguments) {
   if (rows.empty()) {
     text += "  unknown — no project with activity in range\n";
   }
-  std::size_t n = 0;
+  std::size_t position = 0;
   for (const auto& [project, bucket] : rows) {
-    append(text, numbered(++n), project.text(), "\n", "    cost   ", R::cost(*bucket), "  ·  ",
+    append(text, numbered(++position), project.text(), "\n", "    cost   ", R::cost(*bucket), "  ·  ",
            R::noun(bucket->requests, "request", "requests"), "  ·  ", R::tokens(bucket->totalTokens()),
            " tokens\n", labelDecision(report, project));
     if (shown > 0) {

@@ -3,11 +3,11 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/Lookup.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
+#include "absl/strings/str_join.h"
 
 #include <limits>
 
@@ -25,7 +25,7 @@ std::string required(const JsonValue& arguments, std::string_view key) {
 std::string pickOne(std::string_view opening, const std::vector<std::string>& candidates,
                     std::string_view what) {
   return concat(opening, std::to_string(candidates.size()), what, " — pick one:\n  ",
-                joined(candidates, "\n  "));
+                absl::StrJoin(candidates, "\n  "));
 }
 
 // Cost, volume, activity and models of a thread.
@@ -58,8 +58,7 @@ std::string rosterLine(const DataSource& data, const AgentIdentity& agent, const
       agent, session == wide.agentSession.end() ? std::string_view() : session->second.text());
   if (entry == nullptr) {
     return "  roster    unknown — this agent is not in `teams/session-*/config.json` (the roster covers only "
-           "a small "
-           "share of agents; being absent is not an error)\n";
+           "a small share of agents; being absent is not an error)\n";
   }
   return concat("  roster    name=", entry->name, " type=", orUnknown(entry->agentType),
                 " model=", orUnknown(entry->model), " cwd=", orUnknown(entry->cwd), "\n");
