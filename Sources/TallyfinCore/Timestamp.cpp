@@ -11,11 +11,11 @@ namespace {
 // Days since 1970-01-01 in the proleptic Gregorian calendar, counted by eras of 400 years that begin in
 // March. The day may lie behind the end of its month.
 std::int64_t dayNumber(int year, int month, int day) {
-  const std::int64_t y = month <= 2 ? year - 1 : year;
-  const std::int64_t m = month <= 2 ? month + 9 : month - 3;
-  const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
-  const std::int64_t yearOfEra = y - era * 400;
-  const std::int64_t dayOfYear = (153 * m + 2) / 5 + day - 1;
+  const std::int64_t marchYear = month <= 2 ? year - 1 : year;
+  const std::int64_t monthFromMarch = month <= 2 ? month + 9 : month - 3;
+  const std::int64_t era = (marchYear >= 0 ? marchYear : marchYear - 399) / 400;
+  const std::int64_t yearOfEra = marchYear - era * 400;
+  const std::int64_t dayOfYear = (153 * monthFromMarch + 2) / 5 + day - 1;
   const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
   return era * 146'097 + dayOfEra - 719'468;
 }

@@ -50,7 +50,7 @@ template <typename Key>
 std::vector<std::string> ranked(const std::vector<std::pair<Key, const Bucket*>>& hits) {
   struct Candidate {
     std::string label;
-    const Bucket* bucket;
+    const Bucket* bucket = nullptr;
   };
   std::vector<Candidate> candidates;
   candidates.reserve(hits.size());
