@@ -111,18 +111,19 @@ TEST(InternedText, LongTextsDoNotMoveOthers) {
 TEST(InternedText, ThreadsAgree) {
   constexpr std::size_t kThreads = 4;
   constexpr std::size_t kTexts = 6'000;
-  const auto shared = [](std::size_t i) { return "shared " + std::to_string(i); };
-  const auto spelled = [](std::size_t i, bool composed) {
-    return std::to_string(i) + (composed ? " \u00E9" : " e\u0301");
+  const std::size_t before = InternedText::count();
+  const std::string round = std::to_string(before) + ": ";  // texts are new however often the test runs
+  const auto shared = [&](std::size_t i) { return round + "shared " + std::to_string(i); };
+  const auto spelled = [&](std::size_t i, bool composed) {
+    return round + std::to_string(i) + (composed ? " \u00E9" : " e\u0301");
   };
-  const auto own = [](std::size_t thread, std::size_t i) {
-    return std::to_string(thread) + " alone " + std::to_string(i);
+  const auto own = [&](std::size_t thread, std::size_t i) {
+    return round + std::to_string(thread) + " alone " + std::to_string(i);
   };
   struct Seen {
     std::vector<InternedText> shared, spelled, own;
   };
   std::vector<Seen> seen(kThreads);
-  const std::size_t before = InternedText::count();
   {
     std::barrier start(kThreads);
     std::vector<std::thread> threads;
