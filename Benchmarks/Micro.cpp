@@ -6,11 +6,11 @@
 #include "Corpus.hpp"
 #include "Platform/ByteSearch.hpp"
 #include "Platform/Files.hpp"
-#include "TallyfinCore/Aggregation.hpp"
-#include "TallyfinCore/LineReader.hpp"
-#include "TallyfinCore/ScanCache.hpp"
-#include "TallyfinCore/Timestamp.hpp"
-#include "TallyfinCore/UnifiedRequests.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
+#include "TallyfinCore/Transcripts/LineReader.hpp"
+#include "TallyfinCore/Transcripts/Timestamp.hpp"
+#include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
 #include <cstdlib>
 #include <filesystem>

@@ -4,7 +4,7 @@
 #include "Fuzz/MemoryFile.hpp"
 #include "Fuzz/Target.hpp"
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
 
 #include <algorithm>
 #include <bit>

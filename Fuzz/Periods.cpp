@@ -9,7 +9,7 @@
 #include "Support/MakeRecord.hpp"
 #include "Support/TempHome.hpp"
 #include "Tallyfin/Command.hpp"
-#include "TallyfinCore/DateRange.hpp"
+#include "TallyfinCore/Figures/DateRange.hpp"
 #include "TallyfinMCP/Lookup.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Period.hpp"

@@ -6,7 +6,7 @@
 #include "Fuzz/Target.hpp"
 #include "Platform/Text.hpp"
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/AgentRoster.hpp"
+#include "TallyfinCore/Attribution/AgentRoster.hpp"
 
 #include <algorithm>
 #include <map>

@@ -4,8 +4,8 @@
 #include "Fuzz/PlainJson.hpp"
 #include "Fuzz/Target.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Pricing.hpp"
-#include "TallyfinCore/Scanner.hpp"
+#include "TallyfinCore/Transcripts/ModelId.hpp"
+#include "TallyfinCore/Transcripts/Scanner.hpp"
 
 #include <algorithm>
 #include <bit>

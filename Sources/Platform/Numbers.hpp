@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -25,6 +26,16 @@ constexpr int digitsAt(std::string_view text, std::size_t at, std::size_t count)
     value = value * 10 + (c - '0');
   }
   return value;
+}
+
+/// Sum of two counts that stays at the end of the range instead of overflowing: an absurd count must not
+/// turn a large figure into a negative one.
+inline std::int64_t saturatingAdd(std::int64_t left, std::int64_t right) {
+  std::int64_t sum = 0;
+  if (!__builtin_add_overflow(left, right, &sum)) {
+    return sum;
+  }
+  return left < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
 }
 
 /// Commas between the thousands of a decimal number, with or without sign and fraction: "-1234567.89" becomes

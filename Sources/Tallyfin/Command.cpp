@@ -3,9 +3,9 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
-#include "TallyfinCore/DateRange.hpp"
-#include "TallyfinCore/Exporter.hpp"
-#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Figures/DateRange.hpp"
 #include "absl/strings/str_format.h"
 
 #include <algorithm>

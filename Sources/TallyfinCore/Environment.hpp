@@ -1,14 +1,12 @@
 #pragma once
 
-// What a program around the core is told about the machine, once, at start, and where its files lie by that.
+// What a program around the core is told about the machine, once, at start.
 
 #include "Platform/Calendar.hpp"
 #include "Platform/TimePoint.hpp"
-#include "TallyfinCore/Scanner.hpp"
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace tallyfin {
 
@@ -23,15 +21,9 @@ struct Environment {
   /// Asks the process: HOME and the password database, the two variables, the zone, the clock. Only a `main`
   /// calls this, once; tests hand in an environment of their own.
   static Environment ofProcess();
+
+  /// The value of one of the variables with a leading tilde expanded; absent when it is unset or empty.
+  std::optional<std::string> expanded(const std::optional<std::string>& variable) const;
 };
-
-/// The four Claude homes, below TALLYFIN_HOME or the user's home. An empty variable counts as unset; a
-/// leading tilde is expanded.
-std::vector<SourceHome> sourceHomes(const Environment& environment);
-
-/// Where the cache file lies: TALLYFIN_CACHE_PATH, with its tilde expanded and made absolute, or the default
-/// place. Makes the folder; when that fails the path is used all the same, and what cannot be saved is only
-/// slower.
-std::string cacheLocation(const Environment& environment);
 
 }  // namespace tallyfin

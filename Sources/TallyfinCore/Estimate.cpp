@@ -2,7 +2,6 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
-#include "TallyfinCore/Records.hpp"
 #include "absl/strings/str_format.h"
 
 #include <algorithm>

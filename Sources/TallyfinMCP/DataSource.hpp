@@ -5,10 +5,10 @@
 // without locks; only the cache file is written on another, while the answer is made.
 
 #include "Platform/Calendar.hpp"
-#include "TallyfinCore/AgentRoster.hpp"
-#include "TallyfinCore/Aggregation.hpp"
+#include "TallyfinCore/Attribution/AgentRoster.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Environment.hpp"
-#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
 #include "TallyfinMCP/Period.hpp"
 
 #include <functional>

@@ -4,7 +4,7 @@
 // Nothing is ever guessed: anything but one match is told back. Letter case does not matter; characters are
 // compared whole and in canonical form.
 
-#include "TallyfinCore/Aggregation.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
 
 #include <optional>
 #include <string>

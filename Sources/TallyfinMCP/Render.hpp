@@ -4,9 +4,9 @@
 // "unknown" and why; it never prints 0. Nothing here follows the locale.
 
 #include "Platform/Calendar.hpp"
-#include "TallyfinCore/Aggregation.hpp"
 #include "TallyfinCore/Estimate.hpp"
-#include "TallyfinCore/Records.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
+#include "TallyfinCore/Transcripts/Records.hpp"
 
 #include <cstdint>
 #include <optional>

@@ -2,9 +2,9 @@
 // equal.
 
 // [example]
+#include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Environment.hpp"
-#include "TallyfinCore/Exporter.hpp"
-#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
 
 #include <iostream>
 

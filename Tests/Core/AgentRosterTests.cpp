@@ -1,5 +1,5 @@
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/AgentRoster.hpp"
+#include "TallyfinCore/Attribution/AgentRoster.hpp"
 
 #include <string>
 

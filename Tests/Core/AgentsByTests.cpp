@@ -1,5 +1,5 @@
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Aggregation.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
 
 #include <array>
 #include <bit>

@@ -1,7 +1,7 @@
+#include "Platform/KeyedRows.hpp"
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Aggregation.hpp"
-#include "TallyfinCore/KeyedRows.hpp"
-#include "TallyfinCore/Pricing.hpp"
+#include "TallyfinCore/Attribution/Pricing.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
 
 #include <algorithm>
 #include <limits>

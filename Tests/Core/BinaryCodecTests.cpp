@@ -1,4 +1,4 @@
-#include "TallyfinCore/BinaryCodec.hpp"
+#include "TallyfinCore/Cache/BinaryCodec.hpp"
 
 #include <cmath>
 #include <functional>

@@ -2,8 +2,8 @@
 
 #include "Support/RawLine.hpp"
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/BinaryCodec.hpp"
-#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinCore/Cache/BinaryCodec.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
 
 #include <random>
 #include <string>

@@ -1,5 +1,5 @@
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/DateRange.hpp"
+#include "TallyfinCore/Figures/DateRange.hpp"
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Derived.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
 
 #include <optional>
 #include <string>

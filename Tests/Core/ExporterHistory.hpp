@@ -4,7 +4,7 @@
 // without a price, a request without a directory.
 
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Exporter.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
 
 #include <memory>
 #include <string>

@@ -1,6 +1,6 @@
 #include "Support/RawLine.hpp"
-#include "TallyfinCore/Scanner.hpp"
-#include "TallyfinCore/Timestamp.hpp"
+#include "TallyfinCore/Transcripts/Scanner.hpp"
+#include "TallyfinCore/Transcripts/Timestamp.hpp"
 
 #include <map>
 #include <string>

@@ -1,5 +1,5 @@
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/LineReader.hpp"
+#include "TallyfinCore/Transcripts/LineReader.hpp"
 
 #include <stdexcept>
 #include <vector>

@@ -1,5 +1,6 @@
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Pricing.hpp"
+#include "TallyfinCore/Attribution/Pricing.hpp"
+#include "TallyfinCore/Transcripts/ModelId.hpp"
 
 #include <limits>
 #include <optional>

@@ -1,5 +1,5 @@
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/ProjectPath.hpp"
+#include "TallyfinCore/Attribution/ProjectPath.hpp"
 
 #include <string>
 #include <thread>

@@ -7,8 +7,8 @@
 #include "Support/RawLine.hpp"
 #include "Support/SameDiagnostics.hpp"
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/Aggregation.hpp"
-#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,5 +1,5 @@
-#include "TallyfinCore/Records.hpp"
-#include "TallyfinCore/Timestamp.hpp"
+#include "TallyfinCore/Transcripts/Records.hpp"
+#include "TallyfinCore/Transcripts/Timestamp.hpp"
 
 #include <limits>
 

@@ -5,7 +5,7 @@
 #include "Support/RawLine.hpp"
 #include "Support/SameDiagnostics.hpp"
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/ScanCache.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
 
 #include <random>
 #include <string>

@@ -2,8 +2,8 @@
 
 #include "Support/RawLine.hpp"
 #include "Support/TempHome.hpp"
-#include "TallyfinCore/ScanCache.hpp"
-#include "TallyfinCore/Verification.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
+#include "TallyfinCore/Cache/Verification.hpp"
 
 #include <string>
 

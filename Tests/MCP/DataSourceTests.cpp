@@ -1,7 +1,7 @@
 #include "Platform/Files.hpp"
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
-#include "TallyfinCore/Timestamp.hpp"
+#include "TallyfinCore/Transcripts/Timestamp.hpp"
 #include "TallyfinMCP/DataSource.hpp"
 #include "TallyfinMCP/MCP.hpp"
 

@@ -5,8 +5,8 @@
 //   const UsageRecord record = make({.at = "2026-03-01T12:00:00Z", .output = kDollar});
 
 #include "Platform/Calendar.hpp"
-#include "TallyfinCore/Records.hpp"
-#include "TallyfinCore/Timestamp.hpp"
+#include "TallyfinCore/Transcripts/Records.hpp"
+#include "TallyfinCore/Transcripts/Timestamp.hpp"
 
 #include <cstdint>
 #include <string>

@@ -2,7 +2,7 @@
 
 // What two roads over the same transcripts must have in common beside the records.
 
-#include "TallyfinCore/Scanner.hpp"
+#include "TallyfinCore/Transcripts/Scanner.hpp"
 
 #include <gtest/gtest.h>
 

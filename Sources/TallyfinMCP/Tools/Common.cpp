@@ -1,5 +1,5 @@
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Derived.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 

@@ -2,7 +2,7 @@
 // in two files counts in both.
 
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/FileContributions.hpp"
+#include "TallyfinCore/Figures/FileContributions.hpp"
 #include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"

@@ -1,7 +1,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Derived.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 #include "absl/strings/str_format.h"

@@ -4,7 +4,7 @@
 // the message is then the whole answer.
 
 #include "Platform/Json.hpp"
-#include "TallyfinCore/Aggregation.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
 #include "TallyfinMCP/Arguments.hpp"
 #include "TallyfinMCP/DataSource.hpp"
 #include "TallyfinMCP/Period.hpp"

@@ -1,0 +1,149 @@
+// The check of the cache against a fresh read of the bytes that it claims.
+
+#include "TallyfinCore/Cache/Verification.hpp"
+
+#include "Platform/Calendar.hpp"
+#include "Platform/Concat.hpp"
+#include "Platform/Files.hpp"
+#include "TallyfinCore/Attribution/Pricing.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
+#include "TallyfinCore/Transcripts/LineReader.hpp"
+#include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
+#include "absl/container/flat_hash_set.h"
+#include "absl/strings/str_format.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tallyfin {
+namespace {
+
+constexpr std::size_t kExpectedRequests = 80'000;
+
+// How far the file goes on behind `consumed`; 0 when its size cannot be had.
+std::uint64_t bytesBeyond(std::uint64_t consumed, const std::string& path) {
+  const std::optional<Files::Attributes> now = Files::attributes(path);
+  return now && now->size > consumed ? now->size - consumed : 0;
+}
+
+// The requests of the first `consumed` bytes of a file. What lines gave before a failure counts.
+RecordMap readAgain(const TranscriptFile& file, std::size_t rank, std::uint64_t consumed) {
+  RecordMap records;
+  ScanDiagnostics unused;
+  try {
+    LineReader::forEachLine(file.path, 0, consumed, [&](std::string_view line) {
+      Scanner::ingest(line, file.path, file.home, static_cast<std::int64_t>(rank), records, unused);
+    });
+  } catch (const ReadError&) {  // what it did not give shows as extra in the cache
+  }
+  return records;
+}
+
+double costOf(const UnifiedRequests& requests, const Calendar& calendar) {
+  double sum = 0;
+  DayLookup days(calendar);
+  Pricing::Pricer pricer(calendar);
+  for (const UsageRecord& record : requests.records()) {
+    const Estimate<double> cost = pricer.cost(record, days.startOfDay(record.timestamp));
+    sum += cost.isKnown() ? *cost.value() : 0;
+  }
+  return sum;
+}
+
+bool haveSameTokens(const UsageRecord& left, const UsageRecord& right) {
+  return left.input == right.input && left.output == right.output && left.cacheRead == right.cacheRead &&
+         left.cacheWrite5m == right.cacheWrite5m && left.cacheWrite1h == right.cacheWrite1h;
+}
+
+void compare(const UnifiedRequests& cached, const UnifiedRequests& fresh, VerificationResult& result) {
+  for (std::size_t i = 0; i < fresh.size(); ++i) {
+    const UsageRecord* const known = cached.find(fresh.keys()[i]);
+    if (known == nullptr) {
+      ++result.missingFromCache;
+    } else if (!haveSameTokens(*known, fresh.records()[i])) {
+      ++result.mismatchedRecords;
+    }
+  }
+  result.extraInCache =
+      std::ranges::count_if(cached.keys(), [&](InternedText key) { return fresh.find(key) == nullptr; });
+  result.cachedRequests = static_cast<std::int64_t>(cached.size());
+  result.freshRequests = static_cast<std::int64_t>(fresh.size());
+}
+
+}  // namespace
+
+VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome>& homes,
+                                                    const Calendar& calendar, const Clock& clock) {
+  const TimePoint start = clock();
+  const FileMap known = snapshot();
+  VerificationResult result;
+  UnifiedRequests cached;
+  UnifiedRequests fresh;
+  cached.reserve(kExpectedRequests);
+  fresh.reserve(kExpectedRequests);
+
+  // Both views take the files in listing order, so that of equal copies the same one describes a request.
+  ScanDiagnostics unused;
+  const std::vector<TranscriptFile> files = Scanner::listing(homes, unused);
+  absl::flat_hash_set<std::string_view> compared;
+  for (std::size_t rank = 0; rank < files.size(); ++rank) {
+    const TranscriptFile& file = files[rank];
+    const auto entry = known.find(file.path);
+    if (entry == known.end()) {
+      result.bytesNotCompared += bytesBeyond(0, file.path);
+      continue;
+    }
+    const FileState& state = *entry->second;
+    result.bytesNotCompared += bytesBeyond(state.consumed, file.path);
+    cached.add(state.records);
+    fresh.add(readAgain(file, rank, state.consumed));
+    compared.insert(file.path);
+  }
+  for (const auto& [path, state] : known) {
+    if (!compared.contains(path)) {
+      cached.add(state->records);
+    }
+  }
+
+  result.freshCost = costOf(fresh, calendar);
+  result.cachedCost = costOf(cached, calendar);
+  compare(cached, fresh, result);
+  result.checkedAt = clock();
+  result.duration = std::max(0.0, result.checkedAt.seconds - start.seconds);
+  const std::lock_guard guard(lock_);
+  lastVerification_ = result;
+  return result;
+}
+
+std::optional<VerificationResult> ScanCache::lastVerification() const {
+  const std::lock_guard guard(lock_);
+  return lastVerification_;
+}
+
+std::string VerificationResult::summary() const {
+  if (isClean()) {
+    std::string text =
+        concat("divergence 0 — the cache matches a full scan exactly (", std::to_string(freshRequests),
+               " request", freshRequests == 1 ? "" : "s", " verified)");
+    if (bytesNotCompared != 0) {
+      append(text,
+             absl::StrFormat(
+                 "; %.1f MB written after the cache were not compared (they are not in it, by definition)",
+                 static_cast<double>(bytesNotCompared) / 1'048'576));
+    }
+    return text;
+  }
+  std::string text = "DIVERGENCE: ";
+  const char* separator = "";
+  for (const auto& [count, what] :
+       {std::pair(missingFromCache, " missing from cache"), std::pair(extraInCache, " extra in cache"),
+        std::pair(mismatchedRecords, " with different figures")}) {
+    if (count >= 1) {
+      append(text, separator, std::to_string(count), what);
+      separator = ", ";
+    }
+  }
+  return text;
+}
+
+}  // namespace tallyfin

@@ -1,0 +1,135 @@
+// The form of a report for a person, and the names of the files that go with it.
+
+#include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
+#include "Platform/Text.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace tallyfin::Exporter {
+namespace {
+
+constexpr std::string_view kSeparator = "  ·  ";
+constexpr std::string_view kIndent = "           ";  // as wide as "TOTAL      "
+constexpr std::size_t kLabelWidth = 38;
+constexpr std::size_t kItemWidth = 34;
+
+std::string humanCost(const Bucket& bucket) {
+  if (bucket.requests < 1) {
+    return "unknown — no request in range";
+  }
+  if (bucket.cost.isUnknown()) {
+    return concat("unknown — no known price for ", bucket.cost.unpricedNames(", "));
+  }
+  return bucket.cost.formattedWithCaveat();
+}
+
+std::string span(const Bucket& bucket, const Stamps& stamps) {
+  if (!bucket.firstActivity || !bucket.lastActivity) {
+    return "unknown — the report holds no dated request";
+  }
+  return concat(stamps.instant(*bucket.firstActivity), " to ", stamps.instant(*bucket.lastActivity));
+}
+
+// "1,204 requests  ·  18,230,114 tokens"
+std::string volume(const Bucket& bucket) {
+  return concat(counted(bucket.requests, "request", "requests"), kSeparator, grouped(bucket.totalTokens()),
+                " tokens");
+}
+
+void appendTotal(std::string& out, const Report& report, const Stamps& stamps) {
+  const Bucket& total = report.total;
+  append(out, "TOTAL      ", humanCost(total), "\n", kIndent);
+  if (total.requests > 0) {
+    append(out, volume(total), "  (in ", grouped(total.input), " · out ", grouped(total.output),
+           " · cache write ", grouped(total.cacheWrite()), " · cache read ", grouped(total.cacheRead), ")\n",
+           kIndent, "range ", span(total, stamps), "\n");
+  } else {
+    append(out,
+           report.diagnostics.filesScanned > 0 ? "no request falls in the selected range"
+                                               : "unknown — no source file was read",
+           "\n");
+  }
+}
+
+void appendAxis(std::string& out, const Report& report, Axis axis, const Options& options) {
+  const std::vector<Entry> entries = rows(report, axis, options.calendar);
+  if (entries.empty()) {
+    return;
+  }
+  append(out, "\n", title(axis), "\n");
+  const auto count = static_cast<std::int64_t>(entries.size());
+  const std::int64_t shown = std::clamp<std::int64_t>(options.summaryRowLimit, 0, count);
+  for (std::int64_t i = 0; i < shown; ++i) {
+    const Entry& entry = entries[static_cast<std::size_t>(i)];
+    append(out, "  ", Text::fitted(entry.label, kLabelWidth), "  ", humanCost(*entry.bucket), kSeparator,
+           volume(*entry.bucket), "\n");
+  }
+  if (count > shown) {
+    append(out, "  (", counted(count - shown, "more row", "more rows"),
+           " — the CSV export has all of them)\n");
+  }
+}
+
+// Lower-case letters and numbers; whatever stands between them becomes one hyphen.
+std::string slug(std::string_view text) {
+  const std::string lower = Text::lowercased(text);
+  std::string result;
+  bool hasGap = false;
+  for (std::string_view rest = lower; !rest.empty();) {
+    const std::string_view character = Text::prefix(rest, 1);
+    rest.remove_prefix(character.size());
+    if (Text::beginsWithLetterOrNumber(character)) {
+      append(result, hasGap && !result.empty() ? "-" : "", character);
+      hasGap = false;
+    } else {
+      hasGap = true;
+    }
+  }
+  return result;
+}
+
+std::string periodTag(const Options& options) {
+  const Stamps stamps(options.calendar);
+  if (options.periodLabel) {
+    return slug(*options.periodLabel);
+  }
+  if (options.from && options.to) {
+    return concat(stamps.day(*options.from), "_", stamps.day(*options.to));
+  }
+  return stamps.day(options.generatedAt);
+}
+
+}  // namespace
+
+std::string clipboardSummary(const Report& report, const Options& options) {
+  const Stamps stamps(options.calendar);
+  std::string out =
+      concat("Tallyfin — usage report\n", "Period:    ", periodDescription(report, options, stamps), "\n",
+             "Generated: ", stamps.instant(options.generatedAt), "\n", "Currency:  ", currencyCode,
+             " (Anthropic list API prices)\n\n");
+  appendTotal(out, report, stamps);
+  for (const Axis axis : options.summaryAxes) {
+    appendAxis(out, report, axis, options);
+  }
+  append(out, "\nPROVENANCE\n");
+  for (const ProvenanceLine& line : provenanceLines(report, options, stamps)) {
+    if (line.section == rawValue(Section::report)) {
+      continue;  // the opening lines and the last one say it
+    }
+    append(out, "  ", Text::fitted(line.item, kItemWidth), "  ", line.value, line.note.empty() ? "" : "   — ",
+           line.note, "\n");
+  }
+  append(out, "\n— ", Derived::disclaimer, "\n");
+  return out;
+}
+
+std::string suggestedFileName(const Document& document, const Options& options) {
+  const std::optional<Axis> axis = document.axis();
+  return concat("tallyfin-", axis ? columnValue(*axis) : "provenance", "-", periodTag(options), ".csv");
+}
+
+}  // namespace tallyfin::Exporter

@@ -1,0 +1,227 @@
+#pragma once
+
+// Documents that leave the program: a table per axis and an account of where the figures come from, both as
+// CSV, and a summary for a person. A column that cannot be filled says so in words: whoever sums a column
+// never meets a silent 0 or an empty cell where the truth is unknown.
+//
+//   Exporter::Options options{.generatedAt = now, .calendar = Calendar::local()};
+//   options.sourceFiles = cache.recordsPerFile();
+//   write(Exporter::suggestedFileName(Exporter::Document::breakdown(Exporter::Axis::project), options),
+//         Exporter::breakdownCSV(report, Exporter::Axis::project, options));
+//
+// Nothing fails. Documents are UTF-8 whatever bytes paths hold; lines end with a line feed; nothing depends
+// on locale, clock or zone of the process.
+
+#include "Platform/Calendar.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
+#include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
+#include "TallyfinCore/Figures/RecordSelection.hpp"
+#include "TallyfinCore/Transcripts/Records.hpp"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tallyfin::Exporter {
+
+/// The value of a money cell that has none.
+inline constexpr std::string_view unknown = UnknownReason::placeholder;
+
+/// Stands in a column that does not apply on the axis of the table.
+inline constexpr std::string_view notBrokenDown = "(not broken down)";
+
+/// The currency of every amount, and the decimals of an amount in a CSV.
+inline constexpr std::string_view currencyCode = "USD";
+inline constexpr int moneyDecimalsCSV = 6;
+
+/// The header of a breakdown.
+inline constexpr std::array<std::string_view, 26> breakdownColumns = {"axis",
+                                                                      "key",
+                                                                      "label",
+                                                                      "project",
+                                                                      "session",
+                                                                      "agent",
+                                                                      "agent_kind",
+                                                                      "models",
+                                                                      "attribution_note",
+                                                                      "first_activity",
+                                                                      "last_activity",
+                                                                      "requests",
+                                                                      "input_tokens",
+                                                                      "output_tokens",
+                                                                      "cache_write_5m_tokens",
+                                                                      "cache_write_1h_tokens",
+                                                                      "cache_read_tokens",
+                                                                      "total_tokens",
+                                                                      "web_search_requests",
+                                                                      "web_fetch_requests",
+                                                                      "currency",
+                                                                      "cost",
+                                                                      "cost_basis",
+                                                                      "unpriced_requests",
+                                                                      "unpriced_models",
+                                                                      "cache_write_assumed_requests"};
+
+/// The header of a provenance document.
+inline constexpr std::array<std::string_view, 4> provenanceColumns = {"section", "item", "value", "note"};
+
+/// What the rows of a table stand for.
+enum class Axis : std::uint8_t { project, rawCwd, session, agent, model, day, hour, source };
+
+/// All axes in their order.
+inline constexpr std::array<Axis, 8> allAxes = {Axis::project, Axis::rawCwd, Axis::session, Axis::agent,
+                                                Axis::model,   Axis::day,    Axis::hour,    Axis::source};
+
+/// The name of an axis: "project", "rawCwd", ...
+std::string_view rawValue(Axis axis);
+
+/// Its name in the column `axis` and in file names: "raw_cwd", "source_home", otherwise the raw value.
+std::string_view columnValue(Axis axis);
+
+/// Its title in the summary: "BY PROJECT".
+std::string_view title(Axis axis);
+
+/// Whether its rows stand in order of time instead of cost: days and hours.
+bool isChronological(Axis axis);
+
+/// The axis of a raw value; absent for any other text.
+std::optional<Axis> axisNamed(std::string_view rawValue);
+
+/// What a host may ask for: the breakdown of an axis, or the provenance document.
+class Document {
+ public:
+  static Document breakdown(Axis axis) { return Document(axis); }
+  static Document provenance() { return Document(std::nullopt); }
+
+  /// The axis of a breakdown; absent for the provenance document.
+  std::optional<Axis> axis() const { return axis_; }
+
+  friend bool operator==(const Document&, const Document&) = default;
+
+ private:
+  explicit Document(std::optional<Axis> axis) : axis_(axis) {}
+
+  std::optional<Axis> axis_;
+};
+
+/// What the documents say beside the report. The caller sets every field that is to say something.
+struct Options {
+  std::optional<std::string> periodLabel = {};    ///< the name of the selected period
+  std::optional<TimePoint> from = {};             ///< start of the first day of the selected period
+  std::optional<TimePoint> to = {};               ///< start of its last day
+  TimePoint generatedAt;                          ///< when the document is made
+  Calendar calendar;                              ///< of all dates in the documents
+  std::optional<std::int64_t> limitPerAxis = {};  ///< at most so many rows of a breakdown; not negative
+  std::vector<FileProvenance> sourceFiles = {};   ///< ScanCache::recordsPerFile(), or empty
+  RecordFilter recordFilter = {};                 ///< which records of those files count
+  bool byteOrderMark = false;                     ///< whether a CSV begins with U+FEFF
+  std::vector<Axis> summaryAxes = {};             ///< the axes of the summary, in its order
+  std::int64_t summaryRowLimit = 0;               ///< rows an axis there; not negative
+};
+
+/// One row of a breakdown.
+struct Entry {
+  std::string key;
+  std::string label;
+  const Bucket* bucket = nullptr;      ///< lives as long as the report
+  std::optional<AgentIdentity> agent;  ///< on the axis of agents alone
+};
+
+/// The date formats of one document.
+class Stamps {
+ public:
+  explicit Stamps(const Calendar& calendar) : calendar_(calendar) {}
+
+  /// "2026-05-04"
+  std::string day(TimePoint time) const { return calendar_.formatDay(time); }
+
+  /// "2026-05-04T17:42:10+02:00"; "Z" for an offset of zero.
+  std::string instant(TimePoint time) const { return calendar_.formatInstant(time); }
+
+ private:
+  Calendar calendar_;
+};
+
+/// A breakdown and its axis.
+struct AxisCSV {
+  Axis axis;
+  std::string csv;
+};
+
+/// The sections of a provenance document, in the order in which they appear in it.
+enum class Section : std::uint8_t {
+  report,
+  figure,
+  scan,
+  home,
+  sourceFile,
+  unification,
+  loss,
+  assumption,
+  attribution
+};
+
+/// The name of a section: "report", "source file", ...
+std::string_view rawValue(Section section);
+
+/// One line of a provenance document.
+struct ProvenanceLine {
+  std::string section;  ///< the name of a Section
+  std::string item;
+  std::string value;
+  std::string note;  ///< may be empty
+
+  friend bool operator==(const ProvenanceLine&, const ProvenanceLine&) = default;
+};
+
+// Breakdown
+
+/// The rows of an axis: by time on a chronological one, else the highest priced cost first and equal costs by
+/// key. The report must outlive them.
+std::vector<Entry> rows(const Report& report, Axis axis, const Calendar& calendar);
+
+/// The table of an axis with its header. An axis without rows gives the header alone.
+std::string breakdownCSV(const Report& report, Axis axis, const Options& options);
+
+/// The tables of all axes that have rows; hours are among them only in a report built with hours.
+std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options);
+
+// Provenance document
+
+/// When and for what the figure was made, what the scan read, which files contributed, what was lost and what
+/// was assumed.
+std::string provenanceCSV(const Report& report, const Options& options);
+
+/// The same as lines.
+std::vector<ProvenanceLine> provenanceLines(const Report& report, const Options& options,
+                                            const Stamps& stamps);
+
+/// The selected period in words; that of the data, marked as such, when none was selected.
+std::string periodDescription(const Report& report, const Options& options, const Stamps& stamps);
+
+// Summary and names
+
+/// A text for mails and notes: the total, the first rows of the chosen axes and the provenance, in columns
+/// that line up in a fixed-width font.
+std::string clipboardSummary(const Report& report, const Options& options);
+
+/// A stable name for a CSV: "tallyfin-project-last-7-days.csv". Holds no "/", and is as long as the period
+/// label makes it.
+std::string suggestedFileName(const Document& document, const Options& options);
+
+// Text and numbers
+
+/// A text as a CSV cell: never run as a formula by a spreadsheet, quoted where it must be.
+std::string textField(std::string_view text);
+
+/// Digits with commas between thousands: "-1,234,567".
+std::string grouped(std::int64_t n);
+
+/// The exact binary value with so many decimals, as printf prints it; -0.0 prints as 0.
+std::string decimal(double value, int places);
+
+}  // namespace tallyfin::Exporter

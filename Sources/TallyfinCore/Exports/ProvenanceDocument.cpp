@@ -1,0 +1,239 @@
+// The account of where a figure comes from. Absence of evidence is written out: a counter that was never
+// filled says so, and a list that nobody supplied says that this proves nothing.
+
+#include "Platform/Concat.hpp"
+#include "Platform/Text.hpp"
+#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
+#include "TallyfinCore/Figures/FileContributions.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+
+namespace tallyfin::Exporter {
+namespace {
+
+constexpr std::array<std::string_view, 9> kSections = {
+    "report", "figure", "scan", "home", "source file", "unification", "loss", "assumption", "attribution"};
+
+std::string requestsInRange(std::int64_t requests) {
+  return concat(plural(requests, "request", "requests"), " in range");
+}
+
+std::string daySpan(TimePoint first, TimePoint last, const Stamps& stamps) {
+  return concat(stamps.day(first), " to ", stamps.day(last));
+}
+
+// Collects the lines, section after section. Each function adds one section or the part of it that belongs
+// together.
+class ProvenanceWriter {
+ public:
+  ProvenanceWriter(const Report& report, const Options& options, const Stamps& stamps)
+      : report_(report), seen_(report.diagnostics), options_(options), stamps_(stamps) {}
+
+  std::vector<ProvenanceLine> lines() && {
+    addReport();
+    addFigure();
+    addScan();
+    addHomes();
+    addSourceFiles();
+    addLosses();
+    addAssumptions();
+    addAttribution();
+    return std::move(lines_);
+  }
+
+ private:
+  // Bytes of paths that are no UTF-8 are repaired here, for every document alike.
+  void add(Section section, std::string_view item, std::string_view value, std::string_view note = {}) {
+    lines_.push_back(
+        {std::string(rawValue(section)), Text::repaired(item), Text::repaired(value), Text::repaired(note)});
+  }
+
+  bool hasScanned() const { return seen_.filesScanned > 0; }
+
+  static constexpr std::string_view neverPopulated =
+      "unknown — no source file was read, so this counter was never populated";
+
+  template <typename Integer>
+  std::string counter(Integer count) const {
+    return hasScanned() ? std::to_string(count) : std::string(neverPopulated);
+  }
+
+  void addReport() {
+    add(Section::report, "generated_at", stamps_.instant(options_.generatedAt));
+    add(Section::report, "period", periodDescription(report_, options_, stamps_));
+    add(Section::report, "currency", currencyCode, "Anthropic list API prices");
+    add(Section::report, "disclaimer", Derived::disclaimer,
+        "on a fixed subscription the figure is a reconstruction at list prices, not an amount that was paid");
+  }
+
+  void addFigure() {
+    const Bucket& total = report_.total;
+    const CostFields cost = costFields(total);
+    add(Section::figure, "total_cost", cost.value, cost.basis);
+    add(Section::figure, "requests",
+        total.requests > 0 ? std::to_string(total.requests) : counter(total.requests),
+        "one request = every transcript line sharing a message.id:requestId");
+    add(Section::figure, "total_tokens", std::to_string(total.totalTokens()));
+    add(Section::figure, "active_days", std::to_string(report_.activeDays()));
+  }
+
+  void addScan() {
+    add(Section::scan, "files_scanned", counter(seen_.filesScanned));
+    add(Section::scan, "bytes_read", counter(seen_.bytesRead));
+    add(Section::scan, "usage_lines_seen", counter(seen_.usageLinesSeen));
+    add(Section::scan, "unique_requests", counter(seen_.uniqueRequests));
+    add(Section::scan, "scan_duration_seconds",
+        hasScanned() ? decimal(seen_.duration, 3) : std::string(neverPopulated));
+  }
+
+  void addHomes() {
+    std::map<InternedText, const Bucket*> homes;
+    for (const auto& [home, bucket] : report_.bySource) {
+      homes.emplace(home, &bucket);
+    }
+    for (const auto& [home, bucket] : homes) {
+      const auto files = seen_.perHome.find(std::string(home.text()));
+      add(Section::home, home.text(), costFields(*bucket).value,
+          concat(files != seen_.perHome.end() ? plural(files->second, "transcript file", "transcript files")
+                                              : "unknown — the scan reported no file count for this home",
+                 " · ", requestsInRange(bucket->requests)));
+    }
+  }
+
+  void addSourceFiles() {
+    if (options_.sourceFiles.empty()) {
+      add(Section::sourceFile, "file_list", "unknown — the caller did not supply per-file provenance",
+          "this is not a claim that no file produced the figure");
+      return;
+    }
+    const FileContributions contributions = fileContributions(
+        options_.sourceFiles, options_.calendar, options_.from, options_.to, options_.recordFilter);
+    const auto known = static_cast<std::int64_t>(options_.sourceFiles.size());
+    add(Section::sourceFile, "files_contributing", std::to_string(contributions.files.size()),
+        concat("out of ", plural(known, "file", "files"), " known to the cache"));
+    for (const auto& [file, bucket] : contributions.files) {
+      add(Section::sourceFile, file.path, costFields(bucket).value,
+          concat(requestsInRange(bucket.requests), " · ",
+                 plural(file.usageLines(), "usage line", "usage lines"), " in the whole file"));
+    }
+    add(Section::unification, "requests_seen_in_files", std::to_string(contributions.distinctRequests));
+    add(Section::unification, "requests_in_report", std::to_string(report_.total.requests));
+    add(Section::unification, "requests_in_more_than_one_file", std::to_string(contributions.sharedRequests),
+        contributions.sharedRequests == 0
+            ? "no request appears twice across files"
+            : "a resumed or forked session; the per-file rows above count each copy, the total counts it "
+              "once");
+  }
+
+  void addLosses() {
+    add(Section::loss, "lines_rejected_invalid_json", counter(seen_.linesRejectedInvalidJSON),
+        "these lines carried usage and could not be parsed; their cost is missing from the figure");
+    add(Section::loss, "lines_rejected_no_message", counter(seen_.linesRejectedNoMessage),
+        "usage present but no message object to attach it to");
+    add(Section::loss, "lines_rejected_no_timestamp", counter(seen_.linesRejectedNoTimestamp),
+        "no timestamp, so the request could not be placed in any period");
+    add(Section::loss, "lines_rejected_no_identity", counter(seen_.linesRejectedNoIdentity),
+        "no message.id or requestId, so the request could not be unified");
+    add(Section::loss, "lines_not_usage_bearing", counter(seen_.linesNotUsageBearing),
+        "normal, not a failure: the word usage appeared inside a tool result");
+    add(Section::loss, "lines_skipped_zero_usage", counter(seen_.linesSkippedZeroUsage),
+        "normal: a usage block with nothing in it");
+    add(Section::loss, "lines_rejected_total", counter(seen_.totalRejected()),
+        "the figure above is missing whatever these lines were worth");
+    addUnreadableFiles();
+    add(Section::loss, "longest_line_bytes", counter(seen_.longestLineBytes),
+        seen_.longestLinePath.empty() ? "no line measured" : seen_.longestLinePath);
+  }
+
+  void addUnreadableFiles() {
+    std::vector<std::string> unreadable = seen_.filesUnreadable;
+    std::sort(unreadable.begin(), unreadable.end(), Text::isBefore);
+    add(Section::loss, "unreadable_files", counter(unreadable.size()),
+        unreadable.empty() ? "every file the scan listed could be opened" : "listed below");
+    for (const std::string& path : unreadable) {
+      add(Section::loss, "unreadable_file", path, "the requests in this file are missing from the figure");
+    }
+  }
+
+  void addAssumptions() {
+    const Bucket& total = report_.total;
+    add(Section::assumption, "cache_write_assumed_requests", std::to_string(total.cacheWriteAssumedRequests),
+        "the cache_creation breakdown was missing or did not add up; 5m was assumed, at 1.25x instead of "
+        "2.00x");
+    add(Section::assumption, "web_fetch_cost", unknown,
+        "web fetch is not metered by the provider, so no cost is added for it and none is claimed to be "
+        "zero");
+    add(Section::assumption, "web_fetch_requests", std::to_string(total.webFetch), "counted, but not priced");
+    add(Section::assumption, "unpriced_requests", std::to_string(total.cost.unpricedRequests),
+        total.cost.unpricedModels.empty() ? "every model in range had a known price"
+                                          : concat("no known price for: ", total.cost.unpricedNames("; ")));
+  }
+
+  void addAttribution() {
+    if (report_.projectProvenance.empty()) {
+      add(Section::attribution, "project_labels", "unknown — the report carries no label provenance",
+          "this is not a claim that no folding happened");
+      return;
+    }
+    std::map<std::string_view, std::int64_t> projects;  // by how the label was reached
+    for (const auto& [project, provenances] : report_.projectProvenance) {
+      for (const Provenance provenance : provenances) {
+        ++projects[text(provenance)];
+      }
+    }
+    for (const auto& [provenance, count] : projects) {
+      add(Section::attribution, concat("project_labels_", provenance), std::to_string(count),
+          "project labels obtained this way; a folded label changes which line of the invoice a cost lands "
+          "on");
+    }
+  }
+
+  const Report& report_;
+  const ScanDiagnostics& seen_;
+  const Options& options_;
+  const Stamps& stamps_;
+  std::vector<ProvenanceLine> lines_;
+};
+
+}  // namespace
+
+std::string_view rawValue(Section section) {
+  return kSections.at(static_cast<std::size_t>(section));
+}
+
+std::string periodDescription(const Report& report, const Options& options, const Stamps& stamps) {
+  if (options.periodLabel && !options.periodLabel->empty()) {
+    return Text::repaired(*options.periodLabel);
+  }
+  if (options.from && options.to) {
+    return daySpan(*options.from, *options.to, stamps);
+  }
+  if (report.total.firstActivity && report.total.lastActivity) {
+    return concat(daySpan(*report.total.firstActivity, *report.total.lastActivity, stamps),
+                  " (derived from the data, not from a selected period)");
+  }
+  return "unknown — the caller named no period and the report holds no dated request";
+}
+
+std::vector<ProvenanceLine> provenanceLines(const Report& report, const Options& options,
+                                            const Stamps& stamps) {
+  return ProvenanceWriter(report, options, stamps).lines();
+}
+
+std::string provenanceCSV(const Report& report, const Options& options) {
+  CSVWriter csv(options.byteOrderMark, provenanceColumns);
+  for (const ProvenanceLine& line : provenanceLines(report, options, Stamps(options.calendar))) {
+    csv.text(line.section);
+    csv.text(line.item);
+    csv.text(line.value);
+    csv.text(line.note);
+    csv.endRow();
+  }
+  return std::move(csv).document();
+}
+
+}  // namespace tallyfin::Exporter

@@ -1,0 +1,226 @@
+#include "TallyfinCore/Figures/Aggregation.hpp"
+
+#include "TallyfinCore/Attribution/Pricing.hpp"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace tallyfin {
+namespace {
+
+double percentOf(std::int64_t part, std::int64_t whole) {
+  return static_cast<double>(part) / static_cast<double>(whole) * 100;
+}
+
+void addTo(std::int64_t& sum, std::int64_t count) {
+  sum = saturatingAdd(sum, count);
+}
+
+// One pass. What is the same for all requests of a directory is settled once a directory: its labels are
+// neither resolved nor looked up again.
+class Pass {
+ public:
+  Pass(const Calendar& calendar, const ProjectResolver& resolver, bool includeHours)
+      : calendar_(calendar), resolver_(resolver), pricer_(calendar), includeHours_(includeHours) {}
+
+  void add(const UsageRecord& record, TimePoint day) {
+    const Estimate<double> cost = pricer_.cost(record, day);
+    const Directory& directory = directoryOf(record.rawCwd);
+    const std::size_t session = report_.bySession.place(record.sessionId);
+    Bucket& ofSession = report_.bySession.at(session);
+    Bucket& ofAgent = report_.byAgent[record.agent];
+
+    report_.total.add(record, cost);
+    report_.byDay[day].add(record, cost);
+    report_.byModel[record.model].add(record, cost);
+    report_.byProject.at(directory.projectRow).add(record, cost);
+    report_.byRawCwd.at(directory.rawCwdRow).add(record, cost);
+    ofSession.add(record, cost);
+    ofAgent.add(record, cost);
+    report_.bySource[record.sourceHome].add(record, cost);
+    if (includeHours_) {
+      report_.byHour[calendar_.hour(record.timestamp)].add(record, cost);
+    }
+    attribute(record, directory.project, session, ofSession, ofAgent);
+  }
+
+  Report finish(const ScanDiagnostics& diagnostics) && {
+    report_.sessionProject.reserve(projectOfSession_.size());
+    auto project = projectOfSession_.begin();
+    for (const auto& [session, bucket] : report_.bySession) {
+      report_.sessionProject.emplace(session, *project++);
+    }
+    report_.diagnostics = diagnostics;
+    return std::move(report_);
+  }
+
+ private:
+  struct Directory {
+    bool isKnown = false;
+    InternedText project;
+    std::size_t projectRow = 0;
+    std::size_t rawCwdRow = 0;
+  };
+
+  const Directory& directoryOf(InternedText rawCwd) {
+    Directory& directory = directories_[rawCwd];
+    if (!directory.isKnown) {
+      const Resolved resolved = resolver_.resolve(rawCwd);
+      const InternedText label =
+          rawCwd.empty() ? resolved.canonical : InternedText(resolver_.tildify(rawCwd.text()));
+      report_.projectProvenance[resolved.canonical].insert(resolved.provenance);
+      directory = {true, resolved.canonical, report_.byProject.place(resolved.canonical),
+                   report_.byRawCwd.place(label)};
+    }
+    return directory;
+  }
+
+  // A session belongs to the project of its latest request, of equally late ones to the last in the list; an
+  // agent to the session and project of its first request in the list.
+  void attribute(const UsageRecord& record, InternedText project, std::size_t session,
+                 const Bucket& ofSession, const Bucket& ofAgent) {
+    if (session == projectOfSession_.size()) {
+      projectOfSession_.push_back(project);
+    } else if (record.timestamp >= *ofSession.lastActivity) {
+      projectOfSession_[session] = project;
+    }
+    if (ofAgent.requests == 1) {
+      report_.agentSession.emplace(record.agent, record.sessionId);
+      report_.agentProject.emplace(record.agent, project);
+    }
+  }
+
+  const Calendar& calendar_;
+  const ProjectResolver& resolver_;
+  Pricing::Pricer pricer_;
+  bool includeHours_;
+  Report report_;
+  KeyedRows<InternedText, Directory> directories_;  // by raw working directory
+  std::vector<InternedText> projectOfSession_;      // in the order of `bySession`
+};
+
+}  // namespace
+
+void Bucket::add(const UsageRecord& record, const Estimate<double>& requestCost) {
+  ++requests;
+  addTo(input, record.input);
+  addTo(output, record.output);
+  addTo(cacheWrite5m, record.cacheWrite5m);
+  addTo(cacheWrite1h, record.cacheWrite1h);
+  addTo(cacheRead, record.cacheRead);
+  addTo(webSearch, record.webSearch);
+  addTo(webFetch, record.webFetch);
+  ++modelCounts[modelIndex.place(modelCounts, record.model)].second;
+  cacheWriteAssumedRequests += record.cacheWriteBreakdownAssumed ? 1 : 0;
+  cost.add(requestCost);
+  if (!firstActivity || record.timestamp < *firstActivity) {
+    firstActivity = record.timestamp;
+  }
+  if (!lastActivity || record.timestamp > *lastActivity) {
+    lastActivity = record.timestamp;
+  }
+}
+
+std::vector<std::pair<InternedText, std::int64_t>> Bucket::modelsByUse() const {
+  auto sorted = modelCounts;
+  std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
+    return left.second != right.second ? left.second > right.second : left.first < right.first;
+  });
+  return sorted;
+}
+
+std::int64_t Bucket::totalTokens() const {
+  return saturatingAdd(saturatingAdd(saturatingAdd(input, output), cacheWrite()), cacheRead);
+}
+
+Estimate<double> Bucket::share(std::int64_t Bucket::*field) const {
+  const std::int64_t all = totalTokens();
+  if (all < 1) {
+    return UnknownReason::noData();
+  }
+  return percentOf(this->*field, all);
+}
+
+Estimate<DominantComponent> Bucket::dominantComponent() const {
+  const std::int64_t all = totalTokens();
+  if (all < 1) {
+    return UnknownReason::noData();
+  }
+  std::pair<const char*, std::int64_t> largest{"cache read", cacheRead};
+  for (const auto& candidate :
+       {std::pair{"cache write", cacheWrite()}, {"output", output}, {"input", input}}) {
+    if (candidate.second > largest.second) {
+      largest = candidate;
+    }
+  }
+  return DominantComponent{largest.first, percentOf(largest.second, all)};
+}
+
+Estimate<CostEstimate> Report::averagePerActiveDay() const {
+  if (byDay.empty()) {
+    return UnknownReason::noData();
+  }
+  return total.cost.scaled(1.0 / static_cast<double>(activeDays()));
+}
+
+Estimate<CostEstimate> Report::medianPerActiveDay() const {
+  if (byDay.empty()) {
+    return UnknownReason::noData();
+  }
+  std::vector<CostEstimate> costs;
+  costs.reserve(byDay.size());
+  for (const auto& [day, bucket] : byDay) {
+    costs.push_back(bucket.cost);
+  }
+  return CostEstimate::median(costs);
+}
+
+namespace {
+
+// Calls `use` with each record of the range that the filter lets pass, and the start of its day.
+template <typename F>
+void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoint> from,
+                    std::optional<TimePoint> to, const RecordFilter& filter, const Calendar& calendar,
+                    F&& use) {
+  RecordSelection selection(calendar, from, to, filter);
+  for (const UsageRecord& record : records) {
+    if (const std::optional<TimePoint> day = selection.day(record)) {
+      use(record, *day);
+    }
+  }
+}
+
+}  // namespace
+
+Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
+                             std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
+                             bool includeHours, const RecordFilter& filter) const {
+  Pass pass(calendar_, resolver_, includeHours);
+  forEachInRange(records, from, to, filter, calendar_,
+                 [&](const UsageRecord& record, TimePoint day) { pass.add(record, day); });
+  return std::move(pass).finish(diagnostics);
+}
+
+AgentsByKey Aggregator::agentsBy(Grouping grouping, std::span<const UsageRecord> records,
+                                 std::optional<TimePoint> from, std::optional<TimePoint> to,
+                                 const RecordFilter& filter) const {
+  AgentsByKey agents;
+  Pricing::Pricer pricer(calendar_);
+  KeyedRows<InternedText, std::optional<InternedText>> projects;  // by raw working directory
+  const auto keyOf = [&](const UsageRecord& record) {
+    if (grouping == Grouping::model) {
+      return record.model;
+    }
+    std::optional<InternedText>& project = projects[record.rawCwd];
+    if (!project) {
+      project = resolver_.resolve(record.rawCwd).canonical;
+    }
+    return *project;
+  };
+  forEachInRange(records, from, to, filter, calendar_, [&](const UsageRecord& record, TimePoint day) {
+    agents[keyOf(record)][record.agent].add(record, pricer.cost(record, day));
+  });
+  return agents;
+}
+
+}  // namespace tallyfin

@@ -1,0 +1,39 @@
+#pragma once
+
+// What is worked out from reports: the rate of now, the comparisons with yesterday, the median of recent
+// days. Pure functions; clock and calendar come in as parameters.
+
+#include "Platform/Calendar.hpp"
+#include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
+#include "TallyfinCore/Transcripts/Records.hpp"
+
+#include <span>
+
+namespace tallyfin::Derived {
+
+inline constexpr const char* disclaimer = "Estimate from usage × list API prices. Not a bill.";
+
+/// Dollars per hour now, from today's report with its hours: the running hour extrapolated once it is 10
+/// minutes old, else the latest finished of the three hours before (not past midnight), else the running hour
+/// from 2 minutes on. Unknown: `noRecentActivity`, or `noData` when today has no requests at all.
+Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, const Calendar& calendar);
+
+/// What had been spent yesterday as many seconds after the start of the day as have passed today, both ends
+/// included. Unknown (`noData`) when no record lies there.
+Estimate<CostEstimate> yesterdayAtSameTime(std::span<const UsageRecord> records, TimePoint now,
+                                           const Calendar& calendar);
+
+/// The cost of yesterday in a report that covers it. Unknown (`noData`) when it had no requests.
+Estimate<CostEstimate> yesterdayCost(const Report& report, TimePoint now, const Calendar& calendar);
+
+/// The median cost of the last `count` days with activity before today. Unknown (`noData`) when there is
+/// none.
+Estimate<CostEstimate> medianOfRecentDays(const Report& report, std::size_t count, TimePoint now,
+                                          const Calendar& calendar);
+
+/// The change from `baseline` to `current` dollars in percent. Unknown (`noData`) unless the baseline is
+/// above 0.
+Estimate<double> delta(double current, const Estimate<CostEstimate>& baseline);
+
+}  // namespace tallyfin::Derived

@@ -1,0 +1,49 @@
+#pragma once
+
+// The Claude homes and the transcripts that lie in them.
+
+#include "Platform/InternedText.hpp"
+#include "TallyfinCore/Environment.hpp"
+#include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tallyfin {
+
+/// A Claude home directory.
+struct SourceHome {
+  std::string name;          ///< the directory's name, such as ".claude"
+  std::string projectsPath;  ///< root of the transcripts
+  std::string teamsPath;     ///< root of the agent rosters
+
+  SourceHome(const std::string& homeName, const std::string& home);
+
+  /// The four homes below `home`; an earlier one wins the attribution of a request that stands in several.
+  static std::vector<SourceHome> defaults(const std::string& home);
+
+  friend bool operator==(const SourceHome&, const SourceHome&) = default;
+};
+
+/// The four Claude homes, below TALLYFIN_HOME or the user's home. An empty variable counts as unset; a
+/// leading tilde is expanded.
+std::vector<SourceHome> sourceHomes(const Environment& environment);
+
+/// One transcript to read: its path and the name of its home. The position in the listing is its rank.
+struct TranscriptFile {
+  std::string path;
+  InternedText home;
+};
+
+namespace Scanner {
+
+/// The transcripts of all homes: first home first, each home's sorted by path. Sets `perHome` in
+/// `diagnostics`; a home without a projects folder leaves no entry.
+std::vector<TranscriptFile> listing(const std::vector<SourceHome>& homes, ScanDiagnostics& diagnostics);
+
+/// Paths of the transcripts (extension jsonl) below `root`, sorted; absent when there is no such directory.
+std::optional<std::vector<std::string>> jsonlFiles(const std::string& root);
+
+}  // namespace Scanner
+}  // namespace tallyfin

@@ -1,0 +1,90 @@
+#include "TallyfinCore/Transcripts/LineReader.hpp"
+
+#include "Platform/Buffer.hpp"
+#include "Platform/Descriptor.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+namespace tallyfin::LineReader {
+namespace {
+
+constexpr std::size_t kChunk = 1'048'576;     // bytes asked for by one read
+constexpr std::size_t kCapacity = 2'097'152;  // bytes, as long as no line is longer
+
+// Lends the thread's buffer for one call, so that a look at a thousand small files does not map and fault in
+// two megabytes a thousand times. A call inside a callback finds none and makes its own; one that a long line
+// has made large is given back to the system.
+class LentBuffer {
+ public:
+  LentBuffer() : buffer_(std::exchange(kept(), {})) {
+    buffer_.clear();
+    buffer_.reserve(kCapacity);
+  }
+  ~LentBuffer() {
+    if (buffer_.capacity() <= 2 * kCapacity) {
+      kept() = std::move(buffer_);
+    }
+  }
+  LentBuffer(const LentBuffer&) = delete;
+  LentBuffer& operator=(const LentBuffer&) = delete;
+
+  Buffer& operator*() { return buffer_; }
+
+ private:
+  static Buffer& kept() {
+    thread_local Buffer buffer;
+    return buffer;
+  }
+
+  Buffer buffer_;
+};
+
+}  // namespace
+
+std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
+                          std::optional<std::uint64_t> upToOffset,
+                          absl::FunctionRef<void(std::string_view)> onLine) {
+  PlainFile file(path);
+  if (!file.isOpen() || (fromOffset != 0 && !file.seek(fromOffset))) {
+    throw ReadError(path);
+  }
+  const std::uint64_t end = std::min(file.size(), upToOffset.value_or(file.size()));
+  LentBuffer lent;
+  Buffer& pending = *lent;
+  std::uint64_t cursor = fromOffset;
+  for (std::uint64_t position = fromOffset; position < end;) {
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, end - position));
+    const std::ptrdiff_t got = file.read(pending.room(wanted), wanted);
+    if (got < 0) {
+      throw ReadError(path);
+    }
+    if (got == 0) {
+      break;  // it shrank
+    }
+    position += static_cast<std::uint64_t>(got);
+    const char* search = pending.end();  // what was pending before holds no line feed
+    pending.grow(static_cast<std::size_t>(got));
+    const char* const behind = pending.end();
+    const char* line = pending.begin();
+    while (search != behind) {
+      const auto* const feed =
+          static_cast<const char*>(std::memchr(search, '\n', static_cast<std::size_t>(behind - search)));
+      if (feed == nullptr) {
+        break;
+      }
+      const auto length = static_cast<std::size_t>(feed - line);
+      onLine({line, length});
+      cursor += length + 1;
+      line = search = feed + 1;
+    }
+    if (line != pending.begin()) {
+      pending.dropFront(static_cast<std::size_t>(line - pending.begin()));
+    }
+  }
+  return cursor;
+}
+
+}  // namespace tallyfin::LineReader

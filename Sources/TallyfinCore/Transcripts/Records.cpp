@@ -1,0 +1,108 @@
+#include "TallyfinCore/Transcripts/Records.hpp"
+
+#include "Platform/Numbers.hpp"
+#include "Platform/Text.hpp"
+
+#include <algorithm>
+
+namespace tallyfin {
+namespace {
+
+bool isLowerHexDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+}
+
+}  // namespace
+
+AgentIdentity AgentIdentity::parse(InternedText rawAgentId) {
+  const std::string_view raw = rawAgentId.text();
+  if (raw.empty()) {
+    return main();
+  }
+  // A character, not a byte: an "a" with a combining mark is another letter.
+  if (Text::prefix(raw, 1) != "a") {
+    return anonymous(rawAgentId);
+  }
+  const std::string_view body = raw.substr(1);
+  const std::size_t hyphen = body.rfind('-');
+  if (hyphen == std::string_view::npos || hyphen == 0) {
+    return anonymous(rawAgentId);
+  }
+  const std::string_view suffix = body.substr(hyphen + 1);
+  if ((suffix.size() != 16 && suffix.size() != 17) || !std::ranges::all_of(suffix, isLowerHexDigit)) {
+    return anonymous(rawAgentId);
+  }
+  return named(InternedText(body.substr(0, hyphen)), rawAgentId);
+}
+
+std::string AgentIdentity::label() const {
+  switch (kind_) {
+    case Kind::named:
+      return std::string(name_.text());
+    case Kind::anonymous:
+      return "anonymous agent " + std::string(Text::prefix(rawId_.text(), 9));
+    case Kind::main:
+      break;
+  }
+  return "main session";
+}
+
+std::string_view AgentIdentity::description() const {
+  return kind_ == Kind::main ? "(main)" : rawId_.text();
+}
+
+std::int64_t UsageRecord::totalTokens() const {
+  std::int64_t sum = saturatingAdd(input, output);
+  sum = saturatingAdd(sum, cacheWrite5m);
+  sum = saturatingAdd(sum, cacheWrite1h);
+  return saturatingAdd(sum, cacheRead);
+}
+
+void UsageRecord::raiseTo(const UsageRecord& other) {
+  input = std::max(input, other.input);
+  output = std::max(output, other.output);
+  cacheRead = std::max(cacheRead, other.cacheRead);
+  cacheWrite5m = std::max(cacheWrite5m, other.cacheWrite5m);
+  cacheWrite1h = std::max(cacheWrite1h, other.cacheWrite1h);
+  webSearch = std::max(webSearch, other.webSearch);
+  webFetch = std::max(webFetch, other.webFetch);
+  timestamp = std::min(timestamp, other.timestamp);
+}
+
+UsageRecord* RecordMap::find(InternedText key) {
+  if (!indexed_) {
+    buildIndex();
+  }
+  const auto place = index_.find(key.number());
+  return place == index_.end() ? nullptr : &entries_[place->second].record;
+}
+
+void RecordMap::insert(InternedText key, const UsageRecord& record) {
+  if (UsageRecord* const known = find(key)) {
+    *known = record;
+  } else {
+    append(key, record);
+  }
+}
+
+void RecordMap::append(InternedText key, const UsageRecord& record) {
+  if (indexed_) {
+    index_.try_emplace(key.number(), static_cast<std::uint32_t>(entries_.size()));
+  }
+  entries_.push_back({key, record});
+}
+
+void RecordMap::dropIndex() {
+  index_ = {};
+  indexed_ = false;
+}
+
+void RecordMap::buildIndex() {
+  index_.reserve(entries_.size());
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    index_.try_emplace(entries_[i].key.number(), static_cast<std::uint32_t>(i));
+  }
+  indexed_ = true;
+}
+
+}  // namespace tallyfin
