@@ -1,5 +1,6 @@
 #include "Platform/Descriptor.hpp"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -9,8 +10,34 @@
 
 namespace tallyfin {
 
+namespace {
+
+double modificationTime(const struct stat& status) {
+#ifdef __APPLE__
+  const timespec& time = status.st_mtimespec;
+#else
+  const timespec& time = status.st_mtim;
+#endif
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+FileAttributes attributesOf(const struct stat& status) {
+  return {.size = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0)),
+          .modified = modificationTime(status),
+          .number = status.st_ino,
+          .isRegular = S_ISREG(status.st_mode)};
+}
+
+}  // namespace
+
 bool canBePath(const std::string& path) {
   return path.find('\0') == std::string::npos;
+}
+
+std::optional<FileAttributes> fileAttributes(const std::string& path) {
+  struct stat status {};
+  return canBePath(path) && ::stat(path.c_str(), &status) == 0 ? std::optional(attributesOf(status))
+                                                               : std::nullopt;
 }
 
 Descriptor::Descriptor(const std::string& path, int flags, unsigned mode) {
@@ -23,16 +50,20 @@ Descriptor::Descriptor(const std::string& path, int flags, unsigned mode) {
   } while (number_ < 0 && errno == EINTR);
 }
 
+std::optional<FileAttributes> Descriptor::attributes() const {
+  struct stat status {};
+  return ::fstat(number_, &status) == 0 ? std::optional(attributesOf(status)) : std::nullopt;
+}
+
 bool Descriptor::close() {
   return number_ < 0 || ::close(release()) == 0 || errno == EINTR;
 }
 
 // Without O_NONBLOCK opening a FIFO waits for a writer.
 PlainFile::PlainFile(const std::string& path) : descriptor_(path, O_RDONLY | O_NONBLOCK) {
-  struct stat status {};
-  if (descriptor_.isOpen() && ::fstat(descriptor_.number(), &status) == 0 && S_ISREG(status.st_mode)) {
-    size_ = static_cast<std::uint64_t>(status.st_size);
-    isOpen_ = true;
+  if (const auto attributes = descriptor_.isOpen() ? descriptor_.attributes() : std::nullopt) {
+    attributes_ = *attributes;
+    isOpen_ = attributes_.isRegular;
   }
 }
 

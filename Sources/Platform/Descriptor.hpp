@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -13,13 +14,32 @@ namespace tallyfin {
 /// a NUL inside names nothing, whatever stands before it.
 bool canBePath(const std::string& path);
 
+/// What a look at a file tells. Of a symbolic link it is the target that counts.
+struct FileAttributes {
+  std::uint64_t size = 0;    ///< bytes
+  double modified = 0;       ///< seconds since 1970, with the file system's fraction
+  std::uint64_t number = 0;  ///< the file system's number of the file (inode)
+  bool isRegular = false;    ///< a plain file, neither directory nor FIFO, socket or device
+
+  friend bool operator==(const FileAttributes&, const FileAttributes&) = default;
+};
+
+/// Attributes of the file at `path`; absent when they cannot be had (missing, dangling link, no permission).
+std::optional<FileAttributes> fileAttributes(const std::string& path);
+
 /// A file descriptor, closed at the end of the scope.
 class Descriptor {
  public:
   /// Opens with the flags and mode of open(2); on failure errno tells why.
   explicit Descriptor(const std::string& path, int flags, unsigned mode = 0);
+  Descriptor() = default;
   ~Descriptor() { close(); }
 
+  Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
 
@@ -28,6 +48,9 @@ class Descriptor {
 
   /// The descriptor, no longer closed here.
   int release() { return std::exchange(number_, -1); }
+
+  /// Attributes of the open file; absent when they cannot be had.
+  std::optional<FileAttributes> attributes() const;
 
   /// True when all went well; after EINTR the descriptor is closed all the same.
   bool close();
@@ -43,8 +66,8 @@ class PlainFile {
 
   bool isOpen() const { return isOpen_; }
 
-  /// Bytes, at the time of opening. Files that the kernel makes up may say 0.
-  std::uint64_t size() const { return size_; }
+  /// Of the open file, at the time of opening. Files that the kernel makes up may say that they hold 0 bytes.
+  const FileAttributes& attributes() const { return attributes_; }
 
   /// Goes on reading at `offset`; false when that cannot be.
   bool seek(std::uint64_t offset);
@@ -54,7 +77,7 @@ class PlainFile {
 
  private:
   Descriptor descriptor_;
-  std::uint64_t size_ = 0;
+  FileAttributes attributes_;
   bool isOpen_ = false;
 };
 

@@ -5,16 +5,15 @@
 #include "Platform/Text.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
-#include <charconv>
-#include <csignal>
 #include <cstdlib>
+#include <random>
 #include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -75,15 +74,6 @@ bool look(const std::string& path, struct stat& status) {
   return canBePath(path) && ::stat(path.c_str(), &status) == 0;
 }
 
-double modificationTime(const struct stat& status) {
-#ifdef __APPLE__
-  const timespec& time = status.st_mtimespec;
-#else
-  const timespec& time = status.st_mtim;
-#endif
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
 bool hasExtension(std::string_view name, std::string_view extension) {
   return name.size() > extension.size() + 1 && name.ends_with(extension) &&
          name[name.size() - extension.size() - 1] == '.';
@@ -112,20 +102,36 @@ void sortAsText(std::vector<std::string>& paths) {
 
 constexpr std::string_view kTemporaryMark = ".tmp.";
 
-/// Counts the temporary files of this process, so that each has a name of its own.
-std::atomic<unsigned> nextTemporary = 0;
+// Whoever writes a temporary file holds a lock on it, which ends with the process, whatever process ids mean
+// in other containers that share the folder.
+bool isLocked(const Descriptor& file) {
+  return ::flock(file.number(), LOCK_EX | LOCK_NB) != 0;
+}
 
 /// A file beside `target` that is gone again unless it took the target's place.
 class Temporary {
  public:
-  Temporary(const std::string& target, unsigned mode)
-      : target_(target), path_(freshName()), file_(path_, kFlags, mode) {
-    if (!file_.isOpen()) {
-      fail(errno, "cannot create ", path_);
+  Temporary(const std::string& target, unsigned mode) : target_(target) {
+    constexpr int kMostNames = 100;
+    std::random_device random;
+    for (int i = 0; i < kMostNames; ++i) {
+      path_ = concat(target_, kTemporaryMark, std::to_string(random()), ".", std::to_string(random()));
+      file_ = Descriptor(path_, O_WRONLY | O_CREAT | O_EXCL, mode);
+      if (!file_.isOpen() && errno != EEXIST) {
+        break;
+      }
+      // Without locks on this file system none are needed. A file that another process has locked, or has
+      // removed, before it was ours is left to it.
+      struct stat status {};
+      if (file_.isOpen() && (::flock(file_.number(), LOCK_EX) != 0 ||
+                             (::fstat(file_.number(), &status) == 0 && status.st_nlink > 0))) {
+        return;
+      }
     }
+    fail(errno, "cannot create ", path_);
   }
   ~Temporary() {
-    if (!placed_) {
+    if (file_.isOpen()) {
       ::unlink(path_.c_str());
     }
   }
@@ -149,24 +155,25 @@ class Temporary {
   /// To the disk before the name, so that not even a power cut leaves a half file under the target's name.
   /// The name itself is not flushed: after a power cut either file may stand there, whole, and a flush more
   /// takes as long as reading thousands of requests.
-  void replaceTarget() {
+  Attributes replaceTarget() {
     write(pending_);
     while (::fsync(file_.number()) != 0) {
       if (errno != EINTR) {
         fail(errno, "cannot flush ", path_);
       }
     }
-    if (!file_.close()) {
-      fail(errno, "cannot close ", path_);
-    }
+    const std::optional<Attributes> attributes = file_.attributes();
+    // Renamed while it is open, since closing gives up the lock.
     if (::rename(path_.c_str(), target_.c_str()) != 0) {
       fail(errno, "cannot replace ", target_);
     }
-    placed_ = true;
+    if (!file_.close()) {
+      fail(errno, "cannot close ", target_);
+    }
+    return attributes.value_or(Attributes{});
   }
 
  private:
-  static constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL;
   static constexpr std::size_t kCollected = std::size_t{64} * 1024;
   static constexpr std::size_t kLargestWrite = std::size_t{1} << 20;
 
@@ -195,44 +202,27 @@ class Temporary {
     written_ += static_cast<off_t>(count);
   }
 
-  std::string freshName() const {
-    return concat(target_, kTemporaryMark, std::to_string(::getpid()), ".", std::to_string(nextTemporary++));
-  }
-
   const std::string& target_;
   std::string path_;
   Descriptor file_;
   std::string pending_;
   off_t written_ = 0;  // bytes
-  bool placed_ = false;
 };
 
-/// Whether the part of a temporary file's name behind the mark, "<process>.<number>", tells that nobody is
-/// writing the file any more. The number tells it of a process that had this one's id before.
-bool isStale(std::string_view owner) {
-  const char* end = owner.data() + owner.size();
-  pid_t process = 0;
-  const auto [dot, processError] = std::from_chars(owner.data(), end, process);
-  if (processError != std::errc() || process <= 0 || dot == end || *dot != '.') {
-    return false;
-  }
-  unsigned number = 0;
-  const auto [rest, numberError] = std::from_chars(dot + 1, end, number);
-  if (numberError != std::errc() || rest != end) {
-    return false;
-  }
-  if (process == ::getpid()) {
-    return number >= nextTemporary.load();
-  }
-  return ::kill(process, 0) != 0 && errno == ESRCH;
-}
-
+/// Removes the temporary files that nobody is writing any more. One is held while it goes, so that its name
+/// is not taken meanwhile.
 void removeStaleTemporaries(const std::string& directory, const std::string& start) {
   Listing listing(directory);
   while (const dirent* entry = listing.isOpen() ? listing.next() : nullptr) {
     const std::string_view name = entry->d_name;
-    if (name.starts_with(start) && isStale(name.substr(start.size()))) {
-      ::unlink(concat(directory, "/", name).c_str());
+    if (!name.starts_with(start)) {
+      continue;
+    }
+    const std::string path = concat(directory, "/", name);
+    const Descriptor file(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+    if (const auto attributes = file.isOpen() ? file.attributes() : std::nullopt;
+        attributes && attributes->isRegular && !isLocked(file)) {
+      ::unlink(path.c_str());
     }
   }
 }
@@ -264,17 +254,6 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
 }
 
 }  // namespace
-
-std::optional<Attributes> attributes(const std::string& path) {
-  struct stat status {};
-  if (!look(path, status)) {
-    return std::nullopt;
-  }
-  return Attributes{.size = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0)),
-                    .modified = modificationTime(status),
-                    .number = status.st_ino,
-                    .isRegular = S_ISREG(status.st_mode)};
-}
 
 bool exists(const std::string& path) {
   struct stat status {};
@@ -335,12 +314,12 @@ std::optional<std::vector<std::string>> entryNames(const std::string& directory)
 
 std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
   PlainFile file(path);
-  if (!file.isOpen() || file.size() > limit) {
+  if (!file.isOpen() || file.attributes().size > limit) {
     return std::nullopt;
   }
   Buffer content;
   // Room to see the end at once; some of the kernel's files do not tell their size.
-  content.reserve(std::max<std::size_t>(static_cast<std::size_t>(file.size()) + 1, 4096));
+  content.reserve(std::max<std::size_t>(static_cast<std::size_t>(file.attributes().size) + 1, 4096));
   while (true) {
     char* const place = content.room(1);
     const std::ptrdiff_t count = file.read(place, content.capacity() - content.size());
@@ -357,7 +336,8 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
   }
 }
 
-void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce, unsigned mode) {
+Attributes replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce,
+                             unsigned mode) {
   if (!canBePath(path)) {
     fail(ENOENT, "cannot replace ", path);
   }
@@ -373,11 +353,12 @@ void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> 
 
   Temporary temporary(path, mode);
   produce([&](std::string_view bytes) { temporary.append(bytes); });
-  temporary.replaceTarget();
+  return temporary.replaceTarget();
 }
 
-void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts, unsigned mode) {
-  replaceAtomically(
+Attributes replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts,
+                             unsigned mode) {
+  return replaceAtomically(
       path,
       [&](Output out) {
         for (const std::string_view part : parts) {

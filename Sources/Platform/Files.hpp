@@ -4,6 +4,7 @@
 // bytes; they need not be UTF-8.
 
 #include "Platform/Buffer.hpp"
+#include "Platform/Descriptor.hpp"
 #include "absl/functional/function_ref.h"
 
 #include <cstdint>
@@ -15,16 +16,11 @@
 
 namespace tallyfin::Files {
 
-/// What a look at a file tells. Of a symbolic link it is the target that counts.
-struct Attributes {
-  std::uint64_t size = 0;    ///< bytes
-  double modified = 0;       ///< seconds since 1970, with the file system's fraction
-  std::uint64_t number = 0;  ///< the file system's number of the file (inode)
-  bool isRegular = false;    ///< a plain file, neither directory nor FIFO, socket or device
-};
-
 /// Attributes of the file at `path`; absent when they cannot be had (missing, dangling link, no permission).
-std::optional<Attributes> attributes(const std::string& path);
+using Attributes = FileAttributes;
+inline std::optional<Attributes> attributes(const std::string& path) {
+  return fileAttributes(path);
+}
 
 /// Whether an entry of any kind exists at `path`; a dangling link does not.
 bool exists(const std::string& path);
@@ -50,14 +46,14 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit);
 /// to the disk and renames it over `path`: a reader sees the old content or the new, whole. The file gets
 /// `mode`, less what the process masks out. Temporary files that a killed process left behind are removed. A
 /// symbolic link is itself replaced; a directory or a device is refused. On failure the old file stays and
-/// the temporary one is gone. Throws std::system_error.
+/// the temporary one is gone. Gives the attributes of the new file. Throws std::system_error.
 using Output = absl::FunctionRef<void(std::string_view)>;
-void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce,
-                       unsigned mode = 0600);
+Attributes replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce,
+                             unsigned mode = 0600);
 
 /// The same for a content that is at hand.
-void replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts,
-                       unsigned mode = 0600);
+Attributes replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts,
+                             unsigned mode = 0600);
 
 /// Makes a directory with all its parents. The error, if any, or nothing.
 std::error_code createDirectories(const std::string& path);

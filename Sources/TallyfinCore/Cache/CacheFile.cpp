@@ -1,10 +1,13 @@
 // The cache file of ScanCache: its writer and its reader.
 
 #include "Platform/Files.hpp"
+#include "Platform/Text.hpp"
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "absl/container/flat_hash_map.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <string_view>
@@ -17,12 +20,22 @@ constexpr std::string_view kMagic = "TFC1";
 // Some ten million requests. A larger file is none of ours, or reading the transcripts is the better way.
 constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;  // bytes
 
-// The counters of a file entry and the counts of a record entry, in the order of the layout.
-constexpr std::int64_t FileDiagnostics::*kCounters[] = {
-    &FileDiagnostics::usageLines,         &FileDiagnostics::notUsageBearing,
-    &FileDiagnostics::skippedZeroUsage,   &FileDiagnostics::rejectedInvalidJSON,
-    &FileDiagnostics::rejectedNoMessage,  &FileDiagnostics::rejectedNoTimestamp,
-    &FileDiagnostics::rejectedNoIdentity, &FileDiagnostics::longestLineBytes};
+// The counters of a file entry in the order of the layout: those that are no losses, then the losses, then
+// the longest line.
+constexpr auto kCounters = [] {
+  std::array<std::int64_t FileDiagnostics::*, lineCounters.size() + 1> members{};
+  std::size_t count = 0;
+  for (const bool isLoss : {false, true}) {
+    for (const LineCounter& counter : lineCounters) {
+      if (counter.isLoss == isLoss) {
+        members[count++] = counter.member;
+      }
+    }
+  }
+  members[count] = &FileDiagnostics::longestLineBytes;
+  return members;
+}();
+// The counts of a record entry.
 constexpr std::int64_t UsageRecord::*kCounts[] = {
     &UsageRecord::input,     &UsageRecord::output,    &UsageRecord::cacheWrite5m, &UsageRecord::cacheWrite1h,
     &UsageRecord::cacheRead, &UsageRecord::webSearch, &UsageRecord::webFetch};
@@ -115,19 +128,23 @@ class Reader {
 
   std::uint64_t readVersion() { return reader_.readUInt(); }
 
-  template <typename Map>
-  Map readFiles() {
+  std::vector<FileProvenance> readFiles() {
     reader_.readStringTable();
     texts_ = InternedText::all(reader_.strings());
     const std::uint64_t count = readLength(kSmallestFileEntry);
-    Map files;
+    std::vector<FileProvenance> files;
+    files.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
       const std::string_view path = reader_.strings()[reader_.readStringIndex()];
       if (path.size() > kLongestPath) {
         throw DecodeError(DecodeError::Kind::truncated);  // copied for each entry, it could take hours
       }
-      files.insert_or_assign(files.end(), std::string(path), std::make_shared<const FileState>(readState()));
+      files.push_back({std::string(path), std::make_shared<const FileState>(readState())});
     }
+    if (!std::ranges::is_sorted(files, std::ranges::less_equal(), &FileProvenance::path)) {
+      std::ranges::reverse(files);  // of entries with one path the last counts
+    }
+    sortByPath(files);
     return files;
   }
 
@@ -228,34 +245,59 @@ class Reader {
 
 }  // namespace
 
+void sortByPath(std::vector<FileProvenance>& files) {
+  const auto isBefore = [](const FileProvenance& left, const FileProvenance& right) {
+    return Text::isBefore(left.path, right.path);
+  };
+  const auto isSame = [](const FileProvenance& left, const FileProvenance& right) {
+    return left.path == right.path;
+  };
+  if (!std::ranges::is_sorted(files, isBefore)) {
+    std::ranges::stable_sort(files, isBefore);
+  }
+  files.erase(std::unique(files.begin(), files.end(), isSame), files.end());
+}
+
 bool ScanCache::load() {
+  // Before the content: should the file be replaced in between, the next save takes it for another one.
+  const std::optional<FileAttributes> attributes = Files::attributes(path_);
   const std::optional<Buffer> content = Files::contents(path_, kLargestFile);
   const std::string_view bytes = content ? content->bytes() : std::string_view();
   if (bytes.size() <= kMagic.size() + 1 || !bytes.starts_with(kMagic)) {
     return false;
   }
-  FileMap files;
   try {
     Reader reader(bytes.substr(kMagic.size()));
     if (reader.readVersion() != formatVersion) {
       return false;
     }
-    files = reader.readFiles<FileMap>();
+    replaceKnown(reader.readFiles());
   } catch (const DecodeError&) {
     return false;
   }
   const std::lock_guard guard(lock_);
-  files_ = std::move(files);
+  saved_ = files_;
+  savedFile_ = attributes;
   return true;
 }
 
-void ScanCache::save() const {
-  const std::vector<FileProvenance> files = recordsPerFile();
+void ScanCache::save() {
+  const KnownFiles files = known();
+  {
+    const std::lock_guard guard(lock_);
+    if (files == saved_ && savedFile_ == Files::attributes(path_)) {
+      return;
+    }
+  }
   Writer writer;
-  writer.write(files);
+  writer.write(*files);
   std::string header(kMagic);
   header.push_back(static_cast<char>(formatVersion));
-  Files::replaceAtomically(path_, [&](Files::Output out) { writer.finish(header, out); });
+  const FileAttributes written =
+      Files::replaceAtomically(path_, [&](Files::Output out) { writer.finish(header, out); });
+  const std::lock_guard guard(lock_);
+  saved_ = files;
+  savedFile_ = written;
 }
 
 }  // namespace tallyfin

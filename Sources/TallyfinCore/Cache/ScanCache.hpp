@@ -12,16 +12,15 @@
 // alignment, no checksum. Any other version means: read everything again.
 
 #include "Platform/Calendar.hpp"
+#include "Platform/Parallel.hpp"
 #include "TallyfinCore/Cache/Verification.hpp"
 #include "TallyfinCore/Environment.hpp"
 #include "TallyfinCore/Estimate.hpp"
-#include "TallyfinCore/Transcripts/Records.hpp"
+#include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/Scanner.hpp"
-#include "absl/container/btree_map.h"
 #include "absl/functional/function_ref.h"
 
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -29,40 +28,6 @@
 #include <vector>
 
 namespace tallyfin {
-
-/// The counters of one transcript: the per-file form of the counters of ScanDiagnostics with these names.
-struct FileDiagnostics {
-  std::int64_t usageLines = 0;
-  std::int64_t notUsageBearing = 0;
-  std::int64_t skippedZeroUsage = 0;
-  std::int64_t rejectedInvalidJSON = 0;
-  std::int64_t rejectedNoMessage = 0;
-  std::int64_t rejectedNoTimestamp = 0;
-  std::int64_t rejectedNoIdentity = 0;
-  std::int64_t longestLineBytes = 0;
-
-  /// Adds these counters to a scan's; the longest line, with `path`, only when it is longer than any before.
-  void apply(ScanDiagnostics& diagnostics, const std::string& path) const;
-
-  /// Adds what reading on gave.
-  void add(const ScanDiagnostics& part);
-
-  friend bool operator==(const FileDiagnostics&, const FileDiagnostics&) = default;
-};
-
-/// What is known of one transcript.
-struct FileState {
-  /// The modification time of a file whose last read failed: every time is later, so the next look reads it
-  /// again.
-  static constexpr double readAgain = -std::numeric_limits<double>::infinity();
-
-  std::uint64_t size = 0;      ///< bytes at the last look
-  double mtime = 0;            ///< modification time at the last look, seconds since 1970, or `readAgain`
-  std::uint64_t inode = 0;     ///< the file system's file number at the last look
-  std::uint64_t consumed = 0;  ///< offset behind the last complete line that was read
-  RecordMap records;           ///< the requests of this file alone
-  FileDiagnostics diag;        ///< what the consumed part of the file gave
-};
 
 /// What one refresh did.
 struct RefreshStats {
@@ -80,14 +45,9 @@ struct RefreshStats {
   Estimate<double> savedFraction() const;
 };
 
-/// One file as the provenance of figures sees it.
-struct FileProvenance {
-  std::string path;
-  std::shared_ptr<const FileState> state;
-
-  std::int64_t usageLines() const { return state->diag.usageLines; }
-  const RecordMap& records() const { return state->records; }
-};
+/// Brings files into the order of their paths: by code points of the canonical forms, then by bytes. Of
+/// entries with one path the first stays.
+void sortByPath(std::vector<FileProvenance>& files);
 
 /// Where the cache file lies: TALLYFIN_CACHE_PATH, with its tilde expanded and made absolute, or the default
 /// place. Makes the folder; when that fails the path is used all the same, and what cannot be saved is only
@@ -104,8 +64,8 @@ class ScanCache {
   static constexpr const char* folderName = "net.quillpond.tallyfin";
 
   /// `path` is where the cache file lies. Nothing is read before `load`, and no folder is made at any time:
-  /// `cacheLocation` and `defaultPath` do that.
-  explicit ScanCache(std::string path);
+  /// `cacheLocation` and `defaultPath` do that. Transcripts are read on at most `threads` threads.
+  explicit ScanCache(std::string path, std::size_t threads = processors());
 
   /// The default place below an application-support directory; makes the folder, ignoring a failure.
   static std::string defaultPath(const std::string& applicationSupport);
@@ -116,8 +76,10 @@ class ScanCache {
   /// foreign, of another version, cut off or damaged.
   bool load();
 
-  /// Writes all that is known, atomically. Throws std::system_error; the old file stays whole then.
-  void save() const;
+  /// Writes all that is known, atomically, unless the file already holds it: nothing has changed since it was
+  /// loaded or written, and by its attributes it is still the same file. Throws std::system_error; the old
+  /// file stays whole then.
+  void save();
 
   /// What a refresh gave, and what it did.
   struct Refreshed {
@@ -127,15 +89,15 @@ class ScanCache {
 
   /// Brings what is known up to date, reading on where files grew, and unifies the requests of all files.
   /// Cannot fail; a file that cannot be read is told in the diagnostics and tried again at the next refresh.
-  /// Runs on the calling thread, one file after the other; `clock` times it. `looked` is called when all
-  /// files were read, before their requests are unified: from there on `save` writes what this refresh found.
+  /// `clock` times it. `looked` is called when all files were read, before their requests are unified: from
+  /// there on `save` writes what this refresh found.
   Refreshed refresh(
       const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {});
 
   /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
   /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known
-  /// nor the file. Cannot fail; a file that cannot be read shows in the result. Runs on the calling thread
-  /// for as long as a full read takes; costs are those of the days of `calendar`.
+  /// nor the file. Cannot fail; a file that cannot be read shows in the result. Takes as
+  /// long as a full read; costs are those of the days of `calendar`.
   VerificationResult verifyAgainstFullScan(const std::vector<SourceHome>& homes, const Calendar& calendar,
                                            const Clock& clock);
 
@@ -149,18 +111,18 @@ class ScanCache {
   std::vector<FileProvenance> recordsPerFile() const;
 
  private:
-  // By code points of the paths' canonical forms, then by bytes: the order of the file and of a listing.
-  struct InPathOrder {
-    bool operator()(const std::string& left, const std::string& right) const;
-  };
-  // States are shared, not copied: a refresh and a save work on a copy of the map outside the lock.
-  using FileMap = absl::btree_map<std::string, std::shared_ptr<const FileState>, InPathOrder>;
+  // Sorted by path, as in the file. Shared, not copied: a save works on it outside the lock.
+  using KnownFiles = std::shared_ptr<const std::vector<FileProvenance>>;
 
-  FileMap snapshot() const;
+  KnownFiles known() const;
+  void replaceKnown(std::vector<FileProvenance> files);
 
   std::string path_;
-  mutable std::mutex lock_;  // guards the two below; never held while files are read
-  FileMap files_;
+  std::size_t threads_;
+  mutable std::mutex lock_;  // guards what follows; never held while files are read
+  KnownFiles files_ = std::make_shared<const std::vector<FileProvenance>>();
+  KnownFiles saved_;                         // what the cache file holds; null: not known
+  std::optional<FileAttributes> savedFile_;  // of the cache file when it held that
   std::optional<VerificationResult> lastVerification_;
 };
 

@@ -7,9 +7,8 @@
 #include "Platform/Files.hpp"
 #include "TallyfinCore/Attribution/Pricing.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
-#include "TallyfinCore/Transcripts/LineReader.hpp"
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
-#include "absl/container/flat_hash_set.h"
+#include "absl/container/flat_hash_map.h"
 #include "absl/strings/str_format.h"
 
 #include <algorithm>
@@ -18,25 +17,10 @@
 namespace tallyfin {
 namespace {
 
-constexpr std::size_t kExpectedRequests = 80'000;
-
 // How far the file goes on behind `consumed`; 0 when its size cannot be had.
 std::uint64_t bytesBeyond(std::uint64_t consumed, const std::string& path) {
   const std::optional<Files::Attributes> now = Files::attributes(path);
   return now && now->size > consumed ? now->size - consumed : 0;
-}
-
-// The requests of the first `consumed` bytes of a file. What lines gave before a failure counts.
-RecordMap readAgain(const TranscriptFile& file, std::size_t rank, std::uint64_t consumed) {
-  RecordMap records;
-  ScanDiagnostics unused;
-  try {
-    LineReader::forEachLine(file.path, 0, consumed, [&](std::string_view line) {
-      Scanner::ingest(line, file.path, file.home, static_cast<std::int64_t>(rank), records, unused);
-    });
-  } catch (const ReadError&) {  // what it did not give shows as extra in the cache
-  }
-  return records;
 }
 
 double costOf(const UnifiedRequests& requests, const Calendar& calendar) {
@@ -75,33 +59,40 @@ void compare(const UnifiedRequests& cached, const UnifiedRequests& fresh, Verifi
 VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome>& homes,
                                                     const Calendar& calendar, const Clock& clock) {
   const TimePoint start = clock();
-  const FileMap known = snapshot();
+  const KnownFiles files = known();
   VerificationResult result;
-  UnifiedRequests cached;
-  UnifiedRequests fresh;
-  cached.reserve(kExpectedRequests);
-  fresh.reserve(kExpectedRequests);
+  ScanDiagnostics unused;
+  const std::vector<TranscriptFile> listed = Scanner::listing(homes, unused);
+  absl::flat_hash_map<std::string_view, const FileState*> notListed;
+  for (const FileProvenance& file : *files) {
+    notListed.emplace(file.path, file.state.get());
+  }
 
   // Both views take the files in listing order, so that of equal copies the same one describes a request.
-  ScanDiagnostics unused;
-  const std::vector<TranscriptFile> files = Scanner::listing(homes, unused);
-  absl::flat_hash_set<std::string_view> compared;
-  for (std::size_t rank = 0; rank < files.size(); ++rank) {
-    const TranscriptFile& file = files[rank];
-    const auto entry = known.find(file.path);
-    if (entry == known.end()) {
-      result.bytesNotCompared += bytesBeyond(0, file.path);
+  UnifiedRequests cached;
+  std::vector<FileReading> readings;
+  for (const FileReading& reading : readingsOf(listed)) {
+    const auto known = notListed.find(reading.file->path);
+    if (known == notListed.end()) {
+      result.bytesNotCompared += bytesBeyond(0, reading.file->path);
       continue;
     }
-    const FileState& state = *entry->second;
-    result.bytesNotCompared += bytesBeyond(state.consumed, file.path);
-    cached.add(state.records);
-    fresh.add(readAgain(file, rank, state.consumed));
-    compared.insert(file.path);
+    result.bytesNotCompared += bytesBeyond(known->second->consumed, reading.file->path);
+    cached.add(known->second->records);
+    readings.push_back(reading);
+    readings.back().upTo = known->second->consumed;
+    notListed.erase(known);
   }
-  for (const auto& [path, state] : known) {
-    if (!compared.contains(path)) {
-      cached.add(state->records);
+  read(readings, threads_);
+  UnifiedRequests fresh;
+  for (const FileReading& reading : readings) {
+    if (reading.now != nullptr) {  // what a failed read did not give shows as extra in the cache
+      fresh.add(reading.now->records);
+    }
+  }
+  for (const FileProvenance& file : *files) {
+    if (notListed.contains(file.path)) {
+      cached.add(file.records());
     }
   }
 

@@ -1,3 +1,5 @@
+#include "TallyfinCore/Transcripts/Ingest.hpp"
+
 // What becomes of one transcript line. A line is parsed once, and only when it holds the seven bytes of the
 // key "usage"; what is read of it are views into the line, and texts that neighbouring lines repeat are not
 // interned again.
@@ -6,9 +8,9 @@
 #include "Platform/Files.hpp"
 #include "Platform/Json.hpp"
 #include "TallyfinCore/Transcripts/ModelId.hpp"
-#include "TallyfinCore/Transcripts/Scanner.hpp"
 #include "TallyfinCore/Transcripts/Timestamp.hpp"
 
+#include <algorithm>
 #include <optional>
 
 namespace tallyfin::Scanner {
@@ -253,35 +255,35 @@ void describe(const Line& line, const std::string& path, Workspace& work, UsageR
 }  // namespace
 
 void ingest(std::string_view line, const std::string& path, InternedText home, std::int64_t rank,
-            RecordMap& records, ScanDiagnostics& diagnostics) {
-  diagnostics.noteLine(static_cast<std::int64_t>(line.size()), path);
+            RecordMap& records, LineCounters& counters) {
+  counters.longestLineBytes = std::max(counters.longestLineBytes, static_cast<std::int64_t>(line.size()));
   if (!containsBytes(line, "\"usage\"")) {
     return;
   }
-  ++diagnostics.usageLinesSeen;
+  ++counters.usageLinesSeen;
 
   Line fields;
   if (!parse(line, fields)) {
-    ++diagnostics.linesRejectedInvalidJSON;
+    ++counters.linesRejectedInvalidJSON;
     return;
   }
   if (!fields.message) {
-    ++diagnostics.linesRejectedNoMessage;
+    ++counters.linesRejectedNoMessage;
     return;
   }
   if (!fields.message->usage) {
-    ++diagnostics.linesNotUsageBearing;
+    ++counters.linesNotUsageBearing;
     return;
   }
   if (fields.message->usage->isZero()) {
-    ++diagnostics.linesSkippedZeroUsage;
+    ++counters.linesSkippedZeroUsage;
     return;
   }
 
   thread_local Workspace work;
   const std::optional<TimePoint> timestamp = Timestamp::parse(work.text(fields.timestamp));
   if (!timestamp) {
-    ++diagnostics.linesRejectedNoTimestamp;
+    ++counters.linesRejectedNoTimestamp;
     return;
   }
   work.key.clear();
@@ -290,7 +292,7 @@ void ingest(std::string_view line, const std::string& path, InternedText home, s
   identified =
       appendText(fields.requestId ? fields.requestId : fields.request_id, work, work.key) && identified;
   if (!identified) {
-    ++diagnostics.linesRejectedNoIdentity;
+    ++counters.linesRejectedNoIdentity;
     return;
   }
 
@@ -304,6 +306,13 @@ void ingest(std::string_view line, const std::string& path, InternedText home, s
   record.sourceHome = home;
   record.sourceRank = rank;
   records.append(key, record);
+}
+
+void ingest(std::string_view line, const std::string& path, InternedText home, std::int64_t rank,
+            RecordMap& records, ScanDiagnostics& diagnostics) {
+  LineCounters counters;
+  ingest(line, path, home, rank, records, counters);
+  diagnostics.add(counters, path);
 }
 
 }  // namespace tallyfin::Scanner

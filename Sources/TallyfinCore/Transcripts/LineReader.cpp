@@ -1,11 +1,11 @@
 #include "TallyfinCore/Transcripts/LineReader.hpp"
 
 #include "Platform/Buffer.hpp"
-#include "Platform/Descriptor.hpp"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <semaphore>
 #include <utility>
 
 namespace tallyfin::LineReader {
@@ -42,21 +42,62 @@ class LentBuffer {
   Buffer buffer_;
 };
 
+constexpr std::size_t kLongLine = std::size_t{32} << 20;  // bytes
+
+// The right to hold a line without end in memory, of which there are four: a home full of such files must not
+// take memory for each processor.
+class LongLine {
+ public:
+  LongLine() = default;
+  ~LongLine() {
+    if (isHeld_) {
+      rights().release();
+    }
+  }
+  LongLine(const LongLine&) = delete;
+  LongLine& operator=(const LongLine&) = delete;
+
+  // Waits until another reader is done with its long line, when all rights are held.
+  void hold() {
+    if (!std::exchange(isHeld_, true)) {
+      rights().acquire();
+    }
+  }
+
+ private:
+  static std::counting_semaphore<>& rights() {
+    static std::counting_semaphore<> four(4);
+    return four;
+  }
+
+  bool isHeld_ = false;
+};
+
 }  // namespace
 
 std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine) {
   PlainFile file(path);
+  return forEachLine(file, path, fromOffset, upToOffset, onLine);
+}
+
+std::uint64_t forEachLine(PlainFile& file, const std::string& path, std::uint64_t fromOffset,
+                          std::optional<std::uint64_t> upToOffset,
+                          absl::FunctionRef<void(std::string_view)> onLine) {
   if (!file.isOpen() || (fromOffset != 0 && !file.seek(fromOffset))) {
     throw ReadError(path);
   }
-  const std::uint64_t end = std::min(file.size(), upToOffset.value_or(file.size()));
+  const std::uint64_t end = std::min(file.attributes().size, upToOffset.value_or(file.attributes().size));
   LentBuffer lent;
   Buffer& pending = *lent;
+  LongLine longLine;
   std::uint64_t cursor = fromOffset;
   for (std::uint64_t position = fromOffset; position < end;) {
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, end - position));
+    if (pending.size() > kLongLine) {
+      longLine.hold();
+    }
     const std::ptrdiff_t got = file.read(pending.room(wanted), wanted);
     if (got < 0) {
       throw ReadError(path);

@@ -100,6 +100,8 @@ class RecordMap {
   struct Entry {
     InternedText key;
     UsageRecord record;
+
+    friend bool operator==(const Entry&, const Entry&) = default;
   };
 
   std::span<const Entry> entries() const { return entries_; }
@@ -118,6 +120,10 @@ class RecordMap {
 
   /// Frees what `find` needs, once a file is read; the next `find` builds it again.
   void dropIndex();
+
+  friend bool operator==(const RecordMap& left, const RecordMap& right) {
+    return left.entries_ == right.entries_;
+  }
 
  private:
   void buildIndex();

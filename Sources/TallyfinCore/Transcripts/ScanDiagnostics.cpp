@@ -2,33 +2,37 @@
 
 #include "Platform/Numbers.hpp"
 
+#include <algorithm>
+
 namespace tallyfin {
 
-std::int64_t ScanDiagnostics::totalRejected() const {
-  // Counters that came from a damaged cache file may have any value.
-  return saturatingAdd(saturatingAdd(linesRejectedInvalidJSON, linesRejectedNoMessage),
-                       saturatingAdd(linesRejectedNoTimestamp, linesRejectedNoIdentity));
+std::int64_t LineCounters::totalRejected() const {
+  std::int64_t sum = 0;
+  for (const LineCounter& counter : lineCounters) {
+    sum = counter.isLoss ? saturatingAdd(sum, this->*counter.member) : sum;
+  }
+  return sum;
 }
 
-void ScanDiagnostics::noteLine(std::int64_t bytes, const std::string& path) {
-  if (bytes > longestLineBytes) {
-    longestLineBytes = bytes;
+void LineCounters::add(const LineCounters& other) {
+  for (const LineCounter& counter : lineCounters) {
+    this->*counter.member = saturatingAdd(this->*counter.member, other.*counter.member);
+  }
+  longestLineBytes = std::max(longestLineBytes, other.longestLineBytes);
+}
+
+void ScanDiagnostics::add(const FileDiagnostics& file, const std::string& path) {
+  if (file.longestLineBytes > longestLineBytes) {
     longestLinePath = path;
   }
+  LineCounters::add(file);
 }
 
 void ScanDiagnostics::merge(const ScanDiagnostics& other) {
+  add(other, other.longestLinePath);
   filesScanned += other.filesScanned;
   filesUnreadable.insert(filesUnreadable.end(), other.filesUnreadable.begin(), other.filesUnreadable.end());
   bytesRead += other.bytesRead;
-  usageLinesSeen += other.usageLinesSeen;
-  linesRejectedInvalidJSON += other.linesRejectedInvalidJSON;
-  linesRejectedNoMessage += other.linesRejectedNoMessage;
-  linesNotUsageBearing += other.linesNotUsageBearing;
-  linesRejectedNoTimestamp += other.linesRejectedNoTimestamp;
-  linesRejectedNoIdentity += other.linesRejectedNoIdentity;
-  linesSkippedZeroUsage += other.linesSkippedZeroUsage;
-  noteLine(other.longestLineBytes, other.longestLinePath);
   for (const auto& [home, files] : other.perHome) {
     perHome[home] += files;
   }

@@ -1,15 +1,56 @@
 #include "TallyfinCore/Transcripts/Scanner.hpp"
 
-namespace tallyfin::Scanner {
+#include "Platform/Parallel.hpp"
+#include "TallyfinCore/Transcripts/Reading.hpp"
+#include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
-void unify(UsageRecord& stored, const UsageRecord& incoming) {
-  if (incoming.sourceRank < stored.sourceRank) {
-    UsageRecord winner = incoming;
-    winner.raiseTo(stored);
-    stored = winner;
-  } else {
-    stored.raiseTo(incoming);
+#include <algorithm>
+#include <utility>
+
+namespace tallyfin::Scanner {
+namespace {
+
+// All requests, unified.
+UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
+                        ScanDiagnostics& diagnostics) {
+  const TimePoint start = clock();
+  const std::vector<TranscriptFile> files = listing(homes, diagnostics);
+  std::vector<FileReading> readings = readingsOf(files);
+  read(readings, parallel ? processors() : 1);
+
+  UnifiedRequests requests;
+  for (const FileReading& reading : readings) {
+    diagnostics.add(reading.seen, reading.file->path);
+    if (reading.hasFailed || reading.now == nullptr) {
+      diagnostics.filesUnreadable.push_back(reading.file->path);
+    }
+    if (reading.now != nullptr) {
+      diagnostics.bytesRead += reading.bytesRead;
+      requests.add(reading.now->records);
+    }
   }
+  diagnostics.filesScanned = static_cast<std::int64_t>(files.size());
+  diagnostics.uniqueRequests = static_cast<std::int64_t>(requests.size());
+  diagnostics.duration = std::max(0.0, clock().seconds - start.seconds);
+  return requests;
+}
+
+}  // namespace
+
+KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock) {
+  KeyedScan result;
+  const UnifiedRequests requests = readAll(homes, parallel, clock, result.diagnostics);
+  result.records.reserve(requests.size());
+  for (std::size_t i = 0; i < requests.size(); ++i) {
+    result.records.append(requests.keys()[i], requests.records()[i]);
+  }
+  return result;
+}
+
+ScanResult scan(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock) {
+  ScanResult result;
+  result.records = readAll(homes, parallel, clock, result.diagnostics).takeRecords();
+  return result;
 }
 
 }  // namespace tallyfin::Scanner

@@ -1,10 +1,23 @@
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
-#include "TallyfinCore/Transcripts/Scanner.hpp"
-
 #include <algorithm>
 
 namespace tallyfin {
+namespace {
+
+// Unifies two copies of a request: the one with the lower rank describes it, `stored` when both are equal;
+// each count is the higher one, the time the earlier.
+void unify(UsageRecord& stored, const UsageRecord& incoming) {
+  if (incoming.sourceRank < stored.sourceRank) {
+    UsageRecord winner = incoming;
+    winner.raiseTo(stored);
+    stored = winner;
+  } else {
+    stored.raiseTo(incoming);
+  }
+}
+
+}  // namespace
 
 void UnifiedRequests::reserve(std::size_t count) {
   keys_.reserve(count);
@@ -21,7 +34,7 @@ void UnifiedRequests::add(const RecordMap& file) {
       records_.push_back(record);
       place = static_cast<std::uint32_t>(records_.size());
     } else {
-      Scanner::unify(records_[place - 1], record);
+      unify(records_[place - 1], record);
     }
   }
 }
