@@ -18,10 +18,10 @@ struct Row : Attribution, CostCells {
   const Entry& entry;
   const Bucket& bucket;
   const Stamps& stamps;
+  std::string_view currency = currencyCode;
 
   std::string_view key() const { return entry.key; }
   std::string_view label() const { return entry.label; }
-  std::string_view currency() const { return currencyCode; }
 
   std::string models() const {
     if (bucket.modelCounts.empty()) {
