@@ -242,7 +242,7 @@ void requireFound(const Resolution<Key>& found, const std::vector<Key>& exact, c
   }
 }
 
-void checkTextLookup(const Resolution<InternedText>& found, const Axis<InternedText>& axis,
+void checkTextLookup(const Resolution<InternedText>& found, const BucketsBy<InternedText>& axis,
                      const std::string& wanted, bool atStart) {
   std::vector<InternedText> exact;
   std::vector<InternedText> hits;

@@ -149,7 +149,7 @@ class Places {
   std::size_t count_ = 0;
 };
 
-// One of several tables, each with its own lock, so that the threads of a parallel scan seldom wait for each
+// One of several tables, each with its own lock, so that threads that intern at once seldom wait for each
 // other.
 struct Shard {
   std::mutex lock;

@@ -1,8 +1,8 @@
 #pragma once
 
-// A text stored once per process. Records repeat their model, session, directory, agent and home thousands of
-// times; as handles of four bytes they are copied, compared and hashed for free, and the dense `number()`
-// lets a pass over records index arrays instead of hashing texts.
+// A text stored once per process, for values that repeat the same few texts thousands of times: a handle of
+// four bytes is copied, compared and hashed as an integer, and the dense `number()` lets a pass over such
+// values index arrays instead of hashing texts.
 //
 // Texts that are canonically equivalent (NFC) are equal and share one number, yet each handle keeps the
 // spelling it was made from. ASCII pays one bit test for that. Interned texts are never freed.

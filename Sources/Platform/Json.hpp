@@ -1,10 +1,10 @@
 #pragma once
 
-// JSON, strictly by RFC 8259, on one road for everything that is read: transcript lines, protocol messages,
-// rosters. Invalid UTF-8, a byte order mark, an escaped lone surrogate, a literal NaN, a trailing comma or
-// cut text make a document invalid. A number is never too large and is kept as it was written. Nesting up to
-// 1,024 levels is accepted and deeper refused, so that recursion over a document is bounded. Equal keys are
-// handed out one after the other; who reads them lets the last one win.
+// JSON, strictly by RFC 8259, by one reader for everything that is read. Invalid UTF-8, a byte order mark, an
+// escaped lone surrogate, a literal NaN, a trailing comma or cut text make a document invalid. A number is
+// never too large and is kept as it was written. Nesting up to 1,024 levels is accepted and deeper refused,
+// so that recursion over a document is bounded. Equal keys are handed out one after the other; who reads them
+// lets the last one win.
 
 #include <cstdint>
 #include <optional>
@@ -98,6 +98,7 @@ class JsonReader {
   bool failed() const { return failed_; }
 
  private:
+  void takeValue(std::string* copy);  // appended to `copy`, unless null
   void fail();
   void skipWhitespace();
   bool consume(char expected);

@@ -4,6 +4,7 @@
 #include "absl/strings/str_format.h"
 
 #include <bit>
+#include <charconv>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -18,8 +19,8 @@ bool endsPlainRun(char c) {
   return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20;
 }
 
-// The first quotation mark, backslash or control character in [at, end), or `end`. Most bytes of a transcript
-// lie in long strings, so this is where reading spends its time.
+// The first quotation mark, backslash or control character in [at, end), or `end`. Most bytes of the
+// documents read lie in long strings, so this is where reading spends its time.
 const char* endOfPlainRun(const char* at, const char* end) {
 #if defined(__SSE2__)
   const __m128i quote = _mm_set1_epi8('"');
@@ -41,28 +42,10 @@ const char* endOfPlainRun(const char* at, const char* end) {
   return at;
 }
 
-int hexDigit(char c) {
-  if (isDigit(c)) {
-    return c - '0';
-  }
-  const char lower = static_cast<char>(c | 0x20);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 // The code unit of four hexadecimal digits at `at`, or -1.
 int codeUnit(const char* at, const char* end) {
-  if (end - at < 4) {
-    return -1;
-  }
-  int unit = 0;
-  for (int i = 0; i < 4; ++i) {
-    const int digit = hexDigit(at[i]);
-    if (digit < 0) {
-      return -1;
-    }
-    unit = unit * 16 + digit;
-  }
-  return unit;
+  std::uint16_t unit = 0;
+  return end - at >= 4 && std::from_chars(at, at + 4, unit, 16).ptr == at + 4 ? unit : -1;
 }
 
 bool isHighSurrogate(int unit) {
@@ -92,55 +75,21 @@ const char* endOfEscape(const char* at, const char* end) {
   return paired ? at + 12 : nullptr;
 }
 
-void appendUtf8(std::string& out, int codePoint) {
-  const auto byte = [&out](int value) { out.push_back(static_cast<char>(value)); };
-  if (codePoint < 0x80) {
-    byte(codePoint);
-  } else if (codePoint < 0x800) {
-    byte(0xC0 | (codePoint >> 6));
-    byte(0x80 | (codePoint & 0x3F));
-  } else if (codePoint < 0x10000) {
-    byte(0xE0 | (codePoint >> 12));
-    byte(0x80 | ((codePoint >> 6) & 0x3F));
-    byte(0x80 | (codePoint & 0x3F));
-  } else {
-    byte(0xF0 | (codePoint >> 18));
-    byte(0x80 | ((codePoint >> 12) & 0x3F));
-    byte(0x80 | ((codePoint >> 6) & 0x3F));
-    byte(0x80 | (codePoint & 0x3F));
-  }
-}
-
 // Appends what the valid escape at `at` stands for and gives its end.
 const char* unescape(const char* at, const char* end, std::string& out) {
-  switch (at[1]) {
-    case 'b':
-      out.push_back('\b');
-      return at + 2;
-    case 'f':
-      out.push_back('\f');
-      return at + 2;
-    case 'n':
-      out.push_back('\n');
-      return at + 2;
-    case 'r':
-      out.push_back('\r');
-      return at + 2;
-    case 't':
-      out.push_back('\t');
-      return at + 2;
-    case 'u':
-      break;
-    default:
-      out.push_back(at[1]);
-      return at + 2;
+  constexpr std::string_view kLetters = "bfnrt";
+  if (at[1] != 'u') {
+    const std::size_t letter = kLetters.find(at[1]);
+    out.push_back(letter == std::string_view::npos ? at[1] : "\b\f\n\r\t"[letter]);
+    return at + 2;
   }
   const int unit = codeUnit(at + 2, end);
   if (!isHighSurrogate(unit)) {
-    appendUtf8(out, unit);
+    Text::appendCodePoint(out, static_cast<char32_t>(unit));
     return at + 6;
   }
-  appendUtf8(out, 0x10000 + ((unit - 0xD800) << 10) + (codeUnit(at + 8, end) - 0xDC00));
+  const int point = 0x10000 + ((unit - 0xD800) << 10) + (codeUnit(at + 8, end) - 0xDC00);
+  Text::appendCodePoint(out, static_cast<char32_t>(point));
   return at + 12;
 }
 
@@ -282,6 +231,11 @@ JsonReader::String JsonReader::string() {
 std::string_view JsonReader::number() {
   skipWhitespace();
   const char* const start = at_;
+  const auto take = [this](std::string_view any) {  // one of these characters, if it comes next
+    const bool isNext = at_ != end_ && any.find(*at_) != std::string_view::npos;
+    at_ += isNext ? 1 : 0;
+    return isNext;
+  };
   const auto digits = [this] {
     const char* const from = at_;
     while (at_ != end_ && isDigit(*at_)) {
@@ -289,24 +243,13 @@ std::string_view JsonReader::number() {
     }
     return at_ != from;
   };
-  if (at_ != end_ && *at_ == '-') {
-    ++at_;
-  }
-  bool valid = true;
-  if (at_ != end_ && *at_ == '0') {
-    ++at_;  // no digit may follow a leading zero
-  } else {
+  take("-");
+  bool valid = take("0") || digits();  // no digit may follow a leading zero
+  if (valid && take(".")) {
     valid = digits();
   }
-  if (valid && at_ != end_ && *at_ == '.') {
-    ++at_;
-    valid = digits();
-  }
-  if (valid && at_ != end_ && (*at_ == 'e' || *at_ == 'E')) {
-    ++at_;
-    if (at_ != end_ && (*at_ == '+' || *at_ == '-')) {
-      ++at_;
-    }
+  if (valid && take("eE")) {
+    take("+-");
     valid = digits();
   }
   if (!valid) {
@@ -339,30 +282,59 @@ void JsonReader::null() {
 }
 
 void JsonReader::skipValue() {
+  takeValue(nullptr);
+}
+
+void JsonReader::copyValue(std::string& out) {
+  takeValue(&out);
+}
+
+void JsonReader::takeValue(std::string* copy) {
+  const auto put = [copy](std::string_view text) {
+    if (copy != nullptr) {
+      copy->append(text);
+    }
+  };
+  const auto putString = [copy](const String& string) {
+    if (copy != nullptr) {
+      std::string buffer;
+      copy->append(jsonString(string.text(buffer)));
+    }
+  };
+  std::string_view separator;
   switch (peek()) {
     case Kind::object: {
+      put("{");
       String key;
-      for (beginObject(); nextKey(key);) {
-        skipValue();
+      for (beginObject(); nextKey(key); separator = ",") {
+        put(separator);
+        putString(key);
+        put(":");
+        takeValue(copy);
       }
+      put("}");
       break;
     }
     case Kind::array:
-      for (beginArray(); nextElement();) {
-        skipValue();
+      put("[");
+      for (beginArray(); nextElement(); separator = ",") {
+        put(separator);
+        takeValue(copy);
       }
+      put("]");
       break;
     case Kind::string:
-      string();
+      putString(string());
       break;
     case Kind::number:
-      number();
+      put(number());
       break;
     case Kind::boolean:
-      boolean();
+      put(boolean() ? "true" : "false");
       break;
     case Kind::null:
       null();
+      put("null");
       break;
     case Kind::invalid:
       fail();
@@ -383,48 +355,6 @@ std::optional<std::string> JsonReader::optionalText() {
   }
   std::string buffer;
   return std::string(string().text(buffer));
-}
-
-void JsonReader::copyValue(std::string& out) {
-  std::string buffer;
-  const char* separator = "";
-  switch (peek()) {
-    case Kind::object: {
-      out += '{';
-      String key;
-      for (beginObject(); nextKey(key); separator = ",") {
-        out += separator;
-        out += jsonString(key.text(buffer));
-        out += ':';
-        copyValue(out);
-      }
-      out += '}';
-      break;
-    }
-    case Kind::array:
-      out += '[';
-      for (beginArray(); nextElement(); separator = ",") {
-        out += separator;
-        copyValue(out);
-      }
-      out += ']';
-      break;
-    case Kind::string:
-      out += jsonString(string().text(buffer));
-      break;
-    case Kind::number:
-      out += number();
-      break;
-    case Kind::boolean:
-      out += boolean() ? "true" : "false";
-      break;
-    case Kind::null:
-      null();
-      out += "null";
-      break;
-    case Kind::invalid:
-      fail();
-  }
 }
 
 bool JsonReader::finish() {
@@ -448,24 +378,12 @@ std::string jsonString(std::string_view text) {
     if (run == end) {
       break;
     }
-    switch (*run) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        absl::StrAppendFormat(&out, "\\u%04x", static_cast<unsigned>(*run));
+    const std::size_t letter = std::string_view("\"\\\n\r\t").find(*run);
+    if (letter != std::string_view::npos) {
+      out += '\\';
+      out += "\"\\nrt"[letter];
+    } else {
+      absl::StrAppendFormat(&out, "\\u%04x", static_cast<unsigned>(*run));
     }
     at = run + 1;
   }

@@ -3,31 +3,23 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
+#include <cstdlib>
+#include <iterator>
 
 namespace tallyfin {
 namespace {
 
-// A JSON number taken apart: sign, digits without the point, and how many of them stand before it.
+// A JSON number taken apart: 0.DIGITS times ten to the power of `point`, with a sign.
 class Decimal {
  public:
-  explicit Decimal(std::string_view text) {
-    std::size_t at = 0;
-    if (text[at] == '-') {
-      negative_ = true;
-      ++at;
-    }
-    bool behindPoint = false;
-    for (; at < text.size() && (isDigit(text[at]) || text[at] == '.'); ++at) {
-      if (text[at] == '.') {
-        behindPoint = true;
-      } else {
-        digits_.push_back(text[at]);
-        point_ += behindPoint ? 0 : 1;
-      }
-    }
-    if (at < text.size()) {
-      point_ += exponent(text.substr(at + 1));
+  explicit Decimal(std::string_view text) : negative_(text.front() == '-') {
+    const std::size_t end = std::min(text.find_first_of("eE"), text.size());
+    const std::string_view mantissa = text.substr(0, end);
+    std::copy_if(mantissa.begin(), mantissa.end(), std::back_inserter(digits_), isDigit);
+    point_ = static_cast<std::int64_t>(std::min(mantissa.find('.'), end)) - (negative_ ? 1 : 0);
+    if (end < text.size()) {
+      // Beyond a billion either way every number is too large or too small, however many digits it has.
+      point_ += std::clamp(saturated(std::string(text.substr(end + 1))), -kFarthest, kFarthest);
     }
     const std::size_t zeros = std::min(digits_.find_first_not_of('0'), digits_.size());
     digits_.erase(0, zeros);
@@ -42,45 +34,24 @@ class Decimal {
 
   // Towards zero, and to the nearest that fits.
   std::int64_t integer() const {
-    constexpr std::int64_t kMostDigits = 19;
-    if (digits_.empty() || point_ <= 0) {
-      return 0;
-    }
-    if (point_ > kMostDigits) {
-      return farthest();
-    }
-    std::string whole = digits_.substr(0, static_cast<std::size_t>(point_));
-    whole.append(static_cast<std::size_t>(point_) - whole.size(), '0');
-    if (negative_) {
-      whole.insert(whole.begin(), '-');
-    }
-    std::int64_t value = 0;
-    const auto [end, error] = std::from_chars(whole.data(), whole.data() + whole.size(), value);
-    return error == std::errc() ? value : farthest();
+    constexpr std::int64_t kTooMany = 20;  // digits for 64 bits
+    const auto before = static_cast<std::size_t>(std::clamp<std::int64_t>(point_, 0, kTooMany));
+    std::string whole = digits_.substr(0, before);
+    whole.resize(digits_.empty() ? 0 : before, '0');
+    return saturated((negative_ ? "-" : "") + whole);
   }
 
  private:
-  // Beyond a billion either way every number is too large or too small, however many digits it has.
-  static std::int64_t exponent(std::string_view text) {
-    constexpr std::int64_t kFarthest = 1'000'000'000;
-    if (text.front() == '+') {
-      text.remove_prefix(1);
-    }
-    std::int64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc()) {
-      value = text.front() == '-' ? -kFarthest : kFarthest;
-    }
-    return std::clamp(value, -kFarthest, kFarthest);
+  static constexpr std::int64_t kFarthest = 1'000'000'000;
+
+  // What does not fit becomes the nearest that does; no digits are 0.
+  static std::int64_t saturated(const std::string& integer) {
+    return std::strtoll(integer.c_str(), nullptr, 10);
   }
 
-  std::int64_t farthest() const {
-    return negative_ ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
-  }
-
+  bool negative_;
   std::string digits_;  // no zeros in front
   std::int64_t point_ = 0;
-  bool negative_ = false;
 };
 
 }  // namespace

@@ -1,8 +1,8 @@
 #pragma once
 
 // Values by key, in the order in which the keys first came up: a defined order, so that whoever walks them
-// needs no sort to give the same answer on every run. Made for passes over records, where the next key is
-// mostly the last one again: that costs one comparison, and a handful of keys is searched without hashing.
+// needs no sort to give the same answer on every run. Made for passes in which the next key is mostly the
+// last one again: that costs one comparison, and a handful of keys is searched without hashing.
 
 #include "absl/container/flat_hash_map.h"
 

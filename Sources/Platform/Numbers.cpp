@@ -1,11 +1,19 @@
 #include "Platform/Numbers.hpp"
 
 #include "Platform/Concat.hpp"
+#include "absl/strings/str_format.h"
 
 #include <algorithm>
 #include <cstddef>
 
 namespace tallyfin {
+namespace {
+
+std::string_view noun(std::int64_t n, std::string_view one, std::string_view many) {
+  return n == 1 || n == -1 ? one : many;
+}
+
+}  // namespace
 
 std::string withCommas(std::string number) {
   constexpr std::size_t kGroup = 3;
@@ -26,8 +34,12 @@ std::string counted(std::int64_t n, std::string_view one, std::string_view many)
   return concat(grouped(n), " ", noun(n, one, many));
 }
 
-std::string_view noun(std::int64_t n, std::string_view one, std::string_view many) {
-  return n == 1 || n == -1 ? one : many;
+std::string plainlyCounted(std::int64_t n, std::string_view one, std::string_view many) {
+  return concat(std::to_string(n), " ", noun(n, one, many));
+}
+
+std::string decimal(double value, int places) {
+  return absl::StrFormat("%.*f", places, value == 0 ? 0.0 : value);
 }
 
 }  // namespace tallyfin

@@ -1,6 +1,6 @@
 #pragma once
 
-// Whole numbers as people write and read them, whatever the locale.
+// Numbers as people write and read them, whatever the locale.
 
 #include <cstddef>
 #include <cstdint>
@@ -48,7 +48,10 @@ std::string grouped(std::int64_t n);
 /// A grouped count with its noun: "1 request", "1,204 requests", "-1 request".
 std::string counted(std::int64_t n, std::string_view one, std::string_view many);
 
-/// The noun alone.
-std::string_view noun(std::int64_t n, std::string_view one, std::string_view many);
+/// The same without commas: "1204 requests".
+std::string plainlyCounted(std::int64_t n, std::string_view one, std::string_view many);
+
+/// The exact binary value with so many decimals, as printf prints it; -0.0 prints as 0.
+std::string decimal(double value, int places);
 
 }  // namespace tallyfin

@@ -2,9 +2,8 @@
 
 #include "Platform/Memory.hpp"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <utility>
 
 #include <poll.h>
 #include <unistd.h>
@@ -35,66 +34,44 @@ std::string_view withoutCarriageReturn(std::string_view line) {
 
 std::optional<std::string_view> LineInput::next() {
   for (;;) {
-    const char* const from = buffer_.get() + scanned_;
-    const auto* feed =
-        scanned_ < end_ ? static_cast<const char*>(std::memchr(from, '\n', end_ - scanned_)) : nullptr;
-    if (feed != nullptr) {
-      const char* const start = buffer_.get() + begin_;
-      const std::string_view line(start, static_cast<std::size_t>(feed - start));
-      begin_ = scanned_ = begin_ + line.size() + 1;
-      return withoutCarriageReturn(line);
+    const std::string_view pending = buffer_.bytes().substr(begin_);
+    const std::size_t feed = pending.find('\n', scanned_ - begin_);
+    if (feed != std::string_view::npos) {
+      begin_ = scanned_ = begin_ + feed + 1;
+      return withoutCarriageReturn(pending.substr(0, feed));
     }
-    scanned_ = end_;
+    scanned_ = buffer_.size();
     if (!fill()) {
-      if (begin_ == end_) {
-        return std::nullopt;
-      }
-      const std::string_view line(buffer_.get() + begin_, end_ - begin_);
-      begin_ = end_;
-      return withoutCarriageReturn(line);
+      const std::string_view last = buffer_.bytes();
+      begin_ = buffer_.size();
+      return last.empty() ? std::nullopt : std::optional(withoutCarriageReturn(last));
     }
   }
 }
 
-/// Reads on; false at the end of input.
+/// Reads on behind the pending bytes, which move to the front; false at the end of input.
 bool LineInput::fill() {
-  const std::size_t pending = end_ - begin_;
-  if (pending + kChunk > capacity_) {
-    resize(std::max(2 * capacity_, 2 * kChunk));
-  } else if (pending <= kChunk && capacity_ > 4 * kChunk) {
-    resize(2 * kChunk);
-    giveBackMemory();  // nor does anything else that came of the long line live now
-  } else if (end_ + kChunk > capacity_) {
-    resize(capacity_);
+  if (begin_ > 0) {
+    buffer_.dropFront(begin_);
+    scanned_ -= begin_;
+    begin_ = 0;
+  }
+  if (buffer_.size() <= kChunk && buffer_.capacity() > 4 * kChunk) {
+    Buffer smaller;
+    smaller.append(buffer_.bytes());
+    buffer_ = std::move(smaller);
+    giveBackMemory();  // what was made from the long line is freed by now as well
   }
   for (;;) {
-    const ssize_t count = read(descriptor_, buffer_.get() + end_, kChunk);
+    const ssize_t count = read(descriptor_, buffer_.room(kChunk), kChunk);
     if (count >= 0) {
-      end_ += static_cast<std::size_t>(count);
+      buffer_.grow(static_cast<std::size_t>(count));
       return count > 0;
     }
     if (!canRetry(descriptor_, POLLIN)) {
       return false;
     }
   }
-}
-
-/// Moves the pending bytes to the front of a buffer of that capacity.
-void LineInput::resize(std::size_t capacity) {
-  const std::size_t pending = end_ - begin_;
-  if (capacity == capacity_) {
-    std::memmove(buffer_.get(), buffer_.get() + begin_, pending);
-  } else {
-    auto moved = std::make_unique_for_overwrite<char[]>(capacity);
-    if (pending > 0) {
-      std::memcpy(moved.get(), buffer_.get() + begin_, pending);
-    }
-    buffer_ = std::move(moved);
-    capacity_ = capacity;
-  }
-  scanned_ -= begin_;
-  begin_ = 0;
-  end_ = pending;
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {

@@ -4,8 +4,9 @@
 // written has reached the descriptor. Interrupted calls are repeated, and a descriptor that its other holder
 // has set to non-blocking is waited for.
 
+#include "Platform/Buffer.hpp"
+
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -24,18 +25,15 @@ class LineInput {
   std::optional<std::string_view> next();
 
   /// Bytes that the buffer holds at present.
-  std::size_t capacity() const { return capacity_; }
+  std::size_t capacity() const { return buffer_.capacity(); }
 
  private:
   bool fill();
-  void resize(std::size_t capacity);
 
   int descriptor_;
-  std::unique_ptr<char[]> buffer_;
-  std::size_t capacity_ = 0;
+  Buffer buffer_;
   std::size_t begin_ = 0;    // of the pending line
   std::size_t scanned_ = 0;  // no line feed in [begin_, scanned_)
-  std::size_t end_ = 0;
 };
 
 /// Writes all of `bytes`; false when the descriptor takes no more.

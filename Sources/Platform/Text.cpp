@@ -1,5 +1,6 @@
 #include "Platform/Text.hpp"
 
+#include "absl/strings/ascii.h"
 #include "simdjson.h"
 #include "utf8proc.h"
 
@@ -22,10 +23,6 @@ bool isAsciiByte(char byte) {
   return static_cast<unsigned char>(byte) < 0x80;
 }
 
-char lowerAscii(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte;
-}
-
 /// A code point and the bytes it takes up. An ill-formed sequence stands for U+FFFD and takes up its maximal
 /// subpart: the longest beginning of a well-formed sequence, at least one byte.
 struct Decoded {
@@ -33,68 +30,42 @@ struct Decoded {
   std::size_t length;
 };
 
-/// What may follow a lead byte: how many bytes in all, and the range of the second one, which shuts out
-/// overlong forms, surrogates and what lies beyond U+10FFFF. A length of 1 is a byte that leads nothing.
-struct Lead {
-  std::size_t length;
-  unsigned char secondLow;
-  unsigned char secondHigh;
-};
-
-Lead leadOf(unsigned char byte) {
-  if (byte < 0xC2 || byte > 0xF4) {
-    return {1, 0, 0};
-  }
-  if (byte < 0xE0) {
-    return {2, 0x80, 0xBF};
-  }
-  if (byte < 0xF0) {
-    const bool surrogates = byte == 0xED;
-    return {3, static_cast<unsigned char>(byte == 0xE0 ? 0xA0 : 0x80),
-            static_cast<unsigned char>(surrogates ? 0x9F : 0xBF)};
-  }
-  return {4, static_cast<unsigned char>(byte == 0xF0 ? 0x90 : 0x80),
-          static_cast<unsigned char>(byte == 0xF4 ? 0x8F : 0xBF)};
+/// The code point of the well-formed sequence that `text` begins with; below 0 when it begins with none.
+Decoded wellFormed(std::string_view text) {
+  CodePoint point = -1;
+  const auto length =
+      utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                       static_cast<utf8proc_ssize_t>(std::min<std::size_t>(text.size(), 4)), &point);
+  return {point, static_cast<std::size_t>(length)};
 }
 
 Decoded decode(std::string_view text, std::size_t position) {
-  const auto first = static_cast<unsigned char>(text[position]);
-  if (first < 0x80) {
-    return {first, 1};
+  if (isAsciiByte(text[position])) {
+    return {text[position], 1};
   }
-  const Lead lead = leadOf(first);
-  if (lead.length == 1) {
-    return {kReplacement, 1};
+  const std::string_view rest = text.substr(position, 4);
+  if (const Decoded whole = wellFormed(rest); whole.point >= 0) {
+    return whole;
   }
-  CodePoint point = first & (0x7F >> lead.length);
-  for (std::size_t i = 1; i < lead.length; ++i) {
-    if (position + i >= text.size()) {
-      return {kReplacement, i};
-    }
-    const auto byte = static_cast<unsigned char>(text[position + i]);
-    if (byte < (i == 1 ? lead.secondLow : 0x80) || byte > (i == 1 ? lead.secondHigh : 0xBF)) {
-      return {kReplacement, i};
-    }
-    point = (point << 6) | (byte & 0x3F);
-  }
-  return {point, lead.length};
-}
-
-/// The code point that ends at `end`, which is above 0.
-Decoded decodeBefore(std::string_view text, std::size_t end) {
-  for (std::size_t length = 1; length <= std::min<std::size_t>(end, 4); ++length) {
-    if ((static_cast<unsigned char>(text[end - length]) & 0xC0) != 0x80) {
-      const Decoded decoded = decode(text.substr(0, end), end - length);
-      return decoded.length == length ? decoded : Decoded{kReplacement, 1};
+  // Whether more than a lead byte begins a sequence depends on the second byte alone, so that it can be tried
+  // with any continuation.
+  for (std::size_t length = std::min<std::size_t>(rest.size(), 3); length > 1; --length) {
+    const Decoded continued = wellFormed(std::string(rest.substr(0, length)).append("\x80\x80"));
+    if (continued.point >= 0 && continued.length > length) {
+      return {kReplacement, length};
     }
   }
   return {kReplacement, 1};
 }
 
-void append(std::string& result, CodePoint point) {
-  std::array<utf8proc_uint8_t, 4> bytes{};
-  const auto length = utf8proc_encode_char(point, bytes.data());
-  result.append(bytes.begin(), bytes.begin() + length);
+/// Calls `use` with each code point of the text.
+template <typename F>
+void forEachCodePoint(std::string_view text, F&& use) {
+  for (std::size_t position = 0; position < text.size();) {
+    const Decoded decoded = decode(text, position);
+    use(decoded.point);
+    position += decoded.length;
+  }
 }
 
 /// Where the character that begins at `start` ends. Two ASCII bytes in a row always part, but for CR LF.
@@ -118,16 +89,8 @@ std::size_t characterEnd(std::string_view text, std::size_t start) {
   return end;
 }
 
-/// Whether a character begins or the text ends at `position`.
+/// Whether a character ends at `position`, which lies in the text.
 bool isBoundary(std::string_view text, std::size_t position) {
-  if (position == 0 || position >= text.size()) {
-    return true;
-  }
-  const char before = text[position - 1];
-  const char after = text[position];
-  if (isAsciiByte(before) && isAsciiByte(after)) {
-    return !(before == '\r' && after == '\n');
-  }
   std::size_t end = 0;
   while (end < position) {
     end = characterEnd(text, end);
@@ -140,19 +103,13 @@ bool isBlank(CodePoint point) {
 }
 
 bool isNumber(CodePoint point) {
-  if (point < 0x80) {
-    return point >= '0' && point <= '9';
-  }
   const auto category = utf8proc_category(point);
-  return category == UTF8PROC_CATEGORY_ND || category == UTF8PROC_CATEGORY_NL ||
-         category == UTF8PROC_CATEGORY_NO;
+  return category >= UTF8PROC_CATEGORY_ND && category <= UTF8PROC_CATEGORY_NO;
 }
 
 bool isLetter(CodePoint point) {
   const auto category = utf8proc_category(point);
-  return category == UTF8PROC_CATEGORY_LU || category == UTF8PROC_CATEGORY_LL ||
-         category == UTF8PROC_CATEGORY_LT || category == UTF8PROC_CATEGORY_LM ||
-         category == UTF8PROC_CATEGORY_LO;
+  return category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_LO;
 }
 
 bool isWhitespace(CodePoint point) {
@@ -160,20 +117,24 @@ bool isWhitespace(CodePoint point) {
          point == 0x2029;
 }
 
-std::string_view trimmed(std::string_view text, bool (*drops)(CodePoint)) {
-  while (!text.empty()) {
-    const Decoded first = decode(text, 0);
-    if (!drops(first.point)) {
-      break;
+/// How many bytes at the end of `text` are a character that is dropped. It is well-formed, of at most three
+/// bytes, and its first byte can be no part of another.
+std::size_t droppedAtEnd(std::string_view text, bool (*drops)(CodePoint)) {
+  for (std::size_t length = 1; length <= std::min<std::size_t>(text.size(), 3); ++length) {
+    const Decoded last = decode(text, text.size() - length);
+    if (last.length == length && drops(last.point)) {
+      return length;
     }
-    text.remove_prefix(first.length);
   }
-  while (!text.empty()) {
-    const Decoded last = decodeBefore(text, text.size());
-    if (!drops(last.point)) {
-      break;
-    }
-    text.remove_suffix(last.length);
+  return 0;
+}
+
+std::string_view trimmed(std::string_view text, bool (*drops)(CodePoint)) {
+  while (!text.empty() && drops(decode(text, 0).point)) {
+    text.remove_prefix(decode(text, 0).length);
+  }
+  while (const std::size_t length = droppedAtEnd(text, drops)) {
+    text.remove_suffix(length);
   }
   return text;
 }
@@ -209,30 +170,20 @@ void appendComposed(std::string& result, std::vector<CodePoint>& points) {
   while (piece != points.end()) {
     const auto end = std::find(piece + 1, points.end(), 0x11A7);
     const auto count = utf8proc_normalize_utf32(&*piece, end - piece, kOptions);
-    std::for_each(piece, piece + count, [&](CodePoint point) { append(result, point); });
+    std::for_each(piece, piece + count,
+                  [&](CodePoint point) { appendCodePoint(result, static_cast<char32_t>(point)); });
     piece = end;
   }
 }
 
-/// A text in canonical form that is copied only where it is not ASCII.
-class CanonicalView {
- public:
-  explicit CanonicalView(std::string_view text) : view_(text) {
-    if (!isAscii(text)) {
-      storage_ = Text::canonical(text);
-      view_ = storage_;
-    }
+/// The canonical form of `text`: ASCII as it stands, anything else built in `storage`.
+std::string_view canonicalIn(std::string& storage, std::string_view text) {
+  if (isAscii(text)) {
+    return text;
   }
-  ~CanonicalView() = default;
-  CanonicalView(const CanonicalView&) = delete;
-  CanonicalView& operator=(const CanonicalView&) = delete;
-
-  std::string_view operator*() const { return view_; }
-
- private:
-  std::string storage_;
-  std::string_view view_;
-};
+  storage = Text::canonical(text);
+  return storage;
+}
 
 /// Searches character by character (Knuth, Morris, Pratt), so that only whole characters are found and time
 /// stays linear for any two texts. `part` is not empty.
@@ -288,11 +239,7 @@ std::string repaired(std::string_view bytes) {
   }
   std::string result;
   result.reserve(bytes.size());
-  for (std::size_t position = 0; position < bytes.size();) {
-    const Decoded decoded = decode(bytes, position);
-    append(result, decoded.point);
-    position += decoded.length;
-  }
+  forEachCodePoint(bytes, [&](CodePoint point) { appendCodePoint(result, static_cast<char32_t>(point)); });
   return result;
 }
 
@@ -312,11 +259,7 @@ std::string canonical(std::string_view text) {
     result.append(text.begin(), start);
     const std::string_view stretch(start, end);
     points.clear();
-    for (std::size_t position = 0; position < stretch.size();) {
-      const Decoded decoded = decode(stretch, position);
-      appendDecomposed(points, decoded.point);
-      position += decoded.length;
-    }
+    forEachCodePoint(stretch, [&](CodePoint point) { appendDecomposed(points, point); });
     orderMarks(points);
     appendComposed(result, points);
     text = std::string_view(end, text.end());
@@ -328,22 +271,18 @@ std::string lowercased(std::string_view text) {
   constexpr CodePoint kCapitalIWithDot = 0x130;  // the only letter whose lower case is two code points
   if (isAscii(text)) {
     std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), lowerAscii);
+    absl::AsciiStrToLower(&result);
     return result;
   }
   std::string result;
   result.reserve(text.size());
-  for (std::size_t position = 0; position < text.size();) {
-    const Decoded decoded = decode(text, position);
-    if (decoded.point < 0x80) {
-      result += lowerAscii(text[position]);
-    } else if (decoded.point == kCapitalIWithDot) {
+  forEachCodePoint(text, [&](CodePoint point) {
+    if (point == kCapitalIWithDot) {
       result += "i\u0307";
     } else {
-      append(result, utf8proc_tolower(decoded.point));
+      appendCodePoint(result, static_cast<char32_t>(utf8proc_tolower(point)));
     }
-    position += decoded.length;
-  }
+  });
   return result;
 }
 
@@ -392,14 +331,15 @@ std::string fitted(std::string_view text, std::size_t width) {
 }
 
 bool isAllNumbers(std::string_view text) {
-  for (std::size_t position = 0; position < text.size();) {
-    const Decoded decoded = decode(text, position);
-    if (!isNumber(decoded.point)) {
-      return false;
-    }
-    position += decoded.length;
-  }
-  return !text.empty();
+  bool all = !text.empty();
+  forEachCodePoint(text, [&all](CodePoint point) { all = all && isNumber(point); });
+  return all;
+}
+
+void appendCodePoint(std::string& out, char32_t point) {
+  std::array<utf8proc_uint8_t, 4> bytes{};
+  const auto length = utf8proc_encode_char(static_cast<CodePoint>(point), bytes.data());
+  out.append(bytes.begin(), bytes.begin() + length);
 }
 
 bool beginsWithLetterOrNumber(std::string_view text) {
@@ -411,9 +351,11 @@ bool beginsWithLetterOrNumber(std::string_view text) {
 }
 
 bool hasPrefix(std::string_view text, std::string_view start) {
-  const CanonicalView whole(text);
-  const CanonicalView front(start);
-  return (*whole).starts_with(*front) && isBoundary(*whole, (*front).size());
+  std::string storage;
+  std::string startStorage;
+  const std::string_view whole = canonicalIn(storage, text);
+  const std::string_view front = canonicalIn(startStorage, start);
+  return whole.starts_with(front) && isBoundary(whole, front.size());
 }
 
 bool contains(std::string_view text, std::string_view part) {
@@ -425,11 +367,15 @@ bool contains(std::string_view text, std::string_view part) {
   if (isAscii(text) && isAscii(part) && part.front() != '\n' && part.back() != '\r') {
     return !text.empty() && ::memmem(text.data(), text.size(), part.data(), part.size()) != nullptr;
   }
-  return containsCharacters(*CanonicalView(text), *CanonicalView(part));
+  std::string storage;
+  std::string partStorage;
+  return containsCharacters(canonicalIn(storage, text), canonicalIn(partStorage, part));
 }
 
 std::strong_ordering compare(std::string_view left, std::string_view right) {
-  return *CanonicalView(left) <=> *CanonicalView(right);
+  std::string leftStorage;
+  std::string rightStorage;
+  return canonicalIn(leftStorage, left) <=> canonicalIn(rightStorage, right);
 }
 
 bool isBefore(std::string_view left, std::string_view right) {

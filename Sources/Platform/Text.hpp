@@ -1,8 +1,8 @@
 #pragma once
 
 // What people mean by text, on top of UTF-8 bytes: user-perceived characters (extended grapheme clusters,
-// Unicode UAX #29), canonical equivalence (NFC, UAX #15), Unicode lower case. Every operation has a road for
-// ASCII, nearly all there is, that touches no table.
+// Unicode UAX #29), canonical equivalence (NFC, UAX #15), Unicode lower case. ASCII,
+// which is nearly all text, is handled without tables where that saves time.
 //
 //   Text::fitted("Größe", 7)      // "Größe  ", two spaces: five characters, seven bytes
 //   Text::contains("café", "fe")  // false: é is one character, spelled either way
@@ -55,6 +55,9 @@ std::string fitted(std::string_view text, std::size_t width);
 /// True when every character of the text is a number (Unicode categories Nd, Nl and No); false for empty
 /// text.
 bool isAllNumbers(std::string_view text);
+
+/// Appends the code point in UTF-8.
+void appendCodePoint(std::string& out, char32_t point);
 
 /// Whether the first code point of the text is a letter or a number (Unicode categories L and N); false for
 /// empty text.

@@ -63,8 +63,8 @@ std::optional<std::string> CostEstimate::caveat() const {
   if (isComplete()) {
     return std::nullopt;
   }
-  return absl::StrFormat("%d %s with no known price (%s) are not included", unpricedRequests,
-                         noun(unpricedRequests, "request", "requests"), unpricedNames(", "));
+  return concat(plainlyCounted(unpricedRequests, "request", "requests"), " with no known price (",
+                unpricedNames(", "), ") are not included");
 }
 
 std::string CostEstimate::formattedWithCaveat(std::string_view unit) const {

@@ -2,6 +2,7 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinMCP/Render.hpp"
 
 #include <algorithm>
@@ -68,7 +69,7 @@ std::vector<std::string> ranked(const std::vector<std::pair<Key, const Bucket*>>
     if (lines.size() == kMostCandidates) {
       break;
     }
-    lines.push_back(concat(candidate.label, " — ", R::cost(*candidate.bucket)));
+    lines.push_back(concat(candidate.label, " — ", costInAnswer(*candidate.bucket)));
   }
   return lines;
 }
@@ -83,7 +84,7 @@ Resolution<Key> fromHits(const std::vector<std::pair<Key, const Bucket*>>& hits)
 
 using Matches = bool (*)(const std::string& text, const std::string& part);
 
-Resolution<InternedText> resolveText(const std::string& text, const Axis<InternedText>& axis,
+Resolution<InternedText> resolveText(const std::string& text, const BucketsBy<InternedText>& axis,
                                      Matches matches) {
   const std::string wanted = query(text);
   if (wanted.empty()) {

@@ -143,16 +143,6 @@ std::string toolReply(const MCPServer::ToolResult& result) {
                 result.isError ? "true" : "false", "}");
 }
 
-MCPServer::ToolResult run(const Tool& tool, DataSource& data, const JsonValue& arguments) {
-  try {
-    return {.text = tool.run(data, arguments), .isError = false};
-  } catch (const MCPError& error) {
-    return {.text = error.what(), .isError = true};
-  } catch (const std::exception& error) {
-    return {.text = concat("Error: ", error.what()), .isError = true};
-  }
-}
-
 }  // namespace
 
 MCPServer::MCPServer(DataSource& data, std::function<void(std::string_view)> log)
@@ -208,7 +198,14 @@ MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue
   if (tool == nullptr) {
     return {.text = concat("Unknown verb: ", name), .isError = true};
   }
-  ToolResult result = run(*tool, data_, arguments);
+  ToolResult result;
+  try {
+    result.text = tool->run(data_, arguments);
+  } catch (const MCPError& error) {
+    result = {.text = error.what(), .isError = true};
+  } catch (const std::exception& error) {
+    result = {.text = concat("Error: ", error.what()), .isError = true};
+  }
   data_.finishSaving();
   return result;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// The protocol: what one line from the client is answered with, and the door through which every tool call
-// passes. Input and output themselves are the business of `main`.
+// The protocol: what one line from the client is answered with, and how a tool is called. Input and output
+// themselves are the business of `main`.
 
 #include "Platform/Json.hpp"
 #include "TallyfinMCP/DataSource.hpp"

@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/strings/str_join.h"
 
@@ -16,10 +17,6 @@ std::string unknown(const Estimate<T>& estimate) {
   return concat(UnknownReason::placeholder, " — ", estimate.reason()->text());
 }
 
-std::string requests(std::int64_t n) {
-  return noun(n, "request", "requests");
-}
-
 }  // namespace
 
 const std::string rule = [] {
@@ -30,12 +27,8 @@ const std::string rule = [] {
   return line;
 }();
 
-std::string count(std::int64_t n) {
-  return grouped(n);
-}
-
-std::string noun(std::int64_t n, std::string_view one, std::string_view many) {
-  return counted(n, one, many);
+std::string requests(std::int64_t n) {
+  return counted(n, "request", "requests");
 }
 
 std::string tokens(std::int64_t n) {
@@ -53,7 +46,7 @@ std::string tokens(std::int64_t n) {
 }
 
 std::string percent(double value) {
-  return absl::StrFormat("%.1f%%", value == 0 ? 0.0 : value);  // the sign of -0.0 says nothing to a reader
+  return decimal(value, 1) + "%";
 }
 
 std::string stamp(std::optional<TimePoint> time, const Calendar& calendar) {
@@ -65,17 +58,6 @@ std::string span(const Bucket& bucket, const Calendar& calendar) {
     return UnknownReason::placeholder;
   }
   return concat(stamp(bucket.firstActivity, calendar), " → ", stamp(bucket.lastActivity, calendar));
-}
-
-std::string cost(const Bucket& bucket) {
-  if (bucket.requests < 1) {
-    return "unknown (no requests in range)";
-  }
-  if (bucket.cost.isUnknown()) {
-    return concat("unknown (", requests(bucket.cost.unpricedRequests),
-                  ", no known price: ", bucket.cost.unpricedNames(", "), ")");
-  }
-  return bucket.cost.formattedWithCaveat();
 }
 
 std::string costEst(const Estimate<CostEstimate>& estimate, std::string_view suffix) {
@@ -98,12 +80,12 @@ std::optional<std::string> models(const Bucket& bucket) {
     return std::nullopt;
   }
   return absl::StrJoin(bucket.modelsByUse(), " ", [](std::string* out, const auto& entry) {
-    append(*out, entry.first.text(), "×", count(entry.second));
+    append(*out, entry.first.text(), "×", grouped(entry.second));
   });
 }
 
 std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t width) {
-  std::string line = concat("  ", Text::fitted(label, width), "  ", cost(bucket), separator,
+  std::string line = concat("  ", Text::fitted(label, width), "  ", costInAnswer(bucket), separator,
                             requests(bucket.requests), separator, tokens(bucket.totalTokens()), " tokens");
   if (const std::optional<std::string> used = models(bucket)) {
     append(line, separator, *used);

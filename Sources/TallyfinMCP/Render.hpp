@@ -5,7 +5,7 @@
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
-#include "TallyfinCore/Figures/Aggregation.hpp"
+#include "TallyfinCore/Figures/Report.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
 
 #include <cstdint>
@@ -18,11 +18,8 @@ namespace tallyfin::R {
 /// 62 times "─", the line under every title.
 extern const std::string rule;
 
-/// Decimal digits with commas between thousands: "-1,234".
-std::string count(std::int64_t n);
-
-/// A count with its noun: "1 request", "0 requests".
-std::string noun(std::int64_t n, std::string_view one, std::string_view many);
+/// "1 request", "1,204 requests".
+std::string requests(std::int64_t n);
 
 /// Shortened: "999", "1.2k", "2.35M", "1.50G".
 std::string tokens(std::int64_t n);
@@ -35,9 +32,6 @@ std::string stamp(std::optional<TimePoint> time, const Calendar& calendar);
 
 /// First to last activity of a bucket, or "unknown" when one is missing.
 std::string span(const Bucket& bucket, const Calendar& calendar);
-
-/// The cost of a bucket with its caveat, or why it is unknown.
-std::string cost(const Bucket& bucket);
 
 /// An estimated cost; `suffix` ("/h" or nothing) stands between amount and caveat.
 std::string costEst(const Estimate<CostEstimate>& estimate, std::string_view suffix);

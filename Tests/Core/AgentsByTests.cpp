@@ -75,7 +75,7 @@ TEST(AgentsBy, EqualsAReportOfEachKeyToTheLastBit) {
   for (const bool byProject : {false, true}) {
     const auto grouping = byProject ? Aggregator::Grouping::project : Aggregator::Grouping::model;
     const AgentsByKey agents = aggregator.agentsBy(grouping, records, from, to, inSession);
-    const Axis<InternedText>& keys = byProject ? whole.byProject : whole.byModel;
+    const BucketsBy<InternedText>& keys = byProject ? whole.byProject : whole.byModel;
     ASSERT_EQ(agents.size(), keys.size());
     for (const auto& [key, axis] : agents) {
       SCOPED_TRACE(key.text());

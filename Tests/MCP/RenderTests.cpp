@@ -1,3 +1,5 @@
+#include "Platform/Numbers.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinMCP/Render.hpp"
 
 #include <limits>
@@ -35,12 +37,12 @@ TEST(Render, Counts) {
       {0, "0"},       {999, "999"},        {1000, "1,000"},        {-1234, "-1,234"},
       {-999, "-999"}, {100000, "100,000"}, {1234567, "1,234,567"}, {smallest, "-9,223,372,036,854,775,808"}};
   for (const auto& [n, shown] : counts) {
-    EXPECT_EQ(R::count(n), shown);
+    EXPECT_EQ(grouped(n), shown);
   }
-  EXPECT_EQ(R::noun(0, "request", "requests"), "0 requests");
-  EXPECT_EQ(R::noun(1, "request", "requests"), "1 request");
-  EXPECT_EQ(R::noun(-1, "request", "requests"), "-1 request");
-  EXPECT_EQ(R::noun(1500, "request", "requests"), "1,500 requests");
+  EXPECT_EQ(counted(0, "request", "requests"), "0 requests");
+  EXPECT_EQ(counted(1, "request", "requests"), "1 request");
+  EXPECT_EQ(counted(-1, "request", "requests"), "-1 request");
+  EXPECT_EQ(counted(1500, "request", "requests"), "1,500 requests");
 }
 
 TEST(Render, TokensChangeTheirUnitBeforeRounding) {
@@ -74,12 +76,12 @@ TEST(Render, Percentages) {
 }
 
 TEST(Render, CostOfABucket) {
-  EXPECT_EQ(R::cost(Bucket{}), "unknown (no requests in range)");
-  EXPECT_EQ(R::cost(bucket(2, cost(0, 1200, {"zeta", "Alpha", "beta"}))),
+  EXPECT_EQ(costInAnswer(Bucket{}), "unknown (no requests in range)");
+  EXPECT_EQ(costInAnswer(bucket(2, cost(0, 1200, {"zeta", "Alpha", "beta"}))),
             "unknown (1,200 requests, no known price: Alpha, beta, zeta)");
-  EXPECT_EQ(R::cost(bucket(1, cost(0, 1, {"x"}))), "unknown (1 request, no known price: x)");
-  EXPECT_EQ(R::cost(bucket(3, cost(0))), "$0.00") << "a known 0 is a figure";
-  EXPECT_EQ(R::cost(bucket(3, cost(1234.5, 1, {"x"}))),
+  EXPECT_EQ(costInAnswer(bucket(1, cost(0, 1, {"x"}))), "unknown (1 request, no known price: x)");
+  EXPECT_EQ(costInAnswer(bucket(3, cost(0))), "$0.00") << "a known 0 is a figure";
+  EXPECT_EQ(costInAnswer(bucket(3, cost(1234.5, 1, {"x"}))),
             "≥ $1,234.50 [1 request with no known price (x) are not included]");
 }
 

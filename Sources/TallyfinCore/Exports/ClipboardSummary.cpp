@@ -17,16 +17,6 @@ constexpr std::string_view kIndent = "           ";  // as wide as "TOTAL      "
 constexpr std::size_t kLabelWidth = 38;
 constexpr std::size_t kItemWidth = 34;
 
-std::string humanCost(const Bucket& bucket) {
-  if (bucket.requests < 1) {
-    return "unknown — no request in range";
-  }
-  if (bucket.cost.isUnknown()) {
-    return concat("unknown — no known price for ", bucket.cost.unpricedNames(", "));
-  }
-  return bucket.cost.formattedWithCaveat();
-}
-
 std::string span(const Bucket& bucket, const Stamps& stamps) {
   if (!bucket.firstActivity || !bucket.lastActivity) {
     return "unknown — the report holds no dated request";
@@ -42,7 +32,7 @@ std::string volume(const Bucket& bucket) {
 
 void appendTotal(std::string& out, const Report& report, const Stamps& stamps) {
   const Bucket& total = report.total;
-  append(out, "TOTAL      ", humanCost(total), "\n", kIndent);
+  append(out, "TOTAL      ", costInSummary(total), "\n", kIndent);
   if (total.requests > 0) {
     append(out, volume(total), "  (in ", grouped(total.input), " · out ", grouped(total.output),
            " · cache write ", grouped(total.cacheWrite()), " · cache read ", grouped(total.cacheRead), ")\n",
@@ -65,7 +55,7 @@ void appendAxis(std::string& out, const Report& report, Axis axis, const Options
   const std::int64_t shown = std::clamp<std::int64_t>(options.summaryRowLimit, 0, count);
   for (std::int64_t i = 0; i < shown; ++i) {
     const Entry& entry = entries[static_cast<std::size_t>(i)];
-    append(out, "  ", Text::fitted(entry.label, kLabelWidth), "  ", humanCost(*entry.bucket), kSeparator,
+    append(out, "  ", Text::fitted(entry.label, kLabelWidth), "  ", costInSummary(*entry.bucket), kSeparator,
            volume(*entry.bucket), "\n");
   }
   if (count > shown) {

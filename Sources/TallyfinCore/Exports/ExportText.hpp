@@ -1,8 +1,8 @@
 #pragma once
 
-// What the documents of Exporter share: CSV rows and the words for counts and costs.
+// What the documents of Exporter share: the rows of a CSV, and the table of axes.
 
-#include "TallyfinCore/Figures/Aggregation.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
 
 #include <cstdint>
 #include <span>
@@ -18,27 +18,27 @@ class CSVWriter {
   /// Begins with the mark, if wanted, and the header.
   CSVWriter(bool byteOrderMark, std::span<const std::string_view> columns);
 
-  void text(std::string_view cell);
-  void number(std::int64_t cell);
+  void text(std::string_view cell) { add(textField(cell)); }
+  void number(std::int64_t cell) { add(std::to_string(cell)); }
   void endRow();
 
   std::string document() && { return std::move(out_); }
 
  private:
-  void beginCell();
+  void add(std::string_view field);
 
   std::string out_;
   bool isFirstCell_ = true;
 };
 
-/// A plain count with its noun, without commas: "1204 requests".
-std::string plural(std::int64_t n, std::string_view one, std::string_view many);
-
-/// The cost of a bucket as a cell, and in words what kind of amount that is.
-struct CostFields {
-  std::string value;
-  std::string_view basis;
+/// The cells of a row that depend on its axis. The views live as long as entry and report.
+struct Attribution {
+  std::string_view project = notBrokenDown;
+  std::string_view session = notBrokenDown;
+  std::string_view agent = notBrokenDown;
+  std::string_view agentKind = notBrokenDown;
+  std::string note;  ///< why the row stands under its key
 };
-CostFields costFields(const Bucket& bucket);
+Attribution attribution(const Entry& entry, Axis axis, const Report& report);
 
 }  // namespace tallyfin::Exporter

@@ -1,8 +1,7 @@
 #pragma once
 
 // Documents that leave the program: a table per axis and an account of where the figures come from, both as
-// CSV, and a summary for a person. A column that cannot be filled says so in words: whoever sums a column
-// never meets a silent 0 or an empty cell where the truth is unknown.
+// CSV, and a summary for a person. A cell that cannot be filled says so in words; it is never 0 or empty.
 //
 //   Exporter::Options options{.generatedAt = now, .calendar = Calendar::local()};
 //   options.sourceFiles = cache.recordsPerFile();
@@ -16,6 +15,7 @@
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Figures/Aggregation.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/RecordSelection.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
 
@@ -36,35 +36,10 @@ inline constexpr std::string_view notBrokenDown = "(not broken down)";
 
 /// The currency of every amount, and the decimals of an amount in a CSV.
 inline constexpr std::string_view currencyCode = "USD";
-inline constexpr int moneyDecimalsCSV = 6;
+inline constexpr int moneyDecimalsCSV = CostCells::decimals;
 
 /// The header of a breakdown.
-inline constexpr std::array<std::string_view, 26> breakdownColumns = {"axis",
-                                                                      "key",
-                                                                      "label",
-                                                                      "project",
-                                                                      "session",
-                                                                      "agent",
-                                                                      "agent_kind",
-                                                                      "models",
-                                                                      "attribution_note",
-                                                                      "first_activity",
-                                                                      "last_activity",
-                                                                      "requests",
-                                                                      "input_tokens",
-                                                                      "output_tokens",
-                                                                      "cache_write_5m_tokens",
-                                                                      "cache_write_1h_tokens",
-                                                                      "cache_read_tokens",
-                                                                      "total_tokens",
-                                                                      "web_search_requests",
-                                                                      "web_fetch_requests",
-                                                                      "currency",
-                                                                      "cost",
-                                                                      "cost_basis",
-                                                                      "unpriced_requests",
-                                                                      "unpriced_models",
-                                                                      "cache_write_assumed_requests"};
+extern const std::array<std::string_view, 26> breakdownColumns;
 
 /// The header of a provenance document.
 inline constexpr std::array<std::string_view, 4> provenanceColumns = {"section", "item", "value", "note"};

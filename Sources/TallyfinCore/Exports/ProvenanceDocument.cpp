@@ -1,10 +1,10 @@
-// The account of where a figure comes from. Absence of evidence is written out: a counter that was never
-// filled says so, and a list that nobody supplied says that this proves nothing.
+// The account of where a figure comes from. A counter that was never filled says so instead of 0, and a list
+// that nobody supplied says that its absence proves nothing.
 
 #include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Exports/ExportText.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinCore/Figures/FileContributions.hpp"
 
@@ -19,7 +19,7 @@ constexpr std::array<std::string_view, 9> kSections = {
     "report", "figure", "scan", "home", "source file", "unification", "loss", "assumption", "attribution"};
 
 std::string requestsInRange(std::int64_t requests) {
-  return concat(plural(requests, "request", "requests"), " in range");
+  return concat(plainlyCounted(requests, "request", "requests"), " in range");
 }
 
 std::string daySpan(TimePoint first, TimePoint last, const Stamps& stamps) {
@@ -72,8 +72,8 @@ class ProvenanceWriter {
 
   void addFigure() {
     const Bucket& total = report_.total;
-    const CostFields cost = costFields(total);
-    add(Section::figure, "total_cost", cost.value, cost.basis);
+    const CostCells cost = costInTable(total);
+    add(Section::figure, "total_cost", cost.amount, cost.basis);
     add(Section::figure, "requests",
         total.requests > 0 ? std::to_string(total.requests) : counter(total.requests),
         "one request = every transcript line sharing a message.id:requestId");
@@ -97,9 +97,10 @@ class ProvenanceWriter {
     }
     for (const auto& [home, bucket] : homes) {
       const auto files = seen_.perHome.find(std::string(home.text()));
-      add(Section::home, home.text(), costFields(*bucket).value,
-          concat(files != seen_.perHome.end() ? plural(files->second, "transcript file", "transcript files")
-                                              : "unknown — the scan reported no file count for this home",
+      add(Section::home, home.text(), costInTable(*bucket).amount,
+          concat(files != seen_.perHome.end()
+                     ? plainlyCounted(files->second, "transcript file", "transcript files")
+                     : "unknown — the scan reported no file count for this home",
                  " · ", requestsInRange(bucket->requests)));
     }
   }
@@ -114,11 +115,11 @@ class ProvenanceWriter {
         options_.sourceFiles, options_.calendar, options_.from, options_.to, options_.recordFilter);
     const auto known = static_cast<std::int64_t>(options_.sourceFiles.size());
     add(Section::sourceFile, "files_contributing", std::to_string(contributions.files.size()),
-        concat("out of ", plural(known, "file", "files"), " known to the cache"));
+        concat("out of ", plainlyCounted(known, "file", "files"), " known to the cache"));
     for (const auto& [file, bucket] : contributions.files) {
-      add(Section::sourceFile, file.path, costFields(bucket).value,
+      add(Section::sourceFile, file.path, costInTable(bucket).amount,
           concat(requestsInRange(bucket.requests), " · ",
-                 plural(file.usageLines(), "usage line", "usage lines"), " in the whole file"));
+                 plainlyCounted(file.usageLines(), "usage line", "usage lines"), " in the whole file"));
     }
     add(Section::unification, "requests_seen_in_files", std::to_string(contributions.distinctRequests));
     add(Section::unification, "requests_in_report", std::to_string(report_.total.requests));

@@ -2,19 +2,10 @@
 
 #include "TallyfinCore/Attribution/Pricing.hpp"
 
-#include <algorithm>
 #include <cstddef>
 
 namespace tallyfin {
 namespace {
-
-double percentOf(std::int64_t part, std::int64_t whole) {
-  return static_cast<double>(part) / static_cast<double>(whole) * 100;
-}
-
-void addTo(std::int64_t& sum, std::int64_t count) {
-  sum = saturatingAdd(sum, count);
-}
 
 // One pass. What is the same for all requests of a directory is settled once a directory: its labels are
 // neither resolved nor looked up again.
@@ -98,84 +89,6 @@ class Pass {
   KeyedRows<InternedText, Directory> directories_;  // by raw working directory
   std::vector<InternedText> projectOfSession_;      // in the order of `bySession`
 };
-
-}  // namespace
-
-void Bucket::add(const UsageRecord& record, const Estimate<double>& requestCost) {
-  ++requests;
-  addTo(input, record.input);
-  addTo(output, record.output);
-  addTo(cacheWrite5m, record.cacheWrite5m);
-  addTo(cacheWrite1h, record.cacheWrite1h);
-  addTo(cacheRead, record.cacheRead);
-  addTo(webSearch, record.webSearch);
-  addTo(webFetch, record.webFetch);
-  ++modelCounts[modelIndex.place(modelCounts, record.model)].second;
-  cacheWriteAssumedRequests += record.cacheWriteBreakdownAssumed ? 1 : 0;
-  cost.add(requestCost);
-  if (!firstActivity || record.timestamp < *firstActivity) {
-    firstActivity = record.timestamp;
-  }
-  if (!lastActivity || record.timestamp > *lastActivity) {
-    lastActivity = record.timestamp;
-  }
-}
-
-std::vector<std::pair<InternedText, std::int64_t>> Bucket::modelsByUse() const {
-  auto sorted = modelCounts;
-  std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
-    return left.second != right.second ? left.second > right.second : left.first < right.first;
-  });
-  return sorted;
-}
-
-std::int64_t Bucket::totalTokens() const {
-  return saturatingAdd(saturatingAdd(saturatingAdd(input, output), cacheWrite()), cacheRead);
-}
-
-Estimate<double> Bucket::share(std::int64_t Bucket::*field) const {
-  const std::int64_t all = totalTokens();
-  if (all < 1) {
-    return UnknownReason::noData();
-  }
-  return percentOf(this->*field, all);
-}
-
-Estimate<DominantComponent> Bucket::dominantComponent() const {
-  const std::int64_t all = totalTokens();
-  if (all < 1) {
-    return UnknownReason::noData();
-  }
-  std::pair<const char*, std::int64_t> largest{"cache read", cacheRead};
-  for (const auto& candidate :
-       {std::pair{"cache write", cacheWrite()}, {"output", output}, {"input", input}}) {
-    if (candidate.second > largest.second) {
-      largest = candidate;
-    }
-  }
-  return DominantComponent{largest.first, percentOf(largest.second, all)};
-}
-
-Estimate<CostEstimate> Report::averagePerActiveDay() const {
-  if (byDay.empty()) {
-    return UnknownReason::noData();
-  }
-  return total.cost.scaled(1.0 / static_cast<double>(activeDays()));
-}
-
-Estimate<CostEstimate> Report::medianPerActiveDay() const {
-  if (byDay.empty()) {
-    return UnknownReason::noData();
-  }
-  std::vector<CostEstimate> costs;
-  costs.reserve(byDay.size());
-  for (const auto& [day, bucket] : byDay) {
-    costs.push_back(bucket.cost);
-  }
-  return CostEstimate::median(costs);
-}
-
-namespace {
 
 // Calls `use` with each record of the range that the filter lets pass, and the start of its day.
 template <typename F>

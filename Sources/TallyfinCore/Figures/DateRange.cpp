@@ -8,6 +8,23 @@
 namespace tallyfin {
 namespace {
 
+struct PresetTexts {
+  std::string_view rawValue;
+  std::string_view label;
+};
+
+const PresetTexts& textsOf(RangePreset preset) {
+  static constexpr std::array<PresetTexts, allRangePresets.size()> kTexts = {{
+      {"thisMonth", "This month"},
+      {"lastMonth", "Last month"},
+      {"last7Days", "Last 7 days"},
+      {"last30Days", "Last 30 days"},
+      {"yearToDate", "Year to date"},
+      {"custom", "Custom range"},
+  }};
+  return kTexts.at(static_cast<std::size_t>(preset));
+}
+
 /// The last `days` days, today among them.
 DateRange daysBack(std::int64_t days, TimePoint now, const Calendar& calendar) {
   const TimePoint today = calendar.startOfDay(now);
@@ -72,21 +89,7 @@ std::string DateRange::title(const Calendar& calendar) const {
 }
 
 std::string_view rawValue(RangePreset preset) {
-  switch (preset) {
-    case RangePreset::thisMonth:
-      return "thisMonth";
-    case RangePreset::lastMonth:
-      return "lastMonth";
-    case RangePreset::last7Days:
-      return "last7Days";
-    case RangePreset::last30Days:
-      return "last30Days";
-    case RangePreset::yearToDate:
-      return "yearToDate";
-    case RangePreset::custom:
-      break;
-  }
-  return "custom";
+  return textsOf(preset).rawValue;
 }
 
 std::optional<RangePreset> rangePreset(std::string_view text) {
@@ -95,21 +98,7 @@ std::optional<RangePreset> rangePreset(std::string_view text) {
 }
 
 std::string_view label(RangePreset preset) {
-  switch (preset) {
-    case RangePreset::thisMonth:
-      return "This month";
-    case RangePreset::lastMonth:
-      return "Last month";
-    case RangePreset::last7Days:
-      return "Last 7 days";
-    case RangePreset::last30Days:
-      return "Last 30 days";
-    case RangePreset::yearToDate:
-      return "Year to date";
-    case RangePreset::custom:
-      break;
-  }
-  return "Custom range";
+  return textsOf(preset).label;
 }
 
 std::optional<DateRange> range(RangePreset preset, TimePoint now, const Calendar& calendar) {

@@ -72,12 +72,16 @@ std::string unreadable(const ScanDiagnostics& seen, const ProjectResolver& paths
 }
 
 std::string volume(const Bucket& bucket) {
-  return concat(R::noun(bucket.requests, "request", "requests"), " · ", R::tokens(bucket.totalTokens()),
-                " tokens");
+  return concat(R::requests(bucket.requests), " · ", R::tokens(bucket.totalTokens()), " tokens");
 }
 
 std::string modelsOf(const Bucket& bucket) {
   return R::models(bucket).value_or(UnknownReason::placeholder);
+}
+
+const RosterEntry* rosterEntry(const DataSource& data, const Report& report, const AgentIdentity& agent) {
+  const auto session = report.agentSession.find(agent);
+  return session == report.agentSession.end() ? nullptr : data.roster().entry(agent, session->second.text());
 }
 
 std::string orUnknown(const std::optional<std::string>& text) {

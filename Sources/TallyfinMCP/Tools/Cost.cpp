@@ -1,5 +1,6 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Render.hpp"
@@ -116,7 +117,7 @@ std::string cost(DataSource& data, const JsonValue& arguments) {
   const Report report = data.report(period, filters.predicate, isByHour);
 
   std::string text = header("Cost", period, filters);
-  append(text, R::rule, "\n", "  TOTAL  ", R::cost(report.total), "\n");
+  append(text, R::rule, "\n", "  TOTAL  ", costInAnswer(report.total), "\n");
   if (report.total.requests > 0) {
     text += details(report.total, data.calendar());
   }

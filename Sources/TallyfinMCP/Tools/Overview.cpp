@@ -1,4 +1,6 @@
 #include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
@@ -22,7 +24,7 @@ std::string whoSpentIt(const Report& today) {
   line("  main session         ", CostEstimate::money(main), "  (", R::percent(main / sum * 100), ")");
   line("  sub-agents           ", CostEstimate::money(subagent), "  (", R::percent(subagent / sum * 100),
        ")");
-  line("  distinct agents      ", R::count(static_cast<std::int64_t>(today.byAgent.size())));
+  line("  distinct agents      ", grouped(static_cast<std::int64_t>(today.byAgent.size())));
   return text;
 }
 
@@ -48,7 +50,7 @@ std::string overview(DataSource& data, const JsonValue& arguments) {
   line("Tallyfin — status at ", R::stamp(now, calendar));
   line(R::rule);
   line("TODAY (", calendar.formatDay(now), ")");
-  line("  cost                 ", R::cost(today.total));
+  line("  cost                 ", costInAnswer(today.total));
   line("  current rate         ", R::costEst(Derived::currentHourlyRate(today, now, calendar), "/h"));
   line("  yesterday, same time ", R::costEst(yesterdaySoFar, ""));
   line("  change               ", R::signedPercent(change));
@@ -61,8 +63,8 @@ std::string overview(DataSource& data, const JsonValue& arguments) {
   line("\nTOP ", head, " PROJECTS TODAY");
   text += list(rowsOf(today.topProjects(top)), "no project with activity today");
   line("\nHISTORY");
-  line("  days with activity   ", R::count(all.activeDays()));
-  line("  total recorded       ", R::cost(all.total));
+  line("  days with activity   ", grouped(all.activeDays()));
+  line("  total recorded       ", costInAnswer(all.total));
   line("  range                ", R::span(all.total, calendar));
   text += footer(today, todayPeriod);
   line("Next: tally_top_agents · tally_provenance · tally_sources");

@@ -2,6 +2,8 @@
 // in two files counts in both.
 
 #include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/FileContributions.hpp"
 #include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/Render.hpp"
@@ -24,29 +26,29 @@ std::string homeName(const std::vector<SourceHome>& homes, const std::string& pa
 std::string sourceFiles(const std::vector<FileContribution>& rows, std::int64_t limit,
                         const DataSource& data) {
   const auto count = static_cast<std::int64_t>(rows.size());
-  std::string text = concat("\nSOURCE FILES (", R::noun(count, "file", "files"), " produced the figure)\n");
+  std::string text = concat("\nSOURCE FILES (", counted(count, "file", "files"), " produced the figure)\n");
   if (rows.empty()) {
     return text + "  unknown — no usage line falls inside the requested filter\n";
   }
   for (std::int64_t i = 0; i < std::min(limit, count); ++i) {
     const auto& [file, bucket] = rows[static_cast<std::size_t>(i)];
     append(text, "  ", data.resolver().tildify(file.path), "\n", "      home ",
-           homeName(data.homes(), file.path), " · ", R::noun(bucket.requests, "request", "requests"), " · ",
-           R::cost(bucket), " · the file holds ", R::noun(file.usageLines(), "line", "lines"),
+           homeName(data.homes(), file.path), " · ", R::requests(bucket.requests), " · ",
+           costInAnswer(bucket), " · the file holds ", counted(file.usageLines(), "line", "lines"),
            " with usage in total\n");
   }
   if (count > limit) {
-    append(text, "  (", R::noun(count - limit, "file", "files"), " more — raise `limit`)\n");
+    append(text, "  (", counted(count - limit, "file", "files"), " more — raise `limit`)\n");
   }
   return text;
 }
 
 std::string unification(const FileContributions& files, const Report& report) {
   std::string text =
-      concat("\nUNIFICATION\n", "  distinct requests in files    ", R::count(files.distinctRequests), "\n",
-             "  requests in the report above  ", R::count(report.total.requests), "\n");
+      concat("\nUNIFICATION\n", "  distinct requests in files    ", grouped(files.distinctRequests), "\n",
+             "  requests in the report above  ", grouped(report.total.requests), "\n");
   if (files.sharedRequests != 0) {
-    append(text, "  ", R::noun(files.sharedRequests, "request", "requests"),
+    append(text, "  ", R::requests(files.sharedRequests),
            " appear in more than one file (a resumed or forked session). The lower-ranked file wins the "
            "attribution; the per-file costs above count each copy, the total does not.\n");
   } else if (files.distinctRequests != 0) {
@@ -58,7 +60,7 @@ std::string unification(const FileContributions& files, const Report& report) {
 std::string losses(const ScanDiagnostics& seen, const ProjectResolver& paths) {
   std::string text = "\nWHAT WAS LOST WHILE PARSING (across the whole corpus, not just the filter)\n";
   const auto line = [&text](std::string_view label, std::int64_t count) {
-    append(text, label, R::count(count), "\n");
+    append(text, label, grouped(count), "\n");
   };
   line("  usage lines seen            ", seen.usageLinesSeen);
   line("  lines without usage         ", seen.linesNotUsageBearing);
@@ -69,7 +71,7 @@ std::string losses(const ScanDiagnostics& seen, const ProjectResolver& paths) {
   line("  skipped: usage all zero     ", seen.linesSkippedZeroUsage);
   if (!seen.filesUnreadable.empty()) {
     append(text, "  UNREADABLE FILES            ",
-           R::noun(static_cast<std::int64_t>(seen.filesUnreadable.size()), "file", "files"),
+           counted(static_cast<std::int64_t>(seen.filesUnreadable.size()), "file", "files"),
            " — the figure above leaves them out:\n", unreadable(seen, paths));
   }
   return text;
@@ -87,7 +89,7 @@ std::string provenance(DataSource& data, const JsonValue& arguments) {
 
   std::string text =
       concat(header("Provenance", period, filters), R::rule, "\n", "THE FIGURE\n", "  cost   ",
-             R::cost(report.total), "\n", "  from   ", R::noun(report.total.requests, "request", "requests"),
+             costInAnswer(report.total), "\n", "  from   ", R::requests(report.total.requests),
              " after unification (one request = every line sharing a `message.id:requestId`)\n");
   text += sourceFiles(files.files, limit, data);
   text += unification(files, report);

@@ -1,7 +1,9 @@
 // The tools that rank one axis of a report and say for each row what stands behind it.
 
 #include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
@@ -35,13 +37,10 @@ std::string textOr(const absl::flat_hash_map<AgentIdentity, InternedText>& map, 
 std::string agentBlock(const Report& report, const AgentIdentity& agent, const Bucket& bucket,
                        const DataSource& data) {
   std::string text = concat(
-      "    cost      ", R::cost(bucket), "\n", "    volume    ", volume(bucket), "\n", "    models    ",
+      "    cost      ", costInAnswer(bucket), "\n", "    volume    ", volume(bucket), "\n", "    models    ",
       modelsOf(bucket), "\n", "    session   ", textOr(report.agentSession, agent), "\n", "    project   ",
       textOr(report.agentProject, agent), "\n", "    active    ", R::span(bucket, data.calendar()), "\n");
-  const auto session = report.agentSession.find(agent);
-  const RosterEntry* const entry =
-      session == report.agentSession.end() ? nullptr : data.roster().entry(agent, session->second.text());
-  if (entry != nullptr) {
+  if (const RosterEntry* const entry = rosterEntry(data, report, agent)) {
     append(text, "    roster    type=", orUnknown(entry->agentType), " model=", orUnknown(entry->model),
            "\n");
   }
@@ -59,8 +58,8 @@ std::string ofWhich(const Report& report, std::size_t shown) {
   } else {
     text += "  unknown — nothing priced in range\n";
   }
-  append(text, "  distinct agents ", R::count(static_cast<std::int64_t>(report.byAgent.size())), " (shown ",
-         R::count(static_cast<std::int64_t>(shown)), ")\n");
+  append(text, "  distinct agents ", grouped(static_cast<std::int64_t>(report.byAgent.size())), " (shown ",
+         grouped(static_cast<std::int64_t>(shown)), ")\n");
   return text;
 }
 
@@ -94,11 +93,10 @@ std::string agentsUnderProject(const AgentsByKey& agents, InternedText project, 
   std::string text;
   for (std::int64_t i = 0; i < std::min(shown, count); ++i) {
     const auto& [agent, bucket] = all[static_cast<std::size_t>(i)];
-    text +=
-        agentLine(agent, concat(R::cost(*bucket), " · ", R::noun(bucket->requests, "request", "requests")));
+    text += agentLine(agent, concat(costInAnswer(*bucket), " · ", R::requests(bucket->requests)));
   }
   if (count > shown) {
-    append(text, "      (", R::noun(count - shown, "agent", "agents"), " more)\n");
+    append(text, "      (", counted(count - shown, "agent", "agents"), " more)\n");
   }
   return text;
 }
@@ -106,7 +104,7 @@ std::string agentsUnderProject(const AgentsByKey& agents, InternedText project, 
 std::string agentsUnderModel(const AgentsByKey& agents, InternedText model, std::int64_t shown) {
   std::string text;
   for (const auto& [agent, bucket] : agentsOf(agents, model, shown)) {
-    text += agentLine(agent, R::cost(*bucket));
+    text += agentLine(agent, costInAnswer(*bucket));
   }
   return text.empty() ? kNoAgents : text;
 }
@@ -123,7 +121,7 @@ std::string shareOfTotal(const Bucket& bucket, const Bucket& total) {
 }
 
 std::string modelBlock(InternedText model, const Bucket& bucket, const Bucket& total) {
-  std::string text = concat(model.text(), "\n", "    cost   ", R::cost(bucket), "  (",
+  std::string text = concat(model.text(), "\n", "    cost   ", costInAnswer(bucket), "  (",
                             shareOfTotal(bucket, total), " of the total)\n", "    volume ", volume(bucket),
                             " (in ", R::tokens(bucket.input), " · out ", R::tokens(bucket.output), " · cw ",
                             R::tokens(bucket.cacheWrite()), " · cr ", R::tokens(bucket.cacheRead), ")\n");
@@ -173,9 +171,9 @@ std::string topProjects(DataSource& data, const JsonValue& arguments) {
   }
   std::size_t position = 0;
   for (const auto& [project, bucket] : rows) {
-    append(text, numbered(++position), project.text(), "\n", "    cost   ", R::cost(*bucket), "  ·  ",
-           R::noun(bucket->requests, "request", "requests"), "  ·  ", R::tokens(bucket->totalTokens()),
-           " tokens\n", labelDecision(report, project));
+    append(text, numbered(++position), project.text(), "\n", "    cost   ", costInAnswer(*bucket), "  ·  ",
+           R::requests(bucket->requests), "  ·  ", R::tokens(bucket->totalTokens()), " tokens\n",
+           labelDecision(report, project));
     if (shown > 0) {
       text += agentsUnderProject(agents, project, shown);
     }
@@ -191,7 +189,7 @@ std::string byModel(DataSource& data, const JsonValue& arguments) {
   const AgentsByKey agents = agentsWhen(shown > 0, data, Aggregator::Grouping::model, period, filters);
 
   std::string text = concat(header("Breakdown by model", period, filters), R::rule, "\n", "  TOTAL ",
-                            R::cost(report.total), "\n\n");
+                            costInAnswer(report.total), "\n\n");
   const auto rows = report.topModels(50);
   if (rows.empty()) {
     text += "  unknown — no model with activity in range\n";

@@ -1,6 +1,8 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
+#include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
@@ -19,31 +21,30 @@ std::string homeLine(const SourceHome& home, const Report& report, const Calenda
   const Bucket bucket = found == nullptr ? Bucket() : *found;
   return concat(name, " ",
                 files == report.diagnostics.perHome.end() ? UnknownReason::placeholder
-                                                          : R::noun(files->second, "file", "files"),
-                " · ", R::cost(bucket), " · ", R::noun(bucket.requests, "request", "requests"), " · ",
+                                                          : counted(files->second, "file", "files"),
+                " · ", costInAnswer(bucket), " · ", R::requests(bucket.requests), " · ",
                 R::span(bucket, calendar), "\n");
 }
 
 std::string scan(const ScanDiagnostics& seen, const ProjectResolver& paths) {
-  std::string longest = concat(R::count(seen.longestLineBytes), " bytes");
+  std::string longest = concat(grouped(seen.longestLineBytes), " bytes");
   if (!seen.longestLinePath.empty()) {
     append(longest, " — ", paths.tildify(seen.longestLinePath));
   }
-  return concat("\nSCAN\n", "  files scanned         ", R::count(seen.filesScanned), "\n",
-                "  unified requests      ", R::count(seen.uniqueRequests), "\n", "  usage lines           ",
-                R::count(seen.usageLinesSeen), "\n", "  lines rejected total  ",
-                R::count(seen.totalRejected()), "\n", "  longest line          ", longest, "\n",
-                "  unreadable files      ", R::count(static_cast<std::int64_t>(seen.filesUnreadable.size())),
-                "\n", unreadable(seen, paths), "  last read took        ",
-                absl::StrFormat("%.3f", seen.duration), " s\n");
+  return concat(
+      "\nSCAN\n", "  files scanned         ", grouped(seen.filesScanned), "\n", "  unified requests      ",
+      grouped(seen.uniqueRequests), "\n", "  usage lines           ", grouped(seen.usageLinesSeen), "\n",
+      "  lines rejected total  ", grouped(seen.totalRejected()), "\n", "  longest line          ", longest,
+      "\n", "  unreadable files      ", grouped(static_cast<std::int64_t>(seen.filesUnreadable.size())), "\n",
+      unreadable(seen, paths), "  last read took        ", absl::StrFormat("%.3f", seen.duration), " s\n");
 }
 
 std::string incrementalCache(const RefreshStats& stats, const std::string& path) {
   return concat(
       "\nINCREMENTAL CACHE\n", "  file     ", path, "\n",
-      "  at the last refresh: ", R::count(stats.filesUnchanged), " unchanged · ", R::count(stats.filesGrown),
-      " grown · ", R::count(stats.filesNew), " new · ", R::count(stats.filesRewound), " re-read in full · ",
-      R::count(stats.filesGone), " gone\n", "  files left untouched ", R::fractionEst(stats.savedFraction()),
+      "  at the last refresh: ", grouped(stats.filesUnchanged), " unchanged · ", grouped(stats.filesGrown),
+      " grown · ", grouped(stats.filesNew), " new · ", grouped(stats.filesRewound), " re-read in full · ",
+      grouped(stats.filesGone), " gone\n", "  files left untouched ", R::fractionEst(stats.savedFraction()),
       " of the total\n", "  started from cache: ", stats.fromCache ? "yes" : "no — first full scan",
       "\n  NOTE: the full cache verification (a scan from scratch, then a comparison) runs from the app, not "
       "from here — the bridge must not block for 17 s.\n");
@@ -51,10 +52,10 @@ std::string incrementalCache(const RefreshStats& stats, const std::string& path)
 
 std::string agentRoster(const RosterCoverage& coverage) {
   return concat("\nAGENT ROSTER (`teams/session-*/config.json`)\n", "  rosters read          ",
-                R::count(coverage.rostersRead), "\n", "  entries loaded        ",
-                R::count(coverage.entriesLoaded), "\n", "  named agents seen     ",
-                R::count(coverage.namedAgentsSeen), " (matched: ", R::count(coverage.namedAgentsMatched),
-                ")\n", "  anonymous agents      ", R::count(coverage.anonymousAgentsSeen),
+                grouped(coverage.rostersRead), "\n", "  entries loaded        ",
+                grouped(coverage.entriesLoaded), "\n", "  named agents seen     ",
+                grouped(coverage.namedAgentsSeen), " (matched: ", grouped(coverage.namedAgentsMatched), ")\n",
+                "  anonymous agents      ", grouped(coverage.anonymousAgentsSeen),
                 " — they stay anonymous, no plausible name is invented for them\n",
                 "  coverage              ", R::fractionEst(coverage.matchFraction()),
                 " of the named agents\n");

@@ -3,6 +3,7 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinMCP/Lookup.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Render.hpp"
@@ -30,8 +31,8 @@ std::string pickOne(std::string_view opening, const std::vector<std::string>& ca
 
 // Cost, volume, activity and models of a thread.
 std::string figures(const Bucket& total, const Calendar& calendar) {
-  return concat("  cost      ", R::cost(total), "\n", "  volume    ", volume(total), "\n", "  active    ",
-                R::span(total, calendar), "\n", "  models    ", modelsOf(total), "\n");
+  return concat("  cost      ", costInAnswer(total), "\n", "  volume    ", volume(total), "\n",
+                "  active    ", R::span(total, calendar), "\n", "  models    ", modelsOf(total), "\n");
 }
 
 std::string days(const Report& report, const Calendar& calendar) {
@@ -46,16 +47,14 @@ std::string agentsInSession(const Report& report, const Calendar& calendar) {
   }
   std::string text;
   for (const auto& [agent, bucket] : agents) {
-    append(text, "  ", Text::fitted(R::shortAgent(agent), 30), " ", R::cost(*bucket), " · ",
-           R::noun(bucket->requests, "request", "requests"), " · ", R::span(*bucket, calendar), "\n");
+    append(text, "  ", Text::fitted(R::shortAgent(agent), 30), " ", costInAnswer(*bucket), " · ",
+           R::requests(bucket->requests), " · ", R::span(*bucket, calendar), "\n");
   }
   return text;
 }
 
 std::string rosterLine(const DataSource& data, const AgentIdentity& agent, const Report& wide) {
-  const auto session = wide.agentSession.find(agent);
-  const RosterEntry* const entry = data.roster().entry(
-      agent, session == wide.agentSession.end() ? std::string_view() : session->second.text());
+  const RosterEntry* const entry = rosterEntry(data, wide, agent);
   if (entry == nullptr) {
     return "  roster    unknown — this agent is not in `teams/session-*/config.json` (the roster covers only "
            "a small share of agents; being absent is not an error)\n";

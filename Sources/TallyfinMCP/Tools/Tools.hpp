@@ -75,6 +75,10 @@ std::string volume(const Bucket& bucket);
 /// The models of a bucket, or "unknown".
 std::string modelsOf(const Bucket& bucket);
 
+/// What the rosters say of an agent, by the session that `report` counts it under; null when they say
+/// nothing.
+const RosterEntry* rosterEntry(const DataSource& data, const Report& report, const AgentIdentity& agent);
+
 /// A text of a roster entry, or "unknown".
 std::string orUnknown(const std::optional<std::string>& text);
 

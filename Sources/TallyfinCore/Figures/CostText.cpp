@@ -1,0 +1,39 @@
+#include "TallyfinCore/Figures/CostText.hpp"
+
+#include "Platform/Concat.hpp"
+
+namespace tallyfin {
+
+std::string costInAnswer(const Bucket& bucket) {
+  if (bucket.requests < 1) {
+    return "unknown (no requests in range)";
+  }
+  if (bucket.cost.isUnknown()) {
+    return concat("unknown (", counted(bucket.cost.unpricedRequests, "request", "requests"),
+                  ", no known price: ", bucket.cost.unpricedNames(", "), ")");
+  }
+  return bucket.cost.formattedWithCaveat();
+}
+
+std::string costInSummary(const Bucket& bucket) {
+  if (bucket.requests < 1) {
+    return "unknown — no request in range";
+  }
+  if (bucket.cost.isUnknown()) {
+    return concat("unknown — no known price for ", bucket.cost.unpricedNames(", "));
+  }
+  return bucket.cost.formattedWithCaveat();
+}
+
+CostCells costInTable(const Bucket& bucket) {
+  if (bucket.requests < 1) {
+    return {UnknownReason::placeholder, "unknown — no request in range"};
+  }
+  if (bucket.cost.isUnknown()) {
+    return {UnknownReason::placeholder, "unknown — no known price for any request in this row"};
+  }
+  return {decimal(bucket.cost.priced, CostCells::decimals),
+          bucket.cost.isComplete() ? "complete" : "lower bound — priced requests only"};
+}
+
+}  // namespace tallyfin

@@ -1,0 +1,28 @@
+#pragma once
+
+// The cost of a bucket in words, for each kind of reader. All tell the same three cases apart: no requests,
+// requests of which none has a price, and an amount, which may be a lower bound.
+
+#include "TallyfinCore/Figures/Report.hpp"
+
+#include <string>
+#include <string_view>
+
+namespace tallyfin {
+
+/// In an answer: "$41.07", "≥ $3.00 [...]", "unknown (no requests in range)".
+std::string costInAnswer(const Bucket& bucket);
+
+/// In the summary: the same amounts, "unknown — no request in range".
+std::string costInSummary(const Bucket& bucket);
+
+/// In a table: the amount as a plain number with six decimals, or "unknown", and what kind of amount that is.
+struct CostCells {
+  static constexpr int decimals = 6;
+
+  std::string amount;
+  std::string_view basis;
+};
+CostCells costInTable(const Bucket& bucket);
+
+}  // namespace tallyfin

@@ -1,0 +1,126 @@
+#pragma once
+
+// The answer to one question: the total of a range of days and the same sum cut along every axis that anyone
+// asks about. A Bucket is the one cell of sums, so every axis carries every figure.
+
+#include "Platform/KeyedRows.hpp"
+#include "Platform/Numbers.hpp"
+#include "Platform/TimePoint.hpp"
+#include "TallyfinCore/Attribution/ProjectPath.hpp"
+#include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/Transcripts/Records.hpp"
+#include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
+#include "absl/container/flat_hash_map.h"
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tallyfin {
+
+/// The kind of token that makes up most of a bucket.
+struct DominantComponent {
+  std::string name;    ///< "cache read", "cache write", "output" or "input"
+  double percent = 0;  ///< 0 to 100
+
+  friend bool operator==(const DominantComponent&, const DominantComponent&) = default;
+};
+
+/// Sums over requests. Sums of counts stay at the end of the 64-bit range instead of overflowing.
+struct Bucket {
+  std::int64_t requests = 0;
+  std::int64_t input = 0;  ///< tokens, as the five fields that follow
+  std::int64_t output = 0;
+  std::int64_t cacheWrite5m = 0;
+  std::int64_t cacheWrite1h = 0;
+  std::int64_t cacheRead = 0;
+  std::int64_t webSearch = 0;  ///< requests, no tokens
+  std::int64_t webFetch = 0;   ///< requests, no tokens
+  CostEstimate cost;
+  /// Requests by model, in order of first use.
+  std::vector<std::pair<InternedText, std::int64_t>> modelCounts;
+  std::optional<TimePoint> firstActivity;
+  std::optional<TimePoint> lastActivity;
+  std::int64_t cacheWriteAssumedRequests = 0;  ///< requests whose 5m/1h split was assumed
+  RowIndex<InternedText> modelIndex;           ///< of `modelCounts`, for `add` alone
+
+  /// Adds a request with its cost (Pricing::Pricer, at the prices of the request's own day).
+  void add(const UsageRecord& record, const Estimate<double>& requestCost);
+
+  /// Requests by model, most used first; equally used ones in text order.
+  std::vector<std::pair<InternedText, std::int64_t>> modelsByUse() const;
+
+  std::int64_t cacheWrite() const { return saturatingAdd(cacheWrite5m, cacheWrite1h); }
+
+  /// All tokens; searches and fetches are none.
+  std::int64_t totalTokens() const;
+
+  /// A count as a percentage (0 to 100) of all tokens; unknown (`noData`) in a bucket without tokens.
+  ///   bucket.share(&Bucket::cacheRead)
+  Estimate<double> share(std::int64_t Bucket::*field) const;
+
+  /// The largest of cache read, cache write, output and input; on a tie the one named first here. Unknown
+  /// (`noData`) in a bucket without tokens.
+  Estimate<DominantComponent> dominantComponent() const;
+};
+
+/// Buckets by key, in the order in which the keys first came up. References are good until a new key is
+/// added.
+template <typename Key>
+using BucketsBy = KeyedRows<Key, Bucket>;
+
+/// Keys with their buckets, highest priced cost first, then text of the key ascending (for an agent its
+/// `description`). The buckets live as long as what was ranked.
+template <typename Key>
+using Ranking = std::vector<std::pair<Key, const Bucket*>>;
+
+/// The first `limit` keys; all of them without a limit. A limit must not be negative.
+Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::optional<std::int64_t> limit = {});
+
+/// The same of agents; without the main session when it is not wanted.
+Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std::optional<std::int64_t> limit,
+                                    bool includeMain);
+
+/// The answer to one question. A bucket exists only if a request went into it.
+struct Report {
+  Bucket total;
+  BucketsBy<TimePoint> byDay;  ///< by start of the local day
+  BucketsBy<int> byHour;       ///< by hour of the local day, 0 to 23, all days folded; filled on request only
+  BucketsBy<InternedText> byModel;    ///< by reduced model id
+  BucketsBy<InternedText> byProject;  ///< by project label
+  BucketsBy<InternedText> byRawCwd;   ///< by working directory, with "~" for the home
+  BucketsBy<InternedText> bySession;
+  BucketsBy<AgentIdentity> byAgent;  ///< the main session included
+  BucketsBy<InternedText> bySource;  ///< by name of the Claude home
+  absl::flat_hash_map<InternedText, InternedText>
+      sessionProject;                                             ///< the project of a session's last request
+  absl::flat_hash_map<AgentIdentity, InternedText> agentSession;  ///< the session of an agent's first request
+  absl::flat_hash_map<AgentIdentity, InternedText> agentProject;  ///< the project of an agent's first request
+  absl::flat_hash_map<InternedText, std::set<Provenance>> projectProvenance;  ///< how a label was reached
+  ScanDiagnostics diagnostics;  ///< what the scan saw and lost, of the whole history
+
+  /// Days with at least one request.
+  std::int64_t activeDays() const { return static_cast<std::int64_t>(byDay.size()); }
+
+  /// Cost per active day; unknown (`noData`) without days.
+  Estimate<CostEstimate> averagePerActiveDay() const;
+  Estimate<CostEstimate> medianPerActiveDay() const;
+
+  // Rankings of at most `limit` rows, which must not be negative.
+  Ranking<AgentIdentity> topAgents(std::int64_t limit, bool includeMain) const;
+  Ranking<InternedText> topProjects(std::int64_t limit) const;
+  Ranking<InternedText> topSessions(std::int64_t limit) const;
+  Ranking<InternedText> topModels(std::int64_t limit) const;
+
+  /// Priced dollars of the main session and of all sub-agents together.
+  struct Split {
+    double main = 0;
+    double subagent = 0;
+  };
+  Split subagentSplit() const;
+};
+
+}  // namespace tallyfin
