@@ -424,6 +424,9 @@ std::string expandingTilde(const std::string& path, const std::string& home) {
   }
   const std::size_t end = std::min(path.find('/'), path.size());
   const std::string user = path.substr(1, end - 1);
+  if (!canBePath(user)) {
+    return path;
+  }
   const std::optional<std::string> expanded = user.empty() ? home : passwordHome(::getpwnam_r, user.c_str());
   if (!expanded) {
     return path;

@@ -146,7 +146,7 @@ MCPServer::ToolResult run(const Tool& tool, DataSource& data, const JsonValue& a
   try {
     return {.text = tool.run(data, arguments), .isError = false};
   } catch (const MCPError& error) {
-    return {.text = error.what(), .isError = true};
+    return {.text = error.message(), .isError = true};
   } catch (const std::exception& error) {
     return {.text = concat("Error: ", error.what()), .isError = true};
   }

@@ -29,7 +29,7 @@ std::string parsed(const std::string& arguments, const std::string& fallback = "
     return concat(day(period.from), "|", day(period.through), "|", period.label, "|",
                   period.includesToday ? "t" : "", period.isSingleDay ? "1" : "");
   } catch (const MCPError& error) {
-    return error.what();
+    return error.message();
   }
 }
 

@@ -1,0 +1,58 @@
+// Projects by name, where the names or the directories are not ordinary.
+
+#include "Support/ArgumentsOf.hpp"
+#include "Support/Machine.hpp"
+#include "Support/UsageLine.hpp"
+#include "TallyfinMCP/MCP.hpp"
+
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace tallyfin {
+namespace {
+
+using testing::HasSubstr;
+using std::string_literals::operator""s;
+
+class ProjectFilter : public testing::Test {
+ protected:
+  void spendIn(const std::string& directory, const std::string& agent = {}) {
+    const UsageLine line{.id = directory + agent,
+                         .time = "2026-03-10T08:00:00Z",
+                         .session = directory,
+                         .cwd = directory,
+                         .agent = agent,
+                         .output = 40'000};
+    machine_.home.append(".claude/projects/p/one.jsonl", line.text());
+  }
+
+  std::string cost(const char* arguments) {
+    return server_.callTool("tally_cost", argumentsOf(arguments)).text;
+  }
+
+  Machine machine_{{2026, 3, 10}, 14, 30};
+  DataSource data_{machine_.environment()};
+  MCPServer server_{data_, [](std::string_view) {}};
+};
+
+TEST_F(ProjectFilter, CandidatesAreToldWholeWhateverTheirNamesHold) {
+  const std::string agent = "aon\0e-0123456789abcdef"s;
+  spendIn("/x/atlas\0hidden"s, agent);
+  spendIn("/x/ATLAS", "aone-0123456789abcdef");
+  EXPECT_EQ(cost(R"({"project":"atlas"})"),
+            "“atlas” matches 2 projects:\n  /x/ATLAS — $1.00\n  /x/atlas\0hidden — $1.00"s);
+  EXPECT_EQ(cost(R"({"session_id":"/x/atla"})"),
+            "The prefix “/x/atla” matches 2 sessions:\n  /x/ATLAS — $1.00\n  /x/atlas\0hidden — $1.00"s);
+  EXPECT_THAT(cost(R"({"agent":"on"})"), HasSubstr("  on\0e  ["s + agent + "] — $1.00\n  one  ["));
+}
+
+TEST_F(ProjectFilter, APathWithANulIsNoOtherFilesPath) {
+  machine_.home.makeDirectory("repo/.git");
+  spendIn(machine_.home.path("repo") + "\0x"s);
+  EXPECT_THAT(cost(R"({"by":"project"})"), HasSubstr("  ~/repo\0x  "s));
+}
+
+}  // namespace
+}  // namespace tallyfin
