@@ -54,5 +54,13 @@ TEST_F(ProjectFilter, APathWithANulIsNoOtherFilesPath) {
   EXPECT_THAT(cost(R"({"by":"project"})"), HasSubstr("  ~/repo\0x  "s));
 }
 
+TEST_F(ProjectFilter, ALabelThatWasFoundIsTheLabelThatIsFiltered) {
+  spendIn(machine_.home.makeDirectory("x/sub"));
+  EXPECT_THAT(cost(R"({"by":"project"})"), HasSubstr("  ~/x/sub  "));
+  machine_.home.makeDirectory("x/.git");
+  EXPECT_THAT(cost(R"({"project":"x/sub"})"), HasSubstr("filters: project = ~/x/sub\n"));
+  EXPECT_THAT(cost(R"({"project":"x/sub"})"), HasSubstr("  TOTAL  $1.00\n"));
+}
+
 }  // namespace
 }  // namespace tallyfin
