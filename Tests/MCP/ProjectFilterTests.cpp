@@ -13,6 +13,7 @@
 namespace tallyfin {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using std::string_literals::operator""s;
 
@@ -60,6 +61,18 @@ TEST_F(ProjectFilter, ALabelThatWasFoundIsTheLabelThatIsFiltered) {
   machine_.home.makeDirectory("x/.git");
   EXPECT_THAT(cost(R"({"project":"x/sub"})"), HasSubstr("filters: project = ~/x/sub\n"));
   EXPECT_THAT(cost(R"({"project":"x/sub"})"), HasSubstr("  TOTAL  $1.00\n"));
+}
+
+TEST_F(ProjectFilter, TwoSpellingsOfADirectoryAreTwoDirectories) {
+  machine_.home.makeDirectory("caf\u00e9/.git");
+  spendIn(machine_.home.makeDirectory("cafe\u0301/sub"));
+  spendIn(machine_.home.makeDirectory("caf\u00e9/sub"));
+  for (int call = 0; call < 2; ++call) {
+    EXPECT_THAT(cost(R"({"project":"sub"})"),
+                AllOf(HasSubstr("filters: project = ~/cafe\u0301/sub\n"), HasSubstr("  TOTAL  $1.00\n")));
+    EXPECT_THAT(cost(R"({"project":"caf\u00e9"})"), HasSubstr("“caf\u00e9” matches 2 projects:"));
+    EXPECT_THAT(cost(R"({"project":"~/caf\u00e9"})"), HasSubstr("  TOTAL  $1.00\n"));
+  }
 }
 
 }  // namespace
