@@ -53,6 +53,7 @@ class DataSource {
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
   const AgentRoster& roster() const { return roster_; }
   const std::string& home() const { return environment_.home; }
+  /// Read once an answer, at its beginning: an answer is of one moment, also at midnight.
   TimePoint now() const { return environment_.now(); }
 
  private:
