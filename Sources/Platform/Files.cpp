@@ -112,6 +112,18 @@ void sortAsText(std::vector<std::string>& paths) {
 
 constexpr std::string_view kTemporaryMark = ".tmp.";
 
+/// What the temporary files of a target begin with: its path, of a long name only so much that the whole
+/// stays within the 255 bytes that file systems take, and the mark.
+std::string temporaryStart(const std::string& target) {
+  constexpr std::size_t kMostOfName = 200;         // bytes
+  const std::size_t name = target.rfind('/') + 1;  // 0 without a slash
+  std::size_t end = std::min(target.size(), name + kMostOfName);
+  while (end > name && end < target.size() && (static_cast<unsigned char>(target[end]) & 0xC0) == 0x80) {
+    --end;  // not within a character
+  }
+  return concat(std::string_view(target).substr(0, end), kTemporaryMark);
+}
+
 /// Counts the temporary files of this process, so that each has a name of its own.
 std::atomic<unsigned> nextTemporary = 0;
 
@@ -196,7 +208,7 @@ class Temporary {
   }
 
   std::string freshName() const {
-    return concat(target_, kTemporaryMark, std::to_string(::getpid()), ".", std::to_string(nextTemporary++));
+    return concat(temporaryStart(target_), std::to_string(::getpid()), ".", std::to_string(nextTemporary++));
   }
 
   const std::string& target_;
@@ -368,8 +380,7 @@ void replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> 
   }
   const std::size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  removeStaleTemporaries(directory, concat(name, kTemporaryMark));
+  removeStaleTemporaries(directory, temporaryStart(path).substr(slash + 1));
 
   Temporary temporary(path, mode);
   produce([&](std::string_view bytes) { temporary.append(bytes); });
@@ -411,11 +422,11 @@ void removeFile(const std::string& path) {
 }
 
 std::string homeDirectory() {
-  const char* home = std::getenv("HOME");
-  if (home != nullptr && *home != '\0') {
-    return home;
-  }
-  return passwordHome(::getpwuid_r, ::getuid()).value_or("/");
+  const char* const variable = std::getenv("HOME");
+  const std::string home = variable != nullptr && *variable != '\0'
+                               ? variable
+                               : passwordHome(::getpwuid_r, ::getuid()).value_or("/");
+  return std::string(withoutTrailingSlashes(home));
 }
 
 std::string expandingTilde(const std::string& path, const std::string& home) {
