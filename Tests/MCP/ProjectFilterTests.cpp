@@ -20,7 +20,7 @@ using std::string_literals::operator""s;
 class ProjectFilter : public testing::Test {
  protected:
   void spendIn(const std::string& directory, const std::string& agent = {}) {
-    const UsageLine line{.id = directory + agent,
+    const UsageLine line{.id = std::to_string(++requests_),
                          .time = "2026-03-10T08:00:00Z",
                          .session = directory,
                          .cwd = directory,
@@ -33,6 +33,7 @@ class ProjectFilter : public testing::Test {
     return server_.callTool("tally_cost", argumentsOf(arguments)).text;
   }
 
+  int requests_ = 0;
   Machine machine_{{2026, 3, 10}, 14, 30};
   DataSource data_{machine_.environment()};
   MCPServer server_{data_, [](std::string_view) {}};
