@@ -11,8 +11,8 @@
 namespace tallyfin {
 namespace {
 
-// Far beyond every date that can be written, and still far inside the range of civil time.
-constexpr double kFarthest = 1e13;  // seconds; about 317,000 years
+// The ends of the calendar: so far that no day is missed, so near that a double still tells seconds apart.
+constexpr double kFarthest = 9e15;  // seconds; about 285 million years
 
 absl::Time toAbsl(TimePoint time) {
   double seconds = std::floor(time.seconds);
@@ -32,6 +32,12 @@ TimePoint startOf(absl::CivilDay day, absl::TimeZone zone) {
   const absl::TimeZone::TimeInfo info = zone.At(absl::CivilSecond(day));
   // A midnight that was skipped is the moment of the jump; of a midnight that comes twice `pre` is the first.
   return fromAbsl(info.kind == absl::TimeZone::TimeInfo::SKIPPED ? info.trans : info.pre);
+}
+
+// yyyy-MM-dd; a year before 0 has its four digits behind a minus.
+template <typename Civil>
+std::string dateText(Civil time) {
+  return absl::StrFormat("%0*d-%02d-%02d", time.year() < 0 ? 5 : 4, time.year(), time.month(), time.day());
 }
 
 template <typename Civil>
@@ -70,13 +76,16 @@ TimePoint Calendar::startOfDay(TimePoint time) const {
   return startOf(absl::ToCivilDay(toAbsl(time), zone_), zone_);
 }
 
-std::optional<TimePoint> Calendar::startOfDay(TimePoint time, std::int64_t daysLater) const {
-  constexpr std::int64_t kDaysOfAllYears = 4'000'000;  // more than years 1 to 9999 hold: no sum can overflow
-  const absl::CivilDay today = absl::ToCivilDay(toAbsl(time), zone_);
-  if (daysLater < -kDaysOfAllYears || daysLater > kDaysOfAllYears || !hasFourDigitYear(today + daysLater)) {
-    return std::nullopt;
+TimePoint Calendar::startOfDay(TimePoint time, std::int64_t daysLater) const {
+  constexpr std::int64_t kAllDays = 300'000'000'000;  // more than lie between the ends: no sum can overflow
+  const absl::CivilDay day =
+      absl::ToCivilDay(toAbsl(time), zone_) + std::clamp(daysLater, -kAllDays, kAllDays);
+  const TimePoint start = startOf(day, zone_);
+  if (absl::ToCivilDay(toAbsl(start), zone_) == day) {
+    return start;
   }
-  return startOf(today + daysLater, zone_);
+  // Beyond the end, or a date that the zone skipped, which has the moment where the next one starts.
+  return startOfDay(TimePoint{daysLater < 0 ? start.seconds - 1 : start.seconds});
 }
 
 std::optional<TimePoint> Calendar::startOfDay(const CalendarDate& date) const {
@@ -125,8 +134,7 @@ int Calendar::minute(TimePoint time) const {
 }
 
 std::string Calendar::formatDay(TimePoint time) const {
-  const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
-  return absl::StrFormat("%04d-%02d-%02d", day.year(), day.month(), day.day());
+  return dateText(absl::ToCivilDay(toAbsl(time), zone_));
 }
 
 std::string Calendar::formatMonth(TimePoint time) const {
@@ -138,14 +146,13 @@ std::string Calendar::formatMonth(TimePoint time) const {
 
 std::string Calendar::formatMinute(TimePoint time) const {
   const absl::CivilSecond at = absl::ToCivilSecond(toAbsl(time), zone_);
-  return absl::StrFormat("%04d-%02d-%02d %02d:%02d", at.year(), at.month(), at.day(), at.hour(), at.minute());
+  return dateText(at) + absl::StrFormat(" %02d:%02d", at.hour(), at.minute());
 }
 
 std::string Calendar::formatInstant(TimePoint time) const {
   const absl::TimeZone::CivilInfo info = zone_.At(toAbsl(time));
   const absl::CivilSecond at = info.cs;
-  std::string text = absl::StrFormat("%04d-%02d-%02dT%02d:%02d:%02d", at.year(), at.month(), at.day(),
-                                     at.hour(), at.minute(), at.second());
+  std::string text = dateText(at) + absl::StrFormat("T%02d:%02d:%02d", at.hour(), at.minute(), at.second());
   if (info.offset == 0) {
     return text + 'Z';
   }
@@ -176,9 +183,9 @@ void DayLookup::look(TimePoint time) {
   // On a day of a clock change the date can go back for a while, where midnight itself comes twice; nothing
   // is kept then. That is two days a year.
   constexpr double kPlainDay = 86'400;
-  const std::optional<TimePoint> next = calendar_.startOfDay(time, 1);
-  if (next && next->seconds - start_.seconds == kPlainDay && time >= start_ && time < *next) {
-    end_ = *next;
+  const TimePoint next = calendar_.startOfDay(time, 1);
+  if (next.seconds - start_.seconds == kPlainDay && time >= start_ && time < next) {
+    end_ = next;
   }
 }
 

@@ -48,13 +48,14 @@ class Calendar {
   static Calendar local();
 
   /// The first moment of the day that `time` falls on. Where the clocks jump over midnight that is the moment
-  /// of the jump; where midnight comes twice, the first. Times that are no number, or further than 300,000
-  /// years away, count as the nearest that is not.
+  /// of the jump; where midnight comes twice, the first. Times that are no number, or further than 285
+  /// million years away, count as the nearest that is not.
   TimePoint startOfDay(TimePoint time) const;
 
-  /// The start of the day that lies `days` calendar days after that of `time`. Absent when the date would
-  /// leave the years 1 to 9999, all that the pattern yyyy-MM-dd can name.
-  std::optional<TimePoint> startOfDay(TimePoint time, std::int64_t daysLater) const;
+  /// The start of the day that lies `daysLater` calendar days after that of `time`, before it when negative.
+  /// A date that the zone skipped gives way to the nearest beyond it that was; beyond 285 million years it is
+  /// the last that is not.
+  TimePoint startOfDay(TimePoint time, std::int64_t daysLater) const;
 
   /// The start of a date; absent when the calendar has no such date.
   std::optional<TimePoint> startOfDay(const CalendarDate& date) const;
@@ -82,7 +83,7 @@ class Calendar {
   /// Minute of the local hour, 0 to 59.
   int minute(TimePoint time) const;
 
-  /// The date as yyyy-MM-dd.
+  /// The date as yyyy-MM-dd, or -yyyy-MM-dd before the year 0.
   std::string formatDay(TimePoint time) const;
 
   /// The month in English and the year, as "March 2026".

@@ -108,6 +108,18 @@ bool isLocked(const Descriptor& file) {
   return ::flock(file.number(), LOCK_EX | LOCK_NB) != 0;
 }
 
+/// What the temporary files of a target begin with: its path, of a long name only so much that the whole
+/// stays within the 255 bytes that file systems take, and the mark.
+std::string temporaryStart(const std::string& target) {
+  constexpr std::size_t kMostOfName = 200;         // bytes
+  const std::size_t name = target.rfind('/') + 1;  // 0 without a slash
+  std::size_t end = std::min(target.size(), name + kMostOfName);
+  while (end > name && end < target.size() && (static_cast<unsigned char>(target[end]) & 0xC0) == 0x80) {
+    --end;  // not within a character
+  }
+  return concat(std::string_view(target).substr(0, end), kTemporaryMark);
+}
+
 /// A file beside `target` that is gone again unless it took the target's place.
 class Temporary {
  public:
@@ -115,7 +127,7 @@ class Temporary {
     constexpr int kMostNames = 100;
     std::random_device random;
     for (int i = 0; i < kMostNames; ++i) {
-      path_ = concat(target_, kTemporaryMark, std::to_string(random()), ".", std::to_string(random()));
+      path_ = concat(temporaryStart(target_), std::to_string(random()), ".", std::to_string(random()));
       file_ = Descriptor(path_, O_WRONLY | O_CREAT | O_EXCL, mode);
       if (!file_.isOpen() && errno != EEXIST) {
         break;
@@ -348,8 +360,7 @@ Attributes replaceAtomically(const std::string& path, absl::FunctionRef<void(Out
   }
   const std::size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  removeStaleTemporaries(directory, concat(name, kTemporaryMark));
+  removeStaleTemporaries(directory, temporaryStart(path).substr(slash + 1));
 
   Temporary temporary(path, mode);
   produce([&](std::string_view bytes) { temporary.append(bytes); });
@@ -392,11 +403,11 @@ void removeFile(const std::string& path) {
 }
 
 std::string homeDirectory() {
-  const char* home = std::getenv("HOME");
-  if (home != nullptr && *home != '\0') {
-    return home;
-  }
-  return passwordHome(::getpwuid_r, ::getuid()).value_or("/");
+  const char* const variable = std::getenv("HOME");
+  const std::string home = variable != nullptr && *variable != '\0'
+                               ? variable
+                               : passwordHome(::getpwuid_r, ::getuid()).value_or("/");
+  return std::string(withoutTrailingSlashes(home));
 }
 
 std::string expandingTilde(const std::string& path, const std::string& home) {
@@ -405,6 +416,9 @@ std::string expandingTilde(const std::string& path, const std::string& home) {
   }
   const std::size_t end = std::min(path.find('/'), path.size());
   const std::string user = path.substr(1, end - 1);
+  if (!canBePath(user)) {
+    return path;
+  }
   const std::optional<std::string> expanded = user.empty() ? home : passwordHome(::getpwnam_r, user.c_str());
   if (!expanded) {
     return path;

@@ -61,7 +61,8 @@ std::error_code createDirectories(const std::string& path);
 /// Removes a file; a failure is ignored.
 void removeFile(const std::string& path);
 
-/// The user's home directory: HOME, else the password database, else "/". Only a `main` calls this, once.
+/// The user's home directory: HOME, else the password database, else "/"; without slashes at
+/// its end, but for "/". Only a `main` calls this, once.
 std::string homeDirectory();
 
 /// `path` with a leading "~" replaced by `home`, and a leading "~user" by that user's home directory. An

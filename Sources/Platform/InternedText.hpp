@@ -43,6 +43,9 @@ class InternedText {
   /// from run to run when threads intern at once, so no output may depend on them.
   std::uint32_t number() const { return isCanonical() ? id_ : numberOfVariant(); }
 
+  /// The same only for texts that are spelled alike, byte for byte. As meaningless outside this run.
+  std::uint32_t spelling() const { return id_; }
+
   /// How many numbers have been given out so far.
   static std::size_t count();
 

@@ -89,7 +89,7 @@ class JsonReader {
   std::optional<std::string> optionalText();
 
   /// Consumes a value of any kind and appends it to `out` as compact JSON: no white space, no escaped
-  /// slashes, numbers as they were written.
+  /// slashes, numbers as they were written. A copy is no reading: equal keys stay, each with its value.
   void copyValue(std::string& out);
 
   /// True when the whole text was one valid value and white space.

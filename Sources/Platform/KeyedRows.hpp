@@ -82,7 +82,10 @@ class KeyedRows {
   /// The position of a key's row in the order of first appearance, new if need be. It stays valid.
   std::size_t place(const Key& key) { return index_.place(rows_, key); }
 
-  /// The value of the row at a position that `place` gave.
+  /// The key at a position that `place` gave: of keys that are equal but not alike the first that came up.
+  const Key& keyAt(std::size_t position) const { return rows_[position].first; }
+
+  /// The value of the row at such a position.
   Value& at(std::size_t position) { return rows_[position].second; }
 
   /// The value of a key, or null.

@@ -21,7 +21,6 @@ DataSource::DataSource(Environment environment)
     : environment_(std::move(environment)),
       homes_(sourceHomes(environment_)),
       cache_(cacheLocation(environment_)),
-      resolver_(environment_.home, true),
       aggregator_(environment_.calendar, ProjectResolver(environment_.home, true)) {}
 
 const RefreshStats& DataSource::ensureFresh() {

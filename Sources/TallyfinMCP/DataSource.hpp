@@ -47,12 +47,13 @@ class DataSource {
 
   const std::vector<SourceHome>& homes() const { return homes_; }
   const ScanCache& cache() const { return cache_; }
-  const ProjectResolver& resolver() const { return resolver_; }
+  const ProjectResolver& resolver() const { return aggregator_.resolver(); }
   const Calendar& calendar() const { return aggregator_.calendar(); }
   const std::vector<UsageRecord>& records() const { return records_; }
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
   const AgentRoster& roster() const { return roster_; }
   const std::string& home() const { return environment_.home; }
+  /// Read once an answer, at its beginning: an answer is of one moment, also at midnight.
   TimePoint now() const { return environment_.now(); }
 
  private:
@@ -63,7 +64,6 @@ class DataSource {
   Environment environment_;
   std::vector<SourceHome> homes_;
   ScanCache cache_;
-  ProjectResolver resolver_;
   Aggregator aggregator_;
   std::vector<UsageRecord> records_;
   ScanDiagnostics diagnostics_;

@@ -8,6 +8,7 @@
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -73,10 +74,9 @@ class InProject {
       : resolver_(std::move(resolver)), project_(project) {}
 
   bool operator()(const UsageRecord& record) {
-    if (!isKnown_ || record.rawCwd != directory_) {
-      directory_ = record.rawCwd;
-      isInside_ = resolver_.resolve(directory_).canonical == project_;
-      isKnown_ = true;
+    if (directory_ != record.rawCwd.spelling()) {
+      directory_ = record.rawCwd.spelling();
+      isInside_ = resolver_.resolve(record.rawCwd).canonical == project_;
     }
     return isInside_;
   }
@@ -84,8 +84,7 @@ class InProject {
  private:
   ProjectResolver resolver_;
   InternedText project_;
-  InternedText directory_;
-  bool isKnown_ = false;
+  std::optional<std::uint32_t> directory_;  // the spelling of the last one
   bool isInside_ = false;
 };
 

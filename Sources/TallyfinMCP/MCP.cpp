@@ -33,7 +33,7 @@ constexpr const char* instructions =
 /// What matters of a line.
 struct Message {
   std::string method;
-  std::optional<std::string> id;  ///< as compact JSON
+  std::optional<std::string> id;  ///< as compact JSON; the client's own, so given back as it came
   std::string_view params;        ///< as it stands in the line; empty when there are none
 };
 

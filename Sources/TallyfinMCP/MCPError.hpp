@@ -1,13 +1,23 @@
 #pragma once
 
-#include <stdexcept>
+#include <exception>
+#include <string>
+#include <utility>
 
 namespace tallyfin {
 
 /// Ends a tool call; the message is the whole answer.
-class MCPError : public std::runtime_error {
+class MCPError : public std::exception {
  public:
-  using std::runtime_error::runtime_error;
+  explicit MCPError(std::string message) : message_(std::move(message)) {}
+
+  /// The whole message. It quotes names from transcripts, which may hold U+0000, where `what()` ends.
+  const std::string& message() const { return message_; }
+
+  const char* what() const noexcept override { return message_.c_str(); }
+
+ private:
+  std::string message_;
 };
 
 }  // namespace tallyfin

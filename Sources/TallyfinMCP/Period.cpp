@@ -79,7 +79,7 @@ Period Period::parse(const JsonValue& arguments, const std::string& fallback, Ti
             .isSingleDay = true};
   }
   if (text == "yesterday") {
-    const TimePoint yesterday = calendar.startOfDay(now, -1).value_or(today);
+    const TimePoint yesterday = calendar.startOfDay(now, -1);
     return {.from = yesterday,
             .through = yesterday,
             .label = concat("yesterday (", calendar.formatDay(yesterday), ")"),
@@ -90,7 +90,7 @@ Period Period::parse(const JsonValue& arguments, const std::string& fallback, Ti
     return all();
   }
   if (const std::optional<std::int64_t> days = dayCount(text)) {
-    const TimePoint start = calendar.startOfDay(now, 1 - *days).value_or(today);
+    const TimePoint start = calendar.startOfDay(now, 1 - *days);
     return {.from = start,
             .through = today,
             .label = concat("last ", std::to_string(*days), " days (", arrow(start, today, calendar), ")"),

@@ -65,8 +65,8 @@ TEST(RangePreset, NamesItsDays) {
       {yearToDate, "2026-01-01", "2026-01-01"},
       {yearToDate, "2026-03-10", "2026-01-01 → 2026-03-10"},
       {custom, "2026-03-10", "none"},
-      {last30Days, "0001-01-05", "0001-01-05"},  // no such first day: the calendar begins with year 1
-      {lastMonth, "0001-01-05", "0001-01-05"},
+      {last30Days, "0001-01-05", "0000-12-07 → 0001-01-05"},
+      {lastMonth, "0001-01-05", "0000-12-07 → 0001-01-05"},  // months begin with the year 1
   };
   for (const auto& one : cases) {
     EXPECT_EQ(presetOn(one.preset, one.today), one.label) << rawValue(one.preset) << " on " << one.today;

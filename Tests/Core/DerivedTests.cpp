@@ -139,9 +139,13 @@ TEST(Derived, YesterdayCostIsThatOfTheCalendarDayBefore) {
               cost ? Cost(CostEstimate{*cost, 0, {}}) : Cost(UnknownReason::noData()))
         << now;
   }
-  // No day before the first that a calendar can name.
-  EXPECT_EQ(Derived::yesterdayCost(days, at("0001-01-01T12:00:00Z"), Calendar::utc()),
-            Cost(UnknownReason::noData()));
+  // Where the zone skipped a date, yesterday is the last that was.
+  const Calendar apia = zone("Pacific/Apia");
+  const std::vector<UsageRecord> records = {dollars("2011-12-29T12:00:00-10:00", 1),
+                                            dollars("2011-12-31T12:00:00+14:00", 2)};
+  const TimePoint now = at("2011-12-31T13:00:00+14:00");
+  EXPECT_EQ(Derived::yesterdayCost(report(records, apia), now, apia), Cost(CostEstimate{1, 0, {}}));
+  EXPECT_EQ(Derived::yesterdayAtSameTime(records, now, apia), Cost(CostEstimate{1, 0, {}}));
 }
 
 TEST(Derived, MedianTakesTheLastDaysWithActivity) {

@@ -151,6 +151,10 @@ TEST(ExporterNames, TheTagIsTheLabelOrTheDatesOrTheDayOfTheDocument) {
            {"E\u0301te\u0301", false, provenance, "tallyfin-provenance-e\u0301te\u0301.csv"},
            {"\u0301a\u0301", false, provenance, "tallyfin-provenance-a\u0301.csv"},
            {"五月 Ⅷ½", false, provenance, "tallyfin-provenance-五月-ⅷ½.csv"},
+           {std::string(3000, 'X'), false, provenance,
+            "tallyfin-provenance-" + std::string(231, 'x') + ".csv"},
+           {"x " + std::string(225, 'x') + " 五月", false, provenance,
+            "tallyfin-provenance-x-" + std::string(225, 'x') + "-五.csv"},
            {"a\xFF\xFF"
             "b",
             false, provenance, "tallyfin-provenance-a-b.csv"}}) {

@@ -62,6 +62,7 @@ TEST_F(Protocol, EveryIdComesBackAsTheSameValue) {
       {R"("a\/b \u00e9 \" \\ \n")", R"("a/b é \" \\ \n")"},
       {R"( [1, {"a" : [ ]}] )", R"([1,{"a":[]}])"},
       {R"({ "deep": {"er": 1.50} })", R"({"deep":{"er":1.50}})"},
+      {R"({"b": 1, "b": 2})", R"({"b":1,"b":2})"},
   };
   for (const auto& [sent, returned] : ids) {
     EXPECT_EQ(reply(concat(R"({"method":"ping","id":)", sent, "}")),

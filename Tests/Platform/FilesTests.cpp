@@ -227,6 +227,13 @@ class ReplaceTests : public FilesTests {
   }
 };
 
+TEST_F(ReplaceTests, ANameMayBeAsLongAsFileSystemsTake) {
+  for (const std::string& name : {std::string(255, 'x'), std::string(199, 'x') + "五五.csv"}) {
+    EXPECT_EQ(failure(home.path(name)), "");
+    EXPECT_EQ(home.read(name), "new");
+  }
+}
+
 TEST_F(ReplaceTests, ThePartsStandInTheFileOneAfterTheOther) {
   const std::string path = home.write("cache.bin", "something that was longer");
   Files::replaceAtomically(path, {"one", "", "\0two"s});
@@ -365,6 +372,10 @@ TEST_F(FilesTests, TheHomeDirectoryIsThatOfTheEnvironmentOrTheUser) {
   const std::string before = variable != nullptr ? variable : "";
   ::setenv("HOME", "/home/somebody", 1);
   EXPECT_EQ(Files::homeDirectory(), "/home/somebody");
+  ::setenv("HOME", "/home/somebody//", 1);
+  EXPECT_EQ(Files::homeDirectory(), "/home/somebody");
+  ::setenv("HOME", "//", 1);
+  EXPECT_EQ(Files::homeDirectory(), "/");
   ::setenv("HOME", "", 1);
   const passwd* user = ::getpwuid(::getuid());
   EXPECT_EQ(Files::homeDirectory(), user != nullptr ? user->pw_dir : "/");

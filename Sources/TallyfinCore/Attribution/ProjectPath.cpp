@@ -67,14 +67,14 @@ Resolved ProjectResolver::resolve(InternedText rawCwd, std::string_view transcri
   }
   {
     const std::lock_guard guard(memo_->lock);
-    if (const auto known = memo_->map.find(rawCwd); known != memo_->map.end()) {
+    if (const auto known = memo_->map.find(rawCwd.spelling()); known != memo_->map.end()) {
       return known->second;
     }
   }
   // The disk may be slow, so it is asked outside the lock; of two threads that ask at once both get the same.
   const Resolved resolved = compute(rawCwd.text());
   const std::lock_guard guard(memo_->lock);
-  memo_->map.insert_or_assign(rawCwd, resolved);
+  memo_->map.insert_or_assign(rawCwd.spelling(), resolved);
   return resolved;
 }
 

@@ -6,6 +6,7 @@
 #include "Platform/InternedText.hpp"
 #include "absl/container/flat_hash_map.h"
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -48,7 +49,7 @@ class ProjectResolver {
  private:
   struct Memo {
     std::mutex lock;
-    absl::flat_hash_map<InternedText, Resolved> map;
+    absl::flat_hash_map<std::uint32_t, Resolved> map;  // by spelling: two spellings are two directories
   };
 
   Resolved compute(std::string_view raw) const;

@@ -64,8 +64,9 @@ void appendAxis(std::string& out, const Report& report, Axis axis, const Options
   }
 }
 
-// Lower-case letters and numbers; whatever stands between them becomes one hyphen.
-std::string slug(std::string_view text) {
+// Lower-case letters and numbers, as many as `room` bytes take; whatever stands between them becomes one
+// hyphen.
+std::string slug(std::string_view text, std::size_t room) {
   const std::string lower = Text::lowercased(text);
   std::string result;
   bool hasGap = false;
@@ -73,7 +74,11 @@ std::string slug(std::string_view text) {
     const std::string_view character = Text::prefix(rest, 1);
     rest.remove_prefix(character.size());
     if (Text::beginsWithLetterOrNumber(character)) {
-      append(result, hasGap && !result.empty() ? "-" : "", character);
+      const std::string_view gap = hasGap && !result.empty() ? "-" : "";
+      if (result.size() + gap.size() + character.size() > room) {
+        break;
+      }
+      append(result, gap, character);
       hasGap = false;
     } else {
       hasGap = true;
@@ -82,10 +87,10 @@ std::string slug(std::string_view text) {
   return result;
 }
 
-std::string periodTag(const Options& options) {
+std::string periodTag(const Options& options, std::size_t room) {
   const Stamps stamps(options.calendar);
   if (options.periodLabel) {
-    return slug(*options.periodLabel);
+    return slug(*options.periodLabel, room);
   }
   if (options.from && options.to) {
     return concat(stamps.day(*options.from), "_", stamps.day(*options.to));
@@ -118,8 +123,11 @@ std::string clipboardSummary(const Report& report, const Options& options) {
 }
 
 std::string suggestedFileName(const Document& document, const Options& options) {
+  constexpr std::size_t kLongestName = 255;  // bytes, what file systems take
+  constexpr std::string_view kEnd = ".csv";
   const std::optional<Axis> axis = document.axis();
-  return concat("tallyfin-", axis ? columnValue(*axis) : "provenance", "-", periodTag(options), ".csv");
+  const std::string start = concat("tallyfin-", axis ? columnValue(*axis) : "provenance", "-");
+  return concat(start, periodTag(options, kLongestName - start.size() - kEnd.size()), kEnd);
 }
 
 }  // namespace tallyfin::Exporter

@@ -184,8 +184,8 @@ std::string periodDescription(const Report& report, const Options& options, cons
 /// that line up in a fixed-width font.
 std::string clipboardSummary(const Report& report, const Options& options);
 
-/// A stable name for a CSV: "tallyfin-project-last-7-days.csv". Holds no "/", and is as long as the period
-/// label makes it.
+/// A stable name for a CSV: "tallyfin-project-last-7-days.csv". Holds no "/" and has at most 255 bytes: a
+/// longer period label is cut behind a whole character.
 std::string suggestedFileName(const Document& document, const Options& options);
 
 // Text and numbers

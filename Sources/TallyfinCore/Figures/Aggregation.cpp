@@ -8,7 +8,8 @@ namespace tallyfin {
 namespace {
 
 // One pass. What is the same for all requests of a directory is settled once a directory: its labels are
-// neither resolved nor looked up again.
+// neither resolved nor looked up again. Keys that are one text in several spellings show the first of them,
+// wherever the report names them.
 class Pass {
  public:
   Pass(const Calendar& calendar, const ProjectResolver& resolver, bool includeHours)
@@ -54,14 +55,14 @@ class Pass {
   };
 
   const Directory& directoryOf(InternedText rawCwd) {
-    Directory& directory = directories_[rawCwd];
+    Directory& directory = directories_[rawCwd.spelling()];
     if (!directory.isKnown) {
       const Resolved resolved = resolver_.resolve(rawCwd);
       const InternedText label =
           rawCwd.empty() ? resolved.canonical : InternedText(resolver_.tildify(rawCwd.text()));
       report_.projectProvenance[resolved.canonical].insert(resolved.provenance);
-      directory = {true, resolved.canonical, report_.byProject.place(resolved.canonical),
-                   report_.byRawCwd.place(label)};
+      const std::size_t projectRow = report_.byProject.place(resolved.canonical);
+      directory = {true, report_.byProject.keyAt(projectRow), projectRow, report_.byRawCwd.place(label)};
     }
     return directory;
   }
@@ -76,7 +77,7 @@ class Pass {
       projectOfSession_[session] = project;
     }
     if (ofAgent.requests == 1) {
-      report_.agentSession.emplace(record.agent, record.sessionId);
+      report_.agentSession.emplace(record.agent, report_.bySession.keyAt(session));
       report_.agentProject.emplace(record.agent, project);
     }
   }
@@ -86,8 +87,8 @@ class Pass {
   Pricing::Pricer pricer_;
   bool includeHours_;
   Report report_;
-  KeyedRows<InternedText, Directory> directories_;  // by raw working directory
-  std::vector<InternedText> projectOfSession_;      // in the order of `bySession`
+  KeyedRows<std::uint32_t, Directory> directories_;  // by spelling of the raw working directory
+  std::vector<InternedText> projectOfSession_;       // in the order of `bySession`
 };
 
 // Calls `use` with each record of the range that the filter lets pass, and the start of its day.
@@ -119,12 +120,12 @@ AgentsByKey Aggregator::agentsBy(Grouping grouping, std::span<const UsageRecord>
                                  const RecordFilter& filter) const {
   AgentsByKey agents;
   Pricing::Pricer pricer(calendar_);
-  KeyedRows<InternedText, std::optional<InternedText>> projects;  // by raw working directory
+  KeyedRows<std::uint32_t, std::optional<InternedText>> projects;  // by spelling of the working directory
   const auto keyOf = [&](const UsageRecord& record) {
     if (grouping == Grouping::model) {
       return record.model;
     }
-    std::optional<InternedText>& project = projects[record.rawCwd];
+    std::optional<InternedText>& project = projects[record.rawCwd.spelling()];
     if (!project) {
       project = resolver_.resolve(record.rawCwd).canonical;
     }

@@ -28,7 +28,7 @@ const PresetTexts& textsOf(RangePreset preset) {
 /// The last `days` days, today among them.
 DateRange daysBack(std::int64_t days, TimePoint now, const Calendar& calendar) {
   const TimePoint today = calendar.startOfDay(now);
-  return {calendar.startOfDay(today, 1 - days).value_or(today), today, calendar};
+  return {calendar.startOfDay(today, 1 - days), today, calendar};
 }
 
 /// From the start of the month or year to today.
@@ -37,15 +37,14 @@ DateRange toDate(const std::optional<CalendarInterval>& interval, TimePoint toda
 }
 
 /// The last day of a month or year.
-std::optional<TimePoint> lastDay(const CalendarInterval& interval, const Calendar& calendar) {
-  return calendar.startOfDay(calendar.startOfDay(interval.end), -1);
+TimePoint lastDay(const CalendarInterval& interval, const Calendar& calendar) {
+  return calendar.startOfDay(interval.end, -1);
 }
 
 std::optional<DateRange> monthBefore(TimePoint today, const Calendar& calendar) {
   const std::optional<TimePoint> monthAgo = calendar.startOfDayMonthsLater(today, -1);
   const std::optional<CalendarInterval> month = monthAgo ? calendar.month(*monthAgo) : std::nullopt;
-  const std::optional<TimePoint> last = month ? lastDay(*month, calendar) : std::nullopt;
-  return last ? std::optional<DateRange>({month->start, *last, calendar}) : std::nullopt;
+  return month ? std::optional<DateRange>({month->start, lastDay(*month, calendar), calendar}) : std::nullopt;
 }
 
 }  // namespace

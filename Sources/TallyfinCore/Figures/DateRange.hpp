@@ -81,7 +81,8 @@ std::optional<RangePreset> rangePreset(std::string_view text);
 std::string_view label(RangePreset preset);
 
 /// The days of a preset, seen from `now`; absent for `custom`. The rolling presets count today as their last
-/// day, last month alone ends before today. Where the calendar ends, the range begins today.
+/// day, last month alone ends before today. Beyond the years 1 to 9999 there are no months and years: last
+/// month is the last 30 days then, and this month and the year to date are today.
 std::optional<DateRange> range(RangePreset preset, TimePoint now, const Calendar& calendar);
 
 /// What a person has chosen. The dates are kept while a preset is chosen, for a later switch to `custom`.

@@ -37,19 +37,16 @@ Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, con
 
 Estimate<CostEstimate> yesterdayAtSameTime(std::span<const UsageRecord> records, TimePoint now,
                                            const Calendar& calendar) {
-  const std::optional<TimePoint> start = calendar.startOfDay(now, -1);
-  if (!start) {
-    return UnknownReason::noData();
-  }
+  const TimePoint start = calendar.startOfDay(now, -1);
   // The same distance from the start of the day, not the same reading of the clock.
-  const TimePoint cutoff{start->seconds + std::trunc(now.seconds - calendar.startOfDay(now).seconds)};
+  const TimePoint cutoff{start.seconds + std::trunc(now.seconds - calendar.startOfDay(now).seconds)};
 
   DayLookup days(calendar);
   Pricing::Pricer pricer(calendar);
   CostEstimate sum;
   bool isAny = false;
   for (const UsageRecord& record : records) {
-    if (record.timestamp >= *start && record.timestamp <= cutoff) {
+    if (record.timestamp >= start && record.timestamp <= cutoff) {
       sum.add(pricer.cost(record, days.startOfDay(record.timestamp)));
       isAny = true;
     }
@@ -61,8 +58,7 @@ Estimate<CostEstimate> yesterdayAtSameTime(std::span<const UsageRecord> records,
 }
 
 Estimate<CostEstimate> yesterdayCost(const Report& report, TimePoint now, const Calendar& calendar) {
-  const std::optional<TimePoint> yesterday = calendar.startOfDay(now, -1);
-  const Bucket* bucket = yesterday ? report.byDay.find(*yesterday) : nullptr;
+  const Bucket* bucket = report.byDay.find(calendar.startOfDay(now, -1));
   if (bucket == nullptr) {
     return UnknownReason::noData();
   }

@@ -42,7 +42,7 @@ std::string overview(DataSource& data, const JsonValue& arguments) {
 
   const auto yesterdaySoFar = Derived::yesterdayAtSameTime(data.records(), now, calendar);
   const auto change = Derived::delta(today.total.cost.priced, yesterdaySoFar);
-  const auto median = Derived::medianOfRecentDays(all, 7, data.now(), calendar);
+  const auto median = Derived::medianOfRecentDays(all, 7, now, calendar);
 
   const std::string head = std::to_string(top);
   std::string text;

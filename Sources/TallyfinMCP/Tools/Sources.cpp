@@ -64,13 +64,14 @@ std::string agentRoster(const RosterCoverage& coverage) {
 }  // namespace
 
 std::string sources(DataSource& data, const JsonValue&) {
+  const TimePoint now = data.now();
   const RefreshStats stats = data.ensureFresh();
   const Report report = data.report(Period::all());
   AgentRoster roster = data.roster();  // counting is not to add up from call to call
   roster.recordCoverage(report.agentSession);
 
-  std::string text = concat("Sources and the health of the measurement — ",
-                            R::stamp(data.now(), data.calendar()), "\n", R::rule, "\n", "CLAUDE HOMES\n");
+  std::string text = concat("Sources and the health of the measurement — ", R::stamp(now, data.calendar()),
+                            "\n", R::rule, "\n", "CLAUDE HOMES\n");
   for (const SourceHome& home : data.homes()) {
     text += homeLine(home, report, data.calendar());
   }
