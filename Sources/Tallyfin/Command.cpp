@@ -5,6 +5,7 @@
 #include "Platform/Numbers.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/Page.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
 #include "absl/strings/str_format.h"
 
@@ -29,6 +30,7 @@ struct Request {
   std::optional<std::string> axis;
   bool isAll = false;
   std::optional<std::string> directory;
+  std::optional<std::string> file;
   std::optional<std::int64_t> limit;
   bool byteOrderMark = false;
   std::vector<std::string> axes = {"project", "agent", "model"};
@@ -89,9 +91,11 @@ class Progress {
   const Console& console_;
 };
 
-// A report with what its documents say beside it.
+// A report with what it was made of, and what its documents say beside it.
 struct Account {
   Report report;
+  Aggregator aggregator;
+  std::vector<UsageRecord> records;
   Exporter::Options options;
 };
 
@@ -124,7 +128,7 @@ Account accountOf(const Request& request, const Selection& selection, const Envi
   const Aggregator aggregator(environment.calendar, ProjectResolver(environment.home, true));
   return {aggregator.aggregate(refreshed.result.records, options.from, options.to,
                                refreshed.result.diagnostics, includeHours),
-          std::move(options)};
+          aggregator, std::move(refreshed.result.records), std::move(options)};
 }
 
 int print(std::string_view document, const Console& console) {
@@ -188,6 +192,16 @@ int summary(const Request& request, const Selection& selection, const Environmen
             const Console& console) {
   const Account account = accountOf(request, selection, environment, false, console);
   return print(Exporter::clipboardSummary(account.report, account.options), console);
+}
+
+int html(const Request& request, const Selection& selection, const Environment& environment,
+         const Console& console) {
+  const Account account = accountOf(request, selection, environment, false, console);
+  constexpr unsigned kReadableByAll = 0666;
+  Files::replaceAtomically(
+      *request.file, {Exporter::page(account.report, account.aggregator, account.records, account.options)},
+      kReadableByAll);
+  return print(concat(*request.file, "\n"), console);
 }
 
 int verify(const Environment& environment, const Console& console) {
@@ -291,6 +305,8 @@ class Arguments {
     summary_->add_option("--axes", request.axes, "Axes to show")->delimiter(',')->check(CLI::IsMember(names));
     summary_->add_option("--rows", request.rows, "Rows an axis")->transform(rowCount());
     addRange(*summary_, request);
+    html_->add_option("--out", request.file, "Write into this file")->required();
+    addRange(*html_, request);
     scan_->add_flag("--serial", request.isSerial, "On one processor");
   }
 
@@ -306,6 +322,9 @@ class Arguments {
     }
     if (summary_->parsed()) {
       return summary(request, selection, environment, console);
+    }
+    if (html_->parsed()) {
+      return html(request, selection, environment, console);
     }
     return verify_->parsed() ? verify(environment, console) : scan(request, environment, console);
   }
@@ -331,6 +350,7 @@ class Arguments {
   CLI::App* csv_ = app_.add_subcommand("csv", "A breakdown as CSV");
   CLI::App* provenance_ = app_.add_subcommand("provenance", "Where the figures come from, as CSV");
   CLI::App* summary_ = app_.add_subcommand("summary", "A report to paste");
+  CLI::App* html_ = app_.add_subcommand("html", "A page to look at");
   CLI::App* verify_ = app_.add_subcommand("verify", "Compare the cache with a fresh read");
   CLI::App* scan_ = app_.add_subcommand("scan", "Read every transcript from scratch");
 };
