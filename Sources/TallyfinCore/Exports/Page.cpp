@@ -62,12 +62,11 @@ std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Cal
   return slots;
 }
 
-Markup heading(const Report& report, const Options& options, const DateRange& days) {
+Markup heading(const Options& options, const DateRange& days) {
   if (options.periodLabel && !options.periodLabel->empty()) {
     return name(*options.periodLabel);
   }
-  const bool isChosen = options.from || options.to || report.total.requests < 1;
-  return isChosen ? days.title(options.calendar) : "All that is recorded";
+  return options.from || options.to ? days.title(options.calendar) : "All that is recorded";
 }
 
 Markup range(const Report& report, const Options& options, const DateRange& days) {
@@ -141,16 +140,19 @@ Markup perDay(const Estimate<CostEstimate>& estimate) {
 
 Markup keyFigures(const Report& report) {
   const Bucket& total = report.total;
+  if (total.requests < 1 && report.diagnostics.filesScanned < 1) {
+    return {};  // nothing was read, so nothing was counted
+  }
   const auto size = [](const auto& axis) { return grouped(static_cast<std::int64_t>(axis.size())); };
   Markup all = figure("Requests", grouped(total.requests));
-  all += figure("Tokens", grouped(total.totalTokens()),
-                concat("in ", grouped(total.input), " · out ", grouped(total.output), " · cache write ",
-                       grouped(total.cacheWrite()), " · cache read ", grouped(total.cacheRead)));
   all += figure("Days with activity", grouped(report.activeDays()));
   all += figure("Average of an active day", perDay(report.averagePerActiveDay()));
   all += figure("Median of an active day", perDay(report.medianPerActiveDay()));
   all += figure("Agents", size(report.byAgent));
   all += figure("Sessions", size(report.bySession));
+  all += figure("Tokens", grouped(total.totalTokens()),
+                concat("in ", grouped(total.input), " · out ", grouped(total.output), " · cache write ",
+                       grouped(total.cacheWrite()), " · cache read ", grouped(total.cacheRead)));
   return element("dl", {{"class", "figures"}}, all);
 }
 
@@ -179,6 +181,15 @@ std::string_view stepNoun(TimeStep step) {
   return step == TimeStep::day ? "day" : step == TimeStep::week ? "week" : "month";
 }
 
+Markup earlierSteps(const TimeCuts& cuts, const std::vector<Slot>& slots) {
+  const auto drawn = std::ranges::count_if(slots, [](const Slot& slot) { return slot.shares != nullptr; });
+  const std::int64_t left = static_cast<std::int64_t>(cuts.byStep.size()) - drawn;
+  return left < 1 ? Markup()
+                  : element("p", {{"class", "more"}},
+                            concat(counted(left, "earlier month", "earlier months"),
+                                   " with requests — the CSV export has all of them"));
+}
+
 // The lines of the provenance document but for the files, which would be a page of their own.
 std::vector<ProvenanceLine> provenance(const Report& report, const Options& options) {
   const Options without{.periodLabel = options.periodLabel,
@@ -200,13 +211,11 @@ std::string page(const Report& report, const Aggregator& aggregator, std::span<c
   const AgentsByKey agents = aggregator.agentsBy(Aggregator::Grouping::project, records, options.from,
                                                  options.to, options.recordFilter);
   const std::vector<Slot> slots = slotsOf(cuts, days, calendar);
-  const std::size_t drawn = static_cast<std::size_t>(
-      std::ranges::count_if(slots, [](const Slot& slot) { return slot.shares != nullptr; }));
   const std::vector<ProvenanceLine> lines = provenance(report, options);
-  constexpr Section kRead[] = {Section::scan, Section::home};
+  constexpr Section kRead[] = {Section::scan};
   constexpr Section kLost[] = {Section::loss};
   constexpr Section kAssumed[] = {Section::assumption, Section::attribution};
-  const Markup title = heading(report, options, days);
+  const Markup title = heading(options, days);
   const Gap gaps[] = {
       {"style", Markup::verbatim(std::string(pageStyle))},
       {"style-hash", pageStyleHash},
@@ -214,7 +223,7 @@ std::string page(const Report& report, const Aggregator& aggregator, std::span<c
       {"title", Text::visible(options.periodLabel.value_or(days.label(calendar)), 60)},
       {"range", range(report, options, days)},
       {"filters", listOf(names(options.filters), "filters")},
-      {"generated", calendar.formatInstant(options.generatedAt)},
+      {"generated", calendar.formatMinute(options.generatedAt)},
       {"total", amountMarkup(report.total)},
       {"caveats", caveats(report, options, days)},
       {"figures", keyFigures(report)},
@@ -222,18 +231,14 @@ std::string page(const Report& report, const Aggregator& aggregator, std::span<c
       {"step", stepNoun(cuts.step)},
       {"time-bars", timeBars(slots)},
       {"time-table", timeTable(slots)},
-      {"time-left-out", cuts.byStep.size() > drawn
-                            ? element("p", {{"class", "more"}},
-                                      concat(counted(static_cast<std::int64_t>(cuts.byStep.size() - drawn),
-                                                     "earlier ", "earlier "),
-                                             stepNoun(cuts.step), " with requests are left out"))
-                            : Markup()},
+      {"time-left-out", earlierSteps(cuts, slots)},
       {"heat-map", heatMap(cuts)},
       {"hours-table", hoursTable(cuts)},
       {"agents", agentsTable(report, agents)},
       {"projects", projectsTable(report, agents)},
       {"models", modelsTable(report)},
       {"sessions", sessionsTable(report, calendar)},
+      {"homes", homesTable(report)},
       {"read", provenanceTable(lines, "What was read", kRead)},
       {"lost", provenanceTable(lines, "What was lost", kLost)},
       {"assumed", provenanceTable(lines, "What was assumed", kAssumed)},

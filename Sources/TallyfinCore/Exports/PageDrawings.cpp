@@ -49,11 +49,12 @@ Markup box(std::string_view classes, double xPercent, double y, double widthPerc
                           {"height", number(height)}});
 }
 
-// One, two, two and a half or five of a power of ten, so that three to six of them reach `largest`.
+// One, two, two and a half or five of a power of ten, so that at most five of them reach `largest`.
 double tickStep(double largest) {
-  const double power = std::pow(10, std::floor(std::log10(largest / 4)));
+  constexpr double kSteps = 5;
+  const double power = std::pow(10, std::floor(std::log10(largest / kSteps)));
   for (const double factor : {1.0, 2.0, 2.5, 5.0}) {
-    if (factor * power >= largest / 4) {
+    if (factor * power >= largest / kSteps) {
       return factor * power;
     }
   }
@@ -104,7 +105,7 @@ Markup stack(const Slot& slot, double x, double width, double dollarsToPixels) {
 
 // How dark the cell of an hour is.
 double shade(const Bucket& bucket, double largest) {
-  return largest > 0 ? 0.1 + 0.9 * drawn(bucket) / largest : 0.1;
+  return largest > 0 ? 0.16 + 0.84 * drawn(bucket) / largest : 0.16;
 }
 
 constexpr double kCell = 24;  // height of an hour in the heat map
@@ -143,6 +144,10 @@ Markup hourCell(const Bucket* bucket, int weekday, int hour, double largest) {
 
 }  // namespace
 
+Markup nothingInRange() {
+  return element("p", {{"class", "none"}}, "unknown — no request in range");
+}
+
 std::string amount(const Bucket& bucket) {
   return bucket.requests < 1 || bucket.cost.isUnknown() ? UnknownReason::placeholder
                                                         : bucket.cost.formatted();
@@ -176,6 +181,9 @@ Markup splitBar(const TimeCuts& cuts) {
 }
 
 Markup timeBars(const std::vector<Slot>& slots) {
+  if (std::ranges::none_of(slots, [](const Slot& slot) { return slot.shares != nullptr; })) {
+    return nothingInRange();
+  }
   double largest = 0;
   for (const Slot& slot : slots) {
     largest = slot.shares == nullptr
@@ -222,6 +230,9 @@ Markup timeBars(const std::vector<Slot>& slots) {
 }
 
 Markup heatMap(const TimeCuts& cuts) {
+  if (cuts.byWeekHour.empty()) {
+    return nothingInRange();
+  }
   double largest = 0;
   for (const auto& [hour, bucket] : cuts.byWeekHour) {
     largest = std::max(largest, drawn(bucket));
@@ -232,7 +243,7 @@ Markup heatMap(const TimeCuts& cuts) {
   Markup plot = beginDrawing("hours", "plot", kHeight);
   plot += described(
       "hours", "Cost by weekday and hour",
-      "A cell for each hour of the local day on each weekday, darker for a higher cost. Hatched: at "
+      "A cell for each hour of the local day on each weekday, stronger for a higher cost. Hatched: at "
       "least that much. The table below has every figure.");
   for (int day = 0; day < 7; ++day) {
     scale += element("text", {{"x", "32"}, {"y", number(day * kCell + kCell / 2)}, {"dy", "4"}},
@@ -251,7 +262,7 @@ Markup heatMap(const TimeCuts& cuts) {
   return element("div", {{"class", "chart"}}, scale += endTag("svg"), plot += endTag("svg"));
 }
 
-Markup rowBar(const Bucket& bucket, double largest) {
+Markup rowBar(const Bucket& bucket, double largest, std::string_view colour) {
   if (bucket.requests < 1 || bucket.cost.isUnknown()) {
     return {};
   }
@@ -260,9 +271,11 @@ Markup rowBar(const Bucket& bucket, double largest) {
   const double width = largest > 0 ? drawn(bucket) / largest * (100 - kRoom) : 0;
   Markup bar = startTag(
       "svg", {{"class", "bar"}, {"aria-hidden", "true"}, {"width", "100%"}, {"height", number(kHeight)}});
-  bar += box("fill", 0, 0, width, kHeight);
+  bar += box(colour, 0, 0, width, kHeight);
   if (!bucket.cost.isComplete()) {
-    bar += box("atleast", width, 0, kRoom, kHeight);
+    bar += element(
+        "rect",
+        {{"class", "atleast"}, {"x", percentage(width)}, {"width", "14"}, {"height", number(kHeight)}});
   }
   return bar += endTag("svg");
 }

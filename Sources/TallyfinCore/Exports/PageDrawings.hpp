@@ -7,6 +7,7 @@
 #include "TallyfinCore/Figures/TimeCuts.hpp"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tallyfin::Exporter {
@@ -21,6 +22,9 @@ struct Slot {
 /// English names of the weekdays, Monday first.
 extern const char* const weekdays[7];
 
+/// What stands in the place of a drawing or table without rows.
+Markup nothingInRange();
+
 /// The amount of a bucket: "$1.20", "≥ $1.20", or "unknown".
 std::string amount(const Bucket& bucket);
 
@@ -33,10 +37,10 @@ Markup splitBar(const TimeCuts& cuts);
 /// A stacked bar for each slot, oldest first.
 Markup timeBars(const std::vector<Slot>& slots);
 
-/// A cell for each hour of each weekday, the darker the more.
+/// A cell for each hour of each weekday, the stronger the more.
 Markup heatMap(const TimeCuts& cuts);
 
-/// The bar of a row in a table; nothing when the cost is unknown.
-Markup rowBar(const Bucket& bucket, double largest);
+/// The bar of a row in a table, in the colour of "main" or "agents"; nothing when the cost is unknown.
+Markup rowBar(const Bucket& bucket, double largest, std::string_view colour);
 
 }  // namespace tallyfin::Exporter

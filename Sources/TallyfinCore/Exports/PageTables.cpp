@@ -49,31 +49,32 @@ struct RankedRow {
   Markup what;
   Markup behind;
   const Bucket* bucket;
+  std::string_view colour = "main";
 };
 
 Markup rankedTable(std::string_view caption, std::string_view what, const std::vector<RankedRow>& rows,
                    std::size_t all, std::string_view one, std::string_view many) {
   if (rows.empty()) {
-    return element("p", {{"class", "none"}}, "unknown — no request in range");
+    return nothingInRange();
   }
   const double largest = rows.front().bucket->cost.priced;
   Markup table = beginTable(caption, {columnHeader(what), columnHeader("Cost", "cost"),
                                       columnHeader("Requests, tokens", "volume")});
   for (const RankedRow& row : rows) {
     const Bucket& bucket = *row.bucket;
-    table += element(
-        "tr", {},
-        element("th", {{"scope", "row"}}, element("div", {{"class", "what"}}, row.what),
-                element("div", {{"class", "behind"}}, row.behind)),
-        element("td", {{"class", "cost"}}, element("div", {}, rowBar(bucket, largest), amountMarkup(bucket))),
-        element("td", {{"class", "volume"}}, element("div", {}, grouped(bucket.requests)),
-                element("div", {{"class", "behind"}}, grouped(bucket.totalTokens()))));
+    table += element("tr", {},
+                     element("th", {{"scope", "row"}}, element("div", {{"class", "what"}}, row.what),
+                             element("div", {{"class", "behind"}}, row.behind)),
+                     element("td", {{"class", "cost"}},
+                             element("div", {}, rowBar(bucket, largest, row.colour), amountMarkup(bucket))),
+                     element("td", {{"class", "volume"}}, element("div", {}, grouped(bucket.requests)),
+                             element("div", {{"class", "behind"}}, grouped(bucket.totalTokens()))));
   }
   table = endTable(std::move(table));
   if (all > rows.size()) {
     table += element("p", {{"class", "more"}},
                      concat(counted(static_cast<std::int64_t>(all - rows.size()), one, many),
-                            " more — the CSV export has all of them"));
+                            " — the CSV export has all of them"));
   }
   return table;
 }
@@ -105,7 +106,7 @@ Markup agentName(const AgentIdentity& agent) {
 std::vector<Part> topAgents(const tallyfin::Axis<AgentIdentity>& agents) {
   std::vector<Part> parts;
   for (const auto& [agent, bucket] : rankedAgents(agents, kBehind, true)) {
-    parts.emplace_back(agentName(agent), bucket);
+    parts.emplace_back(name(agent.label()), bucket);
   }
   return parts;
 }
@@ -133,13 +134,10 @@ Markup dominant(const Bucket& bucket) {
              : Markup(concat("tokens mostly ", known->name, " (", decimal(known->percent, 1), "%)"));
 }
 
-std::string readable(const ProvenanceLine& line) {
-  if (line.section == rawValue(Section::home)) {
-    return line.item;
-  }
-  std::string text = line.item;
-  std::ranges::replace(text, '_', ' ');
-  return text;
+// "files scanned" of "files_scanned".
+std::string readable(std::string item) {
+  std::ranges::replace(item, '_', ' ');
+  return item;
 }
 
 Markup readableValue(std::string_view value) {
@@ -153,10 +151,11 @@ Markup readableValue(std::string_view value) {
 Markup agentsTable(const Report& report, const AgentsByKey& agentsByProject) {
   std::vector<RankedRow> rows;
   for (const auto& [agent, bucket] : report.topAgents(kRows, true)) {
-    rows.push_back({agentName(agent), projectsOf(agent, agentsByProject), bucket});
+    rows.push_back({agentName(agent), projectsOf(agent, agentsByProject), bucket,
+                    agent.isSubagent() ? "agents" : "main"});
   }
   return rankedTable("Agents by cost, with the projects each worked on", "Agent", rows, report.byAgent.size(),
-                     "agent", "agents");
+                     "more agent", "more agents");
 }
 
 Markup projectsTable(const Report& report, const AgentsByKey& agentsByProject) {
@@ -167,7 +166,7 @@ Markup projectsTable(const Report& report, const AgentsByKey& agentsByProject) {
                     agents == nullptr ? Markup() : partsOf(topAgents(*agents), agents->size()), bucket});
   }
   return rankedTable("Projects by cost, with the agents behind each", "Project", rows,
-                     report.byProject.size(), "project", "projects");
+                     report.byProject.size(), "more project", "more projects");
 }
 
 Markup modelsTable(const Report& report) {
@@ -175,7 +174,7 @@ Markup modelsTable(const Report& report) {
   for (const auto& [model, bucket] : report.topModels(kRows)) {
     rows.push_back({name(model.text()), dominant(*bucket), bucket});
   }
-  return rankedTable("Models by cost", "Model", rows, report.byModel.size(), "model", "models");
+  return rankedTable("Models by cost", "Model", rows, report.byModel.size(), "more model", "more models");
 }
 
 Markup sessionsTable(const Report& report, const Calendar& calendar) {
@@ -186,12 +185,25 @@ Markup sessionsTable(const Report& report, const Calendar& calendar) {
                                  ? concat(calendar.formatMinute(*bucket->firstActivity), " → ",
                                           calendar.formatMinute(*bucket->lastActivity))
                                  : UnknownReason::placeholder;
-    Markup behind = project == report.sessionProject.end() ? Markup() : name(project->second.text());
-    behind += " · ";
-    rows.push_back({element("span", {{"class", "id"}}, name(session.text())), behind += time, bucket});
+    Markup what = project == report.sessionProject.end() ? Markup() : name(project->second.text());
+    what += element("span", {{"class", "id"}}, " ", name(session.text()));
+    rows.push_back({what, time, bucket});
   }
   return rankedTable("Sessions by cost, with project and first to last request", "Session", rows,
-                     report.bySession.size(), "session", "sessions");
+                     report.bySession.size(), "more session", "more sessions");
+}
+
+Markup homesTable(const Report& report) {
+  std::vector<RankedRow> rows;
+  for (const auto& [home, bucket] : ranked(report.bySource, kRows)) {
+    const auto files = report.diagnostics.perHome.find(std::string(home.text()));
+    rows.push_back({name(home.text()),
+                    files == report.diagnostics.perHome.end()
+                        ? "unknown — the scan reported no file count for this home"
+                        : counted(files->second, "transcript file", "transcript files"),
+                    bucket});
+  }
+  return rankedTable("Homes by cost", "Home", rows, report.bySource.size(), "more home", "more homes");
 }
 
 Markup timeTable(const std::vector<Slot>& slots) {
@@ -235,18 +247,20 @@ Markup provenanceTable(std::span<const ProvenanceLine> lines, std::string_view c
   for (const ProvenanceLine& line : lines) {
     const auto isWanted = [&](Section section) { return rawValue(section) == line.section; };
     const bool isUnreadable = line.item == "unreadable_file";
-    if (std::ranges::none_of(sections, isWanted) || (isUnreadable && ++unreadable > kUnreadable)) {
+    if (std::ranges::none_of(sections, isWanted) || line.item == "scan_duration_seconds" ||
+        (isUnreadable && ++unreadable > kUnreadable)) {
       continue;
     }
-    table += element("tr", {}, element("th", {{"scope", "row"}}, name(readable(line))),
+    table += element("tr", {}, element("th", {{"scope", "row"}}, readable(line.item)),
                      element("td", {}, readableValue(line.value)),
-                     element("td", {{"class", "note"}}, name(line.note, 300)));
+                     element("td", {{"class", "note"}}, line.note.empty() ? Markup() : name(line.note, 300)));
   }
   table = endTable(std::move(table));
   if (unreadable > kUnreadable) {
-    table += element("p", {{"class", "more"}},
-                     concat(counted(static_cast<std::int64_t>(unreadable - kUnreadable), "file", "files"),
-                            " more — the provenance document has all of them"));
+    table += element(
+        "p", {{"class", "more"}},
+        concat(counted(static_cast<std::int64_t>(unreadable - kUnreadable), "more file", "more files"),
+               " — the provenance document has all of them"));
   }
   return table;
 }

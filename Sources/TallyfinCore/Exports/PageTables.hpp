@@ -18,6 +18,7 @@ Markup agentsTable(const Report& report, const AgentsByKey& agentsByProject);
 Markup projectsTable(const Report& report, const AgentsByKey& agentsByProject);
 Markup modelsTable(const Report& report);
 Markup sessionsTable(const Report& report, const Calendar& calendar);
+Markup homesTable(const Report& report);
 
 /// The figures of the bars over time.
 Markup timeTable(const std::vector<Slot>& slots);
