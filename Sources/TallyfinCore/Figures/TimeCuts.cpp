@@ -12,6 +12,18 @@ int weekday(TimePoint day, const Calendar& calendar) {
   return static_cast<int>(days < 0 ? days + 7 : days);
 }
 
+/// What the requests of a day have in common.
+struct Day {
+  std::size_t step = 0;  ///< its row in `byStep`
+  int weekday = 0;
+  bool isPlain = false;  ///< 24 hours from midnight on: the hour is a division, a third of the pass less
+};
+
+bool isPlain(TimePoint day, const Calendar& calendar) {
+  const std::optional<TimePoint> next = calendar.startOfDay(day, 1);
+  return next && next->seconds - day.seconds == 24 * 3'600 && calendar.hour(day) == 0;
+}
+
 }  // namespace
 
 TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar) {
@@ -23,20 +35,19 @@ TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar) {
 }
 
 std::optional<TimePoint> nextStep(TimeStep step, TimePoint start, const Calendar& calendar) {
-  return step == TimeStep::month ? calendar.startOfDayMonthsLater(start, 1)
-                                 : calendar.startOfDay(start, step == TimeStep::week ? 7 : 1);
+  if (step != TimeStep::month) {
+    return calendar.startOfDay(start, step == TimeStep::week ? 7 : 1);
+  }
+  const std::optional<CalendarInterval> month = calendar.month(start);
+  return month ? std::optional(month->end) : std::nullopt;
 }
 
 TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> records,
                   std::optional<TimePoint> from, std::optional<TimePoint> to, const RecordFilter& filter,
                   TimeStep step) {
-  struct Place {
-    std::size_t step = 0;
-    int weekday = 0;
-  };
   const Calendar& calendar = aggregator.calendar();
   TimeCuts cuts{.step = step, .main = {}, .subagents = {}, .byStep = {}, .byWeekHour = {}};
-  KeyedRows<TimePoint, std::optional<Place>> places;  // by day
+  KeyedRows<TimePoint, std::optional<Day>> days;  // by start of the day
   Pricing::Pricer pricer(calendar);
   RecordSelection selection(calendar, from, to, filter);
   for (const UsageRecord& record : records) {
@@ -44,17 +55,20 @@ TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> rec
     if (!day) {
       continue;
     }
-    std::optional<Place>& place = places[*day];
-    if (!place) {
-      place = {cuts.byStep.place(startOfStep(step, *day, calendar)), weekday(*day, calendar)};
+    std::optional<Day>& known = days[*day];
+    if (!known) {
+      known = {cuts.byStep.place(startOfStep(step, *day, calendar)), weekday(*day, calendar),
+               isPlain(*day, calendar)};
     }
     const Estimate<double> cost = pricer.cost(record, *day);
-    TimeShares& shares = cuts.byStep.at(place->step);
+    TimeShares& shares = cuts.byStep.at(known->step);
     const bool isSubagent = record.agent.isSubagent();
     shares.all.add(record, cost);
     (isSubagent ? shares.subagents : shares.main).add(record, cost);
     (isSubagent ? cuts.subagents : cuts.main).add(record, cost);
-    cuts.byWeekHour[weekHour(place->weekday, calendar.hour(record.timestamp))].add(record, cost);
+    const int hour = known->isPlain ? static_cast<int>((record.timestamp.seconds - day->seconds) / 3'600)
+                                    : calendar.hour(record.timestamp);
+    cuts.byWeekHour[weekHour(known->weekday, hour)].add(record, cost);
   }
   return cuts;
 }
