@@ -67,9 +67,9 @@ struct Call {
 struct Subcommand {
   std::string name;     ///< one word or two: "cost", "export csv"
   std::string summary;  ///< one line; empty for what only the shells call
-  std::vector<Option> options;
-  std::vector<std::string> examples;
-  std::function<int(const Call&)> run;  ///< gives the exit status; throws UsageError
+  std::vector<Option> options = {};
+  std::vector<std::string> examples = {};
+  std::function<int(const Call&)> run = {};  ///< gives the exit status; throws UsageError
 };
 
 /// All subcommands, in the order in which they are told. The first is the one that is meant when none is

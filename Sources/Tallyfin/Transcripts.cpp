@@ -77,6 +77,9 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
   }
   const int status = work(data);
   data.finishSaving();
+  if (!data.savingError().empty()) {
+    tell(concat("the cache could not be written: ", data.savingError()), call.console);
+  }
   if (data.diagnostics().filesScanned == 0) {
     tell(concat("no transcripts; looked in ", places(data.homes())), call.console);
   }

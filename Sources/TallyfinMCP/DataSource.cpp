@@ -53,7 +53,9 @@ void DataSource::startSaving() {
   saving_ = std::async(std::launch::async | std::launch::deferred, [this] {
     try {
       cache_.save();
-    } catch (const std::exception&) {  // the answer is in memory; the next refresh tries again
+      savingError_.clear();
+    } catch (const std::exception& error) {  // the answer is in memory; the next refresh tries again
+      savingError_ = error.what();
     }
   });
 }

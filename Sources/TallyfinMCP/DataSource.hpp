@@ -37,6 +37,9 @@ class DataSource {
   /// answer leaves, so that a server whose client then kills it has lost nothing.
   void finishSaving();
 
+  /// Why the cache file could not be written, the last time that it should have been; empty when it was.
+  const std::string& savingError() const { return savingError_; }
+
   /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. Hours are built
   /// when `includeHours` says so, by default for a single day.
   Report report(const Period& period, const Filter& filter = {}, std::optional<bool> includeHours = {});
@@ -71,6 +74,7 @@ class DataSource {
   std::optional<TimePoint> lastRefresh_;
   AgentRoster roster_;
   bool rosterLoaded_ = false;
+  std::string savingError_;   // read when nothing is being saved
   std::future<void> saving_;  // ends before the cache does
 };
 
