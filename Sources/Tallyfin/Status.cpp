@@ -114,7 +114,7 @@ void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
     const std::string_view name = format.substr(begin + 1, std::min(end, format.size()) - begin - 1);
     const auto* const found = std::ranges::find(kPlaces, name, &Place::name);
     if (end == std::string_view::npos || found == kPlaces.end()) {
-      throw UsageError(concat("--format: \"{", name, "\" names no place; there are ", placeNames()));
+      throw UsageError(concat("--format: \"{", name, "}\" names no place; there are ", placeNames()));
     }
     place(*found);
     format.remove_prefix(end + 1);
