@@ -63,9 +63,14 @@ class Parser {
     if (option.value.empty()) {
       return app_.add_flag(names, option.help);
     }
-    CLI::Option* const added = app_.add_option(option.isWord ? concat(names, ",", option.name) : names,
-                                               CLI::callback_t(), option.help);
+    CLI::Option* const added = app_.add_option(
+        option.isWord ? concat(names, ",", option.name) : names, CLI::callback_t(),
+        isOneOf(option) ? concat(option.help, ": ", absl::StrJoin(option.words, ", ")) : option.help);
     return added->type_name(option.value);
+  }
+
+  static bool isOneOf(const Option& option) {
+    return option.values == Values::word || option.values == Values::words;
   }
 
   // An empty value behind an equals sign becomes a word of its own; the library would take the next one
@@ -154,10 +159,15 @@ std::string secondWords(const std::string& first) {
   if (const std::string words = secondWords(name); !words.empty()) {
     throw UsageError(concat("`", name, "` needs one of ", words));
   }
-  const std::vector<std::string> names = allNames();
-  const auto moved =
-      std::ranges::find_if(names, [&](const std::string& one) { return one.ends_with(" " + name); });
-  const std::string meant = moved != names.end() ? *moved : nearest(name, names);
+  std::vector<std::string> words = allNames();
+  for (const std::string& one : allNames()) {
+    words.push_back(one.substr(one.find(' ') + 1));  // of two words the second may have been meant alone
+  }
+  const std::string word = nearest(name, words);
+  std::string meant;
+  for (const std::string& one : allNames()) {
+    meant = one == word || (meant.empty() && one.ends_with(" " + word)) ? one : meant;
+  }
   throw UsageError(concat("there is no command \"", name, "\"",
                           meant.empty() ? "" : concat("; did you mean `tallyfin ", meant, "`?")));
 }

@@ -8,6 +8,7 @@
 #include "Tallyfin/Questions.hpp"
 #include "Tallyfin/Transcripts.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/Page.hpp"
 #include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "absl/strings/str_join.h"
@@ -158,7 +159,7 @@ struct Kind {
   std::string_view extension;
   std::string_view summary;
   std::string_view example;
-  std::string (*make)(const Report& report, const Exporter::Options& options);
+  std::string (*make)(const Account& account, const DataSource& data);
 };
 
 int exportWhole(const Call& call, const Kind& kind) {
@@ -166,8 +167,8 @@ int exportWhole(const Call& call, const Kind& kind) {
   const Destination destination(call.arguments.text("out"), false);
   return withTranscripts(call, [&](DataSource& data) {
     const Account account = accountOf(call, days, data, false);
-    return destination.write(fileName(kind.name, kind.extension, account.options),
-                             kind.make(account.report, account.options), call.console);
+    return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data),
+                             call.console);
   });
 }
 
@@ -225,7 +226,10 @@ std::vector<Subcommand> documents() {
              .extension = ".txt",
              .summary = "A report to read and paste",
              .example = "tallyfin export summary last7Days --axes project,agent",
-             .make = Exporter::clipboardSummary},
+             .make =
+                 [](const Account& account, const DataSource&) {
+                   return Exporter::clipboardSummary(account.report, account.options);
+                 }},
             {{.name = "axes",
               .value = "AXIS,...",
               .help = "Axes to show (default project,agent,model)",
@@ -236,8 +240,21 @@ std::vector<Subcommand> documents() {
              .extension = ".csv",
              .summary = "Where the figures come from: totals, losses, files, assumptions",
              .example = "tallyfin export provenance yesterday --out reports",
-             .make = Exporter::provenanceCSV},
-            {kBom})};
+             .make =
+                 [](const Account& account, const DataSource&) {
+                   return Exporter::provenanceCSV(account.report, account.options);
+                 }},
+            {kBom}),
+      whole({.name = "html",
+             .extension = ".html",
+             .summary = "A page to look at, in one file",
+             .example = "tallyfin export html thisMonth --out report.html",
+             .make =
+                 [](const Account& account, const DataSource& data) {
+                   return Exporter::page(account.report, Aggregator(data.calendar(), data.resolver()),
+                                         data.records(), account.options);
+                 }},
+            {})};
 }
 
 }  // namespace tallyfin::Command

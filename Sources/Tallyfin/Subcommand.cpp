@@ -72,7 +72,11 @@ std::string nearest(std::string_view word, const std::vector<std::string>& known
 }
 
 int print(std::string_view document, const Console& console) {
-  if (console.document(console.showsDocuments ? visible(document) : std::string(document))) {
+  std::string text = console.showsDocuments ? visible(document) : std::string(document);
+  if (console.showsDocuments && !text.empty() && !text.ends_with('\n')) {
+    text += '\n';  // or the next prompt would stand in the last line
+  }
+  if (console.document(text)) {
     return done;
   }
   tell("cannot write to standard output", console);
