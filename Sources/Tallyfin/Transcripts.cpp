@@ -72,8 +72,12 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
   requireHome(call.environment);
   DataSource data(call.environment);
   {
-    const Progress progress(call.console, call.environment.now);
+    Progress progress(call.console, call.environment.now);
+    if (call.console.showsMessages) {
+      data.onProgress([&](std::uint64_t done, std::uint64_t total) { progress.show(done, total); });
+    }
     data.ensureFresh();
+    data.onProgress({});
   }
   const int status = work(data);
   data.finishSaving();

@@ -15,6 +15,7 @@
 #include <future>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tallyfin {
@@ -26,6 +27,9 @@ class DataSource {
   /// Reads no transcript and no cache; makes the folder of a given cache path. Empty variables count as
   /// unset.
   explicit DataSource(Environment environment);
+
+  /// Who is told how far a read is, from here on.
+  void onProgress(ReadProgress progress) { progress_ = std::move(progress); }
 
   /// Looks at the disk when 15 seconds or more have passed since the last look ended (with its saving, where
   /// an answer waited for that), and tells what that look did. The first call also loads the cache file and
@@ -74,6 +78,7 @@ class DataSource {
   std::optional<TimePoint> lastRefresh_;
   AgentRoster roster_;
   bool rosterLoaded_ = false;
+  ReadProgress progress_;
   std::string savingError_;   // read when nothing is being saved
   std::future<void> saving_;  // ends before the cache does
 };
