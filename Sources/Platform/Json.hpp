@@ -113,14 +113,13 @@ class JsonReader {
   bool failed_ = false;
 };
 
-/// An answer that is put together, or an argument that came in.
+/// An argument that came in, or the object of them.
 class JsonValue {
  public:
   /// A number as it was written, so that it can be given back unchanged.
   struct Number {
     std::string digits;
   };
-  using Array = std::vector<JsonValue>;
   /// Members in the order of their keys' first appearance; no two keys are the same.
   using Object = std::vector<std::pair<std::string, JsonValue>>;
 
@@ -130,7 +129,6 @@ class JsonValue {
   JsonValue(std::string value) : value_(std::move(value)) {}
   JsonValue(std::string_view value) : value_(std::string(value)) {}
   JsonValue(const char* value) : value_(std::string(value)) {}
-  JsonValue(Array value) : value_(std::move(value)) {}
   JsonValue(Object value) : value_(std::move(value)) {}
 
   /// Consumes a value of any kind. Null for a list or an object, of which no caller has use, and on failure.
@@ -138,7 +136,6 @@ class JsonValue {
 
   /// Each gives the payload, or null when the value is of another kind.
   const Object* object() const { return std::get_if<Object>(&value_); }
-  const Array* array() const { return std::get_if<Array>(&value_); }
   const std::string* string() const { return std::get_if<std::string>(&value_); }
   const bool* boolean() const { return std::get_if<bool>(&value_); }
 
@@ -149,19 +146,15 @@ class JsonValue {
   /// The member with that key; null when there is none or the value is no object.
   const JsonValue* member(std::string_view key) const;
 
-  /// Appends the document as compact JSON: no white space, slashes not escaped, bytes that are no UTF-8 as
-  /// U+FFFD.
-  void write(std::string& out) const;
-
  private:
-  std::variant<std::monostate, bool, Number, std::string, Array, Object> value_;
+  std::variant<std::monostate, bool, Number, std::string, Object> value_;
 };
 
 /// A JSON number to a signed 64-bit integer: a fraction is cut off towards 0, what does not fit becomes the
 /// nearest that does. `digits` must be a valid JSON number.
 std::int64_t integerOfJsonNumber(std::string_view digits);
 
-/// Appends `text` as a JSON string with its quotation marks.
-void appendJsonString(std::string& out, std::string_view text);
+/// `text` as a JSON string with its quotation marks: slashes not escaped, bytes that are no UTF-8 as U+FFFD.
+std::string jsonString(std::string_view text);
 
 }  // namespace tallyfin

@@ -394,7 +394,7 @@ void JsonReader::copyValue(std::string& out) {
       String key;
       for (beginObject(); nextKey(key); separator = ",") {
         out += separator;
-        appendJsonString(out, key.text(buffer));
+        out += jsonString(key.text(buffer));
         out += ':';
         copyValue(out);
       }
@@ -410,7 +410,7 @@ void JsonReader::copyValue(std::string& out) {
       out += ']';
       break;
     case Kind::string:
-      appendJsonString(out, string().text(buffer));
+      out += jsonString(string().text(buffer));
       break;
     case Kind::number:
       out += number();
@@ -435,12 +435,11 @@ bool JsonReader::finish() {
   return Text::isValidUtf8({begin_, static_cast<std::size_t>(end_ - begin_)});
 }
 
-void appendJsonString(std::string& out, std::string_view text) {
+std::string jsonString(std::string_view text) {
   if (!Text::isValidUtf8(text)) {
-    appendJsonString(out, Text::repaired(text));
-    return;
+    return jsonString(Text::repaired(text));
   }
-  out += '"';
+  std::string out = "\"";
   const char* at = text.data();
   const char* const end = at + text.size();
   while (true) {
@@ -471,6 +470,7 @@ void appendJsonString(std::string& out, std::string_view text) {
     at = run + 1;
   }
   out += '"';
+  return out;
 }
 
 }  // namespace tallyfin

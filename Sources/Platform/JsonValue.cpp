@@ -124,36 +124,6 @@ const JsonValue* JsonValue::member(std::string_view key) const {
   return nullptr;
 }
 
-void JsonValue::write(std::string& out) const {
-  if (const Object* const members = object()) {
-    const char* separator = "{";
-    for (const auto& [key, value] : *members) {
-      out += separator;
-      appendJsonString(out, key);
-      out += ':';
-      value.write(out);
-      separator = ",";
-    }
-    out += members->empty() ? "{}" : "}";
-  } else if (const Array* const elements = array()) {
-    const char* separator = "[";
-    for (const JsonValue& element : *elements) {
-      out += separator;
-      element.write(out);
-      separator = ",";
-    }
-    out += elements->empty() ? "[]" : "]";
-  } else if (const std::string* const string = this->string()) {
-    appendJsonString(out, *string);
-  } else if (const Number* const number = std::get_if<Number>(&value_)) {
-    out += number->digits;
-  } else if (const bool* const truth = boolean()) {
-    out += *truth ? "true" : "false";
-  } else {
-    out += "null";
-  }
-}
-
 std::int64_t integerOfJsonNumber(std::string_view digits) {
   std::int64_t value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);

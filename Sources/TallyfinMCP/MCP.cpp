@@ -2,17 +2,18 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinMCP/Catalogue.hpp"
 #include "TallyfinMCP/MCPError.hpp"
-#include "TallyfinMCP/Tools/Tools.hpp"
+#include "absl/strings/str_join.h"
 
-#include <array>
+#include <algorithm>
 #include <exception>
 #include <functional>
 #include <iterator>
 #include <map>
 #include <optional>
-#include <set>
 #include <utility>
+#include <vector>
 
 namespace tallyfin {
 namespace {
@@ -61,26 +62,18 @@ std::optional<Message> readMessage(std::string_view line) {
   return message;
 }
 
-/// An answer with its payload under `key`, "result" or "error"; `id` is JSON.
-std::string answer(std::string_view id, std::string_view key, const JsonValue& payload) {
-  std::string text = concat(R"({"jsonrpc":"2.0","id":)", id, ",\"", key, "\":");
-  payload.write(text);
-  text += '}';
-  return text;
+/// An answer with its payload under `key`, "result" or "error"; all but the key is JSON.
+std::string answer(std::string_view id, std::string_view key, std::string_view payload) {
+  return concat(R"({"jsonrpc":"2.0","id":)", id, ",\"", key, "\":", payload, "}");
 }
 
 /// Whether any tool takes an argument of that name.
 bool isArgument(std::string_view name) {
-  static const std::set<std::string_view> names = [] {
-    std::set<std::string_view> all;
-    for (const JsonValue& tool : *MCPServer::tools().array()) {
-      for (const auto& [argument, schema] : *tool.member("inputSchema")->member("properties")->object()) {
-        all.insert(argument);
-      }
-    }
-    return all;
-  }();
-  return names.contains(name);
+  const auto takesIt = [name](const Tool& tool) {
+    return std::any_of(tool.arguments.begin(), tool.arguments.end(),
+                       [name](const ToolArgument& argument) { return argument.name == name; });
+  };
+  return std::any_of(catalogue().begin(), catalogue().end(), takesIt);
 }
 
 /// The arguments that a tool could use: those that some tool takes, without lists and objects, which no tool
@@ -122,25 +115,33 @@ Parameters readParameters(std::string_view params) {
   return parameters;
 }
 
-JsonValue handshake(const Parameters& params) {
-  return JsonValue::Object{
-      {"protocolVersion", params.protocolVersion.value_or(protocolVersion)},
-      {"capabilities", JsonValue::Object{{"tools", JsonValue::Object{}}}},
-      {"serverInfo",
-       JsonValue::Object{{"name", MCPServer::serverName}, {"version", MCPServer::serverVersion}}},
-      {"instructions", instructions},
-  };
+std::string handshake(const Parameters& params) {
+  return concat(R"({"protocolVersion":)", jsonString(params.protocolVersion.value_or(protocolVersion)),
+                R"(,"capabilities":{"tools":{}},"serverInfo":{"name":)", jsonString(MCPServer::serverName),
+                R"(,"version":)", jsonString(MCPServer::serverVersion), R"(},"instructions":)",
+                jsonString(instructions), "}");
 }
 
-JsonValue toolReply(MCPServer::ToolResult result) {
-  JsonValue::Object content{{"type", "text"}, {"text", std::move(result.text)}};
-  return JsonValue::Object{{"content", JsonValue::Array{std::move(content)}}, {"isError", result.isError}};
+/// The tool as `tools/list` shows it. A schema has the key `required` only when there is something to name.
+std::string listed(const Tool& tool) {
+  std::vector<std::string> properties;
+  std::vector<std::string> required;
+  for (const ToolArgument& argument : tool.arguments) {
+    properties.push_back(concat(jsonString(argument.name), R"(:{"type":)", jsonString(name(argument.type)),
+                                R"(,"description":)", jsonString(argument.description), "}"));
+    if (argument.isRequired) {
+      required.push_back(jsonString(argument.name));
+    }
+  }
+  return concat(R"({"name":)", jsonString(tool.name), R"(,"description":)", jsonString(tool.description),
+                R"(,"inputSchema":{"type":"object","properties":{)", absl::StrJoin(properties, ","), "}",
+                required.empty() ? "" : concat(R"(,"required":[)", absl::StrJoin(required, ","), "]"), "}}");
 }
 
-struct Tool {
-  std::string_view name;
-  std::string (*run)(DataSource& data, const JsonValue& arguments);
-};
+std::string toolReply(const MCPServer::ToolResult& result) {
+  return concat(R"({"content":[{"type":"text","text":)", jsonString(result.text), R"(}],"isError":)",
+                result.isError ? "true" : "false", "}");
+}
 
 MCPServer::ToolResult run(const Tool& tool, DataSource& data, const JsonValue& arguments) {
   try {
@@ -151,15 +152,6 @@ MCPServer::ToolResult run(const Tool& tool, DataSource& data, const JsonValue& a
     return {.text = concat("Error: ", error.what()), .isError = true};
   }
 }
-
-/// In the order of the catalogue.
-constexpr std::array runnable{
-    Tool{"tally_overview", Tools::overview},    Tool{"tally_cost", Tools::cost},
-    Tool{"tally_top_agents", Tools::topAgents}, Tool{"tally_top_projects", Tools::topProjects},
-    Tool{"tally_by_model", Tools::byModel},     Tool{"tally_session", Tools::session},
-    Tool{"tally_agent", Tools::agent},          Tool{"tally_provenance", Tools::provenance},
-    Tool{"tally_sources", Tools::sources},
-};
 
 }  // namespace
 
@@ -191,7 +183,7 @@ std::string MCPServer::dispatch(std::string_view method, std::string_view id, st
     return answer(id, "result", handshake(readParameters(params)));
   }
   if (method == "tools/list") {
-    return answer(id, "result", JsonValue::Object{{"tools", tools()}});
+    return answer(id, "result", concat(R"({"tools":)", tools(), "}"));
   }
   if (method == "tools/call") {
     Parameters call = readParameters(params);
@@ -199,23 +191,26 @@ std::string MCPServer::dispatch(std::string_view method, std::string_view id, st
     return answer(id, "result", toolReply(callTool(call.name.value_or(""), arguments)));
   }
   if (method == "ping") {
-    return answer(id, "result", JsonValue::Object{});
+    return answer(id, "result", "{}");
   }
-  return answer(
-      id, "error",
-      JsonValue::Object{{"code", std::int64_t{-32601}}, {"message", concat("Unknown method: ", method)}});
+  return answer(id, "error",
+                concat(R"({"code":-32601,"message":)", jsonString(concat("Unknown method: ", method)), "}"));
+}
+
+std::string MCPServer::tools() {
+  return concat(
+      "[", absl::StrJoin(catalogue(), ",", [](std::string* out, const Tool& tool) { *out += listed(tool); }),
+      "]");
 }
 
 MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue& arguments) {
-  for (const Tool& tool : runnable) {
-    if (tool.name != name) {
-      continue;
-    }
-    ToolResult result = run(tool, data_, arguments);
-    data_.finishSaving();
-    return result;
+  const Tool* const tool = toolNamed(name);
+  if (tool == nullptr) {
+    return {.text = concat("Unknown verb: ", name), .isError = true};
   }
-  return {.text = concat("Unknown verb: ", name), .isError = true};
+  ToolResult result = run(*tool, data_, arguments);
+  data_.finishSaving();
+  return result;
 }
 
 }  // namespace tallyfin

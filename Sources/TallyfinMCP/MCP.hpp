@@ -1,7 +1,7 @@
 #pragma once
 
-// The protocol: what one line from the client is answered with, the catalogue of tools, and the door through
-// which every tool call passes. Input and output themselves are the business of `main`.
+// The protocol: what one line from the client is answered with, and the door through which every tool call
+// passes. Input and output themselves are the business of `main`.
 
 #include "Platform/Json.hpp"
 #include "TallyfinMCP/DataSource.hpp"
@@ -25,8 +25,8 @@ class MCPServer {
   /// The reply to one line, without a line feed, or nothing when none is owed. Never fails.
   std::optional<std::string> reply(std::string_view line);
 
-  /// The catalogue: an array of nine tools in their order, the same whatever the data.
-  static const JsonValue& tools();
+  /// The catalogue as a client is told it: a JSON array of the tools in their order.
+  static std::string tools();
 
   struct ToolResult {
     std::string text;

@@ -127,9 +127,7 @@ TEST_F(Arguments, AnotherTypeCountsAsAbsent) {
 
 TEST_F(Arguments, DefaultsAreThoseThatTheCatalogueTells) {
   std::size_t told = 0;
-  std::string catalogue;
-  MCPServer::tools().write(catalogue);
-  for (const json& tool : json::parse(catalogue)) {
+  for (const json& tool : json::parse(MCPServer::tools())) {
     const std::string name = tool["name"];
     for (const auto& [argument, property] : tool["inputSchema"]["properties"].items()) {
       const std::string description = property["description"];

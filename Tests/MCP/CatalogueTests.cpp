@@ -14,9 +14,7 @@ namespace {
 using nlohmann::json;
 
 json catalogue() {
-  std::string text;
-  MCPServer::tools().write(text);
-  return json::parse(text);
+  return json::parse(MCPServer::tools());
 }
 
 TEST(Catalogue, HoldsNineToolsInOrderWithTheirArguments) {

@@ -2,6 +2,7 @@
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
 #include "TallyfinCore/Transcripts/Timestamp.hpp"
+#include "TallyfinMCP/Catalogue.hpp"
 #include "TallyfinMCP/DataSource.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
@@ -187,11 +188,10 @@ TEST_F(DataSourceTest, HostileCountsStayAtTheEndOfTheirRange) {
   add("m4", "-9223372036854775809");
   machine_.now += 60;
   EXPECT_EQ(data.report(Period::all()).total.requests, 4);
-  for (const JsonValue& tool : *MCPServer::tools().array()) {
-    const std::string& name = *tool.member("name")->string();
+  for (const Tool& tool : catalogue()) {
     const JsonValue arguments =
         JsonValue::Object{{"period", "all"}, {"session_id", "one"}, {"agent", "main"}};
-    const MCPServer::ToolResult result = server.callTool(name, arguments);
+    const MCPServer::ToolResult result = server.callTool(tool.name, arguments);
     EXPECT_FALSE(result.isError) << result.text;
     for (const char* noNumber : {"$nan", "$-nan", "$inf", "$-inf", "nan%", "inf%"}) {
       EXPECT_EQ(result.text.find(noNumber), std::string::npos) << result.text;

@@ -196,9 +196,7 @@ TEST(Json, ACopyIsCompactAndTheSameValue) {
 TEST(Json, WrittenStringsAreValidWhateverTheBytes) {
   std::string bytes;
   for (int c = 0; c < 256; ++c) bytes.push_back(static_cast<char>(c));
-  std::string out;
-  appendJsonString(out, bytes);
-  const auto parsed = nlohmann::json::parse(out);
+  const auto parsed = nlohmann::json::parse(jsonString(bytes));
   EXPECT_THAT(parsed.get<std::string>(), testing::HasSubstr("\xEF\xBF\xBD"));
   EXPECT_EQ(parsed.get<std::string>().substr(0, 128), bytes.substr(0, 128));
 }

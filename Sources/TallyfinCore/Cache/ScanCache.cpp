@@ -108,6 +108,15 @@ class Refresh {
   RefreshStats& stats_;
 };
 
+std::uint64_t bytesOf(const std::vector<TranscriptFile>& files) {
+  std::uint64_t bytes = 0;
+  for (const TranscriptFile& file : files) {
+    const std::optional<Files::Attributes> now = Files::attributes(file.path);
+    bytes += now ? now->size : 0;
+  }
+  return bytes;
+}
+
 // All requests of all files as one list, in order of first appearance.
 std::vector<UsageRecord> unified(const std::vector<std::shared_ptr<const FileState>>& files) {
   std::size_t copies = 0;
@@ -179,7 +188,7 @@ std::string cacheLocation(const Environment& environment) {
 }
 
 ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,
-                                        absl::FunctionRef<void()> looked) {
+                                        absl::FunctionRef<void()> looked, const ReadProgress& progress) {
   const TimePoint start = clock();
   Refreshed done;
   ScanDiagnostics& diagnostics = done.result.diagnostics;
@@ -193,6 +202,7 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   listed.reserve(files.size());
   std::int64_t known = 0;
   Refresh refresh(diagnostics, stats);
+  const std::uint64_t total = progress ? bytesOf(files) : 0;
   for (std::size_t rank = 0; rank < files.size(); ++rank) {
     std::shared_ptr<const FileState> before;
     if (const auto place = old.find(files[rank].path); place != old.end()) {
@@ -202,6 +212,9 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
     if (auto state = refresh.look(files[rank], static_cast<std::int64_t>(rank), std::move(before))) {
       listed.push_back(state);
       fresh.emplace_hint(fresh.end(), files[rank].path, std::move(state));
+    }
+    if (progress) {
+      progress(diagnostics.bytesRead, total);
     }
   }
   stats.filesGone = static_cast<std::int64_t>(old.size()) - known;

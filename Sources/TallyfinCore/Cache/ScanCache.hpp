@@ -21,6 +21,7 @@
 #include "absl/functional/function_ref.h"
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -94,6 +95,9 @@ struct FileProvenance {
 /// slower.
 std::string cacheLocation(const Environment& environment);
 
+/// Told how far a read is: bytes of files that were looked at, of so many. On one thread at a time.
+using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
+
 /// The store. Safe from any thread, though two refreshes at once are not coordinated: the later one stays.
 class ScanCache {
  public:
@@ -129,8 +133,10 @@ class ScanCache {
   /// Cannot fail; a file that cannot be read is told in the diagnostics and tried again at the next refresh.
   /// Runs on the calling thread, one file after the other; `clock` times it. `looked` is called when all
   /// files were read, before their requests are unified: from there on `save` writes what this refresh found.
+  /// `progress`, when given, is called behind every file.
   Refreshed refresh(
-      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {});
+      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
+      const ReadProgress& progress = {});
 
   /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
   /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known

@@ -5,6 +5,7 @@
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 #include "absl/strings/str_format.h"
+#include "absl/strings/str_join.h"
 
 #include <algorithm>
 #include <array>
@@ -51,29 +52,31 @@ Rows bySession(const Report& report, const Calendar&) {
   return rows;
 }
 
-struct Axis {
-  std::string_view name;
+struct Breakdown {
+  std::string_view axis;
+  std::string_view remark;  // beside the axis in the catalogue
   std::string_view heading;
   std::string_view empty;
   Rows (*rows)(const Report& report, const Calendar& calendar);
 };
 
-constexpr std::array kAxes{
-    Axis{"day", "DAY", "no day with activity in range", byDay},
-    Axis{"hour", "HOUR", "no hour with activity on this day", byHour},
-    Axis{"agent", "AGENT", "no agent in range", byAgent},
-    Axis{"project", "PROJECT", "no project in range", byProject},
-    Axis{"model", "MODEL", "no model in range", byModelName},
-    Axis{"session", "SESSION", "no session in range", bySession},
+constexpr std::array kBreakdowns{
+    Breakdown{"day", " (default)", "DAY", "no day with activity in range", byDay},
+    Breakdown{"hour", " (single day only)", "HOUR", "no hour with activity on this day", byHour},
+    Breakdown{"agent", "", "AGENT", "no agent in range", byAgent},
+    Breakdown{"project", "", "PROJECT", "no project in range", byProject},
+    Breakdown{"model", "", "MODEL", "no model in range", byModelName},
+    Breakdown{"session", "", "SESSION", "no session in range", bySession},
 };
 
-const Axis& axisNamed(const std::string& name) {
-  const auto* const axis =
-      std::find_if(kAxes.begin(), kAxes.end(), [&](const Axis& one) { return one.name == name; });
-  if (axis == kAxes.end()) {
-    throw MCPError(concat("unknown axis “", name, "” — accepted: day, hour, agent, project, model, session"));
+const Breakdown& breakdownBy(const std::string& axis) {
+  for (const Breakdown& one : kBreakdowns) {
+    if (one.axis == axis) {
+      return one;
+    }
   }
-  return *axis;
+  const auto name = [](std::string* out, const Breakdown& one) { append(*out, one.axis); };
+  throw MCPError(concat("unknown axis “", axis, "” — accepted: ", absl::StrJoin(kBreakdowns, ", ", name)));
 }
 
 // What the total is made of.
@@ -94,11 +97,17 @@ std::string details(const Bucket& total, const Calendar& calendar) {
 
 }  // namespace
 
+std::string breakdownAxes() {
+  return absl::StrJoin(kBreakdowns, ", ", [](std::string* out, const Breakdown& one) {
+    append(*out, "`", one.axis, "`", one.remark);
+  });
+}
+
 std::string cost(DataSource& data, const JsonValue& arguments) {
   const Period period = Period::parse(arguments, "today", data.now(), data.calendar());
   const Filters filters = buildFilters(data, arguments);
-  const Axis& axis = axisNamed(Text::lowercased(stringArgument(arguments, "by").value_or("day")));
-  const bool isByHour = axis.name == "hour";
+  const Breakdown& breakdown = breakdownBy(Text::lowercased(stringArgument(arguments, "by").value_or("day")));
+  const bool isByHour = breakdown.axis == "hour";
   if (isByHour && !period.isSingleDay) {
     throw MCPError(
         "`by: \"hour\"` only makes sense on a single day — give `period: \"today\"`, `\"yesterday\"` or "
@@ -111,8 +120,9 @@ std::string cost(DataSource& data, const JsonValue& arguments) {
   if (report.total.requests > 0) {
     text += details(report.total, data.calendar());
   }
-  append(text, "\nBREAKDOWN BY ", axis.heading, "\n", list(axis.rows(report, data.calendar()), axis.empty));
-  if (axis.name != "agent" && report.total.requests > 0) {
+  append(text, "\nBREAKDOWN BY ", breakdown.heading, "\n",
+         list(breakdown.rows(report, data.calendar()), breakdown.empty));
+  if (breakdown.axis != "agent" && report.total.requests > 0) {
     append(text, "\nWHO (top 5 agents over the same range)\n",
            list(rowsOf(report.topAgents(5, true)), "no agent in range"));
   }

@@ -23,6 +23,9 @@ std::string overview(DataSource& data, const JsonValue& arguments);
 /// What a period cost, broken down along one axis.
 std::string cost(DataSource& data, const JsonValue& arguments);
 
+/// The axes of `cost` with a word on some: "`day` (default), `hour` (single day only), `agent`".
+std::string breakdownAxes();
+
 /// Agents by cost, with what each worked on.
 std::string topAgents(DataSource& data, const JsonValue& arguments);
 
