@@ -49,7 +49,7 @@ function home(name, lines) {
 const now = Date.now();
 const day = 86_400_000;
 const pages = {
-  sample: { home: TALLYFIN_SAMPLE, range: ['--preset', 'last30Days'] },
+  sample: { home: TALLYFIN_SAMPLE, range: ['last30Days'] },
   hostile: {
     home: home('hostile', hostile.map((text, i) => request(now - i * day / 3, {
       session: text, cwd: `/${text}`, agent: i % 2 ? text : `a${text}-0123456789abcdef`,
@@ -68,7 +68,7 @@ const pages = {
 async function opened(name, width, colorScheme) {
   const file = join(scratch, `${name}.html`);
   const { home: path, range } = pages[name];
-  execFileSync(TALLYFIN_COMMAND, ['html', ...range, '--out', file],
+  execFileSync(TALLYFIN_COMMAND, ['export', 'html', ...range, '--out', file],
                { env: { HOME: path, TALLYFIN_HOME: path, TALLYFIN_CACHE_PATH: join(path, 'cache.bin'), TZ: 'UTC' } });
   const page = await browser.newPage();
   const noise = [];

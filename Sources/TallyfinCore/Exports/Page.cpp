@@ -64,7 +64,7 @@ std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Cal
 
 Markup heading(const Options& options, const DateRange& days) {
   if (options.periodLabel && !options.periodLabel->empty()) {
-    return name(*options.periodLabel);
+    return name(*options.periodLabel, 160);
   }
   return options.from || options.to ? days.title(options.calendar) : "All that is recorded";
 }
@@ -76,54 +76,35 @@ Markup range(const Report& report, const Options& options, const DateRange& days
   return concat(days.label(options.calendar), " · ", counted(days.dayCount(options.calendar), "day", "days"));
 }
 
-Markup listOf(const std::vector<Markup>& items, std::string_view classes) {
-  if (items.empty()) {
-    return {};
-  }
-  Markup list = startTag("ul", {{"class", std::string(classes)}});
-  for (const Markup& item : items) {
-    list += element("li", {}, item);
-  }
-  return list += endTag("ul");
-}
-
-std::vector<Markup> names(const std::vector<std::string>& texts) {
-  constexpr std::size_t kLongest = 300;
-  std::vector<Markup> all;
-  for (const std::string& text : texts) {
-    all.push_back(name(text, kLongest));
-  }
-  return all;
-}
-
 // What a reader of the total must know.
 Markup caveats(const Report& report, const Options& options, const DateRange& days) {
-  std::vector<Markup> all;
+  Markup all;
+  const auto add = [&all](const Markup& caveat) { all += element("li", {}, caveat); };
   const Bucket& total = report.total;
   constexpr std::size_t kLongest = 300;
   if (total.requests < 1) {
-    all.emplace_back(report.diagnostics.filesScanned > 0 ? "no request falls in the selected range"
-                                                         : "unknown — no source file was read");
+    add(report.diagnostics.filesScanned > 0 ? "no request falls in the selected range"
+                                            : "unknown — no source file was read");
   }
   if (const std::optional<std::string> left = total.cost.caveat()) {
-    all.push_back(name(*left, kLongest));
+    add(name(*left, kLongest));
   }
   const TimePoint last = options.to.value_or(options.generatedAt);
   if (const auto running = DateRange(days.from(), std::max(days.from(), last), options.calendar)
                                .caveat(options.generatedAt, options.calendar)) {
-    all.emplace_back(*running);
+    add(*running);
   }
   const std::int64_t lost = report.diagnostics.totalRejected();
   const auto unreadable = static_cast<std::int64_t>(report.diagnostics.filesUnreadable.size());
   if (lost > 0 || unreadable > 0) {
-    all.push_back(element("a", {{"href", "#losses"}},
-                          concat(counted(lost, "line", "lines"), " rejected · ",
-                                 counted(unreadable, "file", "files"), " unreadable")));
+    add(element("a", {{"href", "#losses"}},
+                concat(counted(lost, "line", "lines"), " rejected · ", counted(unreadable, "file", "files"),
+                       " unreadable")));
   }
-  for (const Markup& note : names(options.notes)) {
-    all.push_back(note);
+  for (const std::string& note : options.notes) {
+    add(name(note, kLongest));
   }
-  return listOf(all, "caveats");
+  return all.html().empty() ? all : element("ul", {{"class", "caveats"}}, all);
 }
 
 Markup figure(std::string_view term, const Markup& value, const Markup& detail = {}) {
@@ -222,7 +203,6 @@ std::string page(const Report& report, const Aggregator& aggregator, std::span<c
       {"heading", title},
       {"title", Text::visible(options.periodLabel.value_or(days.label(calendar)), 60)},
       {"range", range(report, options, days)},
-      {"filters", listOf(names(options.filters), "filters")},
       {"generated", calendar.formatMinute(options.generatedAt)},
       {"total", amountMarkup(report.total)},
       {"caveats", caveats(report, options, days)},
