@@ -62,18 +62,21 @@ std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Cal
   return slots;
 }
 
-Markup heading(const Options& options, const DateRange& days) {
+std::string heading(const Options& options, const DateRange& days) {
   if (options.periodLabel && !options.periodLabel->empty()) {
-    return name(*options.periodLabel, 160);
+    return *options.periodLabel;
   }
   return options.from || options.to ? days.title(options.calendar) : "All that is recorded";
 }
 
+// The days, unless the heading says them, and how many they are.
 Markup range(const Report& report, const Options& options, const DateRange& days) {
   if (!options.from && !options.to && report.total.requests < 1) {
     return periodDescription(report, options, Stamps(options.calendar));
   }
-  return concat(days.label(options.calendar), " · ", counted(days.dayCount(options.calendar), "day", "days"));
+  const std::string label = days.label(options.calendar);
+  return concat(heading(options, days) == label ? "" : concat(label, " · "),
+                counted(days.dayCount(options.calendar), "day", "days"));
 }
 
 // What a reader of the total must know.
@@ -196,12 +199,12 @@ std::string page(const Report& report, const Aggregator& aggregator, std::span<c
   constexpr Section kRead[] = {Section::scan};
   constexpr Section kLost[] = {Section::loss};
   constexpr Section kAssumed[] = {Section::assumption, Section::attribution};
-  const Markup title = heading(options, days);
+  const std::string title = heading(options, days);
   const Gap gaps[] = {
       {"style", Markup::verbatim(std::string(pageStyle))},
       {"style-hash", pageStyleHash},
-      {"heading", title},
-      {"title", Text::visible(options.periodLabel.value_or(days.label(calendar)), 60)},
+      {"heading", name(title, 160)},
+      {"title", Text::visible(title, 60)},
       {"range", range(report, options, days)},
       {"generated", calendar.formatMinute(options.generatedAt)},
       {"total", amountMarkup(report.total)},

@@ -172,11 +172,17 @@ Markup splitBar(const TimeCuts& cuts) {
     return {};
   }
   constexpr double kHeight = 14;
-  const double split = main / sum * 100;
+  constexpr double kRoom = 4;  // percent, for the open end of a lower bound
+  const bool isComplete = cuts.main.cost.isComplete() && cuts.subagents.cost.isComplete();
+  const double whole = isComplete ? 100 : 100 - kRoom;
+  const double split = main / sum * whole;
   Markup bar = startTag(
       "svg", {{"class", "split"}, {"aria-hidden", "true"}, {"width", "100%"}, {"height", number(kHeight)}});
   bar += box("main", 0, 0, split, kHeight);
-  bar += box("agents", split, 0, 100 - split, kHeight);
+  bar += box("agents", split, 0, whole - split, kHeight);
+  if (!isComplete) {
+    bar += box("atleast", whole, 0, kRoom, kHeight);
+  }
   return bar += endTag("svg");
 }
 

@@ -38,7 +38,9 @@ Markup Markup::verbatim(std::string html) {
 Markup startTag(std::string_view tag, std::initializer_list<Attribute> attributes) {
   std::string html = concat("<", tag);
   for (const Attribute& attribute : attributes) {
-    append(html, " ", attribute.name, "=\"", Markup(attribute.value).html(), "\"");
+    if (!attribute.value.empty()) {
+      append(html, " ", attribute.name, "=\"", Markup(attribute.value).html(), "\"");
+    }
   }
   return Markup::verbatim(html += '>');
 }

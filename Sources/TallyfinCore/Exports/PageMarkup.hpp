@@ -36,7 +36,7 @@ class Markup {
 
 struct Attribute {
   std::string_view name;
-  std::string value;  ///< escaped when it is written
+  std::string value;  ///< escaped when it is written; an attribute without a value is left out
 };
 
 /// The tag of an element with its attributes: `<td class="name">`.
