@@ -274,7 +274,9 @@ Markup rowBar(const Bucket& bucket, double largest, std::string_view colour) {
   }
   constexpr double kHeight = 8;
   constexpr double kRoom = 12;  // percent, for the open end of a lower bound
-  const double width = largest > 0 ? drawn(bucket) / largest * (100 - kRoom) : 0;
+  constexpr double kLeast = 1.5;  // what costs anything can be seen
+  const double share = largest > 0 ? drawn(bucket) / largest * (100 - kRoom) : 0;
+  const double width = share > 0 ? std::max(share, kLeast) : 0;
   Markup bar = startTag(
       "svg", {{"class", "bar"}, {"aria-hidden", "true"}, {"width", "100%"}, {"height", number(kHeight)}});
   bar += box(colour, 0, 0, width, kHeight);
