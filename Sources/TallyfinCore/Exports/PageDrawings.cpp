@@ -41,10 +41,10 @@ Markup beginDrawing(std::string_view id, std::string_view classes, double height
                           {"height", number(height)}});
 }
 
-Markup box(std::string_view classes, double xPercent, double y, double widthPercent, double height) {
+Markup box(std::string_view classes, double leftPercent, double top, double widthPercent, double height) {
   return element("rect", {{"class", std::string(classes)},
-                          {"x", percentage(xPercent)},
-                          {"y", number(y)},
+                          {"x", percentage(leftPercent)},
+                          {"y", number(top)},
                           {"width", percentage(widthPercent)},
                           {"height", number(height)}});
 }
@@ -76,29 +76,29 @@ std::string slotText(const Slot& slot) {
 }
 
 // The two shares of a slot on top of each other.
-Markup stack(const Slot& slot, double x, double width, double dollarsToPixels) {
+Markup stack(const Slot& slot, double left, double width, double dollarsToPixels) {
   const TimeShares& shares = *slot.shares;
   Markup all = startTag("g", {});
   all += element("title", {}, slotText(slot));
-  all += box("hit", x, 0, width, kPlotBottom);
+  all += box("hit", left, 0, width, kPlotBottom);
   if (shares.all.cost.isUnknown()) {
     // Nested, since a turn needs a centre in pixels and the slot has one in percent.
     all +=
-        element("svg", {{"class", "word"}, {"x", percentage(x + width / 2)}, {"y", number(kPlotBottom)}},
+        element("svg", {{"class", "word"}, {"x", percentage(left + width / 2)}, {"y", number(kPlotBottom)}},
                 element("text", {{"class", "unknown"}, {"x", "6"}, {"y", "4"}, {"transform", "rotate(-90)"}},
                         UnknownReason::placeholder));
     return all += endTag("g");
   }
-  double y = kPlotBottom;
+  double top = kPlotBottom;
   for (const auto& [classes, bucket] : {std::pair{"main", &shares.main}, {"agents", &shares.subagents}}) {
     const double height = drawn(*bucket) * dollarsToPixels;
-    y -= height;
+    top -= height;
     if (height > 0) {
-      all += box(classes, x, y, width, height);
+      all += box(classes, left, top, width, height);
     }
   }
   if (!shares.all.cost.isComplete()) {
-    all += box("atleast", x, y - kOpenEnd, width, kOpenEnd);
+    all += box("atleast", left, top - kOpenEnd, width, kOpenEnd);
   }
   return all += endTag("g");
 }
@@ -111,33 +111,33 @@ double shade(const Bucket& bucket, double largest) {
 constexpr double kCell = 24;  // height of an hour in the heat map
 
 Markup hourCell(const Bucket* bucket, int weekday, int hour, double largest) {
-  const double x = hour / 24.0 * 100;
-  const double y = weekday * kCell;
+  const double left = hour / 24.0 * 100;
+  const double top = weekday * kCell;
   constexpr double kWidth = 100 / 24.0;
   const std::string time = absl::StrFormat("%s %02d:00", weekdays[weekday], hour);
   if (bucket == nullptr) {
-    return box("nothing", x, y, kWidth, kCell);
+    return box("nothing", left, top, kWidth, kCell);
   }
   Markup cell = startTag("g", {});
   cell +=
       element("title", {},
               concat(time, ": ", amount(*bucket), " — ", counted(bucket->requests, "request", "requests")));
   if (bucket->cost.isUnknown()) {
-    cell += box("nothing", x, y, kWidth, kCell);
+    cell += box("nothing", left, top, kWidth, kCell);
     cell += element(
         "text",
-        {{"class", "unknown cell"}, {"x", percentage(x + kWidth / 2)}, {"y", number(y + kCell / 2 + 3)}},
+        {{"class", "unknown cell"}, {"x", percentage(left + kWidth / 2)}, {"y", number(top + kCell / 2 + 3)}},
         UnknownReason::placeholder);
     return cell += endTag("g");
   }
   cell += element("rect", {{"class", "heat"},
-                           {"x", percentage(x)},
-                           {"y", number(y)},
+                           {"x", percentage(left)},
+                           {"y", number(top)},
                            {"width", percentage(kWidth)},
                            {"height", number(kCell)},
                            {"fill-opacity", number(shade(*bucket, largest))}});
   if (!bucket->cost.isComplete()) {
-    cell += box("atleast", x, y, kWidth, kCell);
+    cell += box("atleast", left, top, kWidth, kCell);
   }
   return cell += endTag("g");
 }
@@ -207,10 +207,11 @@ Markup timeBars(const std::vector<Slot>& slots) {
                            " steps of time: the main session below, its sub-agents on top. Hatched above: at "
                            "least that much. The table below has every figure."));
   for (int i = 0; i * step <= top * 1.001 && (step > 0 || i == 0); ++i) {
-    const std::string y = number(kPlotBottom - i * step / top * kPlotHeight);
-    scale += element("text", {{"x", "56"}, {"y", y}, {"dy", "4"}}, CostEstimate::money(i * step));
-    plot += element("line",
-                    {{"class", i == 0 ? "base" : "grid"}, {"x1", "0"}, {"x2", "100%"}, {"y1", y}, {"y2", y}});
+    const std::string level = number(kPlotBottom - i * step / top * kPlotHeight);
+    scale += element("text", {{"x", "56"}, {"y", level}, {"dy", "4"}}, CostEstimate::money(i * step));
+    plot += element(
+        "line",
+        {{"class", i == 0 ? "base" : "grid"}, {"x1", "0"}, {"x2", "100%"}, {"y1", level}, {"y2", level}});
   }
   constexpr std::size_t kFewest = 7;  // a day alone is no wall
   constexpr std::size_t kTicks = 10;
@@ -273,7 +274,7 @@ Markup rowBar(const Bucket& bucket, double largest, std::string_view colour) {
     return {};
   }
   constexpr double kHeight = 8;
-  constexpr double kRoom = 12;  // percent, for the open end of a lower bound
+  constexpr double kRoom = 12;    // percent, for the open end of a lower bound
   constexpr double kLeast = 1.5;  // what costs anything can be seen
   const double share = largest > 0 ? drawn(bucket) / largest * (100 - kRoom) : 0;
   const double width = share > 0 ? std::max(share, kLeast) : 0;
