@@ -298,18 +298,19 @@ void checkCommand(const Question& question) {
   const std::string& from = question.from();
   const std::string& to = question.to();
   if (!question.lines[6].empty()) {
-    const int status = Command::run(
-        {"summary", "--preset=" + question.lines[6], "--label", question.period()}, environment, console);
+    const int status =
+        Command::run({"export", "summary", "--preset=" + question.lines[6], "--label", question.period()},
+                     environment, console);
     const bool isPreset = rangePreset(question.lines[6]) && question.lines[6] != "custom";
     require(!isPreset || status == Command::done || question.period().empty() || question.period()[0] == '-',
             "a preset is accepted");
     return;
   }
-  const int status = Command::run({"summary", "--from", from, "--to", to}, environment, console);
+  const int status = Command::run({"export", "summary", "--from", from, "--to", to}, environment, console);
   require(status == Command::done || status == Command::wrongUsage, "done or wrong usage");
   if (plainDay(from) && plainDay(to)) {
-    require(status == Command::done && document.find(from) != std::string::npos &&
-                document.find(to) != std::string::npos,
+    require((status == Command::wrongUsage) == (from > to), "a reversed range alone is refused");
+    require(from > to || document.find(from) != std::string::npos && document.find(to) != std::string::npos,
             "a report of the days from the first to the last");
   } else if (!from.starts_with('-') && !to.starts_with('-')) {
     require(status == Command::wrongUsage, "what is no date is wrong usage");

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -145,6 +146,22 @@ void appendDecomposed(std::vector<CodePoint>& points, CodePoint point) {
   const auto count = utf8proc_decompose_char(point, parts.data(), static_cast<utf8proc_ssize_t>(parts.size()),
                                              UTF8PROC_DECOMPOSE, nullptr);
   points.insert(points.end(), parts.begin(), parts.begin() + count);
+}
+
+/// Whether a code point shows nothing, or turns what stands around it. The two joiners (U+200C, U+200D) are
+/// part of words and emoji.
+bool isShapeless(CodePoint point) {
+  switch (utf8proc_category(point)) {
+    case UTF8PROC_CATEGORY_CC:
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+    case UTF8PROC_CATEGORY_CS:
+      return true;
+    case UTF8PROC_CATEGORY_CF:
+      return point != 0x200C && point != 0x200D;
+    default:
+      return (point & 0xFFFE) == 0xFFFE || (point >= 0xFDD0 && point <= 0xFDEF);
+  }
 }
 
 /// Sorts each run of combining marks by class. The library's own way is quadratic in the length of a run.
@@ -325,6 +342,34 @@ std::string fitted(std::string_view text, std::size_t width) {
     result.append(width - characterCount(kept), ' ');
     if (characterCount(result) < width) {
       result += ' ';  // the first space went into the last character, as one after U+0600 does
+    }
+  }
+  return result;
+}
+
+std::string visible(std::string_view text, std::size_t limit) {
+  std::vector<CodePoint> points;
+  for (std::size_t at = 0; at < text.size();) {
+    const Decoded decoded = decode(text, at);
+    points.push_back(decoded.point);
+    at += decoded.length;
+  }
+  const bool isShortened = points.size() > limit;
+  const std::size_t tail = limit / 3;
+  const std::size_t gapStart = isShortened ? limit - 1 - tail : points.size();
+  const std::size_t gapEnd = isShortened ? points.size() - tail : points.size();
+  std::string result;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    if (i == gapStart) {
+      result += "…";
+      i = gapEnd;
+    }
+    if (isShapeless(points[i])) {
+      std::array<char, 8> digits{};
+      const auto end = std::to_chars(digits.begin(), digits.end(), static_cast<unsigned>(points[i]), 16);
+      result.append("\\u{").append(digits.begin(), end.ptr).append("}");
+    } else {
+      append(result, points[i]);
     }
   }
   return result;

@@ -52,6 +52,11 @@ std::string_view suffix(std::string_view text, std::size_t count);
 /// Exactly `width` characters: cut without a mark, or filled with spaces on the right.
 std::string fitted(std::string_view text, std::size_t width);
 
+/// The text as a person may safely see it: code points without a shape of their own (controls, marks of
+/// direction, zero widths but for the joiners, noncharacters, lone line and paragraph separators) are spelled
+/// out as \u{202E}. Of more than `limit` code points, at least 4, the middle is left out for an ellipsis.
+std::string visible(std::string_view text, std::size_t limit);
+
 /// True when every character of the text is a number (Unicode categories Nd, Nl and No); false for empty
 /// text.
 bool isAllNumbers(std::string_view text);

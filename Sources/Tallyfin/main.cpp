@@ -1,19 +1,34 @@
-// The command's process: its streams, and the only place that asks for clock, zone, environment and home.
+// The command's process: its streams and signals, and the only place that asks for clock, zone, environment
+// and home.
 
 #include "Platform/Streams.hpp"
 #include "Tallyfin/Command.hpp"
+#include "Tallyfin/Transcripts.hpp"
 
 #include <csignal>
 
 #include <unistd.h>
 
+namespace {
+
+// Ctrl-C leaves no half line on the terminal; the cache is replaced as a whole or not at all.
+extern "C" void stop(int signal) {
+  if (tallyfin::Command::progressIsShown()) {
+    const ssize_t written =
+        write(STDERR_FILENO, tallyfin::Command::eraseLine.data(), tallyfin::Command::eraseLine.size());
+    (void)written;
+  }
+  (void)std::signal(signal, SIG_DFL);
+  (void)std::raise(signal);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   (void)std::signal(SIGPIPE, SIG_IGN);  // a reader that went away shows as a failed write
   (void)std::signal(SIGXFSZ, SIG_IGN);  // and a file limit as a failed save
-  const tallyfin::Command::Console console{
-      .document = [](std::string_view text) { return tallyfin::writeAll(STDOUT_FILENO, text); },
-      .message = [](std::string_view text) { tallyfin::writeAll(STDERR_FILENO, text); },
-      .isTerminal = isatty(STDERR_FILENO) == 1};
+  (void)std::signal(SIGINT, stop);
+  (void)std::signal(SIGTERM, stop);
   return tallyfin::Command::run({argv + (argc > 0 ? 1 : 0), argv + argc}, tallyfin::Environment::ofProcess(),
-                                console);
+                                tallyfin::Command::consoleOfProcess());
 }

@@ -13,6 +13,16 @@ std::optional<std::string> variable(const char* name) {
   return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
+// TZ when it names no zone; a colon before the name counts for nothing.
+std::optional<std::string> zoneNotUnderstood() {
+  const std::optional<std::string> zone = variable("TZ");
+  if (!zone || zone->empty() || *zone == "localtime" || *zone == ":localtime" ||
+      Calendar::named(zone->substr(zone->starts_with(':') ? 1 : 0))) {
+    return std::nullopt;
+  }
+  return zone;
+}
+
 TimePoint wallClock() {
   const std::chrono::duration<double> sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
   return TimePoint{sinceEpoch.count()};
@@ -25,7 +35,8 @@ Environment Environment::ofProcess() {
           .tallyfinHome = variable("TALLYFIN_HOME"),
           .tallyfinCachePath = variable("TALLYFIN_CACHE_PATH"),
           .calendar = Calendar::local(),
-          .now = wallClock};
+          .now = wallClock,
+          .unknownZone = zoneNotUnderstood()};
 }
 
 std::optional<std::string> Environment::expanded(const std::optional<std::string>& variable) const {

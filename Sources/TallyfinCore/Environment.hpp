@@ -17,6 +17,7 @@ struct Environment {
   std::optional<std::string> tallyfinCachePath;  ///< TALLYFIN_CACHE_PATH: the cache file
   Calendar calendar = Calendar::utc();           ///< of the machine's zone
   Clock now;                                     ///< the wall clock
+  std::optional<std::string> unknownZone = {};   ///< what TZ names, when days are those of UTC for want of it
 
   /// Asks the process: HOME and the password database, the two variables, the zone, the clock. Only a `main`
   /// calls this, once; tests hand in an environment of their own.

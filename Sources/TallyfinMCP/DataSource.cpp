@@ -34,7 +34,8 @@ const RefreshStats& DataSource::ensureFresh() {
   }
   refreshStats_.reset();  // should this look fail, for want of memory, the next call takes another
   records_ = {};          // before their successors are made, so that the memory serves these
-  ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now, [this] { startSaving(); });
+  ScanCache::Refreshed refreshed = cache_.refresh(
+      homes_, environment_.now, [this] { startSaving(); }, progress_);
   records_ = std::move(refreshed.result.records);
   diagnostics_ = std::move(refreshed.result.diagnostics);
   refreshStats_ = refreshed.stats;
@@ -52,7 +53,9 @@ void DataSource::startSaving() {
   saving_ = std::async(std::launch::async | std::launch::deferred, [this] {
     try {
       cache_.save();
-    } catch (const std::exception&) {  // the answer is in memory; the next refresh tries again
+      savingError_.clear();
+    } catch (const std::exception& error) {  // the answer is in memory; the next refresh tries again
+      savingError_ = error.what();
     }
   });
 }

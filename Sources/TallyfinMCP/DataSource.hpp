@@ -15,6 +15,7 @@
 #include <future>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tallyfin {
@@ -27,6 +28,9 @@ class DataSource {
   /// unset.
   explicit DataSource(Environment environment);
 
+  /// Who is told how far a read is, from here on.
+  void onProgress(ReadProgress progress) { progress_ = std::move(progress); }
+
   /// Looks at the disk when 15 seconds or more have passed since the last look ended (with its saving, where
   /// an answer waited for that), and tells what that look did. The first call also loads the cache file and
   /// the roster. Fails only for want of memory; the next call then looks again. The cache file is written
@@ -36,6 +40,9 @@ class DataSource {
   /// Waits until the cache file holds what the last look found, or could not be written. Called before an
   /// answer leaves, so that a server whose client then kills it has lost nothing.
   void finishSaving();
+
+  /// Why the cache file could not be written, the last time that it should have been; empty when it was.
+  const std::string& savingError() const { return savingError_; }
 
   /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. Hours are built
   /// when `includeHours` says so, by default for a single day.
@@ -71,6 +78,8 @@ class DataSource {
   std::optional<TimePoint> lastRefresh_;
   AgentRoster roster_;
   bool rosterLoaded_ = false;
+  ReadProgress progress_;
+  std::string savingError_;   // read when nothing is being saved
   std::future<void> saving_;  // ends before the cache does
 };
 

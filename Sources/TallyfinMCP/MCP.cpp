@@ -202,7 +202,7 @@ MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue
   try {
     result.text = tool->run(data_, arguments);
   } catch (const MCPError& error) {
-    result = {.text = error.what(), .isError = true};
+    result = {.text = error.message(), .isError = true};
   } catch (const std::exception& error) {
     result = {.text = concat("Error: ", error.what()), .isError = true};
   }

@@ -39,39 +39,39 @@ class ProcessTest : public testing::Test {
 };
 
 TEST_F(ProcessTest, StatusesAndStreamsAreThoseOfAShellCommand) {
-  EXPECT_EQ(shell("\"$T\" csv --axis day > out 2> err"), 0);
+  EXPECT_EQ(shell("\"$T\" export csv --axis day > out 2> err"), 0);
   EXPECT_THAT(home_.read("out"), testing::HasSubstr("\nday,2026-05-05,"));  // the day in Tokyo
   EXPECT_EQ(home_.read("err"), "");
   EXPECT_THAT(home_.read(".cache/net.quillpond.tallyfin/scan-cache.v2.bin"), testing::StartsWith("TFC1"));
   EXPECT_EQ(shell("\"$T\" verify > out"), 0);
-  EXPECT_EQ(shell("\"$T\" csv > out 2> err"), 2);
+  EXPECT_EQ(shell("\"$T\" export csv > out 2> err"), 2);
   EXPECT_EQ(home_.read("out"), "");
   EXPECT_NE(home_.read("err"), "");
-  EXPECT_EQ(shell("\"$T\" csv --axis day > /dev/full 2> err"), 1);
-  EXPECT_EQ(shell("\"$T\" csv --all --out reports > out"), 0);
+  EXPECT_EQ(shell("\"$T\" export csv --axis day > /dev/full 2> err"), 1);
+  EXPECT_EQ(shell("\"$T\" export csv --all --out reports > out"), 0);
   EXPECT_EQ(shell("test $(ls reports | wc -l) -eq 8"), 0);
 }
 
 TEST_F(ProcessTest, AReaderThatIsGoneIsAFailureAndNoSignal) {
-  EXPECT_EQ(shell("\"$T\" csv --axis day >&- 2> err"), 1);
+  EXPECT_EQ(shell("\"$T\" export csv --axis day >&- 2> err"), 1);
   EXPECT_EQ(home_.read("err"), "tallyfin: cannot write to standard output\n");
   EXPECT_EQ(shell("\"$T\" --help >&- 2>&- <&-"), 1);
   int ends[2] = {};
   ASSERT_EQ(pipe(ends), 0);
   close(ends[0]);
   ASSERT_EQ(dup2(ends[1], 9), 9);  // shells name descriptors by one digit
-  EXPECT_EQ(shell("\"$T\" csv --axis day >&9 2> err"), 1);
+  EXPECT_EQ(shell("\"$T\" export csv --axis day >&9 2> err"), 1);
   close(9);
   close(ends[1]);
 }
 
 TEST_F(ProcessTest, ReportsAreFilesAsTheUserWantsThemAndReplaceOldOnes) {
-  EXPECT_EQ(shell("umask 022; \"$T\" provenance --label x --out reports/ > out"), 0);
+  EXPECT_EQ(shell("umask 022; \"$T\" export provenance --label x --out reports/ > out"), 0);
   EXPECT_EQ(home_.read("out"), "reports/tallyfin-provenance-x.csv\n");
   struct stat first {};
   ASSERT_EQ(stat(home_.path("reports/tallyfin-provenance-x.csv").c_str(), &first), 0);
   EXPECT_EQ(first.st_mode & 0777U, 0644U);
-  EXPECT_EQ(shell("ln reports/*.csv old; \"$T\" provenance --bom --label x --out reports > out"), 0);
+  EXPECT_EQ(shell("ln reports/*.csv old; \"$T\" export provenance --bom --label x --out reports > out"), 0);
   EXPECT_THAT(home_.read("reports/tallyfin-provenance-x.csv"), testing::StartsWith("\xEF\xBB\xBFsection"));
   EXPECT_THAT(home_.read("old"), testing::StartsWith("section"))
       << "who has the old file open keeps it whole";
@@ -79,7 +79,7 @@ TEST_F(ProcessTest, ReportsAreFilesAsTheUserWantsThemAndReplaceOldOnes) {
 }
 
 TEST_F(ProcessTest, OtherProgramsReadTheTables) {
-  ASSERT_EQ(shell("\"$T\" csv --axis project > t.csv"), 0);
+  ASSERT_EQ(shell("\"$T\" export csv --axis project > t.csv"), 0);
   if (shell("python3 -c 'import csv' 2> /dev/null") == 0) {
     EXPECT_EQ(shell("python3 -c 'import csv; h, r = list(csv.reader(open(\"t.csv\", encoding=\"utf-8\", "
                     "newline=\"\"))); "

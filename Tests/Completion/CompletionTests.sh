@@ -1,26 +1,22 @@
 #!/usr/bin/env bash
-# Completion and manual offer what the command takes, no more and no less.
-# usage: CompletionTests.sh TALLYFIN      (the command; its help is what all else is held against)
+# The shells offer what the command offers, quoted where it must be.
+# usage: CompletionTests.sh TALLYFIN
 set -euo pipefail
 tallyfin=$1
 here=$(cd "$(dirname "$0")" && pwd)
 root=$here/../..
 failures=0
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
 
-sorted() { tr -s ' ,' '\n' | sed '/^$/d' | sort -u | tr '\n' ' '; }
+# A home with a project that has a blank in its name.
+export HOME=$scratch TALLYFIN_HOME= TALLYFIN_CACHE_PATH= PATH=$(dirname "$tallyfin"):$PATH
+mkdir -p "$scratch/.claude/projects/p" "$scratch/folder"
+printf '%s\n' '{"timestamp":"2026-05-04T10:00:00Z","requestId":"r","sessionId":"s","cwd":"/nowhere/two words","message":{"id":"a","model":"claude-opus-5","usage":{"output_tokens":7}}}' >"$scratch/.claude/projects/p/one.jsonl"
+"$tallyfin" status >/dev/null
+cd "$scratch"
 
-expect_equal() {  # what, expected, found
-  [ "$2" = "$3" ] && return
-  printf '%s\n  should be: %s\n  is:        %s\n' "$1" "$2" "$3" >&2
-  failures=$((failures + 1))
-}
-
-# The long options that a command's help begins lines with; every command takes those of all commands.
-options_of() { { "$tallyfin" "$@" --help; echo '  --home'; echo '  --cache'; } |
-  sed -n 's/^  \(-[a-z],\)\{0,1\}\(--[a-z]*\).*/\2/p'; }
-# The values in braces behind an option of a command.
-values_of() { "$tallyfin" "$1" --help | sed -n "s/^  $2 [A-Z]*:{\([^}]*\)}.*/\1/p"; }
-commands() { "$tallyfin" --help | sed -n '/^Subcommands:/,$s/^  \([a-z]*\) .*/\1/p'; }
+sorted() { sed '/^$/d' | sort -u | tr '\n' ' '; }
 
 # What bash offers for a line that ends in the word to complete.
 in_bash() {
@@ -28,9 +24,8 @@ in_bash() {
     printf "%s\n" "${COMPREPLY[@]}"' - "$root/completions/tallyfin.bash" "$@"
 }
 in_zsh() { zsh -f "$here/offers.zsh" "$root/completions" "$scratch" "$*"; }
+in_command() { shift; "$tallyfin" __complete "$@" | cut -f 1; }
 
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
 shells=(in_bash)
 if command -v zsh >/dev/null; then
   shells+=(in_zsh)
@@ -38,31 +33,24 @@ else
   echo "zsh is not here: its completion is not checked"
 fi
 
-for offers in "${shells[@]}"; do
-  expect_equal "$offers: commands" "$(commands | sorted)" "$("$offers" tallyfin '' | sed '/^-/d' | sorted)"
-  expect_equal "$offers: options of all" "$(options_of | sorted)" "$("$offers" tallyfin -- | sorted)"
-  for command in $(commands); do
-    expect_equal "$offers: $command" "$(options_of "$command" | sorted)" "$("$offers" tallyfin "$command" -- | sorted)"
-  done
-  expect_equal "$offers: behind an option of all" "$(options_of scan | sorted)" \
-    "$("$offers" tallyfin --home /tmp scan -- | sorted)"
-  for command in csv summary provenance; do
-    expect_equal "$offers: $command --preset" "$(values_of "$command" --preset | sorted)" \
-      "$("$offers" tallyfin "$command" --preset '' | sorted)"
-  done
-  expect_equal "$offers: csv --axis" "$(values_of csv --axis | sorted)" "$("$offers" tallyfin csv --axis '' | sorted)"
-  expect_equal "$offers: csv --axis s" "session source " "$("$offers" tallyfin csv --axis s | sorted)"
-  expect_equal "$offers: summary --axes" "$(values_of summary --axes | sorted)" \
-    "$("$offers" tallyfin summary --axes '' | sorted)"
-done
-expect_equal "in_bash: a second axis" "day,model " "$(in_bash tallyfin summary --axes day,mo | tr '\n' ' ')"
+expect() {  # shell, what should be offered, the line
+  local found
+  found=$("$1" "${@:3}" | sorted)
+  [ "$2" = "$found" ] && return
+  printf '%s: %s\n  should be: %s\n  is:        %s\n' "$1" "${*:3}" "$2" "$found" >&2
+  failures=$((failures + 1))
+}
 
-page=$root/docs/man/tallyfin.1
-expect_equal "manual: options" "$({ options_of; for command in $(commands); do options_of "$command"; done; } | sorted)" \
-  "$(grep -oE '(Fl -[a-z]+|Fl -help \| -version)' "$page" | sed 's/ | -/\n--/; s/Fl -/--/g' | sorted)"
-for word in $(commands) $({ values_of csv --axis; values_of csv --preset; } | tr , ' '); do
-  grep -qw "$word" "$page" || expect_equal "manual" "$word" "nothing"
+for shell in "${shells[@]}"; do
+  for line in "tallyfin |" "tallyfin export |" "tallyfin cost --|" "tallyfin export csv --axis s|" "tallyfin budget 20 last|"; do
+    read -ra words <<<"${line%|}"
+    case $line in *" |") words+=('') ;; esac
+    expect "$shell" "$(in_command "${words[@]}" | sorted)" "${words[@]}"
+  done
+  expect "$shell" "folder " tallyfin --home fo
 done
+expect in_bash '/nowhere/two\ words ' tallyfin cost --project /no
+expect in_bash '/nowhere/two\ words ' tallyfin cost --project tw
 
-echo "completion of ${#shells[@]} shells, manual: $failures faults"
+echo "completion of ${#shells[@]} shells: $failures faults"
 [ "$failures" -eq 0 ]

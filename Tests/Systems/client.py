@@ -205,13 +205,14 @@ def no_call_reaches_the_network_or_writes_anything_but_the_cache():
         strangers = [path for path in changed if not own.fullmatch(path) and path not in folders]
         assert not strangers, strangers
 
-        runs = [["csv", "--axis", "project"], ["provenance"], ["summary"], ["verify"], ["scan"], ["scan", "--serial"]]
+        runs = [[], ["status"], ["export", "csv", "--axis", "project"], ["export", "provenance"], ["export", "summary"],
+                ["export", "html"], ["verify"], ["scan"], ["scan", "--serial"], ["__complete", "cost", "--project", ""]]
         for arguments in runs:
             beyond, changed, _ = touched(home, COMMAND, arguments)
             strangers = [path for path in changed if not own.fullmatch(path) and path not in folders]
             assert not beyond and not strangers, (arguments, beyond, strangers)
         reports = home.path("reports")
-        beyond, changed, _ = touched(home, COMMAND, ["csv", "--all", "--out", reports])
+        beyond, changed, _ = touched(home, COMMAND, ["export", "csv", "--all", "--out", reports])
         strangers = [path for path in changed
                      if not own.fullmatch(path) and path not in folders and not path.startswith(reports)]
         assert not beyond and not strangers, (beyond, strangers)

@@ -108,7 +108,7 @@ std::string cacheLocation(const Environment& environment) {
 }
 
 ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,
-                                        absl::FunctionRef<void()> looked) {
+                                        absl::FunctionRef<void()> looked, const ReadProgress& progress) {
   const TimePoint start = clock();
   Refreshed done;
   ScanDiagnostics& diagnostics = done.result.diagnostics;
@@ -118,7 +118,7 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   std::vector<FileReading> readings = readingsOf(listed);
   stats.fromCache = !before->empty();
   stats.filesGone = static_cast<std::int64_t>(before->size()) - matchKnown(readings, *before);
-  read(readings, threads_);
+  read(readings, threads_, progress);
   if (!isUnchanged(readings, *before)) {
     replaceKnown(filesOf(readings));
   }

@@ -6,7 +6,9 @@
 #include "TallyfinCore/Transcripts/LineReader.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -101,7 +103,7 @@ std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files) {
   return readings;
 }
 
-void read(std::span<FileReading> readings, std::size_t threads) {
+void read(std::span<FileReading> readings, std::size_t threads, const ReadProgress& progress) {
   std::vector<std::optional<FileAttributes>> changed(readings.size());
   const std::size_t portions = (readings.size() + kLooks - 1) / kLooks;
   forEachIndex(portions, std::min(threads, portions / 2), [&](std::size_t portion) {
@@ -123,8 +125,15 @@ void read(std::span<FileReading> readings, std::size_t threads) {
   }
   // The largest first, so that no thread is left with a long file when the others are done.
   std::ranges::stable_sort(work, std::greater(), &Work::size);
-  forEachIndex(work.size(), std::min<std::uint64_t>(threads, 1 + total / kWorthAThread),
-               [&](std::size_t i) { readOn(*work[i].reading, work[i].looked); });
+  std::atomic<std::uint64_t> done = 0;
+  const std::thread::id caller = std::this_thread::get_id();
+  forEachIndex(work.size(), std::min<std::uint64_t>(threads, 1 + total / kWorthAThread), [&](std::size_t i) {
+    readOn(*work[i].reading, work[i].looked);
+    done += work[i].size;
+    if (progress && std::this_thread::get_id() == caller) {
+      progress(done, total);
+    }
+  });
 }
 
 }  // namespace tallyfin

@@ -10,6 +10,7 @@
 #include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -62,11 +63,14 @@ struct FileReading {
   bool hasFailed = false;       ///< it could not be read to its end, or not be opened
 };
 
+/// Told on the calling thread, file by file, how many bytes of how many that are to be read are done.
+using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
+
 /// A look at each of the files as if none were known. They must outlive it.
 std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files);
 
 /// Looks at the files and reads what is new in them, on up to `threads` threads; all have ended when it
 /// returns. Fails only for want of memory.
-void read(std::span<FileReading> readings, std::size_t threads);
+void read(std::span<FileReading> readings, std::size_t threads, const ReadProgress& progress = {});
 
 }  // namespace tallyfin

@@ -1,0 +1,66 @@
+#include "Tallyfin/Checks.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Files.hpp"
+#include "Platform/Numbers.hpp"
+#include "Tallyfin/Command.hpp"
+#include "Tallyfin/Transcripts.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
+#include "absl/strings/str_format.h"
+
+namespace tallyfin::Command {
+namespace {
+
+int runVerification(const Call& call) {
+  requireHome(call.environment);
+  ScanCache cache(cacheLocation(call.environment));
+  if (!cache.load()) {
+    tell(concat("nothing to verify: the cache \"", cache.cachePath(), "\" ",
+                Files::exists(cache.cachePath()) ? "cannot be read, or is of another version or damaged"
+                                                 : "does not exist; any other command makes it"),
+         call.console);
+    return failed;
+  }
+  const VerificationResult result = cache.verifyAgainstFullScan(
+      sourceHomes(call.environment), call.environment.calendar, call.environment.now);
+  const int status = print(concat(result.summary(), "\n"), call.console);
+  return result.isClean() ? status : failed;
+}
+
+int runScan(const Call& call) {
+  requireHome(call.environment);
+  const ScanDiagnostics seen =
+      Scanner::scan(sourceHomes(call.environment), !call.arguments.has("serial"), call.environment.now)
+          .diagnostics;
+  const auto unreadable = static_cast<std::int64_t>(seen.filesUnreadable.size());
+  std::string losses = concat(counted(seen.totalRejected(), "line", "lines"), " rejected · ",
+                              counted(unreadable, "file", "files"), " unreadable");
+  if (seen.filesScanned == 0) {
+    losses = "unknown — no transcript was found";  // nothing was read, so nothing can have been lost or kept
+  }
+  return print(concat("files      ", grouped(seen.filesScanned), "\n", "requests   ",
+                      seen.filesScanned == 0 ? losses : grouped(seen.uniqueRequests), "\n", "bytes      ",
+                      grouped(static_cast<std::int64_t>(seen.bytesRead)), "\n", "losses     ", losses, "\n",
+                      "time       ", absl::StrFormat("%.3f", seen.duration), " s\n"),
+               call.console);
+}
+
+}  // namespace
+
+Subcommand verification() {
+  return {.name = "verify",
+          .summary = "Compare the cache with a fresh read of what it claims",
+          .options = {},
+          .examples = {"tallyfin verify"},
+          .run = runVerification};
+}
+
+Subcommand scan() {
+  return {.name = "scan",
+          .summary = "Read every transcript from scratch and time it",
+          .options = {{.name = "serial", .value = "", .help = "Use one processor only"}},
+          .examples = {"tallyfin scan"},
+          .run = runScan};
+}
+
+}  // namespace tallyfin::Command

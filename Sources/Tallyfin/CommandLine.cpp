@@ -1,0 +1,278 @@
+#include "Tallyfin/CommandLine.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Text.hpp"
+#include "Tallyfin/Command.hpp"
+#include "absl/strings/str_join.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+#include <CLI/CLI.hpp>
+
+namespace tallyfin::Command {
+namespace {
+
+// The words of one subcommand as the parser of the library knows them.
+class Parser {
+ public:
+  explicit Parser(const Subcommand& subcommand) : subcommand_(subcommand) {
+    app_.name(concat("tallyfin ", subcommand.name));
+    app_.description(subcommand.summary);
+    app_.allow_extras();  // told below, with the option that was probably meant
+    app_.get_formatter()->column_width(30);
+    app_.footer(subcommand.examples.empty()
+                    ? ""
+                    : concat("Example: ", absl::StrJoin(subcommand.examples, "\n         ")));
+    for (const auto* options : {&subcommand.options, &commonOptions()}) {
+      for (const Option& option : *options) {
+        added_.emplace_back(&option, add(option));
+      }
+    }
+  }
+
+  std::string help() const { return app_.help(); }
+
+  // Throws CLI::ParseError, UsageError.
+  Arguments parse(const std::vector<std::string>& words) {
+    std::vector<std::string> backwards = apart(words);
+    std::ranges::reverse(backwards);
+    app_.parse(backwards);
+    for (const std::string& word : app_.remaining()) {
+      refuse(word);
+    }
+    Arguments arguments;
+    for (const auto& [option, parsed] : added_) {
+      if (parsed->count() > 0 && !(option->value.empty() && parsed->results().back() != "true")) {
+        arguments.set(option->name, checked(*option, parsed->results().back()));
+      } else if (option->isRequired) {
+        throw UsageError(concat("`", subcommand_.name, "` needs ", option->value, ": ", option->help));
+      }
+    }
+    return arguments;
+  }
+
+ private:
+  CLI::Option* add(const Option& option) {
+    std::string names = concat("--", option.name);
+    if (!option.otherName.empty()) {
+      append(names, ",--", option.otherName);
+    }
+    if (option.value.empty()) {
+      return app_.add_flag(names, option.help);
+    }
+    CLI::Option* const added = app_.add_option(
+        option.isWord ? concat(names, ",", option.name) : names, CLI::callback_t(),
+        isOneOf(option) ? concat(option.help, ": ", absl::StrJoin(option.words, ", ")) : option.help);
+    return added->type_name(option.value);
+  }
+
+  static bool isOneOf(const Option& option) {
+    return option.values == Values::word || option.values == Values::words;
+  }
+
+  // An empty value behind an equals sign becomes a word of its own; the library would take the next one
+  // instead.
+  static std::vector<std::string> apart(const std::vector<std::string>& words) {
+    std::vector<std::string> result;
+    for (const std::string& word : words) {
+      if (word.starts_with("--") && word.size() > 3 && word.ends_with('=')) {
+        result.push_back(word.substr(0, word.size() - 1));
+        result.emplace_back();
+      } else {
+        result.push_back(word);
+      }
+    }
+    return result;
+  }
+
+  [[noreturn]] void refuse(const std::string& word) const {
+    if (!word.starts_with('-')) {
+      throw UsageError(concat("`", subcommand_.name, "` has no use for \"", word, "\""));
+    }
+    std::vector<std::string> known = {"--help"};
+    for (const auto& [option, parsed] : added_) {
+      known.push_back(concat("--", option->name));
+    }
+    const std::string meant = nearest(word.substr(0, word.find('=')), known);
+    throw UsageError(concat("`", subcommand_.name, "` has no option ", word,
+                            meant.empty() ? "" : concat("; did you mean ", meant, "?")));
+  }
+
+  // The word of a list that a text means, whatever its letter case.
+  static std::string wordOf(const Option& option, const std::string& text) {
+    for (const std::string& word : option.words) {
+      if (Text::lowercased(word) == Text::lowercased(text)) {
+        return word;
+      }
+    }
+    throw UsageError(
+        concat("--", option.name, ": \"", text, "\" is none of ", absl::StrJoin(option.words, ", ")));
+  }
+
+  static std::string checked(const Option& option, const std::string& text) {
+    if (option.values == Values::number &&
+        (text.empty() || text.find_first_not_of("0123456789") != std::string::npos)) {
+      throw UsageError(concat("--", option.name, ": \"", text, "\" is no whole number of 0 or more"));
+    }
+    if (option.values == Values::word) {
+      return wordOf(option, text);
+    }
+    if (option.values == Values::words) {
+      Arguments list;
+      list.set("", text);
+      std::vector<std::string> words = list.list("");
+      std::ranges::transform(words, words.begin(),
+                             [&](const std::string& one) { return wordOf(option, one); });
+      return absl::StrJoin(words, ",");
+    }
+    return text;
+  }
+
+  const Subcommand& subcommand_;
+  CLI::App app_;
+  std::vector<std::pair<const Option*, CLI::Option*>> added_;
+};
+
+std::vector<std::string> allNames() {
+  std::vector<std::string> names;
+  for (const Subcommand& one : subcommands()) {
+    names.push_back(one.name);
+  }
+  return names;
+}
+
+// What may stand behind a first word that is no subcommand by itself: "csv, json" behind "export".
+std::string secondWords(const std::string& first) {
+  std::string words;
+  for (const std::string& name : allNames()) {
+    if (name.starts_with(first + " ")) {
+      append(words, words.empty() ? "" : ", ", name.substr(first.size() + 1));
+    }
+  }
+  return words;
+}
+
+[[noreturn]] void refuseName(const std::string& name) {
+  if (const std::string words = secondWords(name); !words.empty()) {
+    throw UsageError(concat("`", name, "` needs one of ", words));
+  }
+  std::vector<std::string> words = allNames();
+  for (const std::string& one : allNames()) {
+    words.push_back(one.substr(one.find(' ') + 1));  // of two words the second may have been meant alone
+  }
+  const std::string word = nearest(name, words);
+  std::string meant;
+  for (const std::string& one : allNames()) {
+    meant = one == word || (meant.empty() && one.ends_with(" " + word)) ? one : meant;
+  }
+  throw UsageError(concat("there is no command \"", name, "\"",
+                          meant.empty() ? "" : concat("; did you mean `tallyfin ", meant, "`?")));
+}
+
+// Two columns, the second of which begins at the same place in every line.
+void appendColumns(std::string& out, const std::string& left, const std::string& right) {
+  append(out, "  ", Text::fitted(left, std::max<std::size_t>(20, left.size() + 1)), right, "\n");
+}
+
+// Whether the next word belongs to this one: an option of all subcommands, or of the one that is meant when
+// none is named.
+bool takesValue(const std::string& word) {
+  const auto isIt = [&](const Option& option) {
+    return !option.value.empty() && word == concat("--", option.name);
+  };
+  return std::ranges::any_of(commonOptions(), isIt) ||
+         std::ranges::any_of(subcommands().front().options, isIt);
+}
+
+std::string textOfHelp(const NamedSubcommand& named) {
+  return named.name.empty() ? help() : help(*named.subcommand);
+}
+
+}  // namespace
+
+NamedSubcommand findSubcommand(const std::vector<std::string>& words) {
+  NamedSubcommand found;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string& word = words[i];
+    const bool isFree = !word.starts_with('-') && (i == 0 || !takesValue(words[i - 1]));
+    if (isFree && found.name.empty()) {
+      found.name = word;
+    } else if (isFree && found.subcommand == nullptr && !secondWords(found.name).empty()) {
+      append(found.name, " ", word);
+    } else {
+      found.rest.push_back(word);
+      continue;
+    }
+    found.subcommand = subcommandNamed(found.name);
+  }
+  return found;
+}
+
+CommandLine parse(const std::vector<std::string>& arguments) {
+  const NamedSubcommand named = findSubcommand(arguments);
+  CommandLine line;
+  line.subcommand = named.name.empty() ? &subcommands().front() : named.subcommand;
+  if (line.subcommand == nullptr) {
+    const bool asksForHelp = std::ranges::find(named.rest, "--help") != named.rest.end();
+    if (asksForHelp && !secondWords(named.name).empty()) {
+      line.text = help();
+      return line;
+    }
+    refuseName(named.name);
+  }
+  if (named.name.empty() && arguments.size() == 1 && arguments[0] == "--version") {
+    line.text = concat("tallyfin ", TALLYFIN_VERSION, "\n");
+    return line;
+  }
+  try {
+    line.arguments = Parser(*line.subcommand).parse(named.rest);
+  } catch (const CLI::CallForHelp&) {
+    line.text = textOfHelp(named);
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
+  return line;
+}
+
+std::string help(const Subcommand& subcommand) {
+  return Parser(subcommand).help();
+}
+
+std::string help() {
+  std::string text =
+      "What coding agents cost on this machine, from their transcripts. Alone: today's overview.\n"
+      "Usage: tallyfin [COMMAND] [WORDS] [OPTIONS]\n\nCommands:\n";
+  for (const Subcommand& one : subcommands()) {
+    appendColumns(text, one.name, one.summary);
+  }
+  text += "\nOptions of all commands, before the command or behind it:\n";
+  for (const Option& option : commonOptions()) {
+    appendColumns(text, concat("--", option.name, " ", option.value), option.help);
+  }
+  appendColumns(text, "-h, --help", "Tell the options of a command");
+  appendColumns(text, "--version", "Print the version");
+  return text +
+         "\nA PERIOD is today, yesterday, 7d (any number of days), thisWeek, lastWeek, thisMonth, "
+         "lastMonth,\n"
+         "last7Days, last30Days, yearToDate or all; or --from and --to with days as yyyy-MM-dd.\n"
+         "Example: tallyfin cost 7d --by project\n";
+}
+
+int runHelp(const Call& call) {
+  const std::optional<std::string> first = call.arguments.text("command");
+  if (!first) {
+    return print(help(), call.console);
+  }
+  const std::optional<std::string> second = call.arguments.text("document");
+  const std::string name = second ? concat(*first, " ", *second) : *first;
+  const Subcommand* const subcommand = subcommandNamed(name);
+  if (subcommand == nullptr) {
+    refuseName(name);
+  }
+  return print(help(*subcommand), call.console);
+}
+
+}  // namespace tallyfin::Command

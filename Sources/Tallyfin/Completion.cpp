@@ -1,0 +1,209 @@
+#include "Tallyfin/Completion.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Files.hpp"
+#include "Platform/Text.hpp"
+#include "Tallyfin/CommandLine.hpp"
+#include "Tallyfin/Days.hpp"
+#include "Tallyfin/Transcripts.hpp"
+#include "TallyfinCore/Attribution/ProjectPath.hpp"
+#include "TallyfinCore/Cache/ScanCache.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+#include <utility>
+
+namespace tallyfin::Command {
+namespace {
+
+// Collects what fits the word that is being typed.
+class Offers {
+ public:
+  explicit Offers(std::string word) : word_(std::move(word)) {}
+
+  void add(std::string_view text, std::string_view meaning = {}) {
+    // What a terminal would not show as it is cannot be typed either, and a line feed would make two of it.
+    if (text.starts_with(word_) && visible(text) == text && text.find('\n') == std::string_view::npos) {
+      append(lines_, text, meaning.empty() ? "" : "\t", meaning, "\n");
+    }
+  }
+
+  // A label that is mostly known by its last part: "~/src/atlas" is offered for "at" as well.
+  void addPath(std::string_view label) {
+    const bool fitsLastPart = Files::lastComponent(label).starts_with(word_);
+    Offers all(fitsLastPart ? "" : word_);
+    all.add(label);
+    lines_ += all.lines_;
+  }
+
+  void addLine(std::string_view line) { append(lines_, line, "\n"); }
+
+  const std::string& word() const { return word_; }
+  const std::string& lines() const { return lines_; }
+
+ private:
+  std::string word_;
+  std::string lines_;
+};
+
+// All names of one kind that the cache knows, in the order of their texts.
+std::set<InternedText> namesOf(Values kind, const Environment& environment) {
+  ScanCache cache(cacheLocation(environment));
+  cache.load();
+  const ProjectResolver resolver(environment.home, true);
+  std::set<InternedText> names;
+  InternedText last;
+  for (const FileProvenance& file : cache.recordsPerFile()) {
+    for (const auto& [key, record] : file.records().entries()) {
+      const InternedText source = kind == Values::project ? record.rawCwd
+                                  : kind == Values::agent ? record.agent.name()
+                                                          : record.sessionId;
+      if (source != last && !source.text().empty()) {
+        names.insert(kind == Values::project ? resolver.resolve(source).canonical : source);
+        last = source;
+      }
+    }
+  }
+  return names;
+}
+
+void offerList(const Option& option, Offers& offers) {
+  const std::size_t comma = offers.word().rfind(',');
+  const std::string before = comma == std::string::npos ? "" : offers.word().substr(0, comma + 1);
+  for (const std::string& word : option.words) {
+    offers.add(concat(before, word));
+  }
+}
+
+void offerValues(const Option& option, const Environment& environment, Offers& offers) {
+  switch (option.values) {
+    case Values::words:
+      return offerList(option, offers);
+    case Values::file:
+      return offers.addLine(":files");
+    case Values::directory:
+      return offers.addLine(":folders");
+    case Values::agent:
+      offers.add("main");
+      [[fallthrough]];
+    case Values::project:
+    case Values::session:
+      for (const InternedText name : namesOf(option.values, environment)) {
+        option.values == Values::project ? offers.addPath(name.text()) : offers.add(name.text());
+      }
+      return;
+    case Values::any:
+    case Values::number:
+    case Values::word:
+    case Values::days:
+      break;
+  }
+  for (const std::string& word : option.words) {
+    offers.add(word);
+  }
+}
+
+// The subcommands, or the second words of those that begin with `first`.
+void offerNames(const std::string& first, Offers& offers) {
+  std::string last;
+  for (const Subcommand& one : subcommands()) {
+    const std::string start = first.empty() ? "" : concat(first, " ");
+    if (!one.name.starts_with(start)) {
+      continue;
+    }
+    const std::string rest = one.name.substr(start.size());
+    const std::string word = rest.substr(0, rest.find(' '));
+    if (word != last) {
+      offers.add(word, word == rest ? one.summary : "");
+    }
+    last = word;
+  }
+}
+
+const Option* optionNamed(const std::vector<Option>& options, const std::string& word) {
+  for (const std::vector<Option>* const some : {&options, &commonOptions()}) {
+    for (const Option& option : *some) {
+      if (word == concat("--", option.name) ||
+          (!option.otherName.empty() && word == concat("--", option.otherName))) {
+        return &option;
+      }
+    }
+  }
+  return nullptr;
+}
+
+void offerOptions(const std::vector<Option>& options, bool isNamed, Offers& offers) {
+  for (const std::vector<Option>* const some : {&options, &commonOptions()}) {
+    for (const Option& option : *some) {
+      offers.add(concat("--", option.name), option.help);
+    }
+  }
+  offers.add("--help", "Tell the options");
+  if (!isNamed) {
+    offers.add("--version", "Print the version");
+  }
+}
+
+// The option whose turn it is at the end of these words, when it stands without its name.
+const Option* nextWord(const std::vector<Option>& options, const std::vector<std::string>& words) {
+  std::size_t passed = 0;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const Option* const option = optionNamed(options, words[i]);
+    if (option != nullptr && !option->value.empty()) {
+      ++i;
+    } else if (!words[i].starts_with('-')) {
+      ++passed;
+    }
+  }
+  for (const Option& option : options) {
+    if (option.isWord && passed-- == 0) {
+      return &option;
+    }
+  }
+  return nullptr;
+}
+
+// Where a shell takes "--by=project" apart, the sign is a word.
+std::vector<std::string> withoutEqualSigns(std::vector<std::string> words) {
+  if (!words.empty() && words.back() == "=") {
+    words.back().clear();
+  }
+  std::erase(words, "=");
+  return words;
+}
+
+}  // namespace
+
+std::string offers(const std::vector<std::string>& given, Environment environment) {
+  std::vector<std::string> words = withoutEqualSigns(given);
+  Offers offers(words.empty() ? "" : words.back());
+  if (!words.empty()) {
+    words.pop_back();
+  }
+  Arguments common;
+  for (std::size_t i = 0; i + 1 < words.size(); ++i) {
+    if (words[i] == "--home" || words[i] == "--cache") {
+      common.set(words[i].substr(2), words[i + 1]);
+    }
+  }
+  environment = withOptions(std::move(environment), common);
+
+  const NamedSubcommand named = findSubcommand(words);
+  const Subcommand& meant = named.subcommand != nullptr ? *named.subcommand : subcommands().front();
+  const Option* const before = words.empty() ? nullptr : optionNamed(meant.options, words.back());
+  if (before != nullptr && !before->value.empty()) {
+    offerValues(*before, environment, offers);
+  } else if (offers.word().starts_with('-')) {
+    offerOptions(meant.options, !named.name.empty(), offers);
+  } else if (named.subcommand == nullptr) {
+    offerNames(named.name, offers);
+  } else if (named.name == "help") {
+    offerNames(named.rest.empty() ? "" : named.rest.front(), offers);
+  } else if (const Option* const next = nextWord(meant.options, named.rest)) {
+    offerValues(*next, environment, offers);
+  }
+  return offers.lines();
+}
+
+}  // namespace tallyfin::Command

@@ -1,0 +1,32 @@
+#pragma once
+
+// Where the command reads and writes, and what it may print there.
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace tallyfin::Command {
+
+struct Console {
+  std::function<bool(std::string_view)> document;  ///< standard output; false when nobody takes it
+  std::function<void(std::string_view)> message;   ///< standard error
+  /// What another program sends on standard input, 1 MiB at most; empty when nothing comes soon or a person
+  /// sits there.
+  std::function<std::string()> input = [] { return std::string(); };
+  bool showsDocuments = false;  ///< standard output is a terminal
+  bool showsMessages = false;   ///< standard error is a terminal
+  int width = 80;               ///< columns of that terminal
+  bool hasColour = false;       ///< colours are shown and wanted there
+  bool hasUtf8 = true;          ///< the locale's encoding is UTF-8
+};
+
+/// The console of the process. Only `main` calls this, once.
+Console consoleOfProcess();
+
+/// A text as a terminal may show it: control characters other than line feeds and marks that turn the
+/// direction of writing are written out ("\x1B", "\u202E"), since names come from transcripts, which anyone
+/// may have written. Ill-formed bytes become U+FFFD.
+std::string visible(std::string_view text);
+
+}  // namespace tallyfin::Command

@@ -1,0 +1,141 @@
+#include "Tallyfin/Days.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Text.hpp"
+#include "TallyfinCore/Figures/DateRange.hpp"
+#include "TallyfinMCP/MCPError.hpp"
+#include "absl/strings/str_join.h"
+
+#include <algorithm>
+
+namespace tallyfin::Command {
+namespace {
+
+// Weeks begin on Monday.
+DateRange week(std::int64_t weeksLater, TimePoint now, const Calendar& calendar) {
+  const TimePoint today = calendar.startOfDay(now);
+  const TimePoint someMonday = *calendar.startOfDay(CalendarDate{.year = 1970, .month = 1, .day = 5});
+  const std::int64_t sinceMonday = ((calendar.daysBetween(someMonday, today) % 7) + 7) % 7;
+  const auto day = [&](std::int64_t daysLater) {
+    return calendar.startOfDay(today, daysLater).value_or(today);
+  };
+  const std::int64_t monday = weeksLater * 7 - sinceMonday;
+  return {day(monday), day(std::min<std::int64_t>(monday + 6, 0)), calendar};
+}
+
+// A word that stands for a range and is none of the tools'.
+struct NamedRange {
+  std::string word;
+  std::string label;
+  DateRange days;
+};
+
+std::vector<NamedRange> namedRanges(TimePoint now, const Calendar& calendar) {
+  std::vector<NamedRange> ranges = {{"thisWeek", "This week", week(0, now, calendar)},
+                                    {"lastWeek", "Last week", week(-1, now, calendar)}};
+  for (const RangePreset preset : allRangePresets) {
+    if (const auto days = range(preset, now, calendar)) {
+      ranges.push_back({std::string(rawValue(preset)), std::string(label(preset)), *days});
+    }
+  }
+  return ranges;
+}
+
+// The days of --from and --to. Both are read before either is refused.
+Days explicitDays(const std::optional<std::string>& from, const std::optional<std::string>& to,
+                  const Environment& environment) {
+  const Calendar& calendar = environment.calendar;
+  std::vector<std::string> faults;
+  const auto day = [&](const char* option,
+                       const std::optional<std::string>& text) -> std::optional<TimePoint> {
+    std::optional<TimePoint> start = text ? calendar.parseDay(*text) : std::nullopt;
+    if (text && !start) {
+      faults.push_back(concat(option, ": \"", *text, "\" is no day"));
+    }
+    return start;
+  };
+  Days days{.period = {}, .from = day("--from", from), .through = day("--to", to), .label = {}};
+  if (!faults.empty()) {
+    throw UsageError(concat(absl::StrJoin(faults, "; "), " (the format is yyyy-MM-dd)"));
+  }
+  if (!to) {
+    days.through = calendar.startOfDay(environment.now());
+  }
+  if (days.from && *days.from > *days.through) {
+    throw UsageError(concat("reversed range: ", *from, " is later than ", to ? *to : "today"));
+  }
+  return days;
+}
+
+}  // namespace
+
+std::vector<Option> daysOptions(const std::string& fallback) {
+  return {{.name = "period",
+           .value = "PERIOD",
+           .help = concat("Days by name, or 7d for the last seven (default ", fallback, ")"),
+           .values = Values::days,
+           .words = periodWords(),
+           .isWord = true,
+           .otherName = "preset"},
+          {.name = "from", .value = "DAY", .help = "First day, yyyy-MM-dd"},
+          {.name = "to", .value = "DAY", .help = "Last day, yyyy-MM-dd (default today)"}};
+}
+
+const std::vector<std::string>& periodWords() {
+  static const std::vector<std::string> words = [] {
+    std::vector<std::string> all = {"today", "yesterday", "7d"};
+    for (const NamedRange& one : namedRanges(TimePoint{0}, Calendar::utc())) {
+      all.push_back(one.word);
+    }
+    all.emplace_back("all");
+    return all;
+  }();
+  return words;
+}
+
+Days daysOf(const Call& call, const std::string& fallback) {
+  const std::optional<std::string> given = call.arguments.text("period");
+  const std::optional<std::string> from = call.arguments.text("from");
+  const std::optional<std::string> to = call.arguments.text("to");
+  if (from || to) {
+    if (given) {
+      throw UsageError("days are named by a period or by --from and --to, not by both");
+    }
+    return explicitDays(from, to, call.environment);
+  }
+  const std::string period = Text::lowercased(given.value_or(fallback));
+  const TimePoint now = call.environment.now();
+  const Calendar& calendar = call.environment.calendar;
+  for (const NamedRange& one : namedRanges(now, calendar)) {
+    if (Text::lowercased(one.word) == period) {
+      return {.period = {}, .from = one.days.from(), .through = one.days.through(), .label = one.label};
+    }
+  }
+  try {
+    Period::parse(JsonValue::Object{{"period", period}}, period, now, calendar);
+  } catch (const MCPError&) {
+    throw UsageError(concat("\"", *given, "\" is no period; accepted: ", absl::StrJoin(periodWords(), ", "),
+                            " (7d: any number of days), or --from and --to"));
+  }
+  return {.period = period, .from = {}, .through = {}, .label = {}};
+}
+
+JsonValue::Object toolArguments(const Days& days, DataSource& data) {
+  if (days.period) {
+    return {{"period", *days.period}};
+  }
+  TimePoint from = days.from.value_or(*days.through);
+  if (!days.from) {
+    data.ensureFresh();
+    for (const UsageRecord& record : data.records()) {
+      from = std::min(from, record.timestamp);
+    }
+  }
+  return {{"from", data.calendar().formatDay(from)}, {"to", data.calendar().formatDay(*days.through)}};
+}
+
+Period periodOf(const Days& days, DataSource& data) {
+  return Period::parse(toolArguments(days, data), "all", data.now(), data.calendar());
+}
+
+}  // namespace tallyfin::Command

@@ -1,0 +1,260 @@
+#include "Tallyfin/Documents.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Files.hpp"
+#include "Platform/Numbers.hpp"
+#include "Tallyfin/Command.hpp"
+#include "Tallyfin/Days.hpp"
+#include "Tallyfin/Questions.hpp"
+#include "Tallyfin/Transcripts.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/Page.hpp"
+#include "TallyfinMCP/Filters.hpp"
+#include "TallyfinMCP/MCPError.hpp"
+#include "absl/strings/str_join.h"
+
+#include <optional>
+#include <system_error>
+#include <utility>
+
+namespace tallyfin::Command {
+namespace {
+
+// A report with what its documents say beside it.
+struct Account {
+  Report report;
+  Exporter::Options options;
+};
+
+// Where --out sends documents: into a folder, under names of their own, or to one file. What cannot work
+// fails before the transcripts are read.
+class Destination {
+ public:
+  // A path that ends in a slash or is a folder means a folder; so does a name without an extension.
+  Destination(const std::optional<std::string>& path, bool isFolder) : path_(path) {
+    if (!path_) {
+      return;
+    }
+    const std::string_view name = Files::lastComponent(*path_);
+    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(*path_) ||
+                Files::withoutExtension(name) == name;
+    const std::string folder = isFolder_ ? *path_ : std::string(Files::withoutLastComponent(*path_));
+    if (const std::error_code error = folder.empty() ? std::error_code() : Files::createDirectories(folder)) {
+      throw std::system_error(error, concat("cannot make the folder \"", folder, "\""));
+    }
+  }
+
+  // To standard output without a path; otherwise prints where the document is.
+  int write(const std::string& name, std::string_view document, const Console& console) const {
+    if (!path_) {
+      return print(document, console);
+    }
+    constexpr unsigned kReadableByAll = 0666;  // less what the user's mask takes away, as for any report
+    const std::string path = isFolder_ ? concat(*path_, path_->ends_with('/') ? "" : "/", name) : *path_;
+    Files::replaceAtomically(path, {document}, kReadableByAll);
+    return print(concat(path, "\n"), console);
+  }
+
+ private:
+  std::optional<std::string> path_;
+  bool isFolder_ = false;
+};
+
+std::vector<std::string> axisNames() {
+  std::vector<std::string> names;
+  for (const Exporter::Axis axis : Exporter::allAxes) {
+    names.emplace_back(Exporter::rawValue(axis));
+  }
+  return names;
+}
+
+// What a period is called in documents: its label, behind it what was narrowed.
+std::optional<std::string> periodLabel(const Call& call, const Days& days, const Period& period,
+                                       const Filters& filters) {
+  const std::optional<std::string> given = call.arguments.text("label");
+  const std::optional<std::string> label = given ? given : days.label;
+  if (filters.described.empty()) {
+    return label;
+  }
+  return concat(label.value_or(period.label), " · ", absl::StrJoin(filters.described, " · "));
+}
+
+Account accountOf(const Call& call, const Days& days, DataSource& data, bool includeHours) {
+  const Period period = periodOf(days, data);
+  const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
+  Exporter::Options options{.generatedAt = data.now(), .calendar = data.calendar()};
+  options.periodLabel = periodLabel(call, days, period, filters);
+  options.from = period.from;
+  options.to = period.through;
+  options.recordFilter = filters.predicate;
+  options.limitPerAxis = call.arguments.number("limit");
+  options.byteOrderMark = call.arguments.has("bom");
+  options.summaryRowLimit = call.arguments.number("rows").value_or(10);
+  const std::vector<std::string> axes = call.arguments.list("axes");
+  for (const std::string& axis :
+       axes.empty() ? std::vector<std::string>{"project", "agent", "model"} : axes) {
+    options.summaryAxes.push_back(*Exporter::axisNamed(axis));
+  }
+  Report report = data.report(period, filters.predicate, includeHours);
+  options.sourceFiles = data.cache().recordsPerFile();
+  return {std::move(report), std::move(options)};
+}
+
+void tellLimit(const Account& account, Exporter::Axis axis, const Console& console) {
+  const auto count =
+      static_cast<std::int64_t>(Exporter::rows(account.report, axis, account.options.calendar).size());
+  const std::int64_t limit = account.options.limitPerAxis.value_or(count);
+  if (count > limit) {
+    tell(concat("--limit ", std::to_string(limit), " left out ", counted(count - limit, "row", "rows"),
+                " of ", grouped(count), " by ", Exporter::rawValue(axis)),
+         console);
+  }
+}
+
+int exportCsv(const Call& call) {
+  const std::optional<std::string> axis = call.arguments.text("axis");
+  const bool isAll = call.arguments.has("all");
+  if (axis.has_value() == isAll) {
+    throw UsageError(concat("`export csv` needs either --axis AXIS, one of ",
+                            absl::StrJoin(axisNames(), ", "), ", or --all with --out FOLDER"));
+  }
+  if (isAll && !call.arguments.has("out")) {
+    throw UsageError("--all writes several files: it needs --out FOLDER");
+  }
+  const Days days = daysOf(call, "all");
+  const Destination destination(call.arguments.text("out"), isAll);
+  return withTranscripts(call, [&](DataSource& data) {
+    const bool hasHours = isAll || *axis == Exporter::rawValue(Exporter::Axis::hour);
+    const Account account = accountOf(call, days, data, hasHours);
+    const auto write = [&](Exporter::Axis one, const std::string& csv) {
+      tellLimit(account, one, call.console);
+      return destination.write(
+          Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options), csv,
+          call.console);
+    };
+    if (axis) {
+      const Exporter::Axis one = *Exporter::axisNamed(*axis);
+      return write(one, Exporter::breakdownCSV(account.report, one, account.options));
+    }
+    int status = done;
+    for (const Exporter::AxisCSV& one : Exporter::allBreakdownCSVs(account.report, account.options)) {
+      status = status == done ? write(one.axis, one.csv) : status;
+    }
+    return status;
+  });
+}
+
+// The name of a document that is no table: "tallyfin-summary-last-7-days.txt".
+std::string fileName(std::string_view kind, std::string_view extension, const Exporter::Options& options) {
+  constexpr std::string_view kHead = "tallyfin-provenance";
+  constexpr std::string_view kTail = ".csv";
+  std::string name = Exporter::suggestedFileName(Exporter::Document::provenance(), options);
+  name.resize(name.size() - kTail.size());
+  return concat("tallyfin-", kind, name.substr(kHead.size()), extension);
+}
+
+// A document that is made of the whole account at once.
+struct Kind {
+  std::string_view name;
+  std::string_view extension;
+  std::string_view summary;
+  std::string_view example;
+  std::string (*make)(const Account& account, const DataSource& data);
+};
+
+int exportWhole(const Call& call, const Kind& kind) {
+  const Days days = daysOf(call, "all");
+  const Destination destination(call.arguments.text("out"), false);
+  return withTranscripts(call, [&](DataSource& data) {
+    const Account account = accountOf(call, days, data, false);
+    return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data),
+                             call.console);
+  });
+}
+
+const Option kBom = {
+    .name = "bom", .value = "", .help = "Begin with a byte order mark, for spreadsheets that want it"};
+
+// The options of one kind, and those of all.
+std::vector<Option> withCommon(std::vector<Option> options) {
+  std::vector<Option> common = daysOptions("all");
+  for (const Option& option : narrowingOptions()) {
+    common.push_back(option);
+  }
+  common.push_back(
+      {.name = "label", .value = "TEXT", .help = "Name of the period in the document and its file's name"});
+  common.push_back({.name = "out",
+                    .value = "PATH",
+                    .help = "Write into this folder, or, one document, to this file, and print the path",
+                    .values = Values::file});
+  options.insert(options.end(), common.begin(), common.end());
+  return options;
+}
+
+Subcommand csv() {
+  return {
+      .name = "export csv",
+      .summary = "A table of one axis, or of all, with 26 columns a row",
+      .options = withCommon(
+          {{.name = "axis",
+            .value = "AXIS",
+            .help = "The axis of one table",
+            .values = Values::word,
+            .words = axisNames()},
+           {.name = "all", .value = "", .help = "Every axis that has rows; needs --out"},
+           {.name = "limit", .value = "N", .help = "At most so many rows a table", .values = Values::number},
+           kBom}),
+      .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
+                   "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
+      .run = exportCsv};
+}
+
+Subcommand whole(const Kind& kind, std::vector<Option> options) {
+  return {.name = concat("export ", kind.name),
+          .summary = std::string(kind.summary),
+          .options = withCommon(std::move(options)),
+          .examples = {std::string(kind.example)},
+          .run = [kind](const Call& call) { return exportWhole(call, kind); }};
+}
+
+}  // namespace
+
+std::vector<Subcommand> documents() {
+  return {
+      csv(),
+      whole({.name = "summary",
+             .extension = ".txt",
+             .summary = "A report to read and paste",
+             .example = "tallyfin export summary last7Days --axes project,agent",
+             .make =
+                 [](const Account& account, const DataSource&) {
+                   return Exporter::clipboardSummary(account.report, account.options);
+                 }},
+            {{.name = "axes",
+              .value = "AXIS,...",
+              .help = "Axes to show (default project,agent,model)",
+              .values = Values::words,
+              .words = axisNames()},
+             {.name = "rows", .value = "N", .help = "Rows an axis (default 10)", .values = Values::number}}),
+      whole({.name = "provenance",
+             .extension = ".csv",
+             .summary = "Where the figures come from: totals, losses, files, assumptions",
+             .example = "tallyfin export provenance yesterday --out reports",
+             .make =
+                 [](const Account& account, const DataSource&) {
+                   return Exporter::provenanceCSV(account.report, account.options);
+                 }},
+            {kBom}),
+      whole({.name = "html",
+             .extension = ".html",
+             .summary = "A page to look at, in one file",
+             .example = "tallyfin export html thisMonth --out report.html",
+             .make =
+                 [](const Account& account, const DataSource& data) {
+                   return Exporter::page(account.report, Aggregator(data.calendar(), data.resolver()),
+                                         data.records(), account.options);
+                 }},
+            {})};
+}
+
+}  // namespace tallyfin::Command

@@ -1,0 +1,181 @@
+#include "Tallyfin/Questions.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Tallyfin/Command.hpp"
+#include "Tallyfin/Days.hpp"
+#include "Tallyfin/Transcripts.hpp"
+#include "TallyfinMCP/Catalogue.hpp"
+#include "TallyfinMCP/MCP.hpp"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace tallyfin::Command {
+namespace {
+
+constexpr std::string_view kPrefix = "tally_";
+
+std::string dashed(std::string_view name) {
+  std::string text(name);
+  std::ranges::replace(text, '_', '-');
+  return text;
+}
+
+// How a person is told of a tool; the catalogue speaks to agents.
+struct Telling {
+  std::string_view tool;
+  std::string_view summary;
+  std::string_view example;
+};
+
+constexpr std::array kTellings = {
+    Telling{"tally_overview", "What today cost, at which rate, and who spent it", "tallyfin"},
+    Telling{"tally_cost", "What a period cost, along one axis", "tallyfin cost 7d --by project"},
+    Telling{"tally_top_agents", "Agents by cost", "tallyfin top-agents yesterday --subagents-only"},
+    Telling{"tally_top_projects", "Projects by cost, with the agents in each",
+            "tallyfin top-projects thisMonth --agents-per-project 5"},
+    Telling{"tally_by_model", "Models by cost, with the agents that used each", "tallyfin by-model 30d"},
+    Telling{"tally_session", "One session: its agents, models and days", "tallyfin session 74177bb2"},
+    Telling{"tally_agent", "One agent: its days, sessions and projects", "tallyfin agent reviewer 30d"},
+    Telling{"tally_provenance", "The files behind a figure, and what was lost",
+            "tallyfin provenance yesterday --limit 5"},
+    Telling{"tally_sources", "Where was looked, what was read, and the state of the cache",
+            "tallyfin sources"},
+};
+
+// The words that a description has between backticks: those that the tool accepts.
+std::vector<std::string> quotedWords(std::string_view description) {
+  std::vector<std::string> words;
+  for (std::size_t at = description.find('`'); at != std::string_view::npos; at = description.find('`', at)) {
+    const std::size_t end = description.find('`', at + 1);
+    if (end == std::string_view::npos) {
+      break;
+    }
+    words.emplace_back(description.substr(at + 1, end - at - 1));
+    at = end + 1;
+  }
+  return words;
+}
+
+Option optionOf(const ToolArgument& argument) {
+  Option option{.name = dashed(argument.name), .value = "TEXT", .help = argument.description};
+  option.isRequired = argument.isRequired;
+  option.isWord = argument.isRequired || argument.name == "period";
+  if (argument.type == ToolArgument::Type::boolean) {
+    option.value.clear();
+  } else if (argument.type == ToolArgument::Type::integer) {
+    option.value = "N";
+    option.values = Values::number;
+  } else if (argument.name == "period") {
+    option.value = "PERIOD";
+    option.values = Values::days;
+    option.words = periodWords();
+  } else if (argument.name == "from" || argument.name == "to") {
+    option.value = "DAY";
+  } else if (argument.name == "agent") {
+    option.value = "AGENT";
+    option.values = Values::agent;
+  } else if (argument.name == "project") {
+    option.value = "PROJECT";
+    option.values = Values::project;
+  } else if (argument.name == "session_id") {
+    option.value = "SESSION";
+    option.values = Values::session;
+  } else if (argument.name == "by") {
+    option.value = "AXIS";
+    option.words = quotedWords(argument.description);
+  }
+  return option;
+}
+
+JsonValue valueOf(const ToolArgument& argument, const std::string& name, const Arguments& given) {
+  switch (argument.type) {
+    case ToolArgument::Type::boolean:
+      return true;
+    case ToolArgument::Type::integer:
+      return *given.number(name);
+    case ToolArgument::Type::string:
+      break;
+  }
+  return *given.text(name);
+}
+
+bool isOfDays(std::string_view argument) {
+  return argument == "period" || argument == "from" || argument == "to";
+}
+
+int ask(const Tool& tool, const Call& call) {
+  const bool namesDays = std::ranges::any_of(std::array{"period", "from", "to"},
+                                             [&](const char* name) { return call.arguments.has(name); });
+  const Days days = namesDays ? daysOf(call, "") : Days{};
+  return withTranscripts(call, [&](DataSource& data) {
+    JsonValue::Object arguments = namesDays ? toolArguments(days, data) : JsonValue::Object();
+    for (const ToolArgument& argument : tool.arguments) {
+      const std::string name = dashed(argument.name);
+      if (!isOfDays(argument.name) && call.arguments.has(name)) {
+        arguments.emplace_back(argument.name, valueOf(argument, name, call.arguments));
+      }
+    }
+    MCPServer server(data, [](std::string_view) {});
+    const MCPServer::ToolResult answer = server.callTool(tool.name, std::move(arguments));
+    if (answer.isError) {
+      tell(answer.text, call.console);
+      return failed;
+    }
+    return print(answer.text, call.console);
+  });
+}
+
+Subcommand subcommandOf(const Tool& tool) {
+  Subcommand subcommand{.name = dashed(tool.name.substr(kPrefix.size())),
+                        .summary = std::string(tool.description.substr(0, tool.description.find('.')))};
+  for (const ToolArgument& argument : tool.arguments) {
+    subcommand.options.push_back(optionOf(argument));
+  }
+  const auto* const telling =
+      std::ranges::find_if(kTellings, [&](const Telling& one) { return one.tool == tool.name; });
+  if (telling != kTellings.end()) {
+    subcommand.summary = telling->summary;
+    subcommand.examples = {std::string(telling->example)};
+  }
+  subcommand.run = [&tool](const Call& call) { return ask(tool, call); };
+  return subcommand;
+}
+
+}  // namespace
+
+std::vector<Subcommand> questions() {
+  std::vector<Subcommand> all;
+  for (const Tool& tool : catalogue()) {
+    all.push_back(subcommandOf(tool));
+  }
+  Subcommand today = all.front();
+  today.name = "today";
+  today.summary = "The same as overview";
+  today.examples = {"tallyfin today --top 10"};
+  all.insert(all.begin() + 1, std::move(today));
+  return all;
+}
+
+std::vector<Option> narrowingOptions() {
+  std::vector<Option> options;
+  for (const ToolArgument& argument : toolNamed("tally_cost")->arguments) {
+    if (argument.name == "agent" || argument.name == "project" || argument.name == "session_id") {
+      options.push_back(optionOf(argument));
+    }
+  }
+  return options;
+}
+
+JsonValue::Object narrowingArguments(const Arguments& arguments) {
+  JsonValue::Object object;
+  for (const char* const name : {"agent", "project", "session_id"}) {
+    if (const auto value = arguments.text(dashed(name))) {
+      object.emplace_back(name, *value);
+    }
+  }
+  return object;
+}
+
+}  // namespace tallyfin::Command

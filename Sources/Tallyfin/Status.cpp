@@ -1,0 +1,211 @@
+#include "Tallyfin/Status.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
+#include "Tallyfin/Command.hpp"
+#include "Tallyfin/Days.hpp"
+#include "Tallyfin/Questions.hpp"
+#include "Tallyfin/Transcripts.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
+#include "TallyfinMCP/Filters.hpp"
+#include "TallyfinMCP/MCPError.hpp"
+#include "TallyfinMCP/Render.hpp"
+#include "absl/strings/str_join.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <system_error>
+
+namespace tallyfin::Command {
+namespace {
+
+constexpr const char* kFormat = "{today} today · {rate} · {subagents} sub-agents";
+
+// An amount without its caveat; what has no price, and what was not spent, is no amount.
+std::string amount(const Bucket& bucket) {
+  return bucket.requests < 1 || bucket.cost.isUnknown() ? UnknownReason::placeholder
+                                                        : bucket.cost.formatted();
+}
+
+// What a line can be made of; reports are made when a place asks for them.
+class Figures {
+ public:
+  Figures(DataSource& data, const Call& call) : data_(data), call_(call) {}
+
+  std::string today() { return amount(reportOf("today").total); }
+  std::string week() { return amount(reportOf("thisWeek").total); }
+  std::string month() { return amount(reportOf("thisMonth").total); }
+
+  std::string rate() {
+    const auto rate = Derived::currentHourlyRate(reportOf("today"), data_.now(), data_.calendar());
+    const CostEstimate* const known = rate.value();
+    return known == nullptr || known->isUnknown() ? "unknown rate" : concat(known->formatted(), "/h");
+  }
+
+  std::string subagents() {
+    const auto [main, subagent] = reportOf("today").subagentSplit();
+    return main + subagent > 0 ? R::percent(subagent / (main + subagent) * 100) : UnknownReason::placeholder;
+  }
+
+  // Of the session that the client names on standard input.
+  std::string session() {
+    JsonReader reader(input_.empty() ? input_ = call_.console.input() : input_);
+    std::optional<std::string> id;
+    reader.readObject([&](std::string_view key) {
+      if (key == "session_id") {
+        id = reader.optionalText();
+      } else {
+        reader.skipValue();
+      }
+    });
+    if (!reader.finish() || !id || id->empty()) {
+      return UnknownReason::placeholder;
+    }
+    const InternedText session(*id);
+    return amount(data_
+                      .report(Period::all(),
+                              [session](const UsageRecord& record) { return record.sessionId == session; })
+                      .total);
+  }
+
+ private:
+  const Report& reportOf(const std::string& period) {
+    const auto made = reports_.find(period);
+    if (made != reports_.end()) {
+      return made->second;
+    }
+    const Call none{.arguments = {}, .environment = call_.environment, .console = call_.console};
+    return reports_.emplace(period, data_.report(periodOf(daysOf(none, period), data_))).first->second;
+  }
+
+  DataSource& data_;
+  const Call& call_;
+  std::string input_;
+  std::map<std::string, Report> reports_;
+};
+
+struct Place {
+  std::string_view name;
+  std::string (Figures::*text)();
+};
+
+constexpr std::array kPlaces = {Place{"today", &Figures::today},         Place{"rate", &Figures::rate},
+                                Place{"subagents", &Figures::subagents}, Place{"week", &Figures::week},
+                                Place{"month", &Figures::month},         Place{"session", &Figures::session}};
+
+std::string placeNames() {
+  return absl::StrJoin(kPlaces, ", ",
+                       [](std::string* out, const Place& place) { append(*out, "{", place.name, "}"); });
+}
+
+// Calls `text` for what stands between places and `place` for each of these.
+template <typename OnText, typename OnPlace>
+void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
+  while (!format.empty()) {
+    const std::size_t begin = format.find('{');
+    text(format.substr(0, begin));
+    if (begin == std::string_view::npos) {
+      return;
+    }
+    const std::size_t end = format.find('}', begin);
+    const std::string_view name = format.substr(begin + 1, std::min(end, format.size()) - begin - 1);
+    const auto* const found = std::ranges::find(kPlaces, name, &Place::name);
+    if (end == std::string_view::npos || found == kPlaces.end()) {
+      throw UsageError(concat("--format: \"{", name, "}\" names no place; there are ", placeNames()));
+    }
+    place(*found);
+    format.remove_prefix(end + 1);
+  }
+}
+
+int runStatus(const Call& call) {
+  const std::string format = call.arguments.text("format").value_or(kFormat);
+  readFormat(
+      format, [](std::string_view) {}, [](const Place&) {});
+  return withTranscripts(call, [&](DataSource& data) {
+    Figures figures(data, call);
+    std::string line;
+    readFormat(
+        format, [&](std::string_view text) { line += text; },
+        [&](const Place& place) { line += (figures.*place.text)(); });
+    return print(concat(line, "\n"), call.console);
+  });
+}
+
+double dollars(const std::string& text) {
+  const std::string_view digits = text.starts_with('$') ? std::string_view(text).substr(1) : text;
+  double value = 0;
+  const auto [end, error] =
+      std::from_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed);
+  if (error != std::errc() || end != digits.data() + digits.size() || !std::isfinite(value) ||
+      std::signbit(value)) {
+    throw UsageError(concat("\"", text, "\" is no amount of dollars such as 20 or 12.50"));
+  }
+  return value;
+}
+
+int runBudget(const Call& call) {
+  const double limit = dollars(*call.arguments.text("amount"));
+  const Days days = daysOf(call, "today");
+  return withTranscripts(call, [&](DataSource& data) {
+    const Period period = periodOf(days, data);
+    const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
+    const Bucket spent = data.report(period, filters.predicate).total;
+    const auto unread = static_cast<std::int64_t>(data.diagnostics().filesUnreadable.size());
+
+    int status = done;
+    std::string_view verdict = "within budget";
+    if (spent.cost.priced > limit) {
+      status = overBudget;
+      verdict = "over budget";
+    } else if (!spent.cost.isComplete() || unread > 0) {
+      status = unknownBudget;
+      verdict = "cannot be told";
+    }
+    std::string text = concat(verdict, ": ", spent.requests < 1 ? "no requests" : R::cost(spent), " of ",
+                              CostEstimate::money(limit), " — ", period.label, "\n");
+    for (const std::string& filter : filters.described) {
+      append(text, "only ", filter, "\n");
+    }
+    if (unread > 0) {
+      append(text, counted(unread, "file", "files"), " could not be read; see `tallyfin sources`\n");
+    }
+    const int printed = print(text, call.console);
+    return printed == done ? status : printed;
+  });
+}
+
+}  // namespace
+
+Subcommand statusLine() {
+  return {
+      .name = "status",
+      .summary = "One line for a status bar",
+      .options = {{.name = "format",
+                   .value = "TEXT",
+                   .help = concat("The line, with ", placeNames(), " for figures (default \"", kFormat,
+                                  "\"); {session} is the one that a client's hook names on standard input")}},
+      .examples = {"tallyfin status --format '{session} here, {today} today'"},
+      .run = runStatus};
+}
+
+Subcommand budget() {
+  std::vector<Option> options = {{.name = "amount",
+                                  .value = "DOLLARS",
+                                  .help = "The budget, such as 20 or 12.50",
+                                  .isWord = true,
+                                  .isRequired = true}};
+  for (const std::vector<Option>& more : {daysOptions("today"), narrowingOptions()}) {
+    options.insert(options.end(), more.begin(), more.end());
+  }
+  return {.name = "budget",
+          .summary = "Whether a period stayed within an amount: status 0 within, 3 over, 4 cannot be told",
+          .options = std::move(options),
+          .examples = {"tallyfin budget 20 today || notify-send \"$(tallyfin status)\""},
+          .run = runBudget};
+}
+
+}  // namespace tallyfin::Command

@@ -1,0 +1,94 @@
+#pragma once
+
+// What a subcommand is: one row of the table from which the parser, the help, the manual and the completion
+// are made.
+
+#include "Tallyfin/Console.hpp"
+#include "TallyfinCore/Environment.hpp"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tallyfin::Command {
+
+/// Wrong arguments: the message says what is accepted. Nothing was done then.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// What the value of an option is: checked before the work begins, and offered by completion.
+enum class Values : std::uint8_t { any, number, word, words, days, project, agent, session, file, directory };
+
+/// An option, or a word that stands without a name.
+struct Option {
+  std::string name;   ///< without its dashes: "session-id"
+  std::string value;  ///< what help calls its value: "ID"; empty for a switch
+  std::string help;
+  Values values = Values::any;
+  std::vector<std::string> words = {};  ///< of `word` and `words`: all that are accepted; otherwise examples
+  bool isWord = false;                  ///< may be given without its name, in the order of the table
+  bool isRequired = false;
+  std::string otherName = {};  ///< a second name, or empty
+};
+
+/// The options that were given, by name.
+class Arguments {
+ public:
+  void set(const std::string& name, std::string value) { values_[name] = std::move(value); }
+
+  bool has(const std::string& name) const { return values_.contains(name); }
+
+  /// The value of an option that was given.
+  std::optional<std::string> text(const std::string& name) const;
+
+  /// The same of one whose values are numbers; the largest for one that does not fit.
+  std::optional<std::int64_t> number(const std::string& name) const;
+
+  /// The same of a list, taken apart at its commas.
+  std::vector<std::string> list(const std::string& name) const;
+
+ private:
+  std::map<std::string, std::string> values_;
+};
+
+/// What a subcommand works with.
+struct Call {
+  Arguments arguments;
+  const Environment& environment;
+  const Console& console;
+};
+
+struct Subcommand {
+  std::string name;     ///< one word or two: "cost", "export csv"
+  std::string summary;  ///< one line; empty for what only the shells call
+  std::vector<Option> options = {};
+  std::vector<std::string> examples = {};
+  std::function<int(const Call&)> run = {};  ///< gives the exit status; throws UsageError
+};
+
+/// All subcommands, in the order in which they are told. The first is the one that is meant when none is
+/// named.
+const std::vector<Subcommand>& subcommands();
+
+/// The subcommand of that name, or null.
+const Subcommand* subcommandNamed(std::string_view name);
+
+/// The options that every subcommand takes, before its name as well.
+const std::vector<Option>& commonOptions();
+
+/// The one of `known` that was probably meant by `word`, or empty.
+std::string nearest(std::string_view word, const std::vector<std::string>& known);
+
+/// Writes a document to standard output; gives the exit status. On a terminal control characters are shown.
+int print(std::string_view document, const Console& console);
+
+/// Tells a line, or lines, on standard error, behind the command's name.
+void tell(std::string_view message, const Console& console);
+
+}  // namespace tallyfin::Command

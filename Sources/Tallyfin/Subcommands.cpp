@@ -1,0 +1,64 @@
+// The table of all subcommands. A new one is a row here.
+
+#include "Platform/Concat.hpp"
+#include "Tallyfin/Checks.hpp"
+#include "Tallyfin/CommandLine.hpp"
+#include "Tallyfin/Documents.hpp"
+#include "Tallyfin/Questions.hpp"
+#include "Tallyfin/Status.hpp"
+#include "Tallyfin/Subcommand.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace tallyfin::Command {
+namespace {
+
+Subcommand helpCommand() {
+  return {.name = "help",
+          .summary = "Tell the commands, or the options of one",
+          .options = {{.name = "command", .value = "COMMAND", .help = "The command", .isWord = true},
+                      {.name = "document",
+                       .value = "DOCUMENT",
+                       .help = "Behind export: the document",
+                       .isWord = true}},
+          .examples = {"tallyfin help cost"},
+          .run = runHelp};
+}
+
+std::vector<Subcommand> makeTable() {
+  std::vector<Subcommand> table = questions();
+  const auto add = [&table](std::vector<Subcommand> rows) {
+    std::ranges::move(rows, std::back_inserter(table));
+  };
+  add({statusLine(), budget()});
+  add(documents());
+  add({verification(), scan(), helpCommand()});
+  return table;
+}
+
+}  // namespace
+
+const std::vector<Subcommand>& subcommands() {
+  static const std::vector<Subcommand> table = makeTable();
+  return table;
+}
+
+const Subcommand* subcommandNamed(std::string_view name) {
+  const auto found = std::ranges::find(subcommands(), name, &Subcommand::name);
+  return found == subcommands().end() ? nullptr : &*found;
+}
+
+const std::vector<Option>& commonOptions() {
+  static const std::vector<Option> options = {
+      {.name = "home",
+       .value = "DIR",
+       .help = "Directory that holds the folders with transcripts, with a cache of its own unless --cache "
+               "names one",
+       .values = Values::directory},
+      {.name = "cache", .value = "FILE", .help = "The cache file", .values = Values::file}};
+  return options;
+}
+
+}  // namespace tallyfin::Command

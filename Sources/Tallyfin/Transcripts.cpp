@@ -1,0 +1,119 @@
+#include "Tallyfin/Transcripts.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Files.hpp"
+#include "absl/strings/str_format.h"
+#include "absl/strings/str_join.h"
+
+#include <atomic>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace tallyfin::Command {
+namespace {
+
+std::atomic<bool> isOnTerminal = false;
+
+std::string homeDirectory(const Environment& environment) {
+  return environment.expanded(environment.tallyfinHome).value_or(environment.home);
+}
+
+// One spelling of a directory, as far as that can be told.
+std::string spelled(const std::string& directory) {
+  std::error_code error;
+  const std::filesystem::path path = std::filesystem::weakly_canonical(directory, error);
+  return error ? directory : path.string();
+}
+
+// FNV-1a: the same on every machine and in every version.
+std::uint64_t hashOf(std::string_view text) {
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  for (const char c : text) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  }
+  return hash;
+}
+
+std::string places(const std::vector<SourceHome>& homes) {
+  return absl::StrJoin(homes, ", ",
+                       [](std::string* out, const SourceHome& home) { out->append(home.projectsPath); });
+}
+
+}  // namespace
+
+Environment withOptions(Environment environment, const Arguments& arguments) {
+  const std::optional<std::string> home = arguments.text("home");
+  const std::optional<std::string> cache = arguments.text("cache");
+  const std::string usual = spelled(homeDirectory(environment));
+  if (home) {
+    environment.tallyfinHome = home;
+  }
+  const std::string chosen = spelled(homeDirectory(environment));
+  if (cache && !cache->empty()) {
+    environment.tallyfinCachePath = cache;
+  } else if (chosen != usual && Files::isDirectory(chosen)) {
+    environment.tallyfinCachePath = concat(Files::withoutLastComponent(cacheLocation(environment)),
+                                           absl::StrFormat("/home-%016x.bin", hashOf(chosen)));
+  }
+  return environment;
+}
+
+void requireHome(const Environment& environment) {
+  const std::string home = homeDirectory(environment);
+  if (!Files::isDirectory(home)) {
+    throw std::runtime_error(concat("\"", home, "\" is ", Files::exists(home) ? "no directory" : "missing",
+                                    "; looked for transcripts in ", places(sourceHomes(environment))));
+  }
+}
+
+int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work) {
+  requireHome(call.environment);
+  DataSource data(call.environment);
+  {
+    Progress progress(call.console, call.environment.now);
+    if (call.console.showsMessages) {
+      data.onProgress([&](std::uint64_t done, std::uint64_t total) { progress.show(done, total); });
+    }
+    data.ensureFresh();
+    data.onProgress({});
+  }
+  const int status = work(data);
+  data.finishSaving();
+  if (!data.savingError().empty()) {
+    tell(concat("the cache could not be written: ", data.savingError()), call.console);
+  }
+  if (data.diagnostics().filesScanned == 0) {
+    tell(concat("no transcripts; looked in ", places(data.homes())), call.console);
+  }
+  return status;
+}
+
+Progress::Progress(const Console& console, Clock clock)
+    : console_(console), clock_(std::move(clock)), next_{clock_().seconds + 0.3} {}
+
+Progress::~Progress() {
+  if (isShown_) {
+    isOnTerminal = false;
+    console_.message(eraseLine);
+  }
+}
+
+void Progress::show(std::uint64_t done, std::uint64_t total) {
+  constexpr double kBetween = 0.1;  // seconds
+  if (!console_.showsMessages || clock_() < next_) {
+    return;
+  }
+  next_.seconds = clock_().seconds + kBetween;
+  isOnTerminal = isShown_ = true;
+  const auto megabytes = [](std::uint64_t bytes) { return static_cast<double>(bytes) / 1e6; };
+  console_.message(absl::StrFormat("%sreading transcripts: %.1f of %.1f MB", std::string(eraseLine),
+                                   megabytes(done), megabytes(total)));
+}
+
+bool progressIsShown() {
+  return isOnTerminal;
+}
+
+}  // namespace tallyfin::Command

@@ -1,0 +1,50 @@
+#pragma once
+
+// The road of every subcommand to the figures: the server's own DataSource, with what a person should know of
+// the reading told on standard error.
+
+#include "Tallyfin/Subcommand.hpp"
+#include "TallyfinMCP/DataSource.hpp"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace tallyfin::Command {
+
+/// The environment with the options --home and --cache in it. A home of its own gets a cache of its own,
+/// beside the usual one, so that a look elsewhere does not throw that away.
+Environment withOptions(Environment environment, const Arguments& arguments);
+
+/// Throws std::runtime_error, with the places that were looked at, when there is no home directory.
+void requireHome(const Environment& environment);
+
+/// Runs `work`, which gives the exit status, over the transcripts. A long read shows how far it is; that
+/// there was nothing to read, or that the cache could not be written, is told behind the work.
+int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work);
+
+/// How far a read is: a line on a terminal once it has taken 0.3 seconds, gone at the end.
+class Progress {
+ public:
+  explicit Progress(const Console& console, Clock clock);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  /// Bytes that are read, of so many. Not from two threads at once.
+  void show(std::uint64_t done, std::uint64_t total);
+
+ private:
+  const Console& console_;
+  Clock clock_;
+  TimePoint next_;  // when the line is due
+  bool isShown_ = false;
+};
+
+/// Whether such a line stands on the terminal: what ends the process then has to remove it.
+bool progressIsShown();
+
+/// Removes it.
+inline constexpr std::string_view eraseLine = "\r\033[K";
+
+}  // namespace tallyfin::Command

@@ -1,0 +1,233 @@
+// What stands in the gaps of the page's template.
+
+#include "TallyfinCore/Exports/Page.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
+#include "Platform/Text.hpp"
+#include "TallyfinCore/Exports/PageTables.hpp"
+#include "TallyfinCore/Exports/PageTemplate.hpp"
+#include "TallyfinCore/Figures/DateRange.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+namespace tallyfin::Exporter {
+namespace {
+
+// The first and last day that the page is about: those asked for, else those of the requests.
+DateRange daysOf(const Report& report, const Options& options) {
+  const TimePoint first = options.from.value_or(report.total.firstActivity.value_or(options.generatedAt));
+  const TimePoint last = options.to.value_or(report.total.lastActivity.value_or(options.generatedAt));
+  return {first, std::max(first, last), options.calendar};
+}
+
+TimeStep stepFor(std::int64_t days) {
+  constexpr std::int64_t kMostDays = 62;
+  constexpr std::int64_t kMostWeeks = 62;
+  return days <= kMostDays ? TimeStep::day : days <= kMostWeeks * 7 ? TimeStep::week : TimeStep::month;
+}
+
+std::string slotLabel(TimeStep step, TimePoint start, const Calendar& calendar) {
+  if (step == TimeStep::month) {
+    return calendar.formatMonth(start);
+  }
+  return concat(step == TimeStep::week ? "week of " : "", calendar.formatDay(start));
+}
+
+// "22 Nov", and for a month "Nov 2026".
+std::string slotTick(TimeStep step, TimePoint start, const Calendar& calendar) {
+  const std::string month = calendar.formatMonth(start);
+  const std::string shortened = month.substr(0, 3);
+  return step == TimeStep::month ? concat(shortened, month.substr(month.rfind(' ')))
+                                 : concat(std::to_string(calendar.date(start).day), " ", shortened);
+}
+
+// The steps of the days, at most the last 120; those without requests among them, as gaps.
+std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Calendar& calendar) {
+  constexpr std::int64_t kMost = 120;
+  TimePoint start = startOfStep(cuts.step, days.from(), calendar);
+  if (cuts.step == TimeStep::month) {
+    const std::optional<TimePoint> earliest = calendar.startOfDayMonthsLater(days.through(), 1 - kMost);
+    start = std::max(start, startOfStep(cuts.step, earliest.value_or(start), calendar));
+  }
+  std::vector<Slot> slots;
+  for (std::optional<TimePoint> at = start; at && *at <= days.through();
+       at = nextStep(cuts.step, *at, calendar)) {
+    slots.push_back(
+        {slotLabel(cuts.step, *at, calendar), slotTick(cuts.step, *at, calendar), cuts.byStep.find(*at)});
+  }
+  return slots;
+}
+
+std::string heading(const Options& options, const DateRange& days) {
+  if (options.periodLabel && !options.periodLabel->empty()) {
+    return *options.periodLabel;
+  }
+  return options.from || options.to ? days.title(options.calendar) : "All that is recorded";
+}
+
+// The days, unless the heading says them, and how many they are.
+Markup range(const Report& report, const Options& options, const DateRange& days) {
+  if (!options.from && !options.to && report.total.requests < 1) {
+    return periodDescription(report, options, Stamps(options.calendar));
+  }
+  const std::string label = days.label(options.calendar);
+  return concat(heading(options, days) == label ? "" : concat(label, " · "),
+                counted(days.dayCount(options.calendar), "day", "days"));
+}
+
+// What a reader of the total must know.
+Markup caveats(const Report& report, const Options& options, const DateRange& days) {
+  Markup all;
+  const auto add = [&all](const Markup& caveat) { all += element("li", {}, caveat); };
+  const Bucket& total = report.total;
+  constexpr std::size_t kLongest = 300;
+  if (total.requests < 1) {
+    add(report.diagnostics.filesScanned > 0 ? "no request falls in the selected range"
+                                            : "unknown — no source file was read");
+  }
+  if (const std::optional<std::string> left = total.cost.caveat()) {
+    add(name(*left, kLongest));
+  }
+  const TimePoint last = options.to.value_or(options.generatedAt);
+  if (const auto running = DateRange(days.from(), std::max(days.from(), last), options.calendar)
+                               .caveat(options.generatedAt, options.calendar)) {
+    add(*running);
+  }
+  const std::int64_t lost = report.diagnostics.totalRejected();
+  const auto unreadable = static_cast<std::int64_t>(report.diagnostics.filesUnreadable.size());
+  if (lost > 0 || unreadable > 0) {
+    add(element("a", {{"href", "#losses"}},
+                concat(counted(lost, "line", "lines"), " rejected · ", counted(unreadable, "file", "files"),
+                       " unreadable")));
+  }
+  for (const std::string& note : options.notes) {
+    add(name(note, kLongest));
+  }
+  return all.html().empty() ? all : element("ul", {{"class", "caveats"}}, all);
+}
+
+Markup figure(std::string_view term, const Markup& value, const Markup& detail = {}) {
+  Markup all = element("dt", {}, term);
+  all += element("dd", {}, value);
+  return element("div", {}, all,
+                 detail.html().empty() ? Markup() : element("dd", {{"class", "detail"}}, detail));
+}
+
+Markup perDay(const Estimate<CostEstimate>& estimate) {
+  const CostEstimate* const cost = estimate.value();
+  return cost == nullptr || cost->isUnknown() ? UnknownReason::placeholder : cost->formatted();
+}
+
+Markup keyFigures(const Report& report) {
+  const Bucket& total = report.total;
+  if (total.requests < 1 && report.diagnostics.filesScanned < 1) {
+    return {};  // nothing was read, so nothing was counted
+  }
+  const auto size = [](const auto& axis) { return grouped(static_cast<std::int64_t>(axis.size())); };
+  Markup all = figure("Requests", grouped(total.requests));
+  all += figure("Days with activity", grouped(report.activeDays()));
+  all += figure("Average of an active day", perDay(report.averagePerActiveDay()));
+  all += figure("Median of an active day", perDay(report.medianPerActiveDay()));
+  all += figure("Agents", size(report.byAgent));
+  all += figure("Sessions", size(report.bySession));
+  all += figure("Tokens", grouped(total.totalTokens()),
+                concat("in ", grouped(total.input), " · out ", grouped(total.output), " · cache write ",
+                       grouped(total.cacheWrite()), " · cache read ", grouped(total.cacheRead)));
+  return element("dl", {{"class", "figures"}}, all);
+}
+
+// Who spent it: one bar, and what its colours mean here and in the days.
+Markup split(const Report& report, const TimeCuts& cuts) {
+  const auto [main, subagents] = report.subagentSplit();
+  const double sum = main + subagents;
+  const auto share = [&](std::string_view classes, std::string_view who, const Bucket& bucket,
+                         double dollars) {
+    Markup text = element("span", {{"class", concat("key ", classes)}}, "");
+    text += element("span", {{"class", "who"}}, who);
+    if (bucket.requests < 1) {
+      return element("li", {}, text, " no request");
+    }
+    const std::string percent =
+        sum > 0 && !bucket.cost.isUnknown() ? concat(" ", decimal(dollars / sum * 100, 1), "%") : "";
+    return element("li", {}, text, " ", amountMarkup(bucket),
+                   element("span", {{"class", "detail"}}, percent));
+  };
+  return element("div", {{"class", "who-spent"}}, splitBar(cuts),
+                 element("ul", {}, share("main", "Main session", cuts.main, main),
+                         share("agents", "Sub-agents", cuts.subagents, subagents)));
+}
+
+std::string_view stepNoun(TimeStep step) {
+  return step == TimeStep::day ? "day" : step == TimeStep::week ? "week" : "month";
+}
+
+Markup earlierSteps(const TimeCuts& cuts, const std::vector<Slot>& slots) {
+  const auto drawn = std::ranges::count_if(slots, [](const Slot& slot) { return slot.shares != nullptr; });
+  const std::int64_t left = static_cast<std::int64_t>(cuts.byStep.size()) - drawn;
+  return left < 1 ? Markup()
+                  : element("p", {{"class", "more"}},
+                            concat(counted(left, "earlier month", "earlier months"),
+                                   " with requests — the CSV export has all of them"));
+}
+
+// The lines of the provenance document but for the files, which would be a page of their own.
+std::vector<ProvenanceLine> provenance(const Report& report, const Options& options) {
+  const Options without{.periodLabel = options.periodLabel,
+                        .from = options.from,
+                        .to = options.to,
+                        .generatedAt = options.generatedAt,
+                        .calendar = options.calendar};
+  return provenanceLines(report, without, Stamps(options.calendar));
+}
+
+}  // namespace
+
+std::string page(const Report& report, const Aggregator& aggregator, std::span<const UsageRecord> records,
+                 const Options& options) {
+  const Calendar& calendar = options.calendar;
+  const DateRange days = daysOf(report, options);
+  const TimeCuts cuts = timeCuts(aggregator, records, options.from, options.to, options.recordFilter,
+                                 stepFor(days.dayCount(calendar)));
+  const AgentsByKey agents = aggregator.agentsBy(Aggregator::Grouping::project, records, options.from,
+                                                 options.to, options.recordFilter);
+  const std::vector<Slot> slots = slotsOf(cuts, days, calendar);
+  const std::vector<ProvenanceLine> lines = provenance(report, options);
+  constexpr Section kRead[] = {Section::scan};
+  constexpr Section kLost[] = {Section::loss};
+  constexpr Section kAssumed[] = {Section::assumption, Section::attribution};
+  const std::string title = heading(options, days);
+  const Gap gaps[] = {
+      {"style", Markup::verbatim(std::string(pageStyle))},
+      {"style-hash", pageStyleHash},
+      {"heading", name(title, 160)},
+      {"title", Text::visible(title, 60)},
+      {"range", range(report, options, days)},
+      {"generated", calendar.formatMinute(options.generatedAt)},
+      {"total", amountMarkup(report.total)},
+      {"caveats", caveats(report, options, days)},
+      {"figures", keyFigures(report)},
+      {"split", split(report, cuts)},
+      {"step", stepNoun(cuts.step)},
+      {"time-bars", timeBars(slots)},
+      {"time-table", timeTable(slots)},
+      {"time-left-out", earlierSteps(cuts, slots)},
+      {"heat-map", heatMap(cuts)},
+      {"hours-table", hoursTable(cuts)},
+      {"agents", agentsTable(report, agents)},
+      {"projects", projectsTable(report, agents)},
+      {"models", modelsTable(report)},
+      {"sessions", sessionsTable(report, calendar)},
+      {"homes", homesTable(report)},
+      {"read", provenanceTable(lines, "What was read", kRead)},
+      {"lost", provenanceTable(lines, "What was lost", kLost)},
+      {"assumed", provenanceTable(lines, "What was assumed", kAssumed)},
+      {"disclaimer", Derived::disclaimer},
+  };
+  return filled(pageTemplate, gaps);
+}
+
+}  // namespace tallyfin::Exporter

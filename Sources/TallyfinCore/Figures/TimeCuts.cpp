@@ -1,0 +1,76 @@
+#include "TallyfinCore/Figures/TimeCuts.hpp"
+
+#include "TallyfinCore/Attribution/Pricing.hpp"
+
+namespace tallyfin {
+namespace {
+
+/// 0 for Monday to 6 for Sunday.
+int weekday(TimePoint day, const Calendar& calendar) {
+  const std::optional<TimePoint> monday = calendar.startOfDay(CalendarDate{1970, 1, 5});
+  const std::int64_t days = calendar.daysBetween(monday.value_or(TimePoint{}), day) % 7;
+  return static_cast<int>(days < 0 ? days + 7 : days);
+}
+
+/// What the requests of a day have in common.
+struct Day {
+  std::size_t step = 0;  ///< its row in `byStep`
+  int weekday = 0;
+  bool isPlain = false;  ///< 24 hours from midnight on: the hour is a division, a third of the pass less
+};
+
+bool isPlain(TimePoint day, const Calendar& calendar) {
+  const std::optional<TimePoint> next = calendar.startOfDay(day, 1);
+  return next && next->seconds - day.seconds == 24 * 3'600 && calendar.hour(day) == 0;
+}
+
+}  // namespace
+
+TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar) {
+  if (step == TimeStep::week) {
+    return calendar.startOfDay(day, -weekday(day, calendar)).value_or(day);
+  }
+  const std::optional<CalendarInterval> month = step == TimeStep::month ? calendar.month(day) : std::nullopt;
+  return month ? month->start : day;
+}
+
+std::optional<TimePoint> nextStep(TimeStep step, TimePoint start, const Calendar& calendar) {
+  if (step != TimeStep::month) {
+    return calendar.startOfDay(start, step == TimeStep::week ? 7 : 1);
+  }
+  const std::optional<CalendarInterval> month = calendar.month(start);
+  return month ? std::optional(month->end) : std::nullopt;
+}
+
+TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> records,
+                  std::optional<TimePoint> from, std::optional<TimePoint> to, const RecordFilter& filter,
+                  TimeStep step) {
+  const Calendar& calendar = aggregator.calendar();
+  TimeCuts cuts{.step = step, .main = {}, .subagents = {}, .byStep = {}, .byWeekHour = {}};
+  KeyedRows<TimePoint, std::optional<Day>> days;  // by start of the day
+  Pricing::Pricer pricer(calendar);
+  RecordSelection selection(calendar, from, to, filter);
+  for (const UsageRecord& record : records) {
+    const std::optional<TimePoint> day = selection.day(record);
+    if (!day) {
+      continue;
+    }
+    std::optional<Day>& known = days[*day];
+    if (!known) {
+      known = {cuts.byStep.place(startOfStep(step, *day, calendar)), weekday(*day, calendar),
+               isPlain(*day, calendar)};
+    }
+    const Estimate<double> cost = pricer.cost(record, *day);
+    TimeShares& shares = cuts.byStep.at(known->step);
+    const bool isSubagent = record.agent.isSubagent();
+    shares.all.add(record, cost);
+    (isSubagent ? shares.subagents : shares.main).add(record, cost);
+    (isSubagent ? cuts.subagents : cuts.main).add(record, cost);
+    const int hour = known->isPlain ? static_cast<int>((record.timestamp.seconds - day->seconds) / 3'600)
+                                    : calendar.hour(record.timestamp);
+    cuts.byWeekHour[weekHour(known->weekday, hour)].add(record, cost);
+  }
+  return cuts;
+}
+
+}  // namespace tallyfin

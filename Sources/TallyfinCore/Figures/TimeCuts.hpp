@@ -1,0 +1,52 @@
+#pragma once
+
+// What drawings over time are made of: the sums of a report cut by main session and sub-agents in each day,
+// week or month, and by hour of each weekday. Built on request, in one pass of its own over the same records.
+
+#include "Platform/Calendar.hpp"
+#include "Platform/KeyedRows.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace tallyfin {
+
+/// How long a step of a time axis is. Weeks begin on Monday.
+enum class TimeStep : std::uint8_t { day, week, month };
+
+/// The start of the step that a day falls in. A month outside the years 1 to 9999 starts with each of its
+/// days.
+TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar);
+
+/// The start of the step after the one that starts at `start`; absent where the calendar ends.
+std::optional<TimePoint> nextStep(TimeStep step, TimePoint start, const Calendar& calendar);
+
+/// The sums of one step. `main` and `subagents` hold nothing, not a cost of 0, when they made no request.
+struct TimeShares {
+  Bucket all;
+  Bucket main;
+  Bucket subagents;
+};
+
+struct TimeCuts {
+  TimeStep step = TimeStep::day;
+  Bucket main;                              ///< of the whole range
+  Bucket subagents;                         ///< likewise
+  KeyedRows<TimePoint, TimeShares> byStep;  ///< by start of the step
+  Axis<int> byWeekHour;                     ///< by `weekHour`
+};
+
+/// The key of an hour of a weekday: 0 is Monday, 24 the first hour of Tuesday.
+constexpr int weekHour(int weekday, int hour) {
+  return weekday * 24 + hour;
+}
+
+/// Sums the records that a report of the same range and filter is made of, in the order of the list, so that
+/// each sum has the last bit of the report's.
+TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> records,
+                  std::optional<TimePoint> from, std::optional<TimePoint> to, const RecordFilter& filter,
+                  TimeStep step);
+
+}  // namespace tallyfin
