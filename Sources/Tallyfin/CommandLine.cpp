@@ -216,7 +216,8 @@ CommandLine parse(const std::vector<std::string>& arguments) {
   CommandLine line;
   line.subcommand = named.name.empty() ? &subcommands().front() : named.subcommand;
   if (line.subcommand == nullptr) {
-    const bool asksForHelp = std::ranges::find(named.rest, "--help") != named.rest.end();
+    const bool asksForHelp = std::ranges::any_of(
+        named.rest, [](const std::string& word) { return word == "-h" || word == "--help"; });
     if (asksForHelp && !secondWords(named.name).empty()) {
       line.text = help();
       return line;
