@@ -164,9 +164,10 @@ std::string secondWords(const std::string& first) {
     words.push_back(one.substr(one.find(' ') + 1));  // of two words the second may have been meant alone
   }
   const std::string word = nearest(name, words);
+  const std::string second = concat(" ", word);
   std::string meant;
   for (const std::string& one : allNames()) {
-    meant = one == word || (meant.empty() && one.ends_with(" " + word)) ? one : meant;
+    meant = one == word || (meant.empty() && one.ends_with(second)) ? one : meant;
   }
   throw UsageError(concat("there is no command \"", name, "\"",
                           meant.empty() ? "" : concat("; did you mean `tallyfin ", meant, "`?")));
