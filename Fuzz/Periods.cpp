@@ -310,7 +310,7 @@ void checkCommand(const Question& question) {
   require(status == Command::done || status == Command::wrongUsage, "done or wrong usage");
   if (plainDay(from) && plainDay(to)) {
     require((status == Command::wrongUsage) == (from > to), "a reversed range alone is refused");
-    require(from > to || document.find(from) != std::string::npos && document.find(to) != std::string::npos,
+    require(from > to || (document.find(from) != std::string::npos && document.find(to) != std::string::npos),
             "a report of the days from the first to the last");
   } else if (!from.starts_with('-') && !to.starts_with('-')) {
     require(status == Command::wrongUsage, "what is no date is wrong usage");

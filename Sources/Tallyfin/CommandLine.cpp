@@ -164,9 +164,10 @@ std::string secondWords(const std::string& first) {
     words.push_back(one.substr(one.find(' ') + 1));  // of two words the second may have been meant alone
   }
   const std::string word = nearest(name, words);
+  const std::string second = concat(" ", word);
   std::string meant;
   for (const std::string& one : allNames()) {
-    meant = one == word || (meant.empty() && one.ends_with(" " + word)) ? one : meant;
+    meant = one == word || (meant.empty() && one.ends_with(second)) ? one : meant;
   }
   throw UsageError(concat("there is no command \"", name, "\"",
                           meant.empty() ? "" : concat("; did you mean `tallyfin ", meant, "`?")));
@@ -216,7 +217,8 @@ CommandLine parse(const std::vector<std::string>& arguments) {
   CommandLine line;
   line.subcommand = named.name.empty() ? &subcommands().front() : named.subcommand;
   if (line.subcommand == nullptr) {
-    const bool asksForHelp = std::ranges::find(named.rest, "--help") != named.rest.end();
+    const bool asksForHelp = std::ranges::any_of(
+        named.rest, [](const std::string& word) { return word == "-h" || word == "--help"; });
     if (asksForHelp && !secondWords(named.name).empty()) {
       line.text = help();
       return line;

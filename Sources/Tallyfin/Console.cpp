@@ -83,7 +83,7 @@ unsigned directionMark(std::string_view text) {
   if (text.size() < 3 || text[0] != '\xE2') {
     return 0;
   }
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]) & 0x3FU; };
+  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]) & 0x3FU; };
   const unsigned point = 0x2000U | byte(1) << 6U | byte(2);
   const bool turns = point == 0x200E || point == 0x200F || (point >= 0x202A && point <= 0x202E) ||
                      (point >= 0x2066 && point <= 0x2069);

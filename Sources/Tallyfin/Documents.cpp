@@ -62,6 +62,7 @@ class Destination {
 
 std::vector<std::string> axisNames() {
   std::vector<std::string> names;
+  names.reserve(Exporter::allAxes.size());
   for (const Exporter::Axis axis : Exporter::allAxes) {
     names.emplace_back(Exporter::rawValue(axis));
   }
@@ -72,7 +73,7 @@ std::vector<std::string> axisNames() {
 std::optional<std::string> periodLabel(const Call& call, const Days& days, const Period& period,
                                        const Filters& filters) {
   const std::optional<std::string> given = call.arguments.text("label");
-  const std::optional<std::string> label = given ? given : days.label;
+  std::optional<std::string> label = given ? given : days.label;
   if (filters.described.empty()) {
     return label;
   }

@@ -4,6 +4,8 @@
 #include "Tallyfin/Subcommand.hpp"
 #include "absl/strings/str_replace.h"
 
+#include <cstddef>
+
 namespace tallyfin::Command {
 namespace {
 
@@ -125,6 +127,22 @@ std::string prose(const std::string& text) {
   return escaped.starts_with('.') || escaped.starts_with('\'') ? concat("\\&", escaped) : escaped;
 }
 
+// The page with its lines of text, not its requests, broken where they would be longer than a terminal's.
+std::string wrapped(const std::string& page) {
+  constexpr std::size_t kWidth = 79;  // bytes
+  std::string out;
+  for (std::size_t begin = 0; begin < page.size();) {
+    const std::size_t end = page.find('\n', begin);
+    std::size_t blank = page.rfind(' ', begin + kWidth);
+    if (page[begin] == '.' || end - begin <= kWidth || blank == std::string::npos || blank <= begin) {
+      blank = end;
+    }
+    append(out, std::string_view(page).substr(begin, blank - begin), "\n");
+    begin = blank + 1;
+  }
+  return out;
+}
+
 // An argument of a request that is one word, whatever it looks like.
 std::string quoted(const std::string& text) {
   return concat("\"", absl::StrReplaceAll(text, {{"\\", "\\e"}, {"\"", "\"\""}}), "\"");
@@ -177,7 +195,7 @@ std::string manual() {
   }
   append(page, ".El\n", kAfterCommands);
   appendOptions(page, commonOptions());
-  return page + kTail;
+  return wrapped(page + kTail);
 }
 
 }  // namespace tallyfin::Command

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <iterator>
 #include <utility>
 
 namespace tallyfin::Command {
@@ -61,18 +63,12 @@ std::vector<std::string> quotedWords(std::string_view description) {
 Option optionOf(const ToolArgument& argument) {
   Option option{.name = dashed(argument.name), .value = "TEXT", .help = argument.description};
   option.isRequired = argument.isRequired;
-  option.isWord = argument.isRequired || argument.name == "period";
+  option.isWord = argument.isRequired;
   if (argument.type == ToolArgument::Type::boolean) {
     option.value.clear();
   } else if (argument.type == ToolArgument::Type::integer) {
     option.value = "N";
     option.values = Values::number;
-  } else if (argument.name == "period") {
-    option.value = "PERIOD";
-    option.values = Values::days;
-    option.words = periodWords();
-  } else if (argument.name == "from" || argument.name == "to") {
-    option.value = "DAY";
   } else if (argument.name == "agent") {
     option.value = "AGENT";
     option.values = Values::agent;
@@ -99,6 +95,14 @@ JsonValue valueOf(const ToolArgument& argument, const std::string& name, const A
       break;
   }
   return *given.text(name);
+}
+
+// The period that a tool takes when none is given: what its description says.
+std::string defaultPeriod(const ToolArgument& argument) {
+  constexpr std::string_view kMark = "Defaults to `";
+  const std::size_t at = argument.description.find(kMark);
+  const std::size_t begin = at == std::string::npos ? 0 : at + kMark.size();
+  return argument.description.substr(begin, argument.description.find('`', begin) - begin);
 }
 
 bool isOfDays(std::string_view argument) {
@@ -131,7 +135,11 @@ Subcommand subcommandOf(const Tool& tool) {
   Subcommand subcommand{.name = dashed(tool.name.substr(kPrefix.size())),
                         .summary = std::string(tool.description.substr(0, tool.description.find('.')))};
   for (const ToolArgument& argument : tool.arguments) {
-    subcommand.options.push_back(optionOf(argument));
+    if (argument.name == "period") {  // a person may say more than the tool knows
+      std::ranges::move(daysOptions(defaultPeriod(argument)), std::back_inserter(subcommand.options));
+    } else if (!isOfDays(argument.name)) {
+      subcommand.options.push_back(optionOf(argument));
+    }
   }
   const auto* const telling =
       std::ranges::find_if(kTellings, [&](const Telling& one) { return one.tool == tool.name; });

@@ -156,17 +156,21 @@ int runBudget(const Call& call) {
     const Bucket spent = data.report(period, filters.predicate).total;
     const auto unread = static_cast<std::int64_t>(data.diagnostics().filesUnreadable.size());
 
+    const bool isEmpty = data.diagnostics().filesScanned == 0;
     int status = done;
     std::string_view verdict = "within budget";
     if (spent.cost.priced > limit) {
       status = overBudget;
       verdict = "over budget";
-    } else if (!spent.cost.isComplete() || unread > 0) {
+    } else if (!spent.cost.isComplete() || unread > 0 || isEmpty) {
       status = unknownBudget;
       verdict = "cannot be told";
     }
-    std::string text = concat(verdict, ": ", spent.requests < 1 ? "no requests" : R::cost(spent), " of ",
-                              CostEstimate::money(limit), " — ", period.label, "\n");
+    const std::string amount = isEmpty              ? "no transcript was found"
+                               : spent.requests < 1 ? "nothing was spent"
+                                                    : R::cost(spent);
+    std::string text =
+        concat(verdict, " (", CostEstimate::money(limit), "): ", amount, " — ", period.label, "\n");
     for (const std::string& filter : filters.described) {
       append(text, "only ", filter, "\n");
     }

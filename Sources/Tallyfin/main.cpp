@@ -5,8 +5,10 @@
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Transcripts.hpp"
 
+#include <cerrno>
 #include <csignal>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -22,9 +24,20 @@ extern "C" void stop(int signal) {
   (void)std::raise(signal);
 }
 
+// A standard stream that is closed must not become the number of a file we open, the cache above all. Writing
+// to what stands in for it fails, as writing to a closed one does.
+void openMissingStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
+      open("/dev/null", O_RDONLY);  // takes the lowest free number, which is `stream`
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  openMissingStreams();
   (void)std::signal(SIGPIPE, SIG_IGN);  // a reader that went away shows as a failed write
   (void)std::signal(SIGXFSZ, SIG_IGN);  // and a file limit as a failed save
   (void)std::signal(SIGINT, stop);

@@ -65,6 +65,16 @@ TEST_F(ProcessTest, AReaderThatIsGoneIsAFailureAndNoSignal) {
   close(ends[1]);
 }
 
+TEST_F(ProcessTest, AnIdlePipeHoldsNothingUp) {
+  EXPECT_EQ(shell("mkfifo pipe; exec 3<>pipe; timeout 5 \"$T\" status --format '{session}' <&3 > out"), 0);
+  EXPECT_EQ(home_.read("out"), "unknown\n");
+  EXPECT_EQ(shell("echo '{\"session_id\":\"session-1\"}' | \"$T\" status --format '{session}' > out"), 0);
+  EXPECT_EQ(home_.read("out"), "unknown\n") << "a model without a price";
+  EXPECT_EQ(shell("TZ=CET-1CEST \"$T\" status > out 2> err"), 0);
+  EXPECT_THAT(home_.read("err"), testing::HasSubstr("CET-1CEST"));
+  EXPECT_EQ(shell("for i in 1 2 3 4 5 6 7 8; do \"$T\" > /dev/null & done; wait; \"$T\" verify > out"), 0);
+}
+
 TEST_F(ProcessTest, ReportsAreFilesAsTheUserWantsThemAndReplaceOldOnes) {
   EXPECT_EQ(shell("umask 022; \"$T\" export provenance --label x --out reports/ > out"), 0);
   EXPECT_EQ(home_.read("out"), "reports/tallyfin-provenance-x.csv\n");
