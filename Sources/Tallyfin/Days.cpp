@@ -16,9 +16,7 @@ DateRange week(std::int64_t weeksLater, TimePoint now, const Calendar& calendar)
   const TimePoint today = calendar.startOfDay(now);
   const TimePoint someMonday = *calendar.startOfDay(CalendarDate{.year = 1970, .month = 1, .day = 5});
   const std::int64_t sinceMonday = ((calendar.daysBetween(someMonday, today) % 7) + 7) % 7;
-  const auto day = [&](std::int64_t daysLater) {
-    return calendar.startOfDay(today, daysLater).value_or(today);
-  };
+  const auto day = [&](std::int64_t daysLater) { return calendar.startOfDay(today, daysLater); };
   const std::int64_t monday = weeksLater * 7 - sinceMonday;
   return {day(monday), day(std::min<std::int64_t>(monday + 6, 0)), calendar};
 }

@@ -6,6 +6,7 @@
 #include "Tallyfin/Days.hpp"
 #include "Tallyfin/Questions.hpp"
 #include "Tallyfin/Transcripts.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/MCPError.hpp"
@@ -168,7 +169,7 @@ int runBudget(const Call& call) {
     }
     const std::string amount = isEmpty              ? "no transcript was found"
                                : spent.requests < 1 ? "nothing was spent"
-                                                    : R::cost(spent);
+                                                    : costInAnswer(spent);
     std::string text =
         concat(verdict, " (", CostEstimate::money(limit), "): ", amount, " — ", period.label, "\n");
     for (const std::string& filter : filters.described) {

@@ -12,11 +12,11 @@
 // on locale, clock or zone of the process.
 
 #include "Platform/Calendar.hpp"
-#include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Figures/Aggregation.hpp"
 #include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/RecordSelection.hpp"
+#include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
 
 #include <array>

@@ -103,7 +103,7 @@ Markup agentName(const AgentIdentity& agent) {
   return text;
 }
 
-std::vector<Part> topAgents(const tallyfin::Axis<AgentIdentity>& agents) {
+std::vector<Part> topAgents(const BucketsBy<AgentIdentity>& agents) {
   std::vector<Part> parts;
   for (const auto& [agent, bucket] : rankedAgents(agents, kBehind, true)) {
     parts.emplace_back(name(agent.label()), bucket);
@@ -113,7 +113,7 @@ std::vector<Part> topAgents(const tallyfin::Axis<AgentIdentity>& agents) {
 
 // The projects that an agent worked on.
 Markup projectsOf(const AgentIdentity& agent, const AgentsByKey& agentsByProject) {
-  tallyfin::Axis<InternedText> own;
+  BucketsBy<InternedText> own;
   for (const auto& [project, agents] : agentsByProject) {
     if (const Bucket* const spent = agents.find(agent)) {
       own[project] = *spent;
@@ -161,7 +161,7 @@ Markup agentsTable(const Report& report, const AgentsByKey& agentsByProject) {
 Markup projectsTable(const Report& report, const AgentsByKey& agentsByProject) {
   std::vector<RankedRow> rows;
   for (const auto& [project, bucket] : report.topProjects(kRows)) {
-    const tallyfin::Axis<AgentIdentity>* const agents = agentsByProject.find(project);
+    const BucketsBy<AgentIdentity>* const agents = agentsByProject.find(project);
     rows.push_back({name(project.text()),
                     agents == nullptr ? Markup() : partsOf(topAgents(*agents), agents->size()), bucket});
   }

@@ -131,23 +131,22 @@ class ProvenanceWriter {
   }
 
   void addLosses() {
-    add(Section::loss, "lines_rejected_invalid_json", counter(seen_.linesRejectedInvalidJSON),
-        "these lines carried usage and could not be parsed; their cost is missing from the figure");
-    add(Section::loss, "lines_rejected_no_message", counter(seen_.linesRejectedNoMessage),
-        "usage present but no message object to attach it to");
-    add(Section::loss, "lines_rejected_no_timestamp", counter(seen_.linesRejectedNoTimestamp),
-        "no timestamp, so the request could not be placed in any period");
-    add(Section::loss, "lines_rejected_no_identity", counter(seen_.linesRejectedNoIdentity),
-        "no message.id or requestId, so the request could not be unified");
-    add(Section::loss, "lines_not_usage_bearing", counter(seen_.linesNotUsageBearing),
-        "normal, not a failure: the word usage appeared inside a tool result");
-    add(Section::loss, "lines_skipped_zero_usage", counter(seen_.linesSkippedZeroUsage),
-        "normal: a usage block with nothing in it");
+    addLineCounters(true);
+    addLineCounters(false);
     add(Section::loss, "lines_rejected_total", counter(seen_.totalRejected()),
         "the figure above is missing whatever these lines were worth");
     addUnreadableFiles();
     add(Section::loss, "longest_line_bytes", counter(seen_.longestLineBytes),
         seen_.longestLinePath.empty() ? "no line measured" : seen_.longestLinePath);
+  }
+
+  // Those whose lines are missing from the figure, or the others but for the lines seen, which are no loss.
+  void addLineCounters(bool areLosses) {
+    for (const LineCounter& counted : lineCounters) {
+      if (counted.isLoss == areLosses && !counted.note.empty()) {
+        add(Section::loss, counted.item, counter(seen_.*counted.member), counted.note);
+      }
+    }
   }
 
   void addUnreadableFiles() {

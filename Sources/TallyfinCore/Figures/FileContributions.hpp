@@ -5,9 +5,9 @@
 // how often that happened is told beside the files.
 
 #include "Platform/Calendar.hpp"
-#include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Figures/Aggregation.hpp"
 #include "TallyfinCore/Figures/RecordSelection.hpp"
+#include "TallyfinCore/Transcripts/Reading.hpp"
 
 #include <cstdint>
 #include <optional>

@@ -20,15 +20,14 @@ struct Day {
 };
 
 bool isPlain(TimePoint day, const Calendar& calendar) {
-  const std::optional<TimePoint> next = calendar.startOfDay(day, 1);
-  return next && next->seconds - day.seconds == 24 * 3'600 && calendar.hour(day) == 0;
+  return calendar.startOfDay(day, 1).seconds - day.seconds == 24 * 3'600 && calendar.hour(day) == 0;
 }
 
 }  // namespace
 
 TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar) {
   if (step == TimeStep::week) {
-    return calendar.startOfDay(day, -weekday(day, calendar)).value_or(day);
+    return calendar.startOfDay(day, -weekday(day, calendar));
   }
   const std::optional<CalendarInterval> month = step == TimeStep::month ? calendar.month(day) : std::nullopt;
   return month ? month->start : day;

@@ -35,7 +35,7 @@ struct TimeCuts {
   Bucket main;                              ///< of the whole range
   Bucket subagents;                         ///< likewise
   KeyedRows<TimePoint, TimeShares> byStep;  ///< by start of the step
-  Axis<int> byWeekHour;                     ///< by `weekHour`
+  BucketsBy<int> byWeekHour;                ///< by `weekHour`
 };
 
 /// The key of an hour of a weekday: 0 is Monday, 24 the first hour of Tuesday.

@@ -8,6 +8,7 @@
 #include "TallyfinMCP/Filters.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
+#include "absl/strings/str_format.h"
 
 #include <algorithm>
 
@@ -59,16 +60,9 @@ std::string unification(const FileContributions& files, const Report& report) {
 
 std::string losses(const ScanDiagnostics& seen, const ProjectResolver& paths) {
   std::string text = "\nWHAT WAS LOST WHILE PARSING (across the whole corpus, not just the filter)\n";
-  const auto line = [&text](std::string_view label, std::int64_t count) {
-    append(text, label, grouped(count), "\n");
-  };
-  line("  usage lines seen            ", seen.usageLinesSeen);
-  line("  lines without usage         ", seen.linesNotUsageBearing);
-  line("  rejected: invalid JSON      ", seen.linesRejectedInvalidJSON);
-  line("  rejected: no `message`      ", seen.linesRejectedNoMessage);
-  line("  rejected: no timestamp      ", seen.linesRejectedNoTimestamp);
-  line("  rejected: no identity       ", seen.linesRejectedNoIdentity);
-  line("  skipped: usage all zero     ", seen.linesSkippedZeroUsage);
+  for (const LineCounter& counter : lineCounters) {
+    append(text, absl::StrFormat("  %-28s", counter.label), grouped(seen.*counter.member), "\n");
+  }
   if (!seen.filesUnreadable.empty()) {
     append(text, "  UNREADABLE FILES            ",
            counted(static_cast<std::int64_t>(seen.filesUnreadable.size()), "file", "files"),
