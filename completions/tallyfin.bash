@@ -20,7 +20,7 @@ _tallyfin() {
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -d -- "$current")
       return ;;
-    --cache)
+    --cache | --check)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       return ;;
@@ -38,10 +38,11 @@ _tallyfin() {
   done
   local words='--help --home --cache'
   case $command in
-    '') words+=' --version csv provenance summary verify scan' ;;
+    '') words+=' --version csv provenance summary prices verify scan' ;;
     csv) words+=" --axis --all --out --limit --bom $range" ;;
     provenance) words+=" --bom --out $range" ;;
     summary) words+=" --axes --rows $range" ;;
+    prices) words+=' --check' ;;
     scan) words+=' --serial' ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")

@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
+#include "Tallyfin/Prices.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
@@ -38,6 +39,7 @@ struct Request {
   std::optional<std::string> to;
   std::optional<std::string> label;
   bool isSerial = false;
+  std::optional<std::string> checkedFile;
 };
 
 // The days that a report covers, and the name of the period.
@@ -89,6 +91,15 @@ class Progress {
   const Console& console_;
 };
 
+// The prices in use; a file that cannot be used is told.
+PriceList pricesFor(const Environment& environment, const Console& console) {
+  PriceList prices = PriceList::of(environment);
+  if (prices.problem) {
+    console.message(concat("tallyfin: own prices are not used: ", prices.file, ": ", *prices.problem, "\n"));
+  }
+  return prices;
+}
+
 // A report with what its documents say beside it.
 struct Account {
   Report report;
@@ -121,7 +132,8 @@ Account accountOf(const Request& request, const Selection& selection, const Envi
   for (const std::string& axis : request.axes) {
     options.summaryAxes.push_back(*Exporter::axisNamed(axis));
   }
-  const Aggregator aggregator(environment.calendar, ProjectResolver(environment.home, true));
+  options.prices = pricesFor(environment, console);
+  const Aggregator aggregator(environment.calendar, ProjectResolver(environment.home, true), options.prices);
   return {aggregator.aggregate(refreshed.result.records, options.from, options.to,
                                refreshed.result.diagnostics, includeHours),
           std::move(options)};
@@ -192,11 +204,13 @@ int summary(const Request& request, const Selection& selection, const Environmen
 
 int verify(const Environment& environment, const Console& console) {
   ScanCache cache(cacheLocation(environment));
+  const PriceList prices = pricesFor(environment, console);
   VerificationResult result;
   {
     const Progress progress(console);
     cache.load();
-    result = cache.verifyAgainstFullScan(sourceHomes(environment), environment.calendar, environment.now);
+    result = cache.verifyAgainstFullScan(sourceHomes(environment), environment.calendar, environment.now,
+                                         prices);
   }
   const int status = print(concat(result.summary(), "\n"), console);
   return result.isClean() ? status : failed;
@@ -219,6 +233,23 @@ int scan(const Request& request, const Environment& environment, const Console& 
                       grouped(static_cast<std::int64_t>(seen.bytesRead)), "\n", "losses     ", losses, "\n",
                       "time       ", absl::StrFormat("%.3f", seen.duration), " s\n"),
                console);
+}
+
+int prices(const Request& request, const Environment& environment, const Console& console) {
+  if (request.checkedFile) {
+    const PriceList checked = PriceList::ofFile(*request.checkedFile);
+    const int status = print(checkedPrices(checked), console);
+    return checked.problem ? failed : status;
+  }
+  ScanCache cache(cacheLocation(environment));
+  ScanCache::Refreshed refreshed;
+  {
+    const Progress progress(console);
+    cache.load();
+    refreshed = cache.refresh(sourceHomes(environment), environment.now);
+  }
+  return print(
+      priceTable(PriceList::of(environment), refreshed.result.records, environment.calendar), console);
 }
 
 // A number of rows: decimal digits. Leading zeros are dropped, which the parser would take for octal.
@@ -291,6 +322,7 @@ class Arguments {
     summary_->add_option("--axes", request.axes, "Axes to show")->delimiter(',')->check(CLI::IsMember(names));
     summary_->add_option("--rows", request.rows, "Rows an axis")->transform(rowCount());
     addRange(*summary_, request);
+    prices_->add_option("--check", request.checkedFile, "Only check a file of own prices");
     scan_->add_flag("--serial", request.isSerial, "On one processor");
   }
 
@@ -306,6 +338,9 @@ class Arguments {
     }
     if (summary_->parsed()) {
       return summary(request, selection, environment, console);
+    }
+    if (prices_->parsed()) {
+      return prices(request, environment, console);
     }
     return verify_->parsed() ? verify(environment, console) : scan(request, environment, console);
   }
@@ -331,6 +366,7 @@ class Arguments {
   CLI::App* csv_ = app_.add_subcommand("csv", "A breakdown as CSV");
   CLI::App* provenance_ = app_.add_subcommand("provenance", "Where the figures come from, as CSV");
   CLI::App* summary_ = app_.add_subcommand("summary", "A report to paste");
+  CLI::App* prices_ = app_.add_subcommand("prices", "The prices in use, and the models without one");
   CLI::App* verify_ = app_.add_subcommand("verify", "Compare the cache with a fresh read");
   CLI::App* scan_ = app_.add_subcommand("scan", "Read every transcript from scratch");
 };

@@ -23,7 +23,7 @@ class DataSource {
  public:
   using Filter = std::function<bool(const UsageRecord&)>;
 
-  /// Reads no transcript and no cache; makes the folder of a given cache path. Empty variables count as
+  /// Reads the prices of one's own, but no transcript and no cache; makes the folder of a given cache path. Empty variables count as
   /// unset.
   explicit DataSource(Environment environment);
 
@@ -51,6 +51,7 @@ class DataSource {
   const Calendar& calendar() const { return aggregator_.calendar(); }
   const std::vector<UsageRecord>& records() const { return records_; }
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
+  const PriceList& prices() const { return aggregator_.prices(); }
   const AgentRoster& roster() const { return roster_; }
   const std::string& home() const { return environment_.home; }
   TimePoint now() const { return environment_.now(); }

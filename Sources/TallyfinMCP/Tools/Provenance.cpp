@@ -83,7 +83,7 @@ std::string provenance(DataSource& data, const JsonValue& arguments) {
   const Filters filters = buildFilters(data, arguments);
   const Report report = data.report(period, filters.predicate);
   const FileContributions files = fileContributions(data.cache().recordsPerFile(), data.calendar(),
-                                                    period.from, period.through, filters.predicate);
+                                                    period.from, period.through, filters.predicate, data.prices());
 
   std::string text =
       concat(header("Provenance", period, filters), R::rule, "\n", "THE FIGURE\n", "  cost   ",
