@@ -22,7 +22,8 @@ DataSource::DataSource(Environment environment)
       homes_(sourceHomes(environment_)),
       cache_(cacheLocation(environment_)),
       resolver_(environment_.home, true),
-      aggregator_(environment_.calendar, ProjectResolver(environment_.home, true)) {}
+      aggregator_(environment_.calendar, ProjectResolver(environment_.home, true),
+                  PriceList::of(environment_)) {}
 
 const RefreshStats& DataSource::ensureFresh() {
   // A clock that was set back gives a negative age: no refresh until it has caught up.

@@ -93,8 +93,11 @@ CostFields costFields(const Bucket& bucket) {
   if (bucket.cost.isUnknown()) {
     return {std::string(unknown), "unknown — no known price for any request in this row"};
   }
+  const bool isOwn = !bucket.cost.ownPricedModels.empty();
   return {decimal(bucket.cost.priced, moneyDecimalsCSV),
-          bucket.cost.isComplete() ? "complete" : "lower bound — priced requests only"};
+          bucket.cost.isComplete() ? (isOwn ? "complete, own prices" : "complete")
+          : isOwn                  ? "lower bound — priced requests only, own prices"
+                                   : "lower bound — priced requests only"};
 }
 
 }  // namespace tallyfin::Exporter

@@ -20,11 +20,11 @@ void addTo(std::int64_t& sum, std::int64_t count) {
 // neither resolved nor looked up again.
 class Pass {
  public:
-  Pass(const Calendar& calendar, const ProjectResolver& resolver, bool includeHours)
-      : calendar_(calendar), resolver_(resolver), pricer_(calendar), includeHours_(includeHours) {}
+  Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, bool includeHours)
+      : calendar_(calendar), resolver_(resolver), pricer_(calendar, prices), includeHours_(includeHours) {}
 
   void add(const UsageRecord& record, TimePoint day) {
-    const Estimate<double> cost = pricer_.cost(record, day);
+    const RequestCost cost = pricer_.cost(record, day);
     const Directory& directory = directoryOf(record.rawCwd);
     const std::size_t session = report_.bySession.place(record.sessionId);
     Bucket& ofSession = report_.bySession.at(session);
@@ -101,7 +101,7 @@ class Pass {
 
 }  // namespace
 
-void Bucket::add(const UsageRecord& record, const Estimate<double>& requestCost) {
+void Bucket::add(const UsageRecord& record, const RequestCost& requestCost) {
   ++requests;
   addTo(input, record.input);
   addTo(output, record.output);
@@ -113,6 +113,9 @@ void Bucket::add(const UsageRecord& record, const Estimate<double>& requestCost)
   ++modelCounts[modelIndex.place(modelCounts, record.model)].second;
   cacheWriteAssumedRequests += record.cacheWriteBreakdownAssumed ? 1 : 0;
   cost.add(requestCost);
+  if (requestCost.isOwnPriced) {
+    cost.noteOwnPrice(record.model);
+  }
   if (!firstActivity || record.timestamp < *firstActivity) {
     firstActivity = record.timestamp;
   }
@@ -195,7 +198,7 @@ void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoin
 Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
                              std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
                              bool includeHours, const RecordFilter& filter) const {
-  Pass pass(calendar_, resolver_, includeHours);
+  Pass pass(calendar_, resolver_, prices_, includeHours);
   forEachInRange(records, from, to, filter, calendar_,
                  [&](const UsageRecord& record, TimePoint day) { pass.add(record, day); });
   return std::move(pass).finish(diagnostics);
@@ -205,7 +208,7 @@ AgentsByKey Aggregator::agentsBy(Grouping grouping, std::span<const UsageRecord>
                                  std::optional<TimePoint> from, std::optional<TimePoint> to,
                                  const RecordFilter& filter) const {
   AgentsByKey agents;
-  Pricing::Pricer pricer(calendar_);
+  Pricing::Pricer pricer(calendar_, prices_);
   KeyedRows<InternedText, std::optional<InternedText>> projects;  // by raw working directory
   const auto keyOf = [&](const UsageRecord& record) {
     if (grouping == Grouping::model) {

@@ -6,6 +6,7 @@
 #include "Platform/Calendar.hpp"
 #include "Platform/KeyedRows.hpp"
 #include "Platform/Numbers.hpp"
+#include "TallyfinCore/Attribution/PriceList.hpp"
 #include "TallyfinCore/Attribution/ProjectPath.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Figures/RecordSelection.hpp"
@@ -50,7 +51,7 @@ struct Bucket {
   RowIndex<InternedText> modelIndex;           ///< of `modelCounts`, for `add` alone
 
   /// Adds a request with its cost (Pricing::Pricer, at the prices of the request's own day).
-  void add(const UsageRecord& record, const Estimate<double>& requestCost);
+  void add(const UsageRecord& record, const RequestCost& requestCost);
 
   /// Requests by model, most used first; equally used ones in text order.
   std::vector<std::pair<InternedText, std::int64_t>> modelsByUse() const;
@@ -131,12 +132,13 @@ using AgentsByKey = KeyedRows<InternedText, Axis<AgentIdentity>>;
 /// Makes reports. Safe from any thread.
 class Aggregator {
  public:
-  /// `calendar` says which day and hour a request falls on, `resolver` which project.
-  Aggregator(const Calendar& calendar, ProjectResolver resolver)
-      : calendar_(calendar), resolver_(std::move(resolver)) {}
+  /// `calendar` says which day and hour a request falls on, `resolver` which project, `prices` what it costs.
+  Aggregator(const Calendar& calendar, ProjectResolver resolver, PriceList prices = {})
+      : calendar_(calendar), resolver_(std::move(resolver)), prices_(std::move(prices)) {}
 
   const Calendar& calendar() const { return calendar_; }
   const ProjectResolver& resolver() const { return resolver_; }
+  const PriceList& prices() const { return prices_; }
 
   /// The start of the day that `time` falls on.
   TimePoint day(TimePoint time) const { return calendar_.startOfDay(time); }
@@ -157,6 +159,7 @@ class Aggregator {
  private:
   Calendar calendar_;
   ProjectResolver resolver_;
+  PriceList prices_;
 };
 
 }  // namespace tallyfin
