@@ -1,5 +1,6 @@
 #include "Platform/Text.hpp"
 
+#include "Platform/Concat.hpp"
 #include "absl/strings/ascii.h"
 #include "simdjson.h"
 #include "utf8proc.h"

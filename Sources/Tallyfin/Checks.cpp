@@ -4,9 +4,13 @@
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
+#include "Tallyfin/Prices.hpp"
 #include "Tallyfin/Transcripts.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "absl/strings/str_format.h"
+
+#include <optional>
+#include <string>
 
 namespace tallyfin::Command {
 namespace {
@@ -21,8 +25,10 @@ int runVerification(const Call& call) {
          call.console);
     return failed;
   }
+  const PriceList own = PriceList::of(call.environment);
+  tellUnused(own, call.console);
   const VerificationResult result = cache.verifyAgainstFullScan(
-      sourceHomes(call.environment), call.environment.calendar, call.environment.now);
+      sourceHomes(call.environment), call.environment.calendar, call.environment.now, own);
   const int status = print(concat(result.summary(), "\n"), call.console);
   return result.isClean() ? status : failed;
 }
@@ -45,7 +51,29 @@ int runScan(const Call& call) {
                call.console);
 }
 
+int runPrices(const Call& call) {
+  if (const std::optional<std::string> file = call.arguments.text("check")) {
+    const PriceList checked = PriceList::ofFile(*file);
+    const int status = print(checkedPrices(checked), call.console);
+    return checked.problem ? failed : status;
+  }
+  return withTranscripts(call, [&](DataSource& data) {
+    return print(priceTable(data.prices(), data.records(), data.calendar()), call.console);
+  });
+}
+
 }  // namespace
+
+Subcommand prices() {
+  return {.name = "prices",
+          .summary = "The prices in use, the models without one, and what to paste for these",
+          .options = {{.name = "check",
+                       .value = "FILE",
+                       .help = "Only tell whether a file of own prices can be used, or why not",
+                       .values = Values::file}},
+          .examples = {"tallyfin prices --check ~/.config/net.quillpond.tallyfin/prices.json"},
+          .run = runPrices};
+}
 
 Subcommand verification() {
   return {.name = "verify",

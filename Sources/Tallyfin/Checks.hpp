@@ -1,6 +1,6 @@
 #pragma once
 
-// `tallyfin verify` and `tallyfin scan`: whether the measurement holds.
+// `tallyfin verify`, `tallyfin scan` and `tallyfin prices`: whether the measurement holds.
 
 #include "Tallyfin/Subcommand.hpp"
 
@@ -8,5 +8,6 @@ namespace tallyfin::Command {
 
 Subcommand verification();
 Subcommand scan();
+Subcommand prices();
 
 }  // namespace tallyfin::Command

@@ -88,6 +88,7 @@ Account accountOf(const Call& call, const Days& days, DataSource& data, bool inc
   options.from = period.from;
   options.to = period.through;
   options.recordFilter = filters.predicate;
+  options.prices = data.prices();
   options.limitPerAxis = call.arguments.number("limit");
   options.byteOrderMark = call.arguments.has("bom");
   options.summaryRowLimit = call.arguments.number("rows").value_or(10);
@@ -252,7 +253,8 @@ std::vector<Subcommand> documents() {
              .example = "tallyfin export html thisMonth --out report.html",
              .make =
                  [](const Account& account, const DataSource& data) {
-                   return Exporter::page(account.report, Aggregator(data.calendar(), data.resolver()),
+                   return Exporter::page(account.report,
+                                         Aggregator(data.calendar(), data.resolver(), data.prices()),
                                          data.records(), account.options);
                  }},
             {})};

@@ -69,12 +69,14 @@ direction of writing are shown as escapes such as \ex1B.
 A file or a pipe gets them as they are.
 A read that takes longer than 0.3 seconds shows how far it is.
 .Sh ENVIRONMENT
-Of the first two, empty counts as unset, and a leading tilde is the home directory.
+Of the first three, empty counts as unset, and a leading tilde is the home directory.
 .Bl -tag -width Ds
 .It Ev TALLYFIN_HOME
 The directory that holds the four folders listed below, instead of the home directory.
 .It Ev TALLYFIN_CACHE_PATH
 The cache file, instead of the one listed below.
+.It Ev TALLYFIN_PRICES
+The file of own prices, instead of the one listed below.
 .It Ev TZ
 The time zone in which days and hours are counted: the name of a zone, or of its file.
 A rule such as CET-1CEST is not understood, nor is an unknown name: days are those of UTC then, and a line on standard
@@ -95,7 +97,35 @@ It may be deleted at any time.
 .It Pa ~/.cache/net.quillpond.tallyfin/home-*.bin
 The cache of a directory that was named with
 .Fl -home .
+.It Pa ~/.config/net.quillpond.tallyfin/prices.json
+Own prices, which add to list prices or replace them; need not be there.
 .El
+.Sh OWN PRICES
+The file is a JSON object whose member
+.Ql prices
+is an array of objects with the members
+.Ql model ,
+.Ql input
+and
+.Ql output ,
+and where wanted
+.Ql cache_write_5m ,
+.Ql cache_write_1h
+and
+.Ql cache_read ,
+US dollars per million tokens each, and
+.Ql until ,
+the last day of the price as yyyy-MM-dd:
+.Bd -literal -offset indent
+{"prices": [
+  {"model": "nova-1", "input": 2.5, "output": 10, "until": "2026-12-31"},
+  {"model": "local-coder", "input": 0, "output": 0}
+]}
+.Ed
+.Pp
+Of the models, own and built in, that an id is or begins with, the longest that has a price on the day decides, an own
+one before a built-in one of the same length.
+A file that is wrong anywhere is not used at all.
 .Sh EXIT STATUS
 .Bl -tag -width Ds
 .It 0
@@ -107,7 +137,9 @@ within it.
 .It 1
 The work failed, there is no home directory, the question names something that is not there, or
 .Cm verify
-found a divergence or no cache.
+found a divergence or no cache, or the file of
+.Cm prices Fl -check
+cannot be used.
 .It 2
 Wrong usage; nothing was done.
 .It 3

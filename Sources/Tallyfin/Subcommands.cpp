@@ -34,7 +34,7 @@ std::vector<Subcommand> makeTable() {
   };
   add({statusLine(), budget()});
   add(documents());
-  add({verification(), scan(), helpCommand()});
+  add({prices(), verification(), scan(), helpCommand()});
   return table;
 }
 

@@ -68,9 +68,16 @@ void requireHome(const Environment& environment) {
   }
 }
 
+void tellUnused(const PriceList& prices, const Console& console) {
+  if (prices.problem) {
+    tell(concat("own prices are not used: ", prices.file, ": ", *prices.problem), console);
+  }
+}
+
 int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work) {
   requireHome(call.environment);
   DataSource data(call.environment);
+  tellUnused(data.prices(), call.console);
   {
     Progress progress(call.console, call.environment.now);
     if (call.console.showsMessages) {

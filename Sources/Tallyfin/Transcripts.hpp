@@ -19,6 +19,9 @@ Environment withOptions(Environment environment, const Arguments& arguments);
 /// Throws std::runtime_error, with the places that were looked at, when there is no home directory.
 void requireHome(const Environment& environment);
 
+/// Tells that a file of own prices is not used, and why.
+void tellUnused(const PriceList& prices, const Console& console);
+
 /// Runs `work`, which gives the exit status, over the transcripts. A long read shows how far it is; that
 /// there was nothing to read, or that the cache could not be written, is told behind the work.
 int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work);

@@ -34,6 +34,7 @@ Environment Environment::ofProcess() {
   return {.home = Files::homeDirectory(),
           .tallyfinHome = variable("TALLYFIN_HOME"),
           .tallyfinCachePath = variable("TALLYFIN_CACHE_PATH"),
+          .tallyfinPrices = variable("TALLYFIN_PRICES"),
           .calendar = Calendar::local(),
           .now = wallClock,
           .unknownZone = zoneNotUnderstood()};

@@ -15,12 +15,13 @@ struct Environment {
   std::string home;                              ///< the user's real home directory
   std::optional<std::string> tallyfinHome;       ///< TALLYFIN_HOME: stands in for the home of the transcripts
   std::optional<std::string> tallyfinCachePath;  ///< TALLYFIN_CACHE_PATH: the cache file
-  Calendar calendar = Calendar::utc();           ///< of the machine's zone
-  Clock now;                                     ///< the wall clock
-  std::optional<std::string> unknownZone = {};   ///< what TZ names, when days are those of UTC for want of it
+  std::optional<std::string> tallyfinPrices = {};  ///< TALLYFIN_PRICES: the file of one's own prices
+  Calendar calendar = Calendar::utc();             ///< of the machine's zone
+  Clock now;                                       ///< the wall clock
+  std::optional<std::string> unknownZone = {};  ///< what TZ names, when days are those of UTC for want of it
 
-  /// Asks the process: HOME and the password database, the two variables, the zone, the clock. Only a `main`
-  /// calls this, once; tests hand in an environment of their own.
+  /// Asks the process: HOME and the password database, the three variables, the zone, the clock. Only a
+  /// `main` calls this, once; tests hand in an environment of their own.
   static Environment ofProcess();
 
   /// The value of one of the variables with a leading tilde expanded; absent when it is unset or empty.

@@ -30,29 +30,48 @@ std::string UnknownReason::text() const {
   return "no requests in the selected range";
 }
 
+namespace {
+
+// Mostly the model is known already. Handles compare as integers, while the set compares texts: of a few
+// models it takes less than half the time to look this way first.
+void noteModel(std::set<InternedText>& models, InternedText model) {
+  constexpr std::size_t kFew = 8;
+  if (models.size() > kFew || std::find(models.begin(), models.end(), model) == models.end()) {
+    models.insert(model);
+  }
+}
+
+std::string namesOf(const std::set<InternedText>& models, std::string_view separator) {
+  std::string names;
+  for (const InternedText model : models) {
+    append(names, model == *models.begin() ? "" : separator, model.text());
+  }
+  return names;
+}
+
+}  // namespace
+
 void CostEstimate::noteUnpriced(const UnknownReason& reason) {
   unpricedRequests = saturatingAdd(unpricedRequests, 1);
-  if (reason.kind() != UnknownReason::Kind::noPriceForModel) {
-    return;
+  if (reason.kind() == UnknownReason::Kind::noPriceForModel) {
+    noteModel(unpricedModels, reason.subject());
   }
-  // Mostly the model is known already. Handles compare as integers, while the set compares texts: of a few
-  // models it takes less than half the time to look this way first.
-  constexpr std::size_t kFew = 8;
-  if (unpricedModels.size() > kFew ||
-      std::find(unpricedModels.begin(), unpricedModels.end(), reason.subject()) == unpricedModels.end()) {
-    unpricedModels.insert(reason.subject());
-  }
+}
+
+void CostEstimate::noteOwnPrice(InternedText model) {
+  noteModel(ownPricedModels, model);
 }
 
 CostEstimate& CostEstimate::operator+=(const CostEstimate& other) {
   priced += other.priced;
   unpricedRequests = saturatingAdd(unpricedRequests, other.unpricedRequests);
   unpricedModels.insert(other.unpricedModels.begin(), other.unpricedModels.end());
+  ownPricedModels.insert(other.ownPricedModels.begin(), other.ownPricedModels.end());
   return *this;
 }
 
 CostEstimate CostEstimate::scaled(double factor) const {
-  return {priced * factor, unpricedRequests, unpricedModels};
+  return {priced * factor, unpricedRequests, unpricedModels, ownPricedModels};
 }
 
 std::string CostEstimate::formatted() const {
@@ -73,11 +92,15 @@ std::string CostEstimate::formattedWithCaveat(std::string_view unit) const {
 }
 
 std::string CostEstimate::unpricedNames(std::string_view separator) const {
-  std::string names;
-  for (const InternedText model : unpricedModels) {
-    append(names, model == *unpricedModels.begin() ? "" : separator, model.text());
+  return namesOf(unpricedModels, separator);
+}
+
+std::optional<std::string> CostEstimate::ownPriced() const {
+  if (ownPricedModels.empty()) {
+    return std::nullopt;
   }
-  return names;
+  return concat(counted(static_cast<std::int64_t>(ownPricedModels.size()), "model", "models"), " (",
+                namesOf(ownPricedModels, ", "), ")");
 }
 
 std::string CostEstimate::money(double amount) {
@@ -99,6 +122,7 @@ CostEstimate CostEstimate::median(const std::vector<CostEstimate>& estimates) {
     amounts.push_back(estimate.priced);
     result.unpricedRequests = saturatingAdd(result.unpricedRequests, estimate.unpricedRequests);
     result.unpricedModels.insert(estimate.unpricedModels.begin(), estimate.unpricedModels.end());
+    result.ownPricedModels.insert(estimate.ownPricedModels.begin(), estimate.ownPricedModels.end());
   }
   // A total order, so that not even a NaN could upset the sort.
   std::sort(amounts.begin(), amounts.end(),

@@ -85,17 +85,28 @@ class Estimate {
   std::variant<T, UnknownReason> state_;
 };
 
+/// What one request cost in US dollars, and whether a price of one's own made it.
+struct RequestCost : Estimate<double> {
+  RequestCost(const Estimate<double>& dollars, bool isOwnPrice = false)
+      : Estimate<double>(dollars), isOwnPriced(isOwnPrice) {}
+  RequestCost(double dollars) : Estimate<double>(dollars) {}
+  RequestCost(UnknownReason reason) : Estimate<double>(reason) {}
+
+  bool isOwnPriced = false;
+};
+
 /// A sum of money that knows what it leaves out: `priced` is a lower bound whenever `unpricedRequests` is
 /// above 0.
 struct CostEstimate {
-  double priced = 0;                      ///< US dollars of all that has a price
-  std::int64_t unpricedRequests = 0;      ///< requests without a price; not in `priced`
-  std::set<InternedText> unpricedModels;  ///< the models of those requests, in text order
+  double priced = 0;                            ///< US dollars of all that has a price
+  std::int64_t unpricedRequests = 0;            ///< requests without a price; not in `priced`
+  std::set<InternedText> unpricedModels;        ///< the models of those requests, in text order
+  std::set<InternedText> ownPricedModels = {};  ///< those priced by prices of one's own, in text order
 
   bool isComplete() const { return unpricedRequests == 0; }
 
-  /// There were requests, but none with a price: the sum is not 0 but unknown.
-  bool isUnknown() const { return priced == 0.0 && unpricedRequests >= 1; }
+  /// There were requests, but none with a price: the sum is not 0 but unknown. (An own price may be 0.)
+  bool isUnknown() const { return priced == 0.0 && unpricedRequests >= 1 && ownPricedModels.empty(); }
 
   /// Adds one request: its dollars, or the fact that it has no price.
   void add(const Estimate<double>& requestCost) {
@@ -105,6 +116,9 @@ struct CostEstimate {
       noteUnpriced(*requestCost.reason());
     }
   }
+
+  /// Notes that a price of one's own made the cost of a request of the model.
+  void noteOwnPrice(InternedText model);
 
   CostEstimate& operator+=(const CostEstimate& other);
   friend CostEstimate operator+(CostEstimate left, const CostEstimate& right) { return left += right; }
@@ -124,6 +138,9 @@ struct CostEstimate {
 
   /// The models without a price, in text order.
   std::string unpricedNames(std::string_view separator) const;
+
+  /// "2 models (local-coder, nova-1)": those priced by prices of one's own; absent when there are none.
+  std::optional<std::string> ownPriced() const;
 
   /// A dollar amount: two decimals and commas between thousands, or four decimals below one cent, so that a
   /// fraction of a cent does not read as nothing. The sign stands behind the dollar sign. Ties go to the even

@@ -21,7 +21,8 @@ DataSource::DataSource(Environment environment)
     : environment_(std::move(environment)),
       homes_(sourceHomes(environment_)),
       cache_(cacheLocation(environment_)),
-      aggregator_(environment_.calendar, ProjectResolver(environment_.home, true)) {}
+      aggregator_(environment_.calendar, ProjectResolver(environment_.home, true),
+                  PriceList::of(environment_)) {}
 
 const RefreshStats& DataSource::ensureFresh() {
   // A clock that was set back gives a negative age: no refresh until it has caught up.

@@ -24,8 +24,8 @@ class DataSource {
  public:
   using Filter = std::function<bool(const UsageRecord&)>;
 
-  /// Reads no transcript and no cache; makes the folder of a given cache path. Empty variables count as
-  /// unset.
+  /// Reads the prices of one's own, but no transcript and no cache; makes the folder of a given cache path.
+  /// Empty variables count as unset.
   explicit DataSource(Environment environment);
 
   /// Who is told how far a read is, from here on.
@@ -58,6 +58,7 @@ class DataSource {
   const Calendar& calendar() const { return aggregator_.calendar(); }
   const std::vector<UsageRecord>& records() const { return records_; }
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
+  const PriceList& prices() const { return aggregator_.prices(); }
   const AgentRoster& roster() const { return roster_; }
   const std::string& home() const { return environment_.home; }
   /// Read once an answer, at its beginning: an answer is of one moment, also at midnight.

@@ -101,6 +101,11 @@ std::optional<std::string> unpricedNote(const Bucket& bucket) {
                 bucket.cost.unpricedNames(", "), ") are not included — the figures above are lower bounds.");
 }
 
+std::optional<std::string> ownPricesNote(const CostEstimate& cost) {
+  const std::optional<std::string> models = cost.ownPriced();
+  return models ? std::optional(concat("NOTE: own prices for ", *models, " were used.")) : std::nullopt;
+}
+
 std::optional<std::string> assumedNote(const Bucket& bucket) {
   if (bucket.cacheWriteAssumedRequests < 1) {
     return std::nullopt;

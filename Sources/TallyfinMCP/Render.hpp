@@ -52,6 +52,7 @@ std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t
 std::optional<std::string> unpricedNote(const Bucket& bucket);
 
 /// The note on assumed cache splits; absent when there is none.
+std::optional<std::string> ownPricesNote(const CostEstimate& cost);
 std::optional<std::string> assumedNote(const Bucket& bucket);
 
 /// An agent with its id: "reviewer  [areviewer-0123456789abcdef]".

@@ -68,8 +68,9 @@ constexpr std::string_view kHelp =
     "  -h, --help   print this text\n"
     "  --version    print the version\n"
     "\n"
-    "TALLYFIN_HOME and TALLYFIN_CACHE_PATH name other places for transcripts and cache. For reports on a\n"
-    "terminal there is the command tallyfin.\n";
+    "TALLYFIN_HOME, TALLYFIN_CACHE_PATH and TALLYFIN_PRICES name other places for transcripts, cache and "
+    "own\n"
+    "prices. For reports on a terminal there is the command tallyfin.\n";
 
 /// What a person asked for instead of a session; any other argument counts for nothing.
 std::optional<std::string> textFor(std::span<char*> arguments) {
@@ -97,6 +98,9 @@ int main(int argc, char** argv) {
   DataSource data(Environment::ofProcess());
   MCPServer server(data, writeLog);
   writeLog(startLine(data));
+  if (data.prices().problem) {
+    writeLog(concat("own prices are not used: ", data.prices().file, ": ", *data.prices().problem));
+  }
 
   LineInput input(STDIN_FILENO);
   while (const std::optional<std::string_view> line = input.next()) {

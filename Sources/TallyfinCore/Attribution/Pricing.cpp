@@ -1,70 +1,22 @@
 #include "TallyfinCore/Attribution/Pricing.hpp"
 
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Attribution/ListPrices.hpp"
 
 #include <algorithm>
-#include <cstddef>
 
 namespace tallyfin::Pricing {
 namespace {
 
-constexpr CalendarDate kLastIntroductoryDay{2026, 8, 31};
-
-std::vector<TableEntry> makeTable() {
-  const auto open = [](std::string_view model, double input, double output) {
-    return TableEntry{model, {{std::nullopt, input, output}}};
-  };
-  return {
-      open("claude-fable-5", 10, 50),
-      open("claude-mythos-5", 10, 50),
-      open("claude-mythos-preview", 10, 50),
-      open("claude-opus-5", 5, 25),
-      open("claude-opus-4-8", 5, 25),
-      open("claude-opus-4-7", 5, 25),
-      open("claude-opus-4-6", 5, 25),
-      open("claude-opus-4-5", 5, 25),
-      open("claude-opus-4-1", 15, 75),
-      open("claude-opus-4-0", 15, 75),
-      open("claude-opus-4", 15, 75),
-      open("claude-3-opus", 15, 75),
-      {"claude-sonnet-5", {{kLastIntroductoryDay, 2, 10}, {std::nullopt, 3, 15}}},
-      open("claude-sonnet-4-6", 3, 15),
-      open("claude-sonnet-4-5", 3, 15),
-      open("claude-sonnet-4-0", 3, 15),
-      open("claude-sonnet-4", 3, 15),
-      open("claude-3-7-sonnet", 3, 15),
-      open("claude-3-5-sonnet", 3, 15),
-      open("claude-haiku-4-5", 1, 5),
-      open("claude-3-5-haiku", 0.8, 4),
-      open("claude-3-haiku", 0.25, 1.25),
-  };
-}
-
-// The entry of the model itself, else of the longest key that it begins with; null when there is none.
-const TableEntry* entryOf(InternedText model) {
-  const TableEntry* best = nullptr;
-  for (const TableEntry& entry : table()) {
-    if (model.canonical() == entry.model) {
-      return &entry;
+std::vector<PricedModel> makeTable() {
+  std::vector<PricedModel> models;
+  for (const ListPrice& price : listPrices) {
+    if (models.empty() || models.back().model != price.model) {
+      models.push_back({std::string(price.model), {}});
     }
-    if ((best == nullptr || entry.model.size() > best->model.size()) &&
-        Text::hasPrefix(model.canonical(), entry.model)) {
-      best = &entry;
-    }
+    models.back().tiers.push_back({price.until, {price.input, price.output}});
   }
-  return best;
-}
-
-// The calendar is only asked where the date matters, for entries of several tiers.
-Prices pricesOn(const TableEntry& entry, TimePoint day, const Calendar& calendar) {
-  const auto applies = [&](const PriceTier& tier) {
-    return !tier.until || calendar.date(day) <= *tier.until;
-  };
-  auto tier = std::find_if(entry.tiers.begin(), entry.tiers.end(), applies);
-  if (tier == entry.tiers.end()) {
-    --tier;
-  }
-  return {tier->input, tier->output};
+  return models;
 }
 
 }  // namespace
@@ -73,44 +25,78 @@ Estimate<double> webFetchCost() {
   return UnknownReason::notMetered(InternedText("web fetch"));
 }
 
-std::span<const TableEntry> table() {
-  static const std::vector<TableEntry> entries = makeTable();
-  return entries;
+std::span<const PricedModel> table() {
+  static const std::vector<PricedModel> models = makeTable();
+  return models;
 }
 
-Estimate<Prices> prices(InternedText model, TimePoint day, const Calendar& calendar) {
-  const TableEntry* entry = entryOf(model);
-  if (entry == nullptr) {
+std::vector<const PricedModel*> candidates(InternedText model, const PriceList& list) {
+  std::vector<const PricedModel*> found;
+  for (const std::span<const PricedModel> models : {std::span<const PricedModel>(list.own), table()}) {
+    for (const PricedModel& one : models) {
+      if (Text::hasPrefix(model.canonical(), one.model)) {
+        found.push_back(&one);
+      }
+    }
+  }
+  // Own ones were found first and stay before built-in ones of the same length.
+  std::stable_sort(found.begin(), found.end(), [](const PricedModel* left, const PricedModel* right) {
+    return left->model.size() > right->model.size();
+  });
+  return found;
+}
+
+const PriceTier* tierOn(std::span<const PricedModel* const> candidates, TimePoint day,
+                        const Calendar& calendar) {
+  // The calendar is only asked where the date matters.
+  const auto applies = [&](const PriceTier& tier) {
+    return !tier.until || calendar.date(day) <= *tier.until;
+  };
+  for (const PricedModel* const one : candidates) {
+    const auto tier = std::ranges::find_if(one->tiers, applies);
+    if (tier != one->tiers.end()) {
+      return &*tier;
+    }
+  }
+  return candidates.empty() ? nullptr : &candidates.front()->tiers.back();
+}
+
+Estimate<Prices> prices(InternedText model, TimePoint day, const Calendar& calendar, const PriceList& list) {
+  const PriceTier* const tier = tierOn(candidates(model, list), day, calendar);
+  if (tier == nullptr) {
     return UnknownReason::noPriceForModel(model);
   }
-  return pricesOn(*entry, day, calendar);
+  return tier->prices;
 }
 
 double cost(const UsageRecord& record, const Prices& prices) {
   const auto tokens = [](std::int64_t count) { return static_cast<double>(count); };
+  const auto cached = [&](std::int64_t count, const std::optional<double>& price, double multiplier) {
+    return price ? tokens(count) * *price : tokens(count) * prices.input * multiplier;
+  };
   // The order of the products and sums is fixed: it decides the last bit.
   const double perMillion = tokens(record.input) * prices.input +
-                            tokens(record.cacheRead) * prices.input * cacheReadMultiplier +
-                            tokens(record.cacheWrite5m) * prices.input * cacheWrite5mMultiplier +
-                            tokens(record.cacheWrite1h) * prices.input * cacheWrite1hMultiplier +
+                            cached(record.cacheRead, prices.cacheRead, cacheReadMultiplier) +
+                            cached(record.cacheWrite5m, prices.cacheWrite5m, cacheWrite5mMultiplier) +
+                            cached(record.cacheWrite1h, prices.cacheWrite1h, cacheWrite1hMultiplier) +
                             tokens(record.output) * prices.output;
   return perMillion / 1'000'000 + tokens(record.webSearch) * webSearchCostPerRequest;
 }
 
-Estimate<double> Pricer::cost(const UsageRecord& record, TimePoint day) {
+RequestCost Pricer::cost(const UsageRecord& record, TimePoint day) {
   Known& known = known_[record.model];
   if (!known.isLookedUp) {
-    known.entry = entryOf(record.model);
+    known.candidates = candidates(record.model, list_);
     known.isLookedUp = true;
   }
-  if (known.entry == nullptr) {
+  if (known.candidates.empty()) {
     return UnknownReason::noPriceForModel(record.model);
   }
   if (known.day != day) {
-    known.prices = pricesOn(*known.entry, day, calendar_);
+    known.prices = tierOn(known.candidates, day, calendar_)->prices;
     known.day = day;
   }
-  return Pricing::cost(record, known.prices);
+  return {Pricing::cost(record, known.prices), known.prices.isOwn};
 }
 
 }  // namespace tallyfin::Pricing

@@ -13,6 +13,7 @@
 
 #include "Platform/Calendar.hpp"
 #include "Platform/Parallel.hpp"
+#include "TallyfinCore/Attribution/PriceList.hpp"
 #include "TallyfinCore/Cache/Verification.hpp"
 #include "TallyfinCore/Environment.hpp"
 #include "TallyfinCore/Estimate.hpp"
@@ -99,9 +100,10 @@ class ScanCache {
   /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
   /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known
   /// nor the file. Cannot fail; a file that cannot be read shows in the result. Takes as
-  /// long as a full read; costs are those of the days of `calendar`.
+  /// long as a full read; costs are those of `prices` on the days of `calendar`.
   VerificationResult verifyAgainstFullScan(const std::vector<SourceHome>& homes, const Calendar& calendar,
-                                           const Clock& clock);
+                                           const Clock& clock,
+                                           const PriceList& prices = PriceList::builtIn());
 
   /// The result of the last such check; absent before the first and after `clear`.
   std::optional<VerificationResult> lastVerification() const;

@@ -23,10 +23,10 @@ std::uint64_t bytesBeyond(std::uint64_t consumed, const std::string& path) {
   return now && now->size > consumed ? now->size - consumed : 0;
 }
 
-double costOf(const UnifiedRequests& requests, const Calendar& calendar) {
+double costOf(const UnifiedRequests& requests, const Calendar& calendar, const PriceList& prices) {
   double sum = 0;
   DayLookup days(calendar);
-  Pricing::Pricer pricer(calendar);
+  Pricing::Pricer pricer(calendar, prices);
   for (const UsageRecord& record : requests.records()) {
     const Estimate<double> cost = pricer.cost(record, days.startOfDay(record.timestamp));
     sum += cost.isKnown() ? *cost.value() : 0;
@@ -57,7 +57,8 @@ void compare(const UnifiedRequests& cached, const UnifiedRequests& fresh, Verifi
 }  // namespace
 
 VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome>& homes,
-                                                    const Calendar& calendar, const Clock& clock) {
+                                                    const Calendar& calendar, const Clock& clock,
+                                                    const PriceList& prices) {
   const TimePoint start = clock();
   const KnownFiles files = known();
   VerificationResult result;
@@ -96,8 +97,8 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
     }
   }
 
-  result.freshCost = costOf(fresh, calendar);
-  result.cachedCost = costOf(cached, calendar);
+  result.freshCost = costOf(fresh, calendar, prices);
+  result.cachedCost = costOf(cached, calendar, prices);
   compare(cached, fresh, result);
   result.checkedAt = clock();
   result.duration = std::max(0.0, result.checkedAt.seconds - start.seconds);

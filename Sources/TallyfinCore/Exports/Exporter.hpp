@@ -93,6 +93,7 @@ struct Options {
   std::optional<std::int64_t> limitPerAxis = {};  ///< at most so many rows of a breakdown; not negative
   std::vector<FileProvenance> sourceFiles = {};   ///< ScanCache::recordsPerFile(), or empty
   RecordFilter recordFilter = {};                 ///< which records of those files count
+  PriceList prices = {};                          ///< the prices of the report, for those files
   bool byteOrderMark = false;                     ///< whether a CSV begins with U+FEFF
   std::vector<Axis> summaryAxes = {};             ///< the axes of the summary, in its order
   std::int64_t summaryRowLimit = 0;               ///< rows an axis there; not negative

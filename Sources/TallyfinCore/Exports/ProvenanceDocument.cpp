@@ -111,8 +111,9 @@ class ProvenanceWriter {
           "this is not a claim that no file produced the figure");
       return;
     }
-    const FileContributions contributions = fileContributions(
-        options_.sourceFiles, options_.calendar, options_.from, options_.to, options_.recordFilter);
+    const FileContributions contributions =
+        fileContributions(options_.sourceFiles, options_.calendar, options_.from, options_.to,
+                          options_.recordFilter, options_.prices);
     const auto known = static_cast<std::int64_t>(options_.sourceFiles.size());
     add(Section::sourceFile, "files_contributing", std::to_string(contributions.files.size()),
         concat("out of ", plainlyCounted(known, "file", "files"), " known to the cache"));
@@ -171,6 +172,10 @@ class ProvenanceWriter {
     add(Section::assumption, "unpriced_requests", std::to_string(total.cost.unpricedRequests),
         total.cost.unpricedModels.empty() ? "every model in range had a known price"
                                           : concat("no known price for: ", total.cost.unpricedNames("; ")));
+    if (const std::optional<std::string> own = total.cost.ownPriced()) {
+      add(Section::assumption, "own_prices", *own,
+          "priced by a file of one's own; their costs are not at list prices");
+    }
   }
 
   void addAttribution() {

@@ -12,11 +12,11 @@ namespace {
 // wherever the report names them.
 class Pass {
  public:
-  Pass(const Calendar& calendar, const ProjectResolver& resolver, bool includeHours)
-      : calendar_(calendar), resolver_(resolver), pricer_(calendar), includeHours_(includeHours) {}
+  Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, bool includeHours)
+      : calendar_(calendar), resolver_(resolver), pricer_(calendar, prices), includeHours_(includeHours) {}
 
   void add(const UsageRecord& record, TimePoint day) {
-    const Estimate<double> cost = pricer_.cost(record, day);
+    const RequestCost cost = pricer_.cost(record, day);
     const Directory& directory = directoryOf(record.rawCwd);
     const std::size_t session = report_.bySession.place(record.sessionId);
     Bucket& ofSession = report_.bySession.at(session);
@@ -109,7 +109,7 @@ void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoin
 Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
                              std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
                              bool includeHours, const RecordFilter& filter) const {
-  Pass pass(calendar_, resolver_, includeHours);
+  Pass pass(calendar_, resolver_, prices_, includeHours);
   forEachInRange(records, from, to, filter, calendar_,
                  [&](const UsageRecord& record, TimePoint day) { pass.add(record, day); });
   return std::move(pass).finish(diagnostics);
@@ -119,7 +119,7 @@ AgentsByKey Aggregator::agentsBy(Grouping grouping, std::span<const UsageRecord>
                                  std::optional<TimePoint> from, std::optional<TimePoint> to,
                                  const RecordFilter& filter) const {
   AgentsByKey agents;
-  Pricing::Pricer pricer(calendar_);
+  Pricing::Pricer pricer(calendar_, prices_);
   KeyedRows<std::uint32_t, std::optional<InternedText>> projects;  // by spelling of the working directory
   const auto keyOf = [&](const UsageRecord& record) {
     if (grouping == Grouping::model) {

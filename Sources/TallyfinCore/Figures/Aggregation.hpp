@@ -3,6 +3,7 @@
 // One pass from records to a report.
 
 #include "Platform/Calendar.hpp"
+#include "TallyfinCore/Attribution/PriceList.hpp"
 #include "TallyfinCore/Attribution/ProjectPath.hpp"
 #include "TallyfinCore/Figures/RecordSelection.hpp"
 #include "TallyfinCore/Figures/Report.hpp"
@@ -20,12 +21,13 @@ using AgentsByKey = KeyedRows<InternedText, BucketsBy<AgentIdentity>>;
 /// Makes reports. Safe from any thread.
 class Aggregator {
  public:
-  /// `calendar` says which day and hour a request falls on, `resolver` which project.
-  Aggregator(const Calendar& calendar, ProjectResolver resolver)
-      : calendar_(calendar), resolver_(std::move(resolver)) {}
+  /// `calendar` says which day and hour a request falls on, `resolver` which project, `prices` what it costs.
+  Aggregator(const Calendar& calendar, ProjectResolver resolver, PriceList prices = {})
+      : calendar_(calendar), resolver_(std::move(resolver)), prices_(std::move(prices)) {}
 
   const Calendar& calendar() const { return calendar_; }
   const ProjectResolver& resolver() const { return resolver_; }
+  const PriceList& prices() const { return prices_; }
 
   /// The start of the day that `time` falls on.
   TimePoint day(TimePoint time) const { return calendar_.startOfDay(time); }
@@ -46,6 +48,7 @@ class Aggregator {
  private:
   Calendar calendar_;
   ProjectResolver resolver_;
+  PriceList prices_;
 };
 
 }  // namespace tallyfin

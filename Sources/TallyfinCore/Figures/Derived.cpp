@@ -36,18 +36,22 @@ Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, con
 }
 
 Estimate<CostEstimate> yesterdayAtSameTime(std::span<const UsageRecord> records, TimePoint now,
-                                           const Calendar& calendar) {
+                                           const Calendar& calendar, const PriceList& prices) {
   const TimePoint start = calendar.startOfDay(now, -1);
   // The same distance from the start of the day, not the same reading of the clock.
   const TimePoint cutoff{start.seconds + std::trunc(now.seconds - calendar.startOfDay(now).seconds)};
 
   DayLookup days(calendar);
-  Pricing::Pricer pricer(calendar);
+  Pricing::Pricer pricer(calendar, prices);
   CostEstimate sum;
   bool isAny = false;
   for (const UsageRecord& record : records) {
     if (record.timestamp >= start && record.timestamp <= cutoff) {
-      sum.add(pricer.cost(record, days.startOfDay(record.timestamp)));
+      const RequestCost cost = pricer.cost(record, days.startOfDay(record.timestamp));
+      sum.add(cost);
+      if (cost.isOwnPriced) {
+        sum.noteOwnPrice(record.model);
+      }
       isAny = true;
     }
   }

@@ -9,10 +9,10 @@ namespace tallyfin {
 
 FileContributions fileContributions(std::span<const FileProvenance> files, const Calendar& calendar,
                                     std::optional<TimePoint> from, std::optional<TimePoint> to,
-                                    const RecordFilter& filter) {
+                                    const RecordFilter& filter, const PriceList& prices) {
   FileContributions result;
   RecordSelection selection(calendar, from, to, filter);
-  Pricing::Pricer pricer(calendar);
+  Pricing::Pricer pricer(calendar, prices);
   std::vector<std::uint8_t> seen(InternedText::count(), 0);  // by number of the request key: files, up to two
   for (const FileProvenance& file : files) {
     Bucket bucket;

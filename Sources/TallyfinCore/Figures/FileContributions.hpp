@@ -31,6 +31,7 @@ struct FileContributions {
 /// Sums the records of each file that a report with the same range and filter was made of.
 FileContributions fileContributions(std::span<const FileProvenance> files, const Calendar& calendar,
                                     std::optional<TimePoint> from, std::optional<TimePoint> to,
-                                    const RecordFilter& filter);
+                                    const RecordFilter& filter,
+                                    const PriceList& prices = PriceList::builtIn());
 
 }  // namespace tallyfin

@@ -56,7 +56,7 @@ Ranking<Key> best(Ranking<Key> rows, std::optional<std::int64_t> limit) {
 
 }  // namespace
 
-void Bucket::add(const UsageRecord& record, const Estimate<double>& requestCost) {
+void Bucket::add(const UsageRecord& record, const RequestCost& requestCost) {
   ++requests;
   addTo(input, record.input);
   addTo(output, record.output);
@@ -68,6 +68,9 @@ void Bucket::add(const UsageRecord& record, const Estimate<double>& requestCost)
   ++modelCounts[modelIndex.place(modelCounts, record.model)].second;
   cacheWriteAssumedRequests += record.cacheWriteBreakdownAssumed ? 1 : 0;
   cost.add(requestCost);
+  if (requestCost.isOwnPriced) {
+    cost.noteOwnPrice(record.model);
+  }
   if (!firstActivity || record.timestamp < *firstActivity) {
     firstActivity = record.timestamp;
   }

@@ -48,7 +48,7 @@ struct Bucket {
   RowIndex<InternedText> modelIndex;           ///< of `modelCounts`, for `add` alone
 
   /// Adds a request with its cost (Pricing::Pricer, at the prices of the request's own day).
-  void add(const UsageRecord& record, const Estimate<double>& requestCost);
+  void add(const UsageRecord& record, const RequestCost& requestCost);
 
   /// Requests by model, most used first; equally used ones in text order.
   std::vector<std::pair<InternedText, std::int64_t>> modelsByUse() const;

@@ -49,11 +49,16 @@ std::string list(const Rows& rows, std::string_view empty) {
 }
 
 std::string footer(const Report& report, const Period& period) {
+  return footer(report, period, report.total.cost);
+}
+
+std::string footer(const Report& report, const Period& period, const CostEstimate& shown) {
   std::string text = "\n";
   if (period.includesToday) {
     text += "The period includes today — the figure is not final.\n";
   }
-  for (const auto& note : {R::unpricedNote(report.total), R::assumedNote(report.total)}) {
+  for (const auto& note :
+       {R::unpricedNote(report.total), R::assumedNote(report.total), R::ownPricesNote(shown)}) {
     if (note) {
       append(text, *note, "\n");
     }

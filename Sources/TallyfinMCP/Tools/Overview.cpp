@@ -40,7 +40,7 @@ std::string overview(DataSource& data, const JsonValue& arguments) {
   const Report all = data.report(Period::all());
   const Report today = data.report(todayPeriod);
 
-  const auto yesterdaySoFar = Derived::yesterdayAtSameTime(data.records(), now, calendar);
+  const auto yesterdaySoFar = Derived::yesterdayAtSameTime(data.records(), now, calendar, data.prices());
   const auto change = Derived::delta(today.total.cost.priced, yesterdaySoFar);
   const auto median = Derived::medianOfRecentDays(all, 7, now, calendar);
 
@@ -66,7 +66,7 @@ std::string overview(DataSource& data, const JsonValue& arguments) {
   line("  days with activity   ", grouped(all.activeDays()));
   line("  total recorded       ", costInAnswer(all.total));
   line("  range                ", R::span(all.total, calendar));
-  text += footer(today, todayPeriod);
+  text += footer(today, todayPeriod, all.total.cost);
   line("Next: tally_top_agents · tally_provenance · tally_sources");
   return text;
 }

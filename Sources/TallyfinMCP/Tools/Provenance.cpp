@@ -78,8 +78,9 @@ std::string provenance(DataSource& data, const JsonValue& arguments) {
   const std::int64_t limit = std::max<std::int64_t>(1, integerArgument(arguments, "limit").value_or(20));
   const Filters filters = buildFilters(data, arguments);
   const Report report = data.report(period, filters.predicate);
-  const FileContributions files = fileContributions(data.cache().recordsPerFile(), data.calendar(),
-                                                    period.from, period.through, filters.predicate);
+  const FileContributions files =
+      fileContributions(data.cache().recordsPerFile(), data.calendar(), period.from, period.through,
+                        filters.predicate, data.prices());
 
   std::string text =
       concat(header("Provenance", period, filters), R::rule, "\n", "THE FIGURE\n", "  cost   ",

@@ -7,6 +7,7 @@
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 #include "absl/strings/str_format.h"
+#include "absl/strings/str_join.h"
 
 namespace tallyfin::Tools {
 namespace {
@@ -61,6 +62,21 @@ std::string agentRoster(const RosterCoverage& coverage) {
                 " of the named agents\n");
 }
 
+std::string ownPrices(const PriceList& prices, const ProjectResolver& paths) {
+  if (prices.file.empty()) {
+    return {};
+  }
+  const std::string file = concat("\nOWN PRICES\n  file  ", paths.tildify(prices.file), " — ");
+  if (prices.problem) {
+    return concat(file, "unusable, only list prices are used: ", *prices.problem, "\n");
+  }
+  const auto count = static_cast<std::int64_t>(prices.own.size());
+  return concat(file, R::noun(count, "model", "models"), prices.own.empty() ? "" : ": ",
+                absl::StrJoin(prices.own, ", ",
+                              [](std::string* out, const PricedModel& one) { out->append(one.model); }),
+                "\n");
+}
+
 }  // namespace
 
 std::string sources(DataSource& data, const JsonValue&) {
@@ -78,6 +94,10 @@ std::string sources(DataSource& data, const JsonValue&) {
   text += scan(report.diagnostics, data.resolver());
   text += incrementalCache(stats, data.resolver().tildify(data.cache().cachePath()));
   text += agentRoster(roster.coverage());
+  text += ownPrices(data.prices(), data.resolver());
+  if (const std::optional<std::string> note = R::ownPricesNote(report.total.cost)) {
+    append(text, "\n", *note);
+  }
   return concat(text, "\n— ", Derived::disclaimer, "\n");
 }
 

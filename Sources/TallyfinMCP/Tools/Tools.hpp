@@ -62,7 +62,9 @@ Rows dayRows(const Report& report, const Calendar& calendar);
 /// One line a row; without rows the line "  unknown — " and `empty`.
 std::string list(const Rows& rows, std::string_view empty);
 
-/// The closing lines: an empty one, what makes the figures preliminary or partial, the disclaimer.
+/// The closing lines: an empty one, what makes the figures preliminary or partial, the disclaimer. `shown` is
+/// the cost of all that the answer shows, where that is more than the report.
+std::string footer(const Report& report, const Period& period, const CostEstimate& shown);
 std::string footer(const Report& report, const Period& period);
 
 /// The first ten files that could not be read, an indented line each; the rest is told by its number
