@@ -115,7 +115,7 @@ std::string withoutPrice(const std::map<InternedText, Unpriced>& models) {
     append(*out, "  {\"model\": ", nlohmann::json(one.first.text()).dump(), ", \"input\": , \"output\": }");
   };
   return concat("\nMODELS WITHOUT A PRICE\n", inColumns(rows),
-                "\nTo price them, fill in US dollars per million tokens and put this into the file:\n\n",
+                "\nTo price them, fill in US dollars per million tokens and put the lines into the file:\n\n",
                 "{\"prices\": [\n", absl::StrJoin(byUse, ",\n", line), "\n]}\n");
 }
 

@@ -15,8 +15,8 @@ TEST(PriceList, WhatIsWrongAnywhereMakesTheWholeFileUnusable) {
     std::string text;
     std::string problem;
   } cases[] = {
-      {"", "line 1: no valid JSON: it ends too early"},
-      {"{\"prices\": [\n\n", "line 2: no valid JSON: it ends too early"},
+      {"", "line 1: no valid JSON; last read: "},
+      {"{\"prices\": [\n\n", R"(line 2: no valid JSON; last read: "prices": [<U+000A><U+000A>)"},
       {"[]", R"(line 1: the file must be an object with the member "prices")"},
       {"7", R"(line 1: the file must be an object with the member "prices")"},
       {"{}", R"(line 1: "prices" is missing)"},
@@ -24,8 +24,9 @@ TEST(PriceList, WhatIsWrongAnywhereMakesTheWholeFileUnusable) {
       {"{\"prices\": [\n5\n]}", "line 2: a price must be an object"},
       {"{\"prices\": [],\n\"prices\": []}", R"(line 2: "prices" stands twice)"},
       {"{\"prices\": [],\n\"price\": 1}", R"(line 2: unknown member "price")"},
-      {"{\"prices\": []} x", "line 1: no valid JSON at \"x\""},
-      {"{\"prices\": [\n{\"model\": \"a\", \"input\": , \"output\": }\n]}", "line 2: no valid JSON at \",\""},
+      {"{\"prices\": []} x", R"(line 1: no valid JSON; last read: "prices": []} x)"},
+      {"{\"prices\": [\n{\"model\": \"a\", \"input\": , \"output\": }\n]}",
+       R"(line 2: no valid JSON; last read: "input": ,)"},
       {entry(R"("input": 1, "output": 2)"), R"(line 2: "model" is missing)"},
       {entry("\n\"model\": \"a\", \"output\": 2"), R"(line 2: "input" is missing)"},
       {entry(R"("model": "a", "input": 1)"), R"(line 2: "output" is missing)"},
@@ -35,7 +36,7 @@ TEST(PriceList, WhatIsWrongAnywhereMakesTheWholeFileUnusable) {
       {entry(R"("model": "a", "output": "2")"), R"(line 2: "output" must be a number)"},
       {entry(R"("model": "a", "output": [2])"), R"(line 2: "output" must be a number)"},
       {entry(R"("model": "a", "output": null)"), "line 2: null is no value"},
-      {entry(R"("model": "a", "output": NaN)"), "line 2: no valid JSON at \"N\""},
+      {entry(R"("model": "a", "output": NaN)"), R"(line 2: no valid JSON; last read: "output": N)"},
       {entry(R"("model": 5)"), R"(line 2: "model" must be a text)"},
       {entry(R"("model": " [1m]")"), R"(line 2: "model" is empty)"},
       {entry(R"("model": "a\u0000b")"), R"(line 2: "model" holds a control character)"},

@@ -151,10 +151,9 @@ class Reader : public nlohmann::json_sax<nlohmann::json> {
   bool parse_error(std::size_t, const std::string& token, const nlohmann::json::exception& error) override {
     constexpr int kOutOfRange = 406;
     if (error.id == kOutOfRange) {
-      return fail(concat("a number too large: ", Text::prefix(token, kShownOfText)));
+      return fail(concat("a number too large: ", Text::suffix(token, kShownOfText)));
     }
-    return fail(token.empty() ? "no valid JSON: it ends too early"
-                              : concat("no valid JSON at ", shown(token)));
+    return fail(concat("no valid JSON; last read: ", Text::suffix(token, kShownOfText)));
   }
 
  private:

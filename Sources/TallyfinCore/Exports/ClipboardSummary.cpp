@@ -102,10 +102,11 @@ std::string periodTag(const Options& options, std::size_t room) {
 
 std::string clipboardSummary(const Report& report, const Options& options) {
   const Stamps stamps(options.calendar);
+  const std::optional<std::string> own = report.total.cost.ownPriced();
   std::string out =
       concat("Tallyfin — usage report\n", "Period:    ", periodDescription(report, options, stamps), "\n",
              "Generated: ", stamps.instant(options.generatedAt), "\n", "Currency:  ", currencyCode,
-             " (Anthropic list API prices)\n\n");
+             " (Anthropic list API prices", own ? concat("; own prices for ", *own) : "", ")\n\n");
   appendTotal(out, report, stamps);
   for (const Axis axis : options.summaryAxes) {
     appendAxis(out, report, axis, options);

@@ -33,7 +33,8 @@ CostCells costInTable(const Bucket& bucket) {
     return {UnknownReason::placeholder, "unknown — no known price for any request in this row"};
   }
   return {decimal(bucket.cost.priced, CostCells::decimals),
-          bucket.cost.isComplete() ? "complete" : "lower bound — priced requests only"};
+          concat(bucket.cost.isComplete() ? "complete" : "lower bound — priced requests only",
+                 bucket.cost.ownPricedModels.empty() ? "" : ", own prices")};
 }
 
 }  // namespace tallyfin
