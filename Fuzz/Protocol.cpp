@@ -100,17 +100,16 @@ void requireResult(const std::string& method, const PlainValue& reply) {
 // What is owed to one line, worked out the plain way.
 void requireReply(const std::string& line, const std::optional<std::string>& reply, std::size_t logged) {
   const std::string_view trimmed = Text::trimmedWhitespace(line);
-  const std::optional<PlainValue> message = readPlainJson(trimmed);
-  requireSameAsNlohmann(trimmed, message);
+  const auto [message, isBeyond] = readPlainJson(trimmed);
+  if (isBeyond) return;
   const std::optional<std::string> method = message ? message->textMember("method") : std::nullopt;
   require(logged == (trimmed.empty() || method ? 0U : 1U), "what is no message is logged, once");
   const bool isOwed = method && message->member("id") != nullptr && method->rfind("notifications/", 0) != 0;
   require(reply.has_value() == isOwed, "a reply to each request, to nothing else");
   if (!reply) return;
   require(reply->find('\n') == std::string::npos, "a reply is one line");
-  const std::optional<PlainValue> answer = readPlainJson(*reply);
+  const std::optional<PlainValue> answer = readPlainJson(*reply).value;
   require(answer && answer->members.size() == 3, "a reply is an object of three members");
-  requireSameAsNlohmann(*reply, answer);
   require(answer->textMember("jsonrpc") == "2.0", "the version of the protocol");
   const PlainValue* const id = answer->member("id");
   require(id != nullptr && *id == *message->member("id"), "the id comes back");

@@ -94,10 +94,6 @@ std::string Server::ask(std::string_view message) {
   return line();
 }
 
-void Server::closeOutput() {
-  closeOnce(output_);
-}
-
 Server::End Server::finish() {
   closeOnce(input_);
   while (output_ >= 0 && readMore()) {

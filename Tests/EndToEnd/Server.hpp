@@ -32,9 +32,6 @@ class Server {
   /// Sends a line and gives the answer.
   std::string ask(std::string_view message);
 
-  /// Stops listening, as a client that went away.
-  void closeOutput();
-
   /// Closes standard input, and gives the rest of standard output and the exit status (128 + the number of
   /// the signal that killed it).
   struct End {

@@ -8,7 +8,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 namespace tallyfin {
 namespace {
@@ -111,58 +110,6 @@ TEST_F(ServerTest, FiguresAreTheSameFromScratchFromTheCacheAndOverGarbage) {
     EXPECT_EQ(answer(), expectedHistory_);
     EXPECT_EQ(home_.read("cache/scan.bin").size(), cache.size()) << "and the file is whole again";
   }
-}
-
-TEST_F(ServerTest, WhatIsNoTranscriptDoesNotStopIt) {
-  addHistory();
-  ASSERT_EQ(mkfifo(home_.path("made/.claude/projects/p/x.jsonl").c_str(), 0600), 0);
-  home_.makeDirectory("made/.claude/projects/p/directory.jsonl");
-  home_.link("made/.claude/projects/p/dangling.jsonl", "/nowhere/at/all");
-  home_.link("made/.claude/projects/p/device.jsonl", "/dev/zero");
-  home_.write("made/.claude/projects/p/\xff\xfe.jsonl", "\xff\n{\"usage\"\n");
-  home_.write("made/.claude-outlook", "a home that is a file");
-  home_.write("made/.claude/teams/session-1/config.json", "[");
-  Server server(variables(), logPath());
-  EXPECT_EQ(history(server.ask(overviewCall)), expectedHistory_);
-  EXPECT_EQ(server.finish().status, 0);
-}
-
-TEST_F(ServerTest, LongAndDeepLinesDoNoHarm) {
-  const auto repeated = [](const std::string& part, std::size_t bytes) {
-    std::string text;
-    while (text.size() < bytes) {
-      text += part;
-    }
-    return text;
-  };
-  const std::size_t deep = 100'000;
-  const std::size_t length = 20'000'000;
-  Server server(variables(), logPath());
-  server.send(R"({"id":2,"method":"ping","params":)" + repeated("[", deep) + repeated("]", deep) + "}\n");
-  server.send(repeated("[", length) + "\n");
-  EXPECT_EQ(server.ask(R"({"padding":")" + repeated("x", length) + R"(","id":1,"method":"ping"})"), pong);
-  EXPECT_EQ(server.ask(R"({"id":1,"method":"ping","params":[)" + repeated("7 ,", length) + "7]}"), pong);
-  const std::string id = repeated("y", length);
-  EXPECT_EQ(server.ask(R"({"method":"ping","id":")" + id + "\"}"),
-            R"({"jsonrpc":"2.0","id":")" + id + R"(","result":{}})");
-  EXPECT_EQ(server.ask(ping), pong);
-  EXPECT_EQ(server.finish().status, 0);
-}
-
-TEST_F(ServerTest, EndsWithItsInput) {
-  Server server(variables(), logPath());
-  const Server::End end = server.finish();
-  EXPECT_EQ(end.output, "");
-  EXPECT_EQ(end.status, 0);
-  EXPECT_THAT(home_.read("log"), testing::EndsWith("\n[tallyfin-mcp] stdin closed; exiting\n"));
-}
-
-TEST_F(ServerTest, AClientThatWentAwayEndsItQuietly) {
-  Server server(variables(), logPath());
-  EXPECT_EQ(server.ask(ping), pong);
-  server.closeOutput();
-  server.send(ping + "\n" + ping + "\n");
-  EXPECT_EQ(server.finish().status, 0);
 }
 
 TEST_F(ServerTest, AClosedStandardOutputIsNoFileOfOurs) {
