@@ -2,6 +2,7 @@
 #include "TallyfinCore/Attribution/ProjectPath.hpp"
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -115,6 +116,20 @@ TEST(ProjectPathTests, AnAnswerStaysAndIsSharedByCopies) {
   EXPECT_EQ(copy.resolve(path), first);
   EXPECT_EQ(first.provenance, Provenance::rawFallback);
   EXPECT_EQ(resolver.resolve(path).provenance, Provenance::exact);
+}
+
+TEST(ProjectPathTests, ThreadsMayAskAtOnce) {
+  const ProjectResolver resolver("/srv", true);
+  const auto ask = [&resolver] {
+    for (int number = 0; number < 200; ++number) {
+      const std::string name = "/no-such-place/" + std::to_string(number);
+      EXPECT_EQ(resolver.resolve(InternedText("/srv" + name)).canonical.text(), "~" + name);
+    }
+  };
+  std::thread threads[] = {std::thread(ask), std::thread(ask), std::thread(ask)};
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
 }
 
 }  // namespace
