@@ -6,7 +6,6 @@
 #include "TallyfinCore/Attribution/Pricing.hpp"
 #include "TallyfinCore/Figures/Aggregation.hpp"
 
-#include <limits>
 #include <map>
 #include <random>
 #include <string>
@@ -16,31 +15,6 @@
 
 namespace tallyfin {
 namespace {
-
-TEST(Bucket, DominantComponentIsTheLargestAndTheFirstOfEquals) {
-  const struct {
-    RecordParts parts;
-    std::optional<DominantComponent> expected;
-  } cases[] = {{{.input = 10, .output = 30, .cacheRead = 60}, DominantComponent{"cache read", 60}},
-               {{.output = 50, .cacheRead = 50}, DominantComponent{"cache read", 50}},
-               {{.input = 20, .output = 40, .cacheWrite5m = 10, .cacheWrite1h = 30},
-                DominantComponent{"cache write", 40}},
-               {{.input = 50, .output = 50}, DominantComponent{"output", 50}},
-               {{.input = 50, .output = 49, .cacheRead = 1}, DominantComponent{"input", 50}},
-               {{.webSearch = 3}, std::nullopt},
-               {{.input = 5, .output = -5}, std::nullopt}};
-  for (const auto& [parts, expected] : cases) {
-    Bucket bucket;
-    bucket.add(make(parts), 0.0);
-    const Estimate<DominantComponent> dominant = bucket.dominantComponent();
-    ASSERT_EQ(dominant.isKnown(), expected.has_value());
-    EXPECT_EQ(bucket.share(&Bucket::output).isKnown(), expected.has_value());
-    if (expected) {
-      EXPECT_EQ(*dominant.value(), *expected);
-      EXPECT_EQ(*bucket.share(&Bucket::output).value(), static_cast<double>(parts.output));
-    }
-  }
-}
 
 TEST(KeyedRows, KeepsTheOrderOfFirstAppearanceAndFindsEveryKey) {
   KeyedRows<int, int> rows;

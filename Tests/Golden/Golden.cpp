@@ -16,8 +16,8 @@
 //   === clock 2026-03-10 14:30 UTC        another start of the server, at this time
 //   === write|append PATH TEXT, remove PATH, mkdir PATH, link PATH TARGET
 
+#include "Golden/Steps.hpp"
 #include "Platform/Concat.hpp"
-#include "Support/Machine.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
@@ -26,9 +26,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
@@ -36,66 +34,11 @@
 namespace tallyfin {
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::json;
-
-std::string contentOf(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    throw std::runtime_error("cannot read " + path.string());
-  }
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string replaced(std::string text, const std::string& from, const std::string& to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
-}
-
-/// A step: what is asked, and what stands below it.
-struct Step {
-  std::string question;
-  std::string answer;
-};
-
-/// The steps of a file; what stands above the first is a remark.
-std::vector<Step> stepsOf(const std::string& content, std::string& remark) {
-  std::vector<Step> steps;
-  std::istringstream lines(content);
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("=== ")) {
-      steps.push_back({line.substr(4), ""});
-    } else {
-      (steps.empty() ? remark : steps.back().answer) += line + "\n";
-    }
-  }
-  return steps;
-}
-
-/// The part of a text before the first blank, which is taken off with it.
-std::string firstWord(std::string& text) {
-  const std::size_t blank = text.find(' ');
-  std::string word = text.substr(0, blank);
-  text.erase(0, blank == std::string::npos ? blank : blank + 1);
-  return word;
-}
 
 class Session {
  public:
-  explicit Session(const fs::path& home) {
-    std::string remark;
-    for (const auto& [path, content] : stepsOf(contentOf(home), remark)) {
-      if (path.starts_with("clock ")) {
-        act(path);
-      } else if (path.ends_with('/')) {
-        disk().makeDirectory(path);
-      } else {
-        disk().write(path, atHome(content));
-      }
-    }
-  }
+  explicit Session(const fs::path& home) { furnish(machine_, home); }
 
   /// What a step gives; nothing for one that only changes something.
   std::string act(const std::string& question) {
@@ -122,10 +65,7 @@ class Session {
   void change(const std::string& verb, std::string rest) {
     const std::string what = firstWord(rest);
     if (verb == "clock") {
-      const std::string time = firstWord(rest);
-      machine_.calendar = Calendar::named(rest.empty() ? "UTC" : rest).value();
-      machine_.now = machine_.calendar.parseDay(what).value().seconds + std::stoi(time) * 3600.0 +
-                     std::stoi(time.substr(3)) * 60.0;
+      setClock(machine_, what + " " + rest);
       server_.reset();
       data_.reset();
     } else if (verb == "wait") {

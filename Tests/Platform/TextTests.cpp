@@ -65,7 +65,8 @@ TEST(Text, IllFormedBytesBecomeOneReplacementForEachMaximalSubpart) {
   }
   EXPECT_EQ(Text::compare("z", "\u00E0"), std::strong_ordering::less);
   EXPECT_EQ(Text::compare("e\u0301", "\u0100"), std::strong_ordering::less);
-  EXPECT_EQ(Text::compare("\uFFFD", "\U00010000"), std::strong_ordering::less) << "by code points, not by units of UTF-16";
+  EXPECT_EQ(Text::compare("\uFFFD", "\U00010000"), std::strong_ordering::less)
+      << "by code points, not by units of UTF-16";
 }
 
 // What the library knows of characters is its own; here it is what stands around it: fast roads, repair,
