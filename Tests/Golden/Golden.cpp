@@ -14,7 +14,7 @@
 //   === csv day {"limit":2}               a document: csv, name, provenance, summary
 //   === wait 15                           seconds pass
 //   === clock 2026-03-10 14:30 UTC        another start of the server, at this time
-//   === write|append PATH TEXT, remove PATH, mkdir PATH, link PATH TARGET
+//   === write|append PATH TEXT, remove PATH, mkdir PATH
 
 #include "Golden/Steps.hpp"
 #include "Platform/Concat.hpp"
@@ -78,8 +78,6 @@ class Session {
       disk().remove(what);
     } else if (verb == "mkdir") {
       disk().makeDirectory(what);
-    } else if (verb == "link") {
-      disk().link(what, rest);
     } else {
       throw std::runtime_error("no such step: " + verb);
     }
