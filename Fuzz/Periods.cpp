@@ -7,8 +7,6 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "Support/MakeRecord.hpp"
-#include "Support/TempHome.hpp"
-#include "Tallyfin/Command.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
 #include "TallyfinMCP/Lookup.hpp"
 #include "TallyfinMCP/MCPError.hpp"
@@ -33,7 +31,6 @@ namespace {
 struct Question {
   const Calendar* calendar = nullptr;
   TimePoint now;
-  bool runsCommand = false;
   std::array<std::string, 7> lines;
 
   const std::string& period() const { return lines[0]; }
@@ -52,7 +49,6 @@ Question questionOf(std::string_view input) {
   Question question;
   const auto byte = static_cast<unsigned char>(input.empty() ? 0 : input[0]);
   question.calendar = &calendarAt(byte & 0x0F);
-  question.runsCommand = (byte & 0x70) == 0x70;
   input.remove_prefix(std::min<std::size_t>(1, input.size()));
   if ((byte & 0x80) != 0 && input.size() >= sizeof(double)) {  // any moment at all
     std::memcpy(&question.now.seconds, input.data(), sizeof(double));
@@ -280,43 +276,6 @@ void checkLookups(const Question& question) {
   requireFound(resolveAgent(question.lines[3], report), exact, hits);
 }
 
-// The dates of the command: its own parser of arguments in front.
-void checkCommand(const Question& question) {
-  static const TempHome home;
-  const Environment environment{.home = home.path(),
-                                .tallyfinHome = {},
-                                .tallyfinCachePath = home.path("cache.bin"),
-                                .calendar = *question.calendar,
-                                .now = [&question] { return question.now; }};
-  std::string document;
-  const Command::Console console{.document =
-                                     [&document](std::string_view text) {
-                                       document += text;
-                                       return true;
-                                     },
-                                 .message = [](std::string_view) {}};
-  const std::string& from = question.from();
-  const std::string& to = question.to();
-  if (!question.lines[6].empty()) {
-    const int status =
-        Command::run({"export", "summary", "--preset=" + question.lines[6], "--label", question.period()},
-                     environment, console);
-    const bool isPreset = rangePreset(question.lines[6]) && question.lines[6] != "custom";
-    require(!isPreset || status == Command::done || question.period().empty() || question.period()[0] == '-',
-            "a preset is accepted");
-    return;
-  }
-  const int status = Command::run({"export", "summary", "--from", from, "--to", to}, environment, console);
-  require(status == Command::done || status == Command::wrongUsage, "done or wrong usage");
-  if (plainDay(from) && plainDay(to)) {
-    require((status == Command::wrongUsage) == (from > to), "a reversed range alone is refused");
-    require(from > to || (document.find(from) != std::string::npos && document.find(to) != std::string::npos),
-            "a report of the days from the first to the last");
-  } else if (!from.starts_with('-') && !to.starts_with('-')) {
-    require(status == Command::wrongUsage, "what is no date is wrong usage");
-  }
-}
-
 }  // namespace
 }  // namespace tallyfin::Fuzz
 
@@ -326,6 +285,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Fuzz::checkPeriod(question);
   Fuzz::checkRanges(question);
   Fuzz::checkLookups(question);
-  if (question.runsCommand) Fuzz::checkCommand(question);
   return 0;
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-// JSON read the plain slow way: character by character into a tree, with none of the reader's short cuts.
-// What it says of a document is what the fast reader must say. Of equal keys the last wins; a number stays as
-// it was written.
+// JSON read by another parser into a tree, with none of the reader's short cuts. What it says of a document
+// is what the fast reader must say. Of equal keys the last wins; a number that is no integer of 64 bits stays
+// as it was written.
 
 #include <cstdint>
 #include <map>
@@ -17,9 +17,9 @@ struct PlainValue {
   enum class Kind : std::uint8_t { null, truth, falsehood, number, text, array, object };
 
   Kind kind = Kind::null;
-  std::string text;  ///< of a text; the digits of a number
-  std::vector<PlainValue> elements;
-  std::map<std::string, PlainValue> members;
+  std::string text = {};  ///< of a text; the digits of a number
+  std::vector<PlainValue> elements = {};
+  std::map<std::string, PlainValue> members = {};
 
   bool isObject() const { return kind == Kind::object; }
 
@@ -32,11 +32,13 @@ struct PlainValue {
   friend bool operator==(const PlainValue&, const PlainValue&) = default;
 };
 
-/// The document; absent when it is not valid or nested deeper than the reader goes.
-std::optional<PlainValue> readPlainJson(std::string_view document);
-
-/// Ends the process unless another parser says the same of the document, as far as its rules are ours.
-void requireSameAsNlohmann(std::string_view document, const std::optional<PlainValue>& value);
+/// What a document comes to.
+struct PlainJson {
+  std::optional<PlainValue> value;  ///< absent when it is not valid, or nested deeper than the reader goes
+  bool isBeyond =
+      false;  ///< absent for a number that the other parser has no kind for; nothing is said of it
+};
+PlainJson readPlainJson(std::string_view document);
 
 /// A number of a document to 64 bits: cut off towards 0, and to the nearest that fits.
 std::int64_t plainInteger(std::string_view digits);

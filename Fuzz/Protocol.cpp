@@ -4,10 +4,9 @@
 #include "Fuzz/MemoryFile.hpp"
 #include "Fuzz/PlainJson.hpp"
 #include "Fuzz/Target.hpp"
+#include "Golden/Steps.hpp"
 #include "Platform/Streams.hpp"
 #include "Platform/Text.hpp"
-#include "Support/Machine.hpp"
-#include "Support/UsageLine.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
 #include <algorithm>
@@ -20,35 +19,10 @@
 namespace tallyfin::Fuzz {
 namespace {
 
-// A little of everything: two homes, each kind of agent, a model without price, a line that is lost.
 class Session {
  public:
   Session() {
-    const TempHome& home = machine_.home;
-    const UsageLine main{.id = "r1", .time = "2026-03-10T08:10:00Z", .input = 200'000, .output = 120'000};
-    const UsageLine split{.id = "r2",
-                          .time = "2026-03-09T15:00:00Z",
-                          .agent = "areviewer-0123456789abcdef",
-                          .cacheWrite1h = 90'000};
-    const UsageLine unpriced{.id = "r3",
-                             .time = "2026-02-20T07:00:00Z",
-                             .model = "nova-1",
-                             .session = "0a",
-                             .agent = "f00d",
-                             .input = 9};
-    const UsageLine searching{.id = "r4",
-                              .time = "2026-03-10T09:20:00Z",
-                              .model = "claude-haiku-4-5",
-                              .session = "caf\u00e9",
-                              .cwd = "/nowhere/<caf\u00e9>",
-                              .agent = "areviewer-fedcba9876543210",
-                              .cacheRead = 800'000,
-                              .cacheWrite = 70'000,
-                              .webSearch = 3};
-    home.write(".claude/projects/p/session-1.jsonl", main.text() + split.text() + "{\"usage\"\n");
-    home.write(".claude-work/projects/q/0a.jsonl", unpriced.text() + searching.text() + main.text());
-    home.write(".claude/teams/session-1/config.json",
-               R"({"members":[{"agentId":"reviewer@session-","model":"m"}]})");
+    furnish(machine_, fs::path(TALLYFIN_GOLDEN) / "small/home.txt");
     data_.ensureFresh();  // the clock stands still: no later call looks at the disk
   }
 
@@ -100,17 +74,16 @@ void requireResult(const std::string& method, const PlainValue& reply) {
 // What is owed to one line, worked out the plain way.
 void requireReply(const std::string& line, const std::optional<std::string>& reply, std::size_t logged) {
   const std::string_view trimmed = Text::trimmedWhitespace(line);
-  const std::optional<PlainValue> message = readPlainJson(trimmed);
-  requireSameAsNlohmann(trimmed, message);
+  const auto [message, isBeyond] = readPlainJson(trimmed);
+  if (isBeyond) return;
   const std::optional<std::string> method = message ? message->textMember("method") : std::nullopt;
   require(logged == (trimmed.empty() || method ? 0U : 1U), "what is no message is logged, once");
   const bool isOwed = method && message->member("id") != nullptr && method->rfind("notifications/", 0) != 0;
   require(reply.has_value() == isOwed, "a reply to each request, to nothing else");
   if (!reply) return;
   require(reply->find('\n') == std::string::npos, "a reply is one line");
-  const std::optional<PlainValue> answer = readPlainJson(*reply);
+  const std::optional<PlainValue> answer = readPlainJson(*reply).value;
   require(answer && answer->members.size() == 3, "a reply is an object of three members");
-  requireSameAsNlohmann(*reply, answer);
   require(answer->textMember("jsonrpc") == "2.0", "the version of the protocol");
   const PlainValue* const id = answer->member("id");
   require(id != nullptr && *id == *message->member("id"), "the id comes back");

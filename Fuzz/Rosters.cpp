@@ -59,8 +59,7 @@ void readMember(const PlainValue& member, PlainRoster& roster) {
 }
 
 void readPlainly(std::string_view text, PlainRoster& roster) {
-  const std::optional<PlainValue> document = readPlainJson(text);
-  requireSameAsNlohmann(text, document);
+  const std::optional<PlainValue> document = readPlainJson(text).value;
   const PlainValue* const members = document ? document->member("members") : nullptr;
   if (members == nullptr || members->kind != PlainValue::Kind::array ||
       !std::ranges::all_of(members->elements, &PlainValue::isObject)) {
@@ -90,6 +89,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view second = input.substr(std::min(first.size() + 1, input.size()));
   home.first.write(first);
   home.second.write(second);
+  if (Fuzz::readPlainJson(first).isBeyond || Fuzz::readPlainJson(second).isBeyond) return 0;
   AgentRoster roster;
   roster.load(home.homes);
 

@@ -1,6 +1,5 @@
 #include "Platform/Text.hpp"
 
-#include "Platform/Concat.hpp"
 #include "absl/strings/ascii.h"
 #include "simdjson.h"
 #include "utf8proc.h"
@@ -370,7 +369,7 @@ std::string visible(std::string_view text, std::size_t limit) {
       const auto end = std::to_chars(digits.begin(), digits.end(), static_cast<unsigned>(points[i]), 16);
       result.append("\\u{").append(digits.begin(), end.ptr).append("}");
     } else {
-      append(result, points[i]);
+      appendCodePoint(result, static_cast<char32_t>(points[i]));
     }
   }
   return result;

@@ -20,7 +20,6 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 
 constexpr Milliseconds now = 1'790'000'000'000;  // 2026-09-21T14:13:20Z
-constexpr std::string_view nowText = "2026-09-21T14:13:20";
 
 /// Relative path and content of every regular file below a directory.
 std::map<std::string, std::string> filesBelow(const fs::path& root) {
@@ -142,75 +141,31 @@ TEST_F(CorpusTests, SizesAndSharesAreThoseOfRealTranscripts) {
   EXPECT_NEAR(share(bytes, requests.size()), 9100, 1000);
 }
 
-TEST_F(CorpusTests, LinesOfARequestGrowInOutputAndAgreeInAllElse) {
-  std::map<std::string, const Line*> last;
-  std::size_t growing = 0;
-  for (const Line& line : lines_) {
-    if (!line.hasUsage) continue;
-    const Line*& before = last[line.path + line.key()];
-    if (before != nullptr) {
-      EXPECT_GE(line.usage("output_tokens"), before->usage("output_tokens"));
-      EXPECT_GE(line.value["timestamp"], before->value["timestamp"]);
-      for (const char* name : {"input_tokens", "cache_read_input_tokens", "cache_creation_input_tokens"}) {
-        EXPECT_EQ(line.usage(name), before->usage(name));
-      }
-      if (line.usage("output_tokens") > before->usage("output_tokens")) ++growing;
-    }
-    before = &line;
-  }
-  EXPECT_GT(growing, lines_.size() / 5);
-}
-
 TEST_F(CorpusTests, EveryKindOfLineAndSpenderOccurs) {
   std::map<std::string, int> seen;
   std::map<std::string, std::string> firstFile;
   for (const Line& line : lines_) {
-    const bool hasBytes = line.text.find("\"usage\"") != std::string::npos;
-    if (hasBytes && !line.hasUsage) ++seen["the word without usage"];
-    if (line.text.find(R"(\"usage\")") != std::string::npos) ++seen["the word, escaped"];
-    if (line.text.find("\\u001b[") != std::string::npos) ++seen["an escape by number"];
-    if (line.text.find("größer") != std::string::npos) ++seen["text outside ASCII"];
-    ++seen[line.value["type"].get<std::string>()];
-    if (line.value.value("cwd", "").find("/.claude/worktrees/") != std::string::npos) ++seen["worktree"];
-    ++seen[line.path.substr(0, line.path.find('/'))];
-    if (!line.hasUsage) continue;
-    if (line.isZero()) {
-      ++seen["zero usage"];
-      continue;
+    for (const char* text :
+         {R"(\"usage\")", "\\u001b[", "größer", "/.claude/worktrees/", R"("type":"summary")",
+          R"("type":"system")", "[1m]", R"("agentId":"a)", "-2025"}) {
+      seen[text] += line.text.find(text) != std::string::npos ? 1 : 0;
     }
-    const std::string agent = line.value.value("agentId", "");
-    ++seen[agent.empty() ? "main" : agent.find('-') == std::string::npos ? "anonymous" : "named"];
-    const std::string model = line.value["message"]["model"];
-    if (!model.starts_with("claude-")) ++seen["model without a price"];
-    if (model.ends_with("[1m]")) ++seen["model with a marker"];
-    if (model.find("-20") != std::string::npos) ++seen["model with a date"];
-    const auto [first, isNew] = firstFile.emplace(line.key(), line.path);
-    if (!isNew && first->second != line.path) ++seen["repeated in a second file"];
-  }
-  for (const char* kind :
-       {"the word without usage", "the word, escaped", "an escape by number", "text outside ASCII", "user",
-        "assistant", "summary", "system", "worktree", ".claude", ".claude-work", "zero usage", "main",
-        "anonymous", "named", "model without a price", "model with a marker", "model with a date",
-        "repeated in a second file"}) {
-    EXPECT_GT(seen[kind], 0) << kind;
-  }
-  EXPECT_LT(seen["model without a price"], static_cast<int>(summary_.counts.usageLines / 10));
-}
-
-TEST_F(CorpusTests, TimesReachBackTheDaysAskedForAndUpToNow) {
-  std::string newest;
-  std::set<std::string> days;
-  for (const Line& line : lines_) {
+    ++seen[line.path.substr(0, line.path.find('/'))];
+    seen["the word without usage"] +=
+        !line.hasUsage && line.text.find("\"usage\"") != std::string::npos ? 1 : 0;
     if (!line.hasUsage) continue;
-    const std::string time = line.value["timestamp"];
-    newest = std::max(newest, time);
-    days.insert(time.substr(0, 10));
+    seen["zero usage"] += line.isZero() ? 1 : 0;
+    seen["main"] += line.value.contains("agentId") ? 0 : 1;
+    seen["model without a price"] +=
+        line.value["message"]["model"].get<std::string>().starts_with("claude-") ? 0 : 1;
+    const auto [first, isNew] = firstFile.emplace(line.key(), line.path);
+    seen["repeated in a second file"] += first->second != line.path ? 1 : 0;
   }
-  EXPECT_LE(newest.substr(0, nowText.size()), nowText);
-  EXPECT_GE(newest, "2026-09-21T14:1") << "somebody is at work just now";
-  EXPECT_TRUE(days.contains("2026-09-20"));
-  EXPECT_GE(days.size(), 8U);
-  EXPECT_GE(*days.begin(), "2026-09-10");
+  for (const auto& [kind, count] : seen) {
+    EXPECT_GT(count, 0) << kind;
+  }
+  EXPECT_TRUE(seen.contains(".claude") && seen.contains(".claude-work"));
+  EXPECT_LT(seen["model without a price"], static_cast<int>(summary_.counts.usageLines / 10));
 }
 
 TEST_F(CorpusTests, TranscriptsLieWhereTheirSessionsSay) {
@@ -227,29 +182,6 @@ TEST_F(CorpusTests, TranscriptsLieWhereTheirSessionsSay) {
     }
     EXPECT_TRUE(fs::is_directory(line.value["cwd"].get<std::string>())) << line.value["cwd"];
   }
-}
-
-TEST_F(CorpusTests, RostersNameMostNamedAgents) {
-  std::set<std::string> rostered;
-  for (const auto& entry : fs::recursive_directory_iterator(root_ / "home")) {
-    if (entry.path().filename() != "config.json") continue;
-    EXPECT_TRUE(entry.path().parent_path().filename().string().starts_with("session-"));
-    const json roster = json::parse(std::ifstream(entry.path()));
-    for (const json& member : roster["members"]) rostered.insert(member["agentId"]);
-  }
-  std::set<std::string> named;
-  for (const Line& line : lines_) {
-    const std::string id = line.value.value("agentId", "");
-    const std::size_t dash = id.rfind('-');
-    if (dash == std::string::npos) continue;
-    EXPECT_TRUE(id.size() - dash - 1 == 16 || id.size() - dash - 1 == 17) << id;
-    const std::string session = line.value["sessionId"];
-    named.insert(id.substr(1, dash - 1) + "@session-" + session.substr(0, 8));
-  }
-  std::size_t found = 0;
-  for (const std::string& name : named) found += rostered.count(name);
-  EXPECT_GT(found, named.size() / 2);
-  EXPECT_LT(found, named.size()) << "a few are in no roster, as in real homes";
 }
 
 }  // namespace

@@ -44,33 +44,23 @@ TEST(LineReader, OnlyLinesClosedByALineFeedCount) {
   }
 }
 
-TEST(LineReader, GoesOnWhereTheLastCallEnded) {
+TEST(LineReader, ReadsFromOneOffsetUpToAnother) {
   const TempHome home;
-  const std::string path = home.write("file", "first\nsec");
-  EXPECT_EQ(readLines(path).end, 6U);
-  home.append("file", "ond\nthird");
-  const Read rest = readLines(path, 6);
-  EXPECT_EQ(rest.lines, Lines{"second"});
-  EXPECT_EQ(rest.end, 13U);
-  EXPECT_EQ(readLines(path, 13).end, 13U);
-  EXPECT_EQ(readLines(path, 1000).end, 1000U);
-}
-
-TEST(LineReader, ReadsNothingAtOrBeyondTheUpperOffset) {
-  const TempHome home;
-  const std::string path = home.write("file", "ab\ncd\nef\n");
+  const std::string path = home.write("file", "ab\ncd\nef");
   const struct {
-    std::uint64_t upTo;
+    std::uint64_t from;
+    std::optional<std::uint64_t> upTo;
     Lines lines;
     std::uint64_t end;
-  } cases[] = {{0, {}, 0},     {2, {}, 0},           {3, {"ab"}, 3},
-               {5, {"ab"}, 3}, {6, {"ab", "cd"}, 6}, {99, {"ab", "cd", "ef"}, 9}};
-  for (const auto& one : cases) {
-    const Read read = readLines(path, 0, one.upTo);
-    EXPECT_EQ(read.lines, one.lines) << one.upTo;
-    EXPECT_EQ(read.end, one.end) << one.upTo;
+  } cases[] = {{0, {}, {"ab", "cd"}, 6}, {3, {}, {"cd"}, 6}, {6, {}, {}, 6},
+               {1000, {}, {}, 1000},     {0, 0, {}, 0},      {0, 2, {}, 0},
+               {0, 3, {"ab"}, 3},        {0, 5, {"ab"}, 3},  {3, 6, {"cd"}, 6},
+               {0, 99, {"ab", "cd"}, 6}, {3, 3, {}, 3}};
+  for (const auto& [from, upTo, lines, end] : cases) {
+    const Read read = readLines(path, from, upTo);
+    EXPECT_EQ(read.lines, lines) << from;
+    EXPECT_EQ(read.end, end) << from;
   }
-  EXPECT_EQ(readLines(path, 3, 3).end, 3U);
 }
 
 TEST(LineReader, AFileThatGrowsWhileItIsReadHasAnEnd) {

@@ -26,22 +26,6 @@ void expectLabels(const ProjectResolver& resolver, const std::vector<Case>& case
   }
 }
 
-TEST(ProjectPathTests, WithoutTheDiskOnlyTheTextCounts) {
-  const ProjectResolver resolver("/home/me", false);
-  expectLabels(resolver, {
-                             {"/srv/app", "/srv/app", Provenance::rawFallback},
-                             {"/home/me", "~", Provenance::rawFallback},
-                             {"/home/me/", "~/", Provenance::rawFallback},
-                             {"/home/me/app", "~/app", Provenance::rawFallback},
-                             {"/home/me2/app", "~2/app", Provenance::rawFallback},
-                             {"/home/me/app/.claude/worktrees/w1/src", "~/app", Provenance::worktreeFolded},
-                             {"/a/.claude/worktrees/w/.claude/worktrees/v", "/a", Provenance::worktreeFolded},
-                             {"/a/.claude/worktrees", "/a/.claude/worktrees", Provenance::rawFallback},
-                             {"/a/.Claude/worktrees/w", "/a/.Claude/worktrees/w", Provenance::rawFallback},
-                             {"/.claude/worktrees/w", "", Provenance::worktreeFolded},
-                         });
-}
-
 TEST(ProjectPathTests, RepositoriesGatherWhatLiesInThem) {
   TempHome home;
   home.makeDirectory("repo/.git");
@@ -65,6 +49,7 @@ TEST(ProjectPathTests, RepositoriesGatherWhatLiesInThem) {
                    {at("/plain/sub"), "~/plain/sub", Provenance::rawFallback},
                    {at("/plain/sub/.claude/worktrees/w"), "~/plain/sub", Provenance::worktreeFolded},
                    {at("/dangling"), "~/dangling", Provenance::rawFallback},
+                   {at("/repo/.git\0/x"s), "~/repo", Provenance::gitRootFolded},
                });
 }
 
@@ -96,14 +81,6 @@ TEST(ProjectPathTests, OddPathsEndAsTheyCame) {
   }
 }
 
-TEST(ProjectPathTests, APathWithNulIsNotTheDirectoryBeforeIt) {
-  TempHome home;
-  home.makeDirectory("repo/.git");
-  const std::string raw = home.path("repo") + "/.git\0/x"s;
-  const ProjectResolver resolver("/nowhere", true);
-  expectLabels(resolver, {{raw, home.path("repo"), Provenance::gitRootFolded}});
-}
-
 TEST(ProjectPathTests, AMissingDirectoryIsALabelOfItsOwn) {
   const ProjectResolver resolver("/home/me", true);
   const std::pair<const char*, const char*> labels[] = {
@@ -122,6 +99,10 @@ TEST(ProjectPathTests, TheHomeDirectoryIsKnownInAnyNormalForm) {
   const ProjectResolver resolver("/home/jos\u00e9", false);
   EXPECT_EQ(resolver.tildify("/home/jose\u0301/app"), "~/app");
   EXPECT_EQ(resolver.tildify("/home/jose"), "/home/jose");
+  expectLabels(resolver,
+               {{"/home/jos\u00e9", "~", Provenance::rawFallback},
+                {"/home/jos\u00e9/", "~/", Provenance::rawFallback},
+                {"/home/jos\u00e9/app/.claude/worktrees/w1/src", "~/app", Provenance::worktreeFolded}});
 }
 
 TEST(ProjectPathTests, AnAnswerStaysAndIsSharedByCopies) {

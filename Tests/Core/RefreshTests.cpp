@@ -50,16 +50,6 @@ void expectSame(const ScanResult& left, const ScanResult& right) {
   expectSame(left.diagnostics, right.diagnostics);
 }
 
-TEST_F(Refresh, OfNothingIsNothing) {
-  const auto [result, stats] = refresh();
-  EXPECT_TRUE(result.records.empty());
-  EXPECT_TRUE(result.diagnostics.perHome.empty());
-  EXPECT_EQ(stats.filesTotal, 0);
-  EXPECT_FALSE(stats.fromCache);
-  EXPECT_EQ(stats.savedFraction(), Estimate<double>(UnknownReason::noData()));
-  expectSame(result, fullScan(true));
-}
-
 TEST_F(Refresh, TheFileThatIsListedFirstDescribesARequest) {
   RawLine first = rawLine(1, 1, 800);
   first.session = "first";
@@ -114,19 +104,6 @@ TEST_F(Refresh, HostileFilesGiveTheSameOnEveryRoad) {
   EXPECT_TRUE(cache.verifyAgainstFullScan(homes, Calendar::utc(), stopped).isClean());
 }
 
-TEST_F(Refresh, OnlyVisibleJsonlFilesAreListed) {
-  for (const char* path : {".claude/projects/x.json", ".claude/projects/x.JSONL", ".claude/projects/.x.jsonl",
-                           ".claude/projects/.hidden/x.jsonl", ".claude/teams/x.jsonl"}) {
-    home.write(path, rawLine(1).text());
-  }
-  home.makeDirectory(".claude-outlook/projects");
-  home.write(".claude-work", "a home that is a file");
-  const auto [result, stats] = refresh();
-  EXPECT_EQ(stats.filesTotal, 0);
-  EXPECT_EQ(result.diagnostics.perHome,
-            (std::map<std::string, std::int64_t>{{".claude", 0}, {".claude-outlook", 0}}));
-}
-
 TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
   home.write(kA, rawLine(1).text());
   const std::string fifo = home.path(".claude/projects/p/fifo.jsonl");
@@ -178,18 +155,6 @@ TEST_F(Refresh, AFileThatWasReadableKeepsItsFiguresWhileItIsNot) {
   const auto healed = refresh().result;
   EXPECT_THAT(healed.diagnostics.filesUnreadable, IsEmpty());
   expectSame(healed, fullScan());
-}
-
-TEST_F(Refresh, AHomeThatIsGivenTwiceChangesNoFigure) {
-  home.write(kA, rawLine(1).text());
-  const std::vector<SourceHome> twice(2, homes.front());
-  for (int round = 0; round < 2; ++round) {
-    const auto [result, stats] = cache.refresh(twice, stopped);
-    EXPECT_EQ(stats.filesTotal, 2);
-    EXPECT_EQ(stats.filesGone, 0);
-    expectSame(result, Scanner::scan(twice, true, stopped));
-    EXPECT_EQ(result.records.size(), 1U);
-  }
 }
 
 TEST_F(Refresh, PathsAreBytes) {

@@ -32,18 +32,6 @@ class Verification : public testing::Test {
   ScanCache cache{home.path("cache.bin")};
 };
 
-TEST_F(Verification, OfNothingIsClean) {
-  EXPECT_EQ(cache.lastVerification(), std::nullopt);
-  const VerificationResult result = verify();
-  EXPECT_TRUE(result.isClean());
-  EXPECT_EQ(result.summary(), std::string(kClean) + "(0 requests verified)");
-  EXPECT_EQ(result.checkedAt.seconds, 101);
-  EXPECT_EQ(result.duration, 1);
-  EXPECT_EQ(cache.lastVerification(), result);
-  cache.clear();
-  EXPECT_EQ(cache.lastVerification(), std::nullopt);
-}
-
 TEST_F(Verification, ComparesOnlyWhatTheCacheHasRead) {
   home.write(kA, rawLine(1).text() + "half");
   home.write(kB, rawLine(1, 90, 5).text());
@@ -64,8 +52,11 @@ TEST_F(Verification, ComparesOnlyWhatTheCacheHasRead) {
   EXPECT_TRUE(result.isClean());
   EXPECT_EQ(result.bytesNotCompared, 1'572'864U);
   EXPECT_NE(result.summary().find("; 1.5 MB written"), std::string::npos);
-  refresh();
-  EXPECT_EQ(verify().summary().find("DIVERGENCE"), std::string::npos);
+  EXPECT_EQ(result.duration, 1);
+  EXPECT_EQ(cache.lastVerification(), result);
+  cache.clear();
+  EXPECT_EQ(cache.lastVerification(), std::nullopt);
+  EXPECT_EQ(verify().freshRequests, 0);
 }
 
 TEST_F(Verification, NamesEachKindOfDivergence) {
@@ -110,6 +101,7 @@ TEST_F(Verification, EachTokenCountIsCompared) {
                {R"("ephemeral_5m_input_tokens":4,"ephemeral_1h_input_tokens":5)",
                 R"("ephemeral_5m_input_tokens":5,"ephemeral_1h_input_tokens":4)", 1},
                {"\"web_search_requests\":6", "\"web_search_requests\":8", 0},
+               {"claude-opus-5", "claude-opus-4", 0},
                {"\"web_fetch_requests\":7", "\"web_fetch_requests\":8", 0}};
   for (const auto& [from, to, mismatched] : cases) {
     std::string edited = line.text();
@@ -131,18 +123,6 @@ TEST_F(Verification, ChangesNeitherTheCacheNorItsFile) {
   EXPECT_EQ(home.read("cache.bin"), before);
   ASSERT_EQ(cache.recordsPerFile().size(), 1U);
   EXPECT_EQ(cache.recordsPerFile()[0].records().size(), 1U);
-}
-
-TEST_F(Verification, WhatIsNotCountedIsNoDivergence) {
-  home.write(kA, rawLine(1).text());
-  refresh();
-  std::string line = rawLine(1).text();
-  line.replace(line.find("claude-opus-5"), 13, "claude-opus-4");
-  line.replace(line.find("/src/alpha"), 10, "/src/other");
-  home.write(kA, line);
-  const VerificationResult result = verify();
-  EXPECT_TRUE(result.isClean());
-  EXPECT_NE(result.freshCost, result.cachedCost);
 }
 
 }  // namespace

@@ -42,7 +42,6 @@ TEST(Calendar, DaysStartAndEndWhereTheZoneSaysSo) {
   };
   const std::vector<Case> cases = {
       {"UTC", "2024-02-29", "2024-02-29T00:00:00", "00:00", 24},
-      {"UTC", "1969-12-31", "1969-12-31T00:00:00", "00:00", 24},
       {"UTC", "0001-01-01", "0001-01-01T00:00:00", "00:00", 24},
       {"Asia/Kathmandu", "2024-02-29", "2024-02-28T18:15:00", "00:00", 24},
       {"America/New_York", "2026-03-08", "2026-03-08T05:00:00", "00:00", 23},
@@ -50,13 +49,9 @@ TEST(Calendar, DaysStartAndEndWhereTheZoneSaysSo) {
       {"Europe/Berlin", "2090-03-26", "2090-03-25T23:00:00", "00:00", 23},      // beyond the zone's table
       {"America/Sao_Paulo", "2018-11-04", "2018-11-04T03:00:00", "01:00", 23},  // no midnight
       {"America/Sao_Paulo", "2018-02-17", "2018-02-17T02:00:00", "00:00", 25},  // 23:00 to 24:00 twice
-      {"America/Sao_Paulo", "2018-02-18", "2018-02-18T03:00:00", "00:00", 24},
-      {"Asia/Beirut", "2023-03-26", "2023-03-25T22:00:00", "01:00", 23},
-      {"Asia/Beirut", "2024-03-31", "2024-03-30T22:00:00", "01:00", 23},
       {"Asia/Beirut", "2024-10-26", "2024-10-25T21:00:00", "00:00", 25},
       {"Australia/Lord_Howe", "2024-04-07", "2024-04-06T13:00:00", "00:00", 24.5},
       {"Australia/Lord_Howe", "2024-10-06", "2024-10-05T13:30:00", "00:00", 23.5},
-      {"America/Havana", "2023-03-12", "2023-03-12T05:00:00", "01:00", 23},
       {"America/Havana", "2023-11-05", "2023-11-05T04:00:00", "00:00", 25},    // midnight twice
       {"America/St_Johns", "2010-11-07", "2010-11-07T02:30:00", "00:00", 25},  // one minute, then back
       {"Pacific/Apia", "2011-12-31", "2011-12-30T10:00:00", "00:00", 24},      // the day after the lost one
@@ -81,32 +76,30 @@ TEST(Calendar, DaysStartAndEndWhereTheZoneSaysSo) {
   }
 }
 
-TEST(Calendar, HoursAndMinutesAreThoseOfTheClock) {
+TEST(Calendar, ClocksAreThoseOfTheirMoment) {
   struct Case {
     std::string zone;
-    std::string time;
-    std::string expected;
+    std::string moment;  // in UTC
+    std::string text;
   };
-  const std::vector<Case> cases = {
-      {"Asia/Kathmandu", "2024-02-28T18:14:59", "2024-02-28 23:59"},
-      {"America/Sao_Paulo", "2018-11-04T02:59:59", "2018-11-03 23:59"},
-      {"America/Sao_Paulo", "2018-02-18T02:30:00", "2018-02-17 23:30"},  // the second 23:30
-      {"America/Havana", "2023-11-05T04:30:00", "2023-11-05 00:30"},
-      {"America/Havana", "2023-11-05T05:30:00", "2023-11-05 00:30"},
-      {"Australia/Lord_Howe", "2024-10-05T15:30:00", "2024-10-06 02:30"},
-      {"America/St_Johns", "2010-11-07T02:30:30", "2010-11-07 00:00"},
-      {"America/St_Johns", "2010-11-07T02:31:00", "2010-11-06 23:01"},  // the date goes back
-      {"UTC", "0000-12-31T23:59:59", "0000-12-31 23:59"},
-      {"UTC", "1969-12-31T23:59:59", "1969-12-31 23:59"},
-  };
-  for (const auto& [zone, time, expected] : cases) {
+  for (const auto& [zone, moment, text] : std::vector<Case>{
+           {"Asia/Kathmandu", "2024-02-28T18:14:59", "2024-02-28T23:59:59+05:45"},
+           {"America/Sao_Paulo", "2018-02-18T02:30:00", "2018-02-17T23:30:00-03:00"},  // the second 23:30
+           {"America/St_Johns", "2010-11-07T02:31:00", "2010-11-06T23:01:00-03:30"},   // the date goes back
+           {"Europe/Berlin", "2026-10-25T00:59:59", "2026-10-25T02:59:59+02:00"},
+           {"Europe/Berlin", "2026-10-25T01:00:00", "2026-10-25T02:00:00+01:00"},
+           {"Europe/London", "2026-01-01T00:00:00", "2026-01-01T00:00:00Z"},
+           {"Africa/Monrovia", "1960-01-01T00:00:00", "1959-12-31T23:15:30-00:44:30"},
+           {"UTC", "0000-12-31T23:59:59", "0000-12-31T23:59:59Z"}}) {
     const Calendar calendar = in(zone);
-    const TimePoint moment = plus(utc(time), 0.75);
-    EXPECT_EQ(calendar.formatMinute(moment), expected);
-    EXPECT_EQ(calendar.formatDay(moment), expected.substr(0, 10));
-    EXPECT_EQ(calendar.hour(moment), std::stoi(expected.substr(11, 2)));
-    EXPECT_EQ(calendar.minute(moment), std::stoi(expected.substr(14, 2)));
+    const TimePoint time = plus(utc(moment), 0.75);
+    EXPECT_EQ(calendar.formatInstant(time), text);
+    EXPECT_EQ(calendar.formatMinute(time), text.substr(0, 10) + " " + text.substr(11, 5));
+    EXPECT_EQ(calendar.formatDay(time), text.substr(0, 10));
+    EXPECT_EQ(calendar.hour(time), std::stoi(text.substr(11, 2)));
+    EXPECT_EQ(calendar.minute(time), std::stoi(text.substr(14, 2)));
   }
+  EXPECT_FALSE(Calendar::named("Mars/Olympus_Mons") || Calendar::named("../../etc/passwd"));
 }
 
 TEST(Calendar, DaysAreCountedByDateNotByHours) {
@@ -119,170 +112,56 @@ TEST(Calendar, DaysAreCountedByDateNotByHours) {
   for (const std::int64_t back : {-2, -3}) {  // the lost day gives way to the last that was
     EXPECT_EQ(apia.startOfDay(utc("2012-01-01T00:00:00"), back), utc("2011-12-29T10:00:00")) << back;
   }
-
-  const Calendar newYork = in("America/New_York");
-  EXPECT_EQ(newYork.startOfDay(utc("2026-03-10T12:00:00"), -6), utc("2026-03-04T05:00:00"));
-  EXPECT_EQ(newYork.startOfDay(utc("2026-03-04T12:00:00"), 365), utc("2027-03-04T05:00:00"));
+  EXPECT_EQ(apia.parseDay("2011-12-30"), std::nullopt);
+  const Calendar saoPaulo = in("America/Sao_Paulo");  // 2018-11-04 had 23 hours
+  EXPECT_EQ(saoPaulo.daysBetween(utc("2018-11-04T02:59:59"), utc("2018-11-05T02:00:00")), 2);
+  EXPECT_EQ(saoPaulo.daysBetween(utc("2018-11-05T02:00:00"), utc("2018-11-04T02:59:59")), -2);
 }
 
 TEST(Calendar, MonthsAndYearsRunFromFirstDayToFirstDay) {
-  struct Case {
-    std::string zone;
-    std::string time;  // in UTC, as the columns that follow
-    std::string monthStart;
-    std::string monthEnd;
-    std::string yearStart;
-    std::string name;
-  };
-  const std::vector<Case> cases = {
-      {"UTC", "2024-02-29T23:59:59", "2024-02-01T00:00:00", "2024-03-01T00:00:00", "2024-01-01T00:00:00",
-       "February 2024"},
-      {"UTC", "2025-12-31T00:00:00", "2025-12-01T00:00:00", "2026-01-01T00:00:00", "2025-01-01T00:00:00",
-       "December 2025"},
-      {"America/New_York", "2026-03-01T04:59:59", "2026-02-01T05:00:00", "2026-03-01T05:00:00",
-       "2026-01-01T05:00:00", "February 2026"},
-      // The first of the month had no midnight.
-      {"America/Asuncion", "2000-10-15T12:00:00", "2000-10-01T04:00:00", "2000-11-01T03:00:00",
-       "2000-01-01T03:00:00", "October 2000"},
-      {"UTC", "0001-01-31T12:00:00", "0001-01-01T00:00:00", "0001-02-01T00:00:00", "0001-01-01T00:00:00",
-       "January 0001"},
-      {"UTC", "9999-12-31T12:00:00", "9999-12-01T00:00:00", "10000-01-01T00:00:00", "9999-01-01T00:00:00",
-       "December 9999"},
-  };
-  for (const auto& [zone, time, monthStart, monthEnd, yearStart, name] : cases) {
-    SCOPED_TRACE(testing::Message() << zone << " " << time);
-    const Calendar calendar = in(zone);
-    EXPECT_EQ(calendar.month(utc(time)), (CalendarInterval{utc(monthStart), utc(monthEnd)}));
-    ASSERT_TRUE(calendar.year(utc(time)));
-    EXPECT_EQ(calendar.year(utc(time))->start, utc(yearStart));
-    EXPECT_EQ(calendar.year(calendar.year(utc(time))->start), calendar.year(utc(time)));
-    EXPECT_EQ(calendar.formatMonth(utc(time)), name);
-  }
-  for (const char* outside : {"0000-12-31T23:59:59", "10000-01-01T00:00:00"}) {
-    EXPECT_EQ(Calendar::utc().month(utc(outside)), std::nullopt);
-    EXPECT_EQ(Calendar::utc().year(utc(outside)), std::nullopt);
-  }
-}
-
-TEST(Calendar, MonthsLaterStayWithinTheMonth) {
-  struct Case {
-    std::string zone;
-    std::string time;
-    std::int64_t months;
-    std::string expected;  // empty: absent
-  };
-  const std::vector<Case> cases = {
-      {"UTC", "2026-03-31T22:00:00", -1, "2026-02-28T00:00:00"},
-      {"UTC", "2024-03-31T22:00:00", -1, "2024-02-29T00:00:00"},
-      {"UTC", "2026-01-15T00:00:00", -1, "2025-12-15T00:00:00"},
-      {"UTC", "2026-02-28T00:00:00", 1, "2026-03-28T00:00:00"},
-      {"UTC", "2024-02-29T00:00:00", -12, "2023-02-28T00:00:00"},
-      {"America/Sao_Paulo", "2018-12-04T12:00:00", -1, "2018-11-04T03:00:00"},  // a day without a midnight
-      {"UTC", "0001-01-31T00:00:00", -1, ""},
-      {"UTC", "9999-12-01T00:00:00", 1, ""},
-      {"UTC", "2026-03-31T00:00:00", std::numeric_limits<std::int64_t>::min(), ""},
-      {"UTC", "2026-03-31T00:00:00", std::numeric_limits<std::int64_t>::max(), ""},
-  };
-  for (const auto& [zone, time, months, expected] : cases) {
-    SCOPED_TRACE(testing::Message() << zone << " " << time << " " << months);
-    const auto later = in(zone).startOfDayMonthsLater(utc(time), months);
-    EXPECT_EQ(later, expected.empty() ? std::nullopt : std::optional(utc(expected)));
-  }
-}
-
-TEST(Calendar, DaysBetweenCountsDates) {
-  const Calendar saoPaulo = in("America/Sao_Paulo");  // 2018-11-04 had 23 hours
-  const TimePoint before = utc("2018-11-04T02:59:59");
-  EXPECT_EQ(saoPaulo.daysBetween(before, utc("2018-11-05T02:00:00")), 2);
-  EXPECT_EQ(saoPaulo.daysBetween(utc("2018-11-05T02:00:00"), before), -2);
-  EXPECT_EQ(saoPaulo.daysBetween(before, utc("2018-11-03T03:00:00")), 0);
-  EXPECT_EQ(Calendar::utc().daysBetween(utc("0001-01-01T00:00:00"), utc("9999-12-31T00:00:00")), 3'652'058);
-}
-
-TEST(Calendar, DaysAreCountedBeyondTheYearsThatADateCanName) {
-  for (const char* zone : {"UTC", "Pacific/Apia"}) {
-    const Calendar calendar = in(zone);
-    const TimePoint today = calendar.startOfDay(utc("2026-03-10T06:00:00"));
-    EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, -739'684)), "0001-01-01");
-    EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, -739'685)), "0000-12-31");
-    EXPECT_EQ(calendar.formatMinute(calendar.startOfDay(today, -799'999)), "-0165-11-13 00:00");
-    EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, 3'000'000)), "10239-11-29");
-    TimePoint last = today;
-    for (const std::int64_t days : {std::int64_t{1}, std::int64_t{4'000'000}, std::int64_t{100'000'000'000},
-                                    std::int64_t{1} << 40, std::numeric_limits<std::int64_t>::max()}) {
-      const TimePoint start = calendar.startOfDay(today, -days);
-      EXPECT_LE(start, last) << "more days are never less";
-      EXPECT_EQ(calendar.startOfDay(start), start);
-      EXPECT_GT(calendar.startOfDay(today, days), today);
-      last = start;
-    }
-    EXPECT_LE(last.seconds, -9e15);
-  }
-}
-
-TEST(Calendar, ParsingIsStrict) {
+  const Calendar asuncion = in("America/Asuncion");  // 2000-10-01 had no midnight
+  const TimePoint october = utc("2000-10-15T12:00:00");
+  EXPECT_EQ(asuncion.month(october),
+            (CalendarInterval{utc("2000-10-01T04:00:00"), utc("2000-11-01T03:00:00")}));
+  EXPECT_EQ(asuncion.year(october),
+            (CalendarInterval{utc("2000-01-01T03:00:00"), utc("2001-01-01T03:00:00")}));
+  EXPECT_EQ(asuncion.formatMonth(october), "October 2000");
   const Calendar calendar = Calendar::utc();
-  EXPECT_EQ(calendar.parseDay("2024-02-29"), utc("2024-02-29T00:00:00"));
-  EXPECT_EQ(calendar.parseDay("2000-02-29"), utc("2000-02-29T00:00:00"));
-  EXPECT_EQ(calendar.parseDay("9999-12-31"), utc("9999-12-31T00:00:00"));
-  for (const std::string text : {"",
-                                 "2026-02-29",
-                                 "1900-02-29",
-                                 "2026-04-31",
-                                 "2026-00-10",
-                                 "2026-13-10",
-                                 "2026-01-00",
-                                 "2026-01-32",
-                                 "0000-01-01",
-                                 "2026-1-01",
-                                 "2026-01-1",
-                                 "26-01-01",
-                                 "2026-01-01 ",
-                                 " 2026-01-01",
-                                 "2026-01- 1",
-                                 "2026-+1-01",
-                                 "-026-01-01",
-                                 "20260101",
-                                 "2026/01/01",
-                                 "2026-01-01T",
-                                 "2026\u221201\u221201",
-                                 "\u0662\u0660-01-01",
-                                 "2026-01-0\u0661"}) {
-    EXPECT_EQ(calendar.parseDay(text), std::nullopt) << text;
+  EXPECT_EQ(calendar.month(utc("9999-12-31T12:00:00")),
+            (CalendarInterval{utc("9999-12-01T00:00:00"), utc("10000-01-01T00:00:00")}));
+  for (const char* outside : {"0000-12-31T23:59:59", "10000-01-01T00:00:00"}) {
+    EXPECT_FALSE(calendar.month(utc(outside)) || calendar.year(utc(outside)));
   }
-  using namespace std::string_view_literals;
-  EXPECT_EQ(calendar.parseDay("2026-01-0\0"sv), std::nullopt);
-  EXPECT_EQ(in("Pacific/Apia").parseDay("2011-12-30"), std::nullopt);  // skipped: the date line was crossed
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  EXPECT_EQ(calendar.startOfDayMonthsLater(utc("2024-03-31T22:00:00"), -1), utc("2024-02-29T00:00:00"));
+  EXPECT_EQ(calendar.startOfDayMonthsLater(utc("2024-02-29T00:00:00"), -12), utc("2023-02-28T00:00:00"));
+  EXPECT_EQ(in("America/Sao_Paulo").startOfDayMonthsLater(utc("2018-12-04T12:00:00"), -1),
+            utc("2018-11-04T03:00:00"));
+  EXPECT_EQ(calendar.startOfDayMonthsLater(utc("9999-12-01T00:00:00"), 1), std::nullopt);
+  EXPECT_EQ(calendar.startOfDayMonthsLater(utc("2026-03-31T00:00:00"), kMost), std::nullopt);
+  EXPECT_EQ(calendar.startOfDayMonthsLater(utc("2026-03-31T00:00:00"), -kMost - 1), std::nullopt);
+}
+
+TEST(Calendar, DatesThatCannotBeWrittenAreAbsent) {
+  const Calendar calendar = Calendar::utc();
+  const TimePoint first = utc("0001-01-01T12:00:00");
+  const TimePoint last = utc("9999-12-31T12:00:00");
+  const std::int64_t all = calendar.daysBetween(first, last);
+  EXPECT_EQ(all, 3'652'058);
+  EXPECT_EQ(calendar.startOfDay(first, all), utc("9999-12-31T00:00:00"));
+  EXPECT_EQ(calendar.startOfDay(last, -all), utc("0001-01-01T00:00:00"));
+  EXPECT_EQ(calendar.startOfDay(first, -1), std::nullopt);
+  EXPECT_EQ(calendar.startOfDay(last, 1), std::nullopt);
+  EXPECT_EQ(calendar.startOfDay(plus(first, -86'400), 1), utc("0001-01-01T00:00:00"));
+  for (const std::int64_t far : {std::numeric_limits<std::int64_t>::max(), std::int64_t{4'000'000}}) {
+    EXPECT_FALSE(calendar.startOfDay(last, far) || calendar.startOfDay(last, -far));
+  }
   for (const CalendarDate date :
        {CalendarDate{2026, 2, 29}, {2026, 0, 1}, {2026, 13, 1}, {2026, 1, 0}, {2026, 1, -5}}) {
     EXPECT_EQ(calendar.startOfDay(date), std::nullopt);
   }
-}
-
-TEST(Calendar, InstantsCarryTheOffsetOfTheirMoment) {
-  struct Case {
-    std::string zone;
-    std::string moment;  // in UTC
-    std::string text;
-  };
-  for (const auto& [zone, moment, text] :
-       std::vector<Case>{{"Europe/Berlin", "2026-05-04T15:42:10", "2026-05-04T17:42:10+02:00"},
-                         {"Europe/Berlin", "2026-10-25T00:59:59", "2026-10-25T02:59:59+02:00"},
-                         {"Europe/Berlin", "2026-10-25T01:00:00", "2026-10-25T02:00:00+01:00"},
-                         {"Europe/London", "2026-01-01T00:00:00", "2026-01-01T00:00:00Z"},
-                         {"Europe/London", "2026-07-01T00:00:00", "2026-07-01T01:00:00+01:00"},
-                         {"UTC", "2024-02-29T23:59:59", "2024-02-29T23:59:59Z"},
-                         {"America/St_Johns", "2026-01-01T00:00:00", "2025-12-31T20:30:00-03:30"},
-                         {"Asia/Kathmandu", "2026-01-01T00:00:00", "2026-01-01T05:45:00+05:45"},
-                         {"Africa/Monrovia", "1960-01-01T00:00:00", "1959-12-31T23:15:30-00:44:30"}}) {
-    EXPECT_EQ(in(zone).formatInstant(utc(moment)), text) << zone;
-  }
-  EXPECT_EQ(Calendar::utc().formatInstant({-0.5}), "1969-12-31T23:59:59Z");
-}
-
-TEST(Calendar, UnknownZonesAreAbsent) {
-  EXPECT_FALSE(Calendar::named("Mars/Olympus_Mons"));
-  EXPECT_FALSE(Calendar::named("../../etc/passwd"));
+  using namespace std::string_view_literals;
+  EXPECT_EQ(calendar.parseDay("2026-01-0\0"sv), std::nullopt);
 }
 
 TEST(Calendar, TimesBeyondEveryCalendarDoNoHarm) {

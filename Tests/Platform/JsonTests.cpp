@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+// Which texts are JSON is held against two other parsers here and by the seeds of Fuzz/TranscriptLine.
+
 namespace tallyfin {
 namespace {
 
@@ -29,72 +31,6 @@ bool isValid(std::string_view text) {
   const bool skipped = reader.finish();
   EXPECT_EQ(skipped, copyOf(text).has_value()) << text.substr(0, 100);
   return skipped;
-}
-
-TEST(Json, AcceptsWhatTheGrammarAllows) {
-  for (const char* text :
-       {"{}", "[]", "0", "-0", "1e2", "1E+400", "-12.50e-3", "123456789012345678901234567890", "\"\"",
-        " \t\r\n1 \n", R"({"a":{"b":[1,"x",true,false,null]},"a":2})",
-        R"("\"\\\/\b\f\n\r\t\u00e9\uD83D\uDE00")", "\"\x7f\"", "\"gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\"",
-        R"({"":0})", "true"}) {
-    EXPECT_TRUE(isValid(text)) << text;
-  }
-}
-
-TEST(Json, RefusesEverythingElse) {
-  using namespace std::string_literals;
-  for (const std::string& text : {""s,
-                                  " "s,
-                                  "{"s,
-                                  "}"s,
-                                  "[1,]"s,
-                                  "[1 2]"s,
-                                  "[,1]"s,
-                                  "{\"a\":1,}"s,
-                                  "{\"a\"}"s,
-                                  "{a:1}"s,
-                                  "{\"a\":1 \"b\":2}"s,
-                                  "{1:2}"s,
-                                  "[1]]"s,
-                                  "[1}"s,
-                                  "1 2"s,
-                                  "01"s,
-                                  "-"s,
-                                  "+1"s,
-                                  "1."s,
-                                  ".5"s,
-                                  "1e"s,
-                                  "1e+"s,
-                                  "0x10"s,
-                                  "NaN"s,
-                                  "Infinity"s,
-                                  "-Infinity"s,
-                                  "nul"s,
-                                  "nulll"s,
-                                  "True"s,
-                                  "\"a"s,
-                                  "\"a\\"s,
-                                  "\"\\x\""s,
-                                  "\"\\u12G4\""s,
-                                  "\"\\u123\""s,
-                                  "\"\\uD800\""s,
-                                  "\"\\uDC00\""s,
-                                  "\"\\uD800\\u0041\""s,
-                                  "\"\\uD800x\""s,
-                                  "\"a\nb\""s,
-                                  "\"a\tb\""s,
-                                  "\"a\0b\""s,
-                                  "\xEF\xBB\xBF{}"s,
-                                  "\"\xC3\""s,
-                                  "\"\xC0\x80\""s,
-                                  "\"\xED\xA0\x80\""s,
-                                  "\"\xFF\""s,
-                                  "{}\0"s,
-                                  "'a'"s,
-                                  "{}//"s,
-                                  "\v1"s}) {
-    EXPECT_FALSE(isValid(text)) << testing::PrintToString(text);
-  }
 }
 
 TEST(Json, NestingEndsAt1024LevelsWhateverTheKind) {
@@ -145,42 +81,25 @@ TEST(Json, AgreesWithAnotherParserOnDamagedTexts) {
   EXPECT_LT(accepted, 19'000);
 }
 
-TEST(Json, IntegersAreCutOffTowardsZeroAndHeldInRange) {
+TEST(Json, WholeNumbersAreKnownHoweverTheyAreWritten) {
   constexpr auto most = std::numeric_limits<std::int64_t>::max();
-  constexpr auto least = std::numeric_limits<std::int64_t>::min();
-  const struct {
-    const char* digits;
-    std::int64_t value;
-    bool whole;
-  } cases[] = {{"0", 0, true},
-               {"-0", 0, true},
-               {"-0.0", 0, true},
-               {"5.0", 5, true},
-               {"5.5", 5, false},
-               {"-5.9", -5, false},
-               {"0.001", 0, false},
-               {"1e2", 100, true},
-               {"1.50e1", 15, true},
-               {"1.55e1", 15, false},
-               {"1200e-2", 12, true},
-               {"1e-1", 0, false},
-               {"0e999999999999999999999", 0, true},
-               {"9007199254740993", 9007199254740993, true},
-               {"9007199254740993.0", 9007199254740993, true},
-               {"9223372036854775807", most, true},
-               {"9223372036854775808", most, true},
-               {"-9223372036854775808", least, true},
-               {"-9223372036854775809", least, true},
-               {"1e400", most, true},
-               {"-1e99999999999999999999", least, true},
-               {"1e-99999999999999999999", 0, false},
-               {"0.0000000000000000000000000000012e31", 12, true}};
-  for (const auto& one : cases) {
-    EXPECT_EQ(integerOfJsonNumber(one.digits), one.value) << one.digits;
-    EXPECT_EQ(scalarOf(one.digits).wholeNumber(), one.whole ? std::optional(one.value) : std::nullopt)
-        << one.digits;
+  const std::pair<const char*, std::int64_t> whole[] = {
+      {"-0.0", 0},
+      {"5.0", 5},
+      {"1.50e1", 15},
+      {"1200e-2", 12},
+      {"0e999999999999999999999", 0},
+      {"9007199254740993.0", 9007199254740993},
+      {"1e400", most},
+      {"-1e99999999999999999999", std::numeric_limits<std::int64_t>::min()},
+      {"9223372036854775808", most},
+      {"0.0000000000000000000000000000012e31", 12}};
+  for (const auto& [digits, value] : whole) {
+    EXPECT_EQ(integerOfJsonNumber(digits), value) << digits;
+    EXPECT_EQ(scalarOf(digits).wholeNumber(), value) << digits;
   }
-  for (const char* other : {"true", "\"5\"", "null", "[5]", "5.", "-", ""}) {
+  for (const char* other : {"5.5", "0.001", "1e-1", "1.55e1", "1e-99999999999999999999", "true", "\"5\"",
+                            "null", "[5]", "5.", "-", ""}) {
     EXPECT_EQ(scalarOf(other).wholeNumber(), std::nullopt) << other;
   }
 }

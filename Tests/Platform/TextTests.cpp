@@ -54,43 +54,52 @@ TEST(Text, IllFormedBytesBecomeOneReplacementForEachMaximalSubpart) {
     EXPECT_EQ(Text::repaired(to), to);
     EXPECT_EQ(Text::compare(from, to), std::strong_ordering::equal);
   }
-  EXPECT_TRUE(Text::isValidUtf8(std::string_view{}));
-}
-
-TEST(Text, AsciiIsSeenAtEveryLengthAndPlace) {
   for (std::size_t length = 0; length < 40; ++length) {
     std::string text(length, '\x7F');
-    EXPECT_TRUE(Text::isAscii(text));
+    EXPECT_TRUE(Text::isAscii(text) && Text::isValidUtf8(text));
     for (char& byte : text) {
       byte = '\x80';
-      EXPECT_FALSE(Text::isAscii(text)) << length;
+      EXPECT_FALSE(Text::isAscii(text) || Text::isValidUtf8(text)) << length;
       byte = '\0';
     }
   }
+  EXPECT_EQ(Text::compare("z", "\u00E0"), std::strong_ordering::less);
+  EXPECT_EQ(Text::compare("e\u0301", "\u0100"), std::strong_ordering::less);
+  EXPECT_EQ(Text::compare("\uFFFD", "\U00010000"), std::strong_ordering::less)
+      << "by code points, not by units of UTF-16";
 }
 
-TEST(Text, CanonicalFormComposes) {
-  const std::vector<Mapping> cases = {
+// What the library knows of characters is its own; here it is what stands around it: fast roads, repair,
+// parts.
+TEST(Text, FormsAreThoseOfUnicodeWhereverAsciiEnds) {
+  const Mapping canonical[] = {
       {"", ""},
-      {"plain", "plain"},
-      {"cafe\u0301 ole\u0301", "caf\u00E9 ol\u00E9"},
       {"\0e\u0301\0"s, "\0\u00E9\0"s},
-      {"a\u0315\u0300\u05AE\u0301b",
-       "\u00E0\u05AE\u0301\u0315b"},  // marks sorted by class, order kept within
       {"s\u0307\u0323", "\u1E69"},
-      {"\u212B\u2126\u1FEF", "\u00C5\u03A9`"},             // characters that stand for another one
-      {"\u0958\uFB1D", "\u0915\u093C\u05D9\u05B4"},        // characters that never come out of composing
-      {"\u1112\u1161\u11AB\u1100\u1161", "\uD55C\uAC00"},  // Hangul
-      {"\uAC00\u11A8\uAC01\u11A8", "\uAC01\uAC01\u11A8"},  // a syllable takes one final only
-      {"\uAC00\u11A7\u0301", "\uAC00\u11A7\u0301"},        // just below the finals: nothing may be lost
-      {"\u0301e\u0301", "\u0301\u00E9"},                   // a mark with nothing to stand on
-      {"e\xCC\u0301", "e\uFFFD\u0301"},                    // ill-formed bytes part what they stand between
-      {"\U00011099\U000110BA", "\U0001109A"},
+      {"\u212B\u2126\u1FEF", "\u00C5\u03A9`"},       // characters that stand for another one
+      {"\uAC00\u11A7\u0301", "\uAC00\u11A7\u0301"},  // just below the finals: nothing may be lost
+      {"\u0301e\u0301", "\u0301\u00E9"},             // a mark with nothing to stand on
+      {"e\xCC\u0301", "e\uFFFD\u0301"},              // ill-formed bytes part what they stand between
   };
-  for (const auto& [from, to] : cases) {
+  for (const auto& [from, to] : canonical) {
     EXPECT_EQ(Text::canonical(from), to);
     EXPECT_EQ(Text::canonical(to), to);
     EXPECT_EQ(Text::compare(from, to), std::strong_ordering::equal);
+  }
+  const Mapping lower[] = {{"Claude-OPUS@[`{_9\0Z"s, "claude-opus@[`{_9\0z"s},
+                           {"\u0130I\u0131\u1E9E\u039F\u03A3", "i\u0307i\u0131\u00DF\u03BF\u03C3"},
+                           {"E\u0301\xFFZ", "e\u0301\uFFFDz"}};
+  for (const auto& [from, to] : lower) {
+    EXPECT_EQ(Text::lowercased(from), to);
+  }
+  for (const std::string_view numbers : {"0", "20250514", "\u0663\u2167\u00BD"}) {
+    EXPECT_TRUE(Text::isAllNumbers(numbers) && Text::beginsWithLetterOrNumber(numbers)) << numbers;
+  }
+  for (const std::string_view begun : {"a", "e\u0301", "\u4E00", "12a", "1.5", "1\xFF"}) {
+    EXPECT_TRUE(!Text::isAllNumbers(begun) && Text::beginsWithLetterOrNumber(begun)) << begun;
+  }
+  for (const std::string_view neither : {"", "-1", "_", "\u0301a", "\u2014", "\xFF"}) {
+    EXPECT_FALSE(Text::isAllNumbers(neither) || Text::beginsWithLetterOrNumber(neither)) << neither;
   }
 }
 
@@ -123,38 +132,16 @@ TEST(Text, CanonicalFormDoesNotDependOnTheSpellingOfTheParts) {
   }
 }
 
-TEST(Text, LowerCaseIsUnicodes) {
-  const std::vector<Mapping> cases = {
-      {"", ""},
-      {"Claude-OPUS@[`{_9\0Z"s, "claude-opus@[`{_9\0z"s},
-      {"\u00C4\u00D6\u00DC\u1E9E\u00DF", "\u00E4\u00F6\u00FC\u00DF\u00DF"},
-      {"\u0130I\u0131", "i\u0307i\u0131"},  // the one letter that becomes two, in every language
-      {"\u039F\u0394\u039F\u03A3", "\u03BF\u03B4\u03BF\u03C3"},  // no rule for the last sigma of a word
-      {"\u01C5\u212A\u13A0", "\u01C6k\uAB70"},
-      {"\U00010400", "\U00010428"},
-      {"E\u0301\xFFZ", "e\u0301\uFFFDz"},
-  };
-  for (const auto& [from, to] : cases) {
-    EXPECT_EQ(Text::lowercased(from), to);
-  }
-}
-
 TEST(Text, CharactersAreWhatPeoplePerceive) {
   const std::vector<std::vector<std::string>> cases = {
       {},
       {"a", "b", "c"},
-      {"a", "\r\n", "b"},
       {"\r", "\r\n", "\n", "\0"s, "\t"},
       {"a", "e\u0301", "\u00E9", "z"},
-      {"\u0301", "a\u0301\u0323\u0315"},
       {"\n", "\u0301", "\r\n", "\u200D"},                                      // nothing sticks to a line end
       {"\U0001F1E6\U0001F1E7", "\U0001F1E8\U0001F1E9", "\U0001F1EA", "x"},     // flags: letters in pairs
       {"\U0001F468\u200D\U0001F469\u200D\U0001F467", "\U0001F44D\U0001F3FD"},  // a family, a skin tone
-      {"1\uFE0F\u20E3", "\u2764\uFE0F\u200D\U0001F525", "a\u200D", "\U0001F525"},
       {"\u1100\u1161\u11A8", "\uAC00\u11A8\u11A8", "\u1100"},
-      {"\u0600"
-       "1",
-       "\u0915\u093E", "\u0E01\u0E33"},  // a sign that precedes, vowels with a width
       {"a", "\xFF", "\xE2\x82", "b\u0301", "\x80\u0301"},
   };
   for (const auto& characters : cases) {
@@ -168,16 +155,8 @@ TEST(Text, CharactersAreWhatPeoplePerceive) {
       EXPECT_EQ(Text::fitted(text, count), front);
       front += count < characters.size() ? characters[count] : "";
     }
-    EXPECT_EQ(Text::prefix(text, std::string::npos), text);
-    EXPECT_EQ(Text::suffix(text, std::string::npos), text);
     EXPECT_EQ(Text::fitted(text, characters.size() + 3), text + "   ");
   }
-}
-
-TEST(Text, FittedTextHasTheWidthEvenIfItsEndTakesInTheFirstSpace) {
-  const std::string fitted = Text::fitted("x\u0600", 5);
-  EXPECT_EQ(fitted, "x\u0600    ");
-  EXPECT_EQ(Text::characterCount(fitted), 5U);
 }
 
 TEST(Text, TrimmingKnowsBlanksFromLineEnds) {
@@ -198,28 +177,6 @@ TEST(Text, TrimmingKnowsBlanksFromLineEnds) {
   EXPECT_EQ(Text::trimmedBlanks("a\u3000\x80"), "a\u3000\x80");
 }
 
-TEST(Text, NumbersAreTheThreeCategories) {
-  for (const std::string_view numbers : {"0", "20250514", "\u0663\u2167\u00BD", "\U0001D7CE7"}) {
-    EXPECT_TRUE(Text::isAllNumbers(numbers)) << numbers;
-  }
-  for (const std::string_view others :
-       {"", "-1", "1.5", "2025 ", "12a", "/", ":", "1\u0301", "\u4E00", "1\xFF"}) {
-    EXPECT_FALSE(Text::isAllNumbers(others)) << others;
-  }
-}
-
-TEST(Text, LettersAndNumbersAreKnownByTheFirstCodePoint) {
-  for (const std::string_view text :
-       {"a", "Z", "7", "é", "e\u0301", "\u0663", "\u2167", "\u00BD", "\u4E00", "\u02B0"}) {
-    EXPECT_TRUE(Text::beginsWithLetterOrNumber(text)) << text;
-  }
-  for (const std::string_view text : {"", "-a", " a", "_", "\u0301a", "\u2014", "\U0001F600",
-                                      "\xFF"
-                                      "a"}) {
-    EXPECT_FALSE(Text::beginsWithLetterOrNumber(text)) << text;
-  }
-}
-
 TEST(Text, SearchFindsWholeCharactersOfTheCanonicalForm) {
   struct Case {
     std::string text;
@@ -229,13 +186,10 @@ TEST(Text, SearchFindsWholeCharactersOfTheCanonicalForm) {
   };
   const std::string flags = "\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7";
   const std::vector<Case> cases = {
-      {"", "", true, true},
       {"abc", "", true, true},
       {"", "a", false, false},
       {"abc", "abc", true, true},
-      {"abc", "abcd", false, false},
       {"xabc", "abc", true, false},
-      {"a\0b"s, "\0"s, true, false},
       {"a\0b"s, "a\0"s, true, true},
       {"aab\u00E9", "ab\u00E9", true, false},
       {"caf\u00E9", "fe", false, false},
@@ -243,34 +197,19 @@ TEST(Text, SearchFindsWholeCharactersOfTheCanonicalForm) {
       {"cafe\u0301s", "caf\u00E9", true, true},
       {"cafe\u0301", "cafe", false, false},
       {"ex\u0315ex", "ex", true, false},  // x and U+0315 stay two code points; the second "ex" is whole
-      {"\u212Aelvin", "Kel", true, true},
       {"K", "\u212A", true, true},
       {"a\r\nb", "a\r", false, false},
       {"a\r\nb", "\nb", false, false},
-      {"a\r\nb", "\r\n", true, false},
-      {"a\rb\r\n", "a\r", true, true},
       {flags, "\U0001F1EA\U0001F1EB", false, false},  // the end of one flag and the front of the next
       {flags, "\U0001F1EB\U0001F1F7", true, false},
       {flags, "\U0001F1E9", false, false},
       {"\u00E9\u00E9x\u00E9\u00E9\u00E9y", "\u00E9\u00E9y", true, false},
-      {"\u00E9x\u00E9x\u00E9y", "\u00E9x\u00E9y", true, false},
       {"a\xFF", "\uFFFD", true, false},
   };
   for (const auto& [text, part, contained, isPrefix] : cases) {
     SCOPED_TRACE(testing::Message() << text << " / " << part);
     EXPECT_EQ(Text::contains(text, part), contained);
     EXPECT_EQ(Text::hasPrefix(text, part), isPrefix);
-  }
-}
-
-TEST(Text, OrderIsByCodePointsOfTheCanonicalForm) {
-  const std::vector<std::string> ascending = {
-      "",        "\0"s,          "A",      "a",      "a\0"s,   "aa",         "e",         "f", "z", "\u00E0",
-      "e\u0301", "\u00E9\u00E9", "\u0100", "\uAC00", "\uFFFD", "\U00010000", "\U0010FFFF"};
-  for (std::size_t i = 0; i < ascending.size(); ++i) {
-    for (std::size_t j = 0; j < ascending.size(); ++j) {
-      EXPECT_EQ(Text::compare(ascending[i], ascending[j]), i <=> j) << ascending[i] << " " << ascending[j];
-    }
   }
 }
 

@@ -32,9 +32,11 @@ CostCells costInTable(const Bucket& bucket) {
   if (bucket.cost.isUnknown()) {
     return {UnknownReason::placeholder, "unknown — no known price for any request in this row"};
   }
+  const bool isOwn = !bucket.cost.ownPricedModels.empty();
   return {decimal(bucket.cost.priced, CostCells::decimals),
-          concat(bucket.cost.isComplete() ? "complete" : "lower bound — priced requests only",
-                 bucket.cost.ownPricedModels.empty() ? "" : ", own prices")};
+          bucket.cost.isComplete() ? (isOwn ? "complete, own prices" : "complete")
+          : isOwn                  ? "lower bound — priced requests only, own prices"
+                                   : "lower bound — priced requests only"};
 }
 
 }  // namespace tallyfin

@@ -71,7 +71,7 @@ std::string ownPrices(const PriceList& prices, const ProjectResolver& paths) {
     return concat(file, "unusable, only list prices are used: ", *prices.problem, "\n");
   }
   const auto count = static_cast<std::int64_t>(prices.own.size());
-  return concat(file, R::noun(count, "model", "models"), prices.own.empty() ? "" : ": ",
+  return concat(file, counted(count, "model", "models"), prices.own.empty() ? "" : ": ",
                 absl::StrJoin(prices.own, ", ",
                               [](std::string* out, const PricedModel& one) { out->append(one.model); }),
                 "\n");

@@ -1,0 +1,244 @@
+// Whole answers and documents, compared with files that hold what they must be.
+//
+//   Golden                      compares every file below this folder with what the program says today
+//   Golden small/overview.txt   these files alone
+//   Golden --accept [FILE...]   shows what differs and makes it the new expectation
+//
+// A folder is a home: `home.txt` says clock and zone, and what lies on the disk. Any other file in it is a
+// list of steps, each a line that begins with "=== " and stands above what it gives, which ends with one more
+// line feed. Steps without anything below give what the next one does. {HOME} stands for the path of the
+// home.
+//
+//   === tally_cost {"by":"day"}           a tool with its arguments
+//   === > {"id":1,"method":"ping"}        a line of the protocol: the reply, then what was logged
+//   === csv day {"limit":2}               a document: csv, name, provenance, summary
+//   === wait 15                           seconds pass
+//   === clock 2026-03-10 14:30 UTC        another start of the server, at this time
+//   === write|append PATH TEXT, remove PATH, mkdir PATH
+
+#include "Golden/Steps.hpp"
+#include "Platform/Concat.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinMCP/MCP.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+
+#include <nlohmann/json.hpp>
+
+namespace tallyfin {
+namespace {
+
+using nlohmann::json;
+
+class Session {
+ public:
+  explicit Session(const fs::path& home) { furnish(machine_, home); }
+
+  /// What a step gives; nothing for one that only changes something.
+  std::string act(const std::string& question) {
+    std::string rest = atHome(question);
+    const std::string verb = firstWord(rest);
+    if (verb == ">") {
+      return replaced(exchange(rest), disk().path(), "{HOME}");
+    }
+    if (verb.starts_with("tally_")) {
+      return replaced(call(verb, rest), disk().path(), "{HOME}");
+    }
+    if (verb == "csv" || verb == "provenance" || verb == "summary" || verb == "name") {
+      const std::string axis = verb == "csv" || verb == "name" ? firstWord(rest) : "";
+      return replaced(document(verb, axis, json::parse(rest.empty() ? "{}" : rest)), disk().path(), "{HOME}");
+    }
+    change(verb, rest);
+    return {};
+  }
+
+ private:
+  const TempHome& disk() const { return machine_.home; }
+  std::string atHome(const std::string& text) const { return replaced(text, "{HOME}", disk().path()); }
+
+  void change(const std::string& verb, std::string rest) {
+    const std::string what = firstWord(rest);
+    if (verb == "clock") {
+      setClock(machine_, what + " " + rest);
+      server_.reset();
+      data_.reset();
+    } else if (verb == "wait") {
+      machine_.now += std::stod(what);
+    } else if (verb == "write") {
+      disk().write(what, rest + "\n");
+    } else if (verb == "append") {
+      disk().append(what, rest + "\n");
+    } else if (verb == "remove") {
+      disk().remove(what);
+    } else if (verb == "mkdir") {
+      disk().makeDirectory(what);
+    } else {
+      throw std::runtime_error("no such step: " + verb);
+    }
+  }
+
+  MCPServer& server() {
+    if (!server_) {
+      data_ = std::make_unique<DataSource>(machine_.environment());
+      server_ = std::make_unique<MCPServer>(
+          *data_, [this](std::string_view line) { log_ += concat("log: ", line, "\n"); });
+    }
+    return *server_;
+  }
+
+  std::string exchange(const std::string& line) {
+    log_.clear();
+    const std::string reply = server().reply(line).value_or("(no reply)");
+    return concat(log_, reply);
+  }
+
+  std::string call(const std::string& tool, const std::string& arguments) {
+    const json reply =
+        json::parse(exchange(concat(R"({"id":1,"method":"tools/call","params":{"name":")", tool,
+                                    R"(","arguments":)", arguments.empty() ? "{}" : arguments, "}}")));
+    const json& result = reply.at("result");
+    return (result.at("isError").get<bool>() ? "ERROR " : "") +
+           result.at("content").at(0).at("text").get<std::string>();
+  }
+
+  std::string document(const std::string& kind, const std::string& axis, const json& given) {
+    server();
+    data_->ensureFresh();
+    Exporter::Options options{.generatedAt = data_->now(), .calendar = data_->calendar()};
+    if (given.contains("label")) {
+      options.periodLabel = given["label"];
+    }
+    const auto day = [&](const char* name) {
+      return given.contains(name) ? options.calendar.parseDay(given[name].get<std::string>()) : std::nullopt;
+    };
+    options.from = day("from");
+    options.to = day("to");
+    if (given.contains("limit")) {
+      options.limitPerAxis = given["limit"];
+    }
+    if (given.contains("model")) {
+      options.recordFilter = [model = InternedText(given["model"].get<std::string>())](
+                                 const UsageRecord& record) { return record.model == model; };
+    }
+    options.byteOrderMark = given.value("bom", false);
+    options.summaryRowLimit = given.value("rows", std::int64_t{10});
+    for (const json& name : given.value("axes", json::array())) {
+      options.summaryAxes.push_back(Exporter::axisNamed(name.get<std::string>()).value());
+    }
+    if (given.value("files", true)) {
+      options.sourceFiles = data_->cache().recordsPerFile();
+    }
+    if (kind == "name") {
+      return Exporter::suggestedFileName(
+          axis == "provenance" ? Exporter::Document::provenance()
+                               : Exporter::Document::breakdown(Exporter::axisNamed(axis).value()),
+          options);
+    }
+    const Report report = Aggregator(data_->calendar(), data_->resolver())
+                              .aggregate(data_->records(), options.from, options.to, data_->diagnostics(),
+                                         given.value("hours", true), options.recordFilter);
+    if (kind == "summary") {
+      return Exporter::clipboardSummary(report, options);
+    }
+    return kind == "provenance" ? Exporter::provenanceCSV(report, options) : tables(axis, report, options);
+  }
+
+  /// The table of one axis, or of all that have rows.
+  static std::string tables(const std::string& axis, const Report& report, const Exporter::Options& options) {
+    if (axis != "all") {
+      return Exporter::breakdownCSV(report, Exporter::axisNamed(axis).value(), options);
+    }
+    std::string all;
+    for (const Exporter::AxisCSV& table : Exporter::allBreakdownCSVs(report, options)) {
+      all += concat(Exporter::rawValue(table.axis), "\n", table.csv);
+    }
+    return all;
+  }
+
+  Machine machine_{{2026, 1, 1}, 0, 0};
+  std::string log_;
+  std::unique_ptr<DataSource> data_;
+  std::unique_ptr<MCPServer> server_;
+};
+
+/// What a file would be if all that the program says today were right.
+std::string today(const fs::path& file, const std::string& expected) {
+  std::string all;
+  const std::vector<Step> steps = stepsOf(expected, all);
+  Session session(file.parent_path() / "home.txt");
+  std::string held;  // questions without an answer of their own
+  std::string answer;
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    std::string given = session.act(steps[i].question);
+    if (!held.empty() && given != answer) {
+      all += concat(held, answer, "\n");
+      held.clear();
+    }
+    held += "=== " + steps[i].question + "\n";
+    answer = std::move(given);
+    const bool givesNothing = answer.empty() && steps[i].answer.empty();
+    if (givesNothing || !steps[i].answer.empty() || i + 1 == steps.size()) {
+      all += concat(held, answer, givesNothing ? "" : "\n");
+      held.clear();
+    }
+  }
+  return all;
+}
+
+/// Shows how a file differs from `now`.
+void show(const fs::path& file, const std::string& now) {
+  const TempHome scratch;
+  const std::string command =
+      concat("diff -u --label expected --label now '", file.string(), "' '", scratch.write("now", now), "'");
+  std::cout << file.string() << " differs:" << std::endl;  // before what another process says
+  if (std::system(command.c_str()) < 0) {
+    std::cout << now;
+  }
+}
+
+int run(std::vector<std::string> arguments) {
+  const bool accepts = std::erase(arguments, "--accept") > 0;
+  std::vector<fs::path> files(arguments.begin(), arguments.end());
+  if (files.empty()) {
+    for (const auto& entry : fs::recursive_directory_iterator(TALLYFIN_GOLDEN)) {
+      if (entry.path().extension() == ".txt" && entry.path().filename() != "home.txt") {
+        files.push_back(entry.path());
+      }
+    }
+  }
+  std::sort(files.begin(), files.end());
+  int differing = 0;
+  for (const fs::path& given : files) {
+    const fs::path file = fs::path(TALLYFIN_GOLDEN) / given;
+    const std::string expected = contentOf(file);
+    const std::string now = today(file, expected);
+    if (now != expected) {
+      ++differing;
+      show(file, now);
+      if (accepts) {
+        std::ofstream(file, std::ios::binary) << now;
+      }
+    }
+  }
+  std::cout << files.size() << " files, " << differing << (accepts ? " changed\n" : " differ\n");
+  return differing == 0 || accepts ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace tallyfin
+
+int main(int count, char** arguments) {
+  ::setenv("TMPDIR", "/tmp", 1);  // some columns cut paths, so all homes need paths of one length
+  try {
+    return tallyfin::run({arguments + 1, arguments + count});
+  } catch (const std::exception& error) {
+    std::cout << error.what() << "\n";
+    return 2;
+  }
+}
