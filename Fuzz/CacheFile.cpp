@@ -60,21 +60,11 @@ bool isSame(const RecordMap::Entry& left, const RecordMap::Entry& right) {
          isSameText(a.agent.rawId(), b.agent.rawId());
 }
 
-bool isSame(const FileDiagnostics& left, const FileDiagnostics& right) {
-  return left.usageLines == right.usageLines && left.notUsageBearing == right.notUsageBearing &&
-         left.skippedZeroUsage == right.skippedZeroUsage &&
-         left.rejectedInvalidJSON == right.rejectedInvalidJSON &&
-         left.rejectedNoMessage == right.rejectedNoMessage &&
-         left.rejectedNoTimestamp == right.rejectedNoTimestamp &&
-         left.rejectedNoIdentity == right.rejectedNoIdentity &&
-         left.longestLineBytes == right.longestLineBytes;
-}
-
 bool isSame(const FileProvenance& left, const FileProvenance& right) {
   const FileState& a = *left.state;
   const FileState& b = *right.state;
   return left.path == right.path && a.size == b.size && isSameBits(a.mtime, b.mtime) && a.inode == b.inode &&
-         a.consumed == b.consumed && isSame(a.diag, b.diag) &&
+         a.consumed == b.consumed && a.diag == b.diag &&
          std::ranges::equal(a.records.entries(), b.records.entries(),
                             [](const auto& one, const auto& other) { return isSame(one, other); });
 }

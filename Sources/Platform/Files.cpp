@@ -2,6 +2,7 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Descriptor.hpp"
+#include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
 
 #include <algorithm>
@@ -221,13 +222,22 @@ class Temporary {
   off_t written_ = 0;  // bytes
 };
 
+/// Whether the end of a name is one that a temporary file has: two numbers with a point between.
+bool isOurs(std::string_view end) {
+  const std::size_t point = end.find('.');
+  const auto isNumber = [](std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
+  };
+  return point != std::string_view::npos && isNumber(end.substr(0, point)) && isNumber(end.substr(point + 1));
+}
+
 /// Removes the temporary files that nobody is writing any more. One is held while it goes, so that its name
 /// is not taken meanwhile.
 void removeStaleTemporaries(const std::string& directory, const std::string& start) {
   Listing listing(directory);
   while (const dirent* entry = listing.isOpen() ? listing.next() : nullptr) {
     const std::string_view name = entry->d_name;
-    if (!name.starts_with(start)) {
+    if (!name.starts_with(start) || !isOurs(name.substr(start.size()))) {
       continue;
     }
     const std::string path = concat(directory, "/", name);

@@ -254,7 +254,7 @@ TEST_F(CacheFile, ClearForgetsAndDeletes) {
   cache.save();
   EXPECT_EQ(home.read("cache.bin"), "TFC1\x02\0\0"s);
   EXPECT_TRUE(ScanCache(path).load());
-  const ScanCache nowhere(home.write("file", "") + "/cache.bin");
+  ScanCache nowhere(home.write("file", "") + "/cache.bin");
   EXPECT_THROW(nowhere.save(), std::system_error);
 }
 

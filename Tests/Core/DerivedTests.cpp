@@ -18,9 +18,8 @@ UsageRecord dollars(std::string_view time, std::int64_t amount) {
   return make({.at = time, .output = amount * kDollar});
 }
 
-Report report(const std::vector<UsageRecord>& records) {
-  return Aggregator(Calendar::utc(), ProjectResolver("/home/ada", false))
-      .aggregate(records, {}, {}, {}, true);
+Report report(const std::vector<UsageRecord>& records, const Calendar& calendar = Calendar::utc()) {
+  return Aggregator(calendar, ProjectResolver("/home/ada", false)).aggregate(records, {}, {}, {}, true);
 }
 
 TEST(Derived, RateIsOfTheHourThatDescribesNow) {

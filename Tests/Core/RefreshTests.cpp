@@ -9,6 +9,7 @@
 
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -38,6 +39,13 @@ class Refresh : public testing::Test {
   const std::vector<SourceHome> homes = SourceHome::defaults(home.path());
   ScanCache cache{home.path("cache.bin")};
 };
+
+// A number as the cache file holds it.
+std::string leb128(std::uint64_t value) {
+  std::string bytes;
+  for (; value >= 0x80; value >>= 7) bytes += static_cast<char>(value | 0x80);
+  return bytes + static_cast<char>(value);
+}
 
 // The records but for their ranks, which name a position in a listing of long ago.
 std::vector<UsageRecord> withoutRanks(std::vector<UsageRecord> records) {
@@ -169,6 +177,92 @@ TEST_F(Refresh, PathsAreBytes) {
   EXPECT_EQ(stats.filesUnchanged, 1);
   ASSERT_EQ(result.records.size(), 1U);
   EXPECT_EQ(result.records[0].sessionId.text(), "a\nb");
+}
+
+TEST_F(Refresh, AFileCutBackBelowWhatWasReadIsReadAgain) {
+  const std::string two = rawLine(1).text() + rawLine(2).text();
+  home.write(kA, two + rawLine(3).text());
+  refresh();
+  cache.save();
+  // As after a look at a file that grew while it was read, or after damage: more was read than the size says.
+  std::string file = home.read("cache.bin");
+  const std::string size = leb128(home.read(kA).size());
+  const std::size_t at = file.rfind(kA) != std::string::npos ? file.find(size, file.rfind(kA)) : 0;
+  ASSERT_NE(at, std::string::npos);
+  home.write("cache.bin", file.replace(at, size.size(), leb128(two.size() - 10)));
+  ASSERT_TRUE(cache.load());
+  home.truncate(kA, two.size());
+  const auto [result, stats] = refresh();
+  EXPECT_EQ(stats.filesRewound, 1);
+  expectSame(result, fullScan());
+}
+
+// The larger file is read first; meanwhile another takes the name of one that was looked at.
+TEST_F(Refresh, WhatCountsIsTheFileThatIsRead) {
+  home.write(kA, rawLine(1).text());
+  home.write(kB, rawLine(2).text());
+  ScanCache serial(home.path("cache.bin"), 1);
+  serial.refresh(homes, stopped);
+  home.append(kA, rawLine(3).text() + rawLine(4).text() + rawLine(5).text());
+  home.append(kB, rawLine(6).text());
+  const auto replace = [&](std::uint64_t done, std::uint64_t total) {
+    if (done < total) {
+      home.write("other", rawLine(7, 1, 9999).text() + rawLine(8).text() + rawLine(9).text());
+      ASSERT_EQ(::rename(home.path("other").c_str(), home.path(kB).c_str()), 0);
+    }
+  };
+  const auto [result, stats] = serial.refresh(
+      homes, stopped, [] {}, replace);
+  EXPECT_EQ(stats.filesRewound, 1);
+  expectSame(result, fullScan());
+  EXPECT_EQ(serial.refresh(homes, stopped).stats.filesUnchanged, 2);
+}
+
+// Files of any size, repeated requests and failures: the same to the byte on any number of threads.
+TEST_F(Refresh, ThreadsChangeNothing) {
+  for (int file = 0; file < 60; ++file) {
+    std::string content;
+    for (int line = 0; line < 1 + file * file; ++line) {
+      content += rawLine(file * 37 % 50 * 100 + line % 90, line, file).text();
+    }
+    home.write((file % 3 == 0 ? ".claude-work/projects/p/" : ".claude/projects/p/") + std::to_string(file) +
+                   ".jsonl",
+               content + "{\"usage\"\n");
+  }
+  home.makeDirectory(".claude/projects/p/x.jsonl");
+  std::string bytes;
+  for (const std::size_t threads : {1, 2, 3, 16}) {
+    const std::string path = home.path("cache" + std::to_string(threads));
+    ScanCache each(path, threads);
+    expectSame(each.refresh(homes, stopped).result, fullScan(threads > 1));
+    each.save();
+    EXPECT_TRUE(each.verifyAgainstFullScan(homes, Calendar::utc(), stopped).isClean());
+    const std::string written = home.read("cache" + std::to_string(threads));
+    EXPECT_TRUE(written == std::exchange(bytes, written) || threads == 1) << threads;
+  }
+}
+
+TEST_F(Refresh, ALookThatFoundNothingNewWritesNothing) {
+  home.write(kA, rawLine(1).text());
+  home.makeDirectory(".claude/projects/p/unreadable.jsonl");
+  const auto look = [&] {
+    refresh();
+    cache.save();
+    return Files::attributes(home.path("cache.bin")).value();
+  };
+  const auto written = look();
+  EXPECT_EQ(look(), written);
+  ASSERT_TRUE(cache.load());
+  EXPECT_EQ(look(), written) << "what was loaded need not be written";
+  const std::string whole = home.read("cache.bin");
+  for (const bool isGone : {true, false}) {
+    isGone ? home.remove("cache.bin") : static_cast<void>(home.write("cache.bin", "damaged"));
+    look();
+    EXPECT_EQ(home.read("cache.bin"), whole);
+  }
+  home.append(kA, rawLine(2).text());
+  look();
+  EXPECT_NE(home.read("cache.bin"), whole);
 }
 
 }  // namespace

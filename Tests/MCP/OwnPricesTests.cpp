@@ -13,6 +13,10 @@ class OwnPrices : public GoldenHome {
   std::string answerWith(std::string_view prices, std::string_view tool,
                          const std::string& arguments = "{}") {
     machine_.home.write(".config/net.quillpond.tallyfin/prices.json", prices);
+    return answer(tool, arguments);
+  }
+
+  std::string answer(std::string_view tool, const std::string& arguments = "{}") {
     DataSource data(machine_.environment());
     return MCPServer(data, [](std::string_view) {}).callTool(tool, argumentsOf(arguments)).text;
   }

@@ -142,20 +142,29 @@ TEST(Calendar, MonthsAndYearsRunFromFirstDayToFirstDay) {
   EXPECT_EQ(calendar.startOfDayMonthsLater(utc("2026-03-31T00:00:00"), -kMost - 1), std::nullopt);
 }
 
-TEST(Calendar, DatesThatCannotBeWrittenAreAbsent) {
-  const Calendar calendar = Calendar::utc();
-  const TimePoint first = utc("0001-01-01T12:00:00");
-  const TimePoint last = utc("9999-12-31T12:00:00");
-  const std::int64_t all = calendar.daysBetween(first, last);
-  EXPECT_EQ(all, 3'652'058);
-  EXPECT_EQ(calendar.startOfDay(first, all), utc("9999-12-31T00:00:00"));
-  EXPECT_EQ(calendar.startOfDay(last, -all), utc("0001-01-01T00:00:00"));
-  EXPECT_EQ(calendar.startOfDay(first, -1), std::nullopt);
-  EXPECT_EQ(calendar.startOfDay(last, 1), std::nullopt);
-  EXPECT_EQ(calendar.startOfDay(plus(first, -86'400), 1), utc("0001-01-01T00:00:00"));
-  for (const std::int64_t far : {std::numeric_limits<std::int64_t>::max(), std::int64_t{4'000'000}}) {
-    EXPECT_FALSE(calendar.startOfDay(last, far) || calendar.startOfDay(last, -far));
+TEST(Calendar, DaysAreCountedBeyondTheYearsThatADateCanName) {
+  for (const char* zone : {"UTC", "Pacific/Apia"}) {
+    const Calendar calendar = in(zone);
+    const TimePoint today = calendar.startOfDay(utc("2026-03-10T06:00:00"));
+    EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, -739'684)), "0001-01-01");
+    EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, -739'685)), "0000-12-31");
+    EXPECT_EQ(calendar.formatMinute(calendar.startOfDay(today, -799'999)), "-0165-11-13 00:00");
+    EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, 3'000'000)), "10239-11-29");
+    TimePoint last = today;
+    for (const std::int64_t days : {std::int64_t{1}, std::int64_t{4'000'000}, std::int64_t{100'000'000'000},
+                                    std::int64_t{1} << 40, std::numeric_limits<std::int64_t>::max()}) {
+      const TimePoint start = calendar.startOfDay(today, -days);
+      EXPECT_LE(start, last) << "more days are never less";
+      EXPECT_EQ(calendar.startOfDay(start), start);
+      EXPECT_GT(calendar.startOfDay(today, days), today);
+      last = start;
+    }
+    EXPECT_LE(last.seconds, -9e15);
   }
+}
+
+TEST(Calendar, DatesThatAreNoneAreAbsent) {
+  const Calendar calendar = Calendar::utc();
   for (const CalendarDate date :
        {CalendarDate{2026, 2, 29}, {2026, 0, 1}, {2026, 13, 1}, {2026, 1, 0}, {2026, 1, -5}}) {
     EXPECT_EQ(calendar.startOfDay(date), std::nullopt);

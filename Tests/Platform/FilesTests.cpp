@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -238,23 +239,16 @@ TEST_F(ReplaceTests, AFailureNamesThePathAndLeavesTheOldFileAlone) {
 }
 
 TEST_F(ReplaceTests, OnlyTemporariesThatNobodyWritesAreRemoved) {
-  const std::string dead = std::to_string(std::numeric_limits<pid_t>::max());  // higher than ids can be
-  home.write("cache.bin.tmp." + dead + ".0", "");
-  home.write("cache.bin.tmp." + std::to_string(::getpid()) + ".4000000000",
-             "");  // of an earlier process with our id
-  std::vector<std::string> kept = {"cache.bin.tmp." + std::to_string(::getppid()) + ".0",
-                                   "cache.bin.tmp." + dead,
-                                   "cache.bin.tmp." + dead + ".",
-                                   "cache.bin.tmp." + dead + ".0x",
-                                   "cache.bin.tmp.-1.0",
-                                   "cache.bin.tmp.99999999999999999999.0",
-                                   "other.bin.tmp." + dead + ".0",
-                                   "cache.bin.tmp",
-                                   "cache.bin"};
+  home.write("cache.bin.tmp.1.0", "of a process that was killed, in whatever container");
+  std::vector<std::string> kept = {"cache.bin.tmp.2.0", "cache.bin.tmp.2.0x", "cache.bin.tmp.-1.0",
+                                   "other.bin.tmp.2.0", "cache.bin.tmp",      "cache.bin"};
   for (const std::string& name : kept) {
     home.write(name, "");
   }
-  Files::replaceAtomically(home.path("cache.bin"), {"new"});
+  const Descriptor writer(home.path("cache.bin.tmp.2.0"), O_WRONLY);
+  ASSERT_EQ(::flock(writer.number(), LOCK_EX), 0);
+  const auto attributes = Files::replaceAtomically(home.path("cache.bin"), {"new"});
+  EXPECT_EQ(attributes, Files::attributes(home.path("cache.bin")));
   EXPECT_THAT(names(), testing::UnorderedElementsAreArray(kept));
 }
 

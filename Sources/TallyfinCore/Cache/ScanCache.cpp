@@ -61,9 +61,7 @@ std::vector<FileProvenance> filesOf(const std::vector<FileReading>& readings) {
   files.reserve(readings.size());
   for (const FileReading& reading : readings) {
     if (reading.now != nullptr) {
-      // A file whose read fails again is the same as before.
-      const bool isSame = reading.before != nullptr && *reading.now == *reading.before;
-      files.push_back({reading.file->path, isSame ? reading.before : reading.now});
+      files.push_back({reading.file->path, reading.now});
     }
   }
   sortByPath(files);
@@ -71,9 +69,10 @@ std::vector<FileProvenance> filesOf(const std::vector<FileReading>& readings) {
 }
 
 bool isUnchanged(const std::vector<FileReading>& readings, const std::vector<FileProvenance>& known) {
-  return readings.size() == known.size() && std::ranges::all_of(readings, [](const FileReading& reading) {
-           return reading.before != nullptr && reading.now == reading.before;
-         });
+  const auto isThere = [](const FileReading& reading) { return reading.now != nullptr; };
+  const auto isKnown = [](const FileReading& reading) { return reading.now == reading.before; };
+  return std::ranges::count_if(readings, isThere) == std::ssize(known) &&
+         std::ranges::all_of(readings, isKnown);
 }
 
 }  // namespace

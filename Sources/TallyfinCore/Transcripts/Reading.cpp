@@ -83,7 +83,9 @@ void readOn(FileReading& reading, const FileAttributes& looked) {
     state.diag = reading.seen;
   }
   state.records.dropIndex();
-  reading.now = std::make_shared<const FileState>(std::move(state));
+  // A file whose read fails again is known as before.
+  const bool isSame = reading.hasFailed && reading.before != nullptr && state == *reading.before;
+  reading.now = isSame ? reading.before : std::make_shared<const FileState>(std::move(state));
 }
 
 struct Work {
