@@ -30,13 +30,12 @@ const RefreshStats& DataSource::ensureFresh() {
     return *refreshStats_;
   }
   finishSaving();
-  if (!lastRefresh_) {
-    cache_.load();
-  }
   refreshStats_.reset();  // should this look fail, for want of memory, the next call takes another
   records_ = {};          // before their successors are made, so that the memory serves these
-  ScanCache::Refreshed refreshed = cache_.refresh(
-      homes_, environment_.now, [this] { startSaving(); }, progress_);
+  const auto looked = [this] { startSaving(); };
+  ScanCache::Refreshed refreshed = lastRefresh_
+                                       ? cache_.refresh(homes_, environment_.now, looked, progress_)
+                                       : cache_.loadAndRefresh(homes_, environment_.now, looked, progress_);
   records_ = std::move(refreshed.result.records);
   diagnostics_ = std::move(refreshed.result.diagnostics);
   refreshStats_ = refreshed.stats;

@@ -108,13 +108,34 @@ std::string cacheLocation(const Environment& environment) {
 
 ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,
                                         absl::FunctionRef<void()> looked, const ReadProgress& progress) {
+  return look(homes, clock, looked, progress, false);
+}
+
+ScanCache::Refreshed ScanCache::loadAndRefresh(const std::vector<SourceHome>& homes, const Clock& clock,
+                                               absl::FunctionRef<void()> looked,
+                                               const ReadProgress& progress) {
+  return look(homes, clock, looked, progress, true);
+}
+
+ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const Clock& clock,
+                                     absl::FunctionRef<void()> looked, const ReadProgress& progress,
+                                     bool isStart) {
   const TimePoint start = clock();
   Refreshed done;
   ScanDiagnostics& diagnostics = done.result.diagnostics;
   RefreshStats& stats = done.stats;
-  const std::vector<TranscriptFile> listed = Scanner::listing(homes, diagnostics);
+  std::vector<TranscriptFile> listed;
+  std::vector<FileReading> readings;
+  // Listing waits for the system and loading for memory: together they take as long as the longer of the two.
+  forEachIndex(isStart ? 2 : 1, threads_, [&](std::size_t part) {
+    if (part == 1) {
+      load();
+    } else {
+      listed = Scanner::listing(homes, diagnostics);
+      readings = lookAt(listed, threads_);
+    }
+  });
   const KnownFiles before = known();
-  std::vector<FileReading> readings = readingsOf(listed);
   stats.fromCache = !before->empty();
   stats.filesGone = static_cast<std::int64_t>(before->size()) - matchKnown(readings, *before);
   read(readings, threads_, progress);
@@ -124,6 +145,7 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   looked();
 
   UnifiedRequests requests;
+  requests.reserve(requestsIn(readings));
   for (const FileReading& reading : readings) {
     if (reading.now == nullptr) {
       continue;

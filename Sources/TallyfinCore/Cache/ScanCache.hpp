@@ -97,6 +97,11 @@ class ScanCache {
       const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
       const ReadProgress& progress = {});
 
+  /// `load` and `refresh` in one, at a start: the cache file is read while transcripts are listed.
+  Refreshed loadAndRefresh(
+      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
+      const ReadProgress& progress = {});
+
   /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
   /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known
   /// nor the file. Cannot fail; a file that cannot be read shows in the result. Takes as
@@ -118,6 +123,8 @@ class ScanCache {
   // Sorted by path, as in the file. Shared, not copied: a save works on it outside the lock.
   using KnownFiles = std::shared_ptr<const std::vector<FileProvenance>>;
 
+  Refreshed look(const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked,
+                 const ReadProgress& progress, bool isStart);
   KnownFiles known() const;
   void replaceKnown(std::vector<FileProvenance> files);
 

@@ -18,9 +18,8 @@ namespace tallyfin {
 namespace {
 
 // How far the file goes on behind `consumed`; 0 when its size cannot be had.
-std::uint64_t bytesBeyond(std::uint64_t consumed, const std::string& path) {
-  const std::optional<Files::Attributes> now = Files::attributes(path);
-  return now && now->size > consumed ? now->size - consumed : 0;
+std::uint64_t bytesBeyond(std::uint64_t consumed, const FileReading& reading) {
+  return reading.looked && reading.looked->size > consumed ? reading.looked->size - consumed : 0;
 }
 
 double costOf(const UnifiedRequests& requests, const Calendar& calendar, const PriceList& prices) {
@@ -72,13 +71,13 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
   // Both views take the files in listing order, so that of equal copies the same one describes a request.
   UnifiedRequests cached;
   std::vector<FileReading> readings;
-  for (const FileReading& reading : readingsOf(listed)) {
+  for (const FileReading& reading : lookAt(listed, threads_)) {
     const auto known = notListed.find(reading.file->path);
     if (known == notListed.end()) {
-      result.bytesNotCompared += bytesBeyond(0, reading.file->path);
+      result.bytesNotCompared += bytesBeyond(0, reading);
       continue;
     }
-    result.bytesNotCompared += bytesBeyond(known->second->consumed, reading.file->path);
+    result.bytesNotCompared += bytesBeyond(known->second->consumed, reading);
     cached.add(known->second->records);
     readings.push_back(reading);
     readings.back().upTo = known->second->consumed;

@@ -37,26 +37,25 @@ FileChange classify(const FileState* before, const FileAttributes& now) {
                                                                                 : FileChange::grown;
 }
 
-// Settles a file that did not change; otherwise gives its attributes, if they can be had.
-std::optional<FileAttributes> look(FileReading& reading) {
-  std::optional<FileAttributes> now = Files::attributes(reading.file->path);
-  if (!now) {
-    return std::nullopt;
+// Whether the file is to be read; one that did not change is settled here.
+bool isToRead(FileReading& reading) {
+  if (!reading.looked) {
+    return false;
   }
-  reading.change = classify(reading.before.get(), *now);
-  if (reading.change == FileChange::unchanged) {
-    reading.now = reading.before;
-    reading.seen = reading.before->diag;
-    return std::nullopt;
+  reading.change = classify(reading.before.get(), *reading.looked);
+  if (reading.change != FileChange::unchanged) {
+    return true;
   }
-  return now;
+  reading.now = reading.before;
+  reading.seen = reading.before->diag;
+  return false;
 }
 
 // Reads a file that changed. What counts is the open file: another may have taken the name since the look.
-void readOn(FileReading& reading, const FileAttributes& looked) {
+void readOn(FileReading& reading) {
   const TranscriptFile& file = *reading.file;
   PlainFile open(file.path);
-  const FileAttributes now = open.isOpen() ? open.attributes() : looked;
+  const FileAttributes now = open.isOpen() ? open.attributes() : *reading.looked;
   reading.change = classify(reading.before.get(), now);
   const bool isReadOn = reading.change == FileChange::grown || reading.change == FileChange::unchanged;
   FileState state = isReadOn ? *reading.before : FileState{};
@@ -90,38 +89,41 @@ void readOn(FileReading& reading, const FileAttributes& looked) {
 
 struct Work {
   FileReading* reading;
-  FileAttributes looked;
   std::uint64_t size;  // bytes to read, and what opening is worth
 };
 
 }  // namespace
 
-std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files) {
+std::vector<FileReading> lookAt(const std::vector<TranscriptFile>& files, std::size_t threads) {
   std::vector<FileReading> readings(files.size());
-  for (std::size_t rank = 0; rank < files.size(); ++rank) {
-    readings[rank].file = &files[rank];
-    readings[rank].rank = static_cast<std::int64_t>(rank);
-  }
+  const std::size_t portions = (files.size() + kLooks - 1) / kLooks;
+  forEachIndex(portions, std::min(threads, portions / 2), [&](std::size_t portion) {
+    const std::size_t end = std::min(files.size(), (portion + 1) * kLooks);
+    for (std::size_t rank = portion * kLooks; rank < end; ++rank) {
+      readings[rank].file = &files[rank];
+      readings[rank].rank = static_cast<std::int64_t>(rank);
+      readings[rank].looked = Files::attributes(files[rank].path);
+    }
+  });
   return readings;
 }
 
-void read(std::span<FileReading> readings, std::size_t threads, const ReadProgress& progress) {
-  std::vector<std::optional<FileAttributes>> changed(readings.size());
-  const std::size_t portions = (readings.size() + kLooks - 1) / kLooks;
-  forEachIndex(portions, std::min(threads, portions / 2), [&](std::size_t portion) {
-    const std::size_t end = std::min(readings.size(), (portion + 1) * kLooks);
-    for (std::size_t i = portion * kLooks; i < end; ++i) {
-      changed[i] = look(readings[i]);
-    }
-  });
+std::size_t requestsIn(std::span<const FileReading> readings) {
+  std::size_t count = 0;
+  for (const FileReading& reading : readings) {
+    count += reading.now != nullptr ? reading.now->records.size() : 0;
+  }
+  return count;
+}
 
+void read(std::span<FileReading> readings, std::size_t threads, const ReadProgress& progress) {
   std::vector<Work> work;
   std::uint64_t total = 0;
-  for (std::size_t i = 0; i < readings.size(); ++i) {
-    if (changed[i]) {
-      const std::uint64_t from = readings[i].change == FileChange::grown ? readings[i].before->consumed : 0;
-      const std::uint64_t size = changed[i]->size - std::min(from, changed[i]->size) + kOpening;
-      work.push_back({&readings[i], *changed[i], size});
+  for (FileReading& reading : readings) {
+    if (isToRead(reading)) {
+      const std::uint64_t from = reading.change == FileChange::grown ? reading.before->consumed : 0;
+      const std::uint64_t size = reading.looked->size - std::min(from, reading.looked->size) + kOpening;
+      work.push_back({&reading, size});
       total += size;
     }
   }
@@ -130,7 +132,7 @@ void read(std::span<FileReading> readings, std::size_t threads, const ReadProgre
   std::atomic<std::uint64_t> done = 0;
   const std::thread::id caller = std::this_thread::get_id();
   forEachIndex(work.size(), std::min<std::uint64_t>(threads, 1 + total / kWorthAThread), [&](std::size_t i) {
-    readOn(*work[i].reading, work[i].looked);
+    readOn(*work[i].reading);
     done += work[i].size;
     if (progress && std::this_thread::get_id() == caller) {
       progress(done, total);

@@ -15,10 +15,12 @@ UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, con
                         ScanDiagnostics& diagnostics) {
   const TimePoint start = clock();
   const std::vector<TranscriptFile> files = listing(homes, diagnostics);
-  std::vector<FileReading> readings = readingsOf(files);
-  read(readings, parallel ? processors() : 1);
+  const std::size_t threads = parallel ? processors() : 1;
+  std::vector<FileReading> readings = lookAt(files, threads);
+  read(readings, threads);
 
   UnifiedRequests requests;
+  requests.reserve(requestsIn(readings));
   for (const FileReading& reading : readings) {
     diagnostics.add(reading.seen, reading.file->path);
     if (reading.hasFailed || reading.now == nullptr) {
