@@ -47,7 +47,6 @@ TEST(Page, IsTheExpectedDocument) {
   Exporter::Options options{.generatedAt = at("2026-05-04T15:42:10Z"), .calendar = berlin};
   options.from = berlin.startOfDay(at("2026-04-28T12:00:00Z"));
   options.to = berlin.startOfDay(at("2026-05-04T12:00:00Z"));
-  options.notes = {"own prices: mystery"};
   const Report report = aggregator.aggregate(records, options.from, options.to, seen, false);
   std::string page = Exporter::page(report, aggregator, records, options);
   page.replace(page.find(Exporter::pageStyle), Exporter::pageStyle.size(), "...");

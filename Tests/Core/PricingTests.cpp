@@ -35,7 +35,8 @@ TEST(Pricing, SumsRunInAFixedOrder) {
 
 TEST(Pricing, PricerAnswersAsOneLookupPerRecordWould) {
   const Calendar calendar = zone("Europe/Berlin");
-  Pricing::Pricer pricer(calendar);
+  const PriceList& builtIn = PriceList::builtIn();
+  Pricing::Pricer pricer(calendar, builtIn);
   for (int round = 0; round < 3; ++round) {
     for (const char* day : {"2026-08-31T00:00:00+02:00", "2026-09-01T00:00:00+02:00"}) {
       for (const char* model : {"claude-sonnet-5", "other", "claude-haiku-4-5", "claude-sonnet-5-x", "",

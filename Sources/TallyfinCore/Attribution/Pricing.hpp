@@ -49,8 +49,7 @@ double cost(const UsageRecord& record, const Prices& prices);
 /// both with each record; holds references, so calendar and list must outlive it.
 class Pricer {
  public:
-  explicit Pricer(const Calendar& calendar, const PriceList& list = PriceList::builtIn())
-      : calendar_(calendar), list_(list) {}
+  Pricer(const Calendar& calendar, const PriceList& list) : calendar_(calendar), list_(list) {}
 
   /// The cost of the record in US dollars at the prices of `day`, the start of the record's own calendar day.
   RequestCost cost(const UsageRecord& record, TimePoint day);

@@ -97,7 +97,6 @@ struct Options {
   bool byteOrderMark = false;                     ///< whether a CSV begins with U+FEFF
   std::vector<Axis> summaryAxes = {};             ///< the axes of the summary, in its order
   std::int64_t summaryRowLimit = 0;               ///< rows an axis there; not negative
-  std::vector<std::string> notes = {};  ///< what a reader of the figures must know beside; for the page
 };
 
 /// One row of a breakdown.

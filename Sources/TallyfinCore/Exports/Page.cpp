@@ -104,8 +104,8 @@ Markup caveats(const Report& report, const Options& options, const DateRange& da
                 concat(counted(lost, "line", "lines"), " rejected · ", counted(unreadable, "file", "files"),
                        " unreadable")));
   }
-  for (const std::string& note : options.notes) {
-    add(name(note, kLongest));
+  if (const std::optional<std::string> own = total.cost.ownPriced()) {
+    add(name(concat("own prices for ", *own, " were used"), kLongest));
   }
   return all.html().empty() ? all : element("ul", {{"class", "caveats"}}, all);
 }

@@ -47,7 +47,7 @@ TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> rec
   const Calendar& calendar = aggregator.calendar();
   TimeCuts cuts{.step = step, .main = {}, .subagents = {}, .byStep = {}, .byWeekHour = {}};
   KeyedRows<TimePoint, std::optional<Day>> days;  // by start of the day
-  Pricing::Pricer pricer(calendar);
+  Pricing::Pricer pricer(calendar, aggregator.prices());
   RecordSelection selection(calendar, from, to, filter);
   for (const UsageRecord& record : records) {
     const std::optional<TimePoint> day = selection.day(record);
