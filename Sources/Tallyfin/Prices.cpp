@@ -112,7 +112,7 @@ std::string withoutPrice(const std::map<InternedText, Unpriced>& models) {
   }
   // The numbers are left out, so that the file cannot be used before somebody has filled them in.
   const auto line = [](std::string* out, const auto& one) {
-    append(*out, "  {\"model\": ", nlohmann::json(one.first.text()).dump(), ", \"input\": , \"output\": }");
+    append(*out, R"(  {"model": )", nlohmann::json(one.first.text()).dump(), R"(, "input": , "output": })");
   };
   return concat("\nMODELS WITHOUT A PRICE\n", inColumns(rows),
                 "\nTo price them, fill in US dollars per million tokens and put the lines into the file:\n\n",

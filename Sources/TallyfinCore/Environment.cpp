@@ -15,7 +15,7 @@ std::optional<std::string> variable(const char* name) {
 
 // TZ when it names no zone; a colon before the name counts for nothing.
 std::optional<std::string> zoneNotUnderstood() {
-  const std::optional<std::string> zone = variable("TZ");
+  std::optional<std::string> zone = variable("TZ");
   if (!zone || zone->empty() || *zone == "localtime" || *zone == ":localtime" ||
       Calendar::named(zone->substr(zone->starts_with(':') ? 1 : 0))) {
     return std::nullopt;

@@ -36,7 +36,8 @@ namespace {
 // models it takes less than half the time to look this way first.
 void noteModel(std::set<InternedText>& models, InternedText model) {
   constexpr std::size_t kFew = 8;
-  if (models.size() > kFew || std::find(models.begin(), models.end(), model) == models.end()) {
+  const auto isModel = [model](InternedText known) { return known == model; };
+  if (models.size() > kFew || std::none_of(models.begin(), models.end(), isModel)) {
     models.insert(model);
   }
 }

@@ -39,7 +39,6 @@ struct Reading {
     return *this;
   }
   Reading operator++(int) { return std::exchange(*this, {at + 1, taken}); }
-  friend bool operator==(const Reading& left, const Reading& right) { return left.at == right.at; }
   friend bool operator!=(const Reading& left, const Reading& right) { return left.at != right.at; }
 };
 
@@ -124,8 +123,9 @@ class Reader : public nlohmann::json_sax<nlohmann::json> {
     if (std::ranges::find(members_, name) != members_.end()) {
       return fail(concat(shown(name), " stands twice"));
     }
-    const bool isKnown =
-        place_ == Place::file ? name == "prices" : name == "model" || name == "until" || numberNamed(name);
+    const bool isKnown = place_ == Place::file
+                             ? name == "prices"
+                             : name == "model" || name == "until" || numberNamed(name) != nullptr;
     if (!isKnown) {
       return fail(concat("unknown member ", shown(name)));
     }

@@ -27,7 +27,7 @@ double costOf(const UnifiedRequests& requests, const Calendar& calendar, const P
   DayLookup days(calendar);
   Pricing::Pricer pricer(calendar, prices);
   for (const UsageRecord& record : requests.records()) {
-    const Estimate<double> cost = pricer.cost(record, days.startOfDay(record.timestamp));
+    const RequestCost cost = pricer.cost(record, days.startOfDay(record.timestamp));
     sum += cost.isKnown() ? *cost.value() : 0;
   }
   return sum;

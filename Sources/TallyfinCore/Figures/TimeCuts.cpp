@@ -59,7 +59,7 @@ TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> rec
       known = {cuts.byStep.place(startOfStep(step, *day, calendar)), weekday(*day, calendar),
                isPlain(*day, calendar)};
     }
-    const Estimate<double> cost = pricer.cost(record, *day);
+    const RequestCost cost = pricer.cost(record, *day);
     TimeShares& shares = cuts.byStep.at(known->step);
     const bool isSubagent = record.agent.isSubagent();
     shares.all.add(record, cost);

@@ -131,13 +131,14 @@ void read(std::span<FileReading> readings, std::size_t threads, const ReadProgre
   std::ranges::stable_sort(work, std::greater(), &Work::size);
   std::atomic<std::uint64_t> done = 0;
   const std::thread::id caller = std::this_thread::get_id();
-  forEachIndex(work.size(), std::min<std::uint64_t>(threads, 1 + total / kWorthAThread), [&](std::size_t i) {
-    readOn(*work[i].reading);
-    done += work[i].size;
-    if (progress && std::this_thread::get_id() == caller) {
-      progress(done, total);
-    }
-  });
+  forEachIndex(work.size(), std::min<std::uint64_t>(threads, 1 + total / kWorthAThread),
+               [&](std::size_t index) {
+                 readOn(*work[index].reading);
+                 done += work[index].size;
+                 if (progress && std::this_thread::get_id() == caller) {
+                   progress(done, total);
+                 }
+               });
 }
 
 }  // namespace tallyfin
