@@ -18,6 +18,8 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <map>
+#include <optional>
 #include <system_error>
 
 namespace tallyfin::Command {

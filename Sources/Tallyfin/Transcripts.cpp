@@ -75,6 +75,7 @@ void tellUnused(const PriceList& prices, const Console& console) {
 }
 
 int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work) {
+  const TimePoint moment = call.environment.now();
   requireHome(call.environment);
   DataSource data(call.environment);
   tellUnused(data.prices(), call.console);
@@ -85,6 +86,7 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
     }
     data.ensureFresh();
     data.onProgress({});
+    data.stopClock(moment);
   }
   const int status = work(data);
   data.finishSaving();

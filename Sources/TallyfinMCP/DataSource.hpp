@@ -64,6 +64,11 @@ class DataSource {
   /// Read once an answer, at its beginning: an answer is of one moment, also at midnight.
   TimePoint now() const { return environment_.now(); }
 
+  /// From here on it is `moment`, for a program that gives one answer and ends.
+  void stopClock(TimePoint moment) {
+    environment_.now = [moment] { return moment; };
+  }
+
  private:
   void startSaving();
 

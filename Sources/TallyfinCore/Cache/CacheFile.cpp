@@ -282,10 +282,12 @@ bool ScanCache::load() {
 }
 
 void ScanCache::save() {
-  const KnownFiles files = known();
+  const std::optional<FileAttributes> there = Files::attributes(path_);
+  KnownFiles files;
   {
     const std::lock_guard guard(lock_);
-    if (files == saved_ && savedFile_ == Files::attributes(path_)) {
+    files = files_;
+    if (files == saved_ && there == savedFile_) {
       return;
     }
   }

@@ -91,8 +91,7 @@ class ScanCache {
   /// Brings what is known up to date, reading on where files grew, and unifies the requests of all files.
   /// Cannot fail; a file that cannot be read is told in the diagnostics and tried again at the next refresh.
   /// `clock` times it. `looked` is called when all files were read, before their requests are unified: from
-  /// there on `save` writes what this refresh found. `progress`, when given, is told of
-  /// the reading.
+  /// there on `save` writes what this refresh found. `progress`, when given, is told of the reading.
   Refreshed refresh(
       const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
       const ReadProgress& progress = {});
@@ -104,8 +103,8 @@ class ScanCache {
 
   /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
   /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known
-  /// nor the file. Cannot fail; a file that cannot be read shows in the result. Takes as
-  /// long as a full read; costs are those of `prices` on the days of `calendar`.
+  /// nor the file. Cannot fail; a file that cannot be read shows in the result. Takes as long as a full read;
+  /// costs are those of `prices` on the days of `calendar`.
   VerificationResult verifyAgainstFullScan(const std::vector<SourceHome>& homes, const Calendar& calendar,
                                            const Clock& clock,
                                            const PriceList& prices = PriceList::builtIn());
