@@ -88,6 +88,7 @@ Account accountOf(const Call& call, const Days& days, DataSource& data, bool inc
   options.from = period.from;
   options.to = period.through;
   options.recordFilter = filters.predicate;
+  options.narrowing = {.agent = filters.agent, .project = filters.project, .session = filters.session};
   options.prices = data.prices();
   options.limitPerAxis = call.arguments.number("limit");
   options.byteOrderMark = call.arguments.has("bom");
@@ -113,11 +114,17 @@ void tellLimit(const Account& account, Exporter::Axis axis, const Console& conso
   }
 }
 
-int exportCsv(const Call& call) {
-  const std::optional<std::string> axis = call.arguments.text("axis");
+// A document that is made of one axis.
+struct AxisKind {
+  std::string_view name;
+  std::string_view extension;
+  std::string (*make)(const Report& report, Exporter::Axis axis, const Exporter::Options& options);
+};
+
+int exportAxes(const Call& call, const AxisKind& kind, const std::optional<std::string>& axis) {
   const bool isAll = call.arguments.has("all");
   if (axis.has_value() == isAll) {
-    throw UsageError(concat("`export csv` needs either --axis AXIS, one of ",
+    throw UsageError(concat("`export ", kind.name, "` needs either --axis AXIS, one of ",
                             absl::StrJoin(axisNames(), ", "), ", or --all with --out FOLDER"));
   }
   if (isAll && !call.arguments.has("out")) {
@@ -128,19 +135,19 @@ int exportCsv(const Call& call) {
   return withTranscripts(call, [&](DataSource& data) {
     const bool hasHours = isAll || *axis == Exporter::rawValue(Exporter::Axis::hour);
     const Account account = accountOf(call, days, data, hasHours);
-    const auto write = [&](Exporter::Axis one, const std::string& csv) {
+    const auto write = [&](Exporter::Axis one) {
       tellLimit(account, one, call.console);
       return destination.write(
-          Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options), csv,
-          call.console);
+          Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options, kind.extension),
+          kind.make(account.report, one, account.options), call.console);
     };
     if (axis) {
-      const Exporter::Axis one = *Exporter::axisNamed(*axis);
-      return write(one, Exporter::breakdownCSV(account.report, one, account.options));
+      return write(*Exporter::axisNamed(*axis));
     }
     int status = done;
-    for (const Exporter::AxisCSV& one : Exporter::allBreakdownCSVs(account.report, account.options)) {
-      status = status == done ? write(one.axis, one.csv) : status;
+    for (const Exporter::Axis one : Exporter::allAxes) {
+      const bool hasRows = !Exporter::rows(account.report, one, account.options.calendar).empty();
+      status = status == done && hasRows ? write(one) : status;
     }
     return status;
   });
@@ -149,10 +156,8 @@ int exportCsv(const Call& call) {
 // The name of a document that is no table: "tallyfin-summary-last-7-days.txt".
 std::string fileName(std::string_view kind, std::string_view extension, const Exporter::Options& options) {
   constexpr std::string_view kHead = "tallyfin-provenance";
-  constexpr std::string_view kTail = ".csv";
-  std::string name = Exporter::suggestedFileName(Exporter::Document::provenance(), options);
-  name.resize(name.size() - kTail.size());
-  return concat("tallyfin-", kind, name.substr(kHead.size()), extension);
+  const std::string name = Exporter::suggestedFileName(Exporter::Document::provenance(), options, extension);
+  return concat("tallyfin-", kind, name.substr(kHead.size()));
 }
 
 // A document that is made of the whole account at once.
@@ -193,22 +198,38 @@ std::vector<Option> withCommon(std::vector<Option> options) {
   return options;
 }
 
+// The options of a kind that is made of one axis.
+std::vector<Option> axisOptions(const std::string& axisHelp, const std::vector<Option>& own) {
+  std::vector<Option> options = {
+      {.name = "axis", .value = "AXIS", .help = axisHelp, .values = Values::word, .words = axisNames()},
+      {.name = "all", .value = "", .help = "Every axis that has rows, a file each; needs --out"},
+      {.name = "limit", .value = "N", .help = "At most so many rows of an axis", .values = Values::number}};
+  options.insert(options.end(), own.begin(), own.end());
+  return withCommon(std::move(options));
+}
+
 Subcommand csv() {
+  return {.name = "export csv",
+          .summary = "A table of one axis, or of all, with 26 columns a row",
+          .options = axisOptions("The axis of one table", {kBom}),
+          .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
+                       "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
+          .run = [](const Call& call) {
+            return exportAxes(call, {"csv", ".csv", Exporter::breakdownCSV}, call.arguments.text("axis"));
+          }};
+}
+
+Subcommand json() {
   return {
-      .name = "export csv",
-      .summary = "A table of one axis, or of all, with 26 columns a row",
-      .options = withCommon(
-          {{.name = "axis",
-            .value = "AXIS",
-            .help = "The axis of one table",
-            .values = Values::word,
-            .words = axisNames()},
-           {.name = "all", .value = "", .help = "Every axis that has rows; needs --out"},
-           {.name = "limit", .value = "N", .help = "At most so many rows a table", .values = Values::number},
-           kBom}),
-      .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
-                   "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
-      .run = exportCsv};
+      .name = "export json",
+      .summary = "The figures of the CSV for programs, with total, losses and reasons",
+      .options = axisOptions("The axis of the rows (default project)", {}),
+      .examples = {"tallyfin export json thisMonth --axis day | jq .total.cost.usd"},
+      .run = [](const Call& call) {
+        const std::optional<std::string> axis = call.arguments.text("axis");
+        const bool isAll = call.arguments.has("all");
+        return exportAxes(call, {"json", ".json", Exporter::breakdownJSON}, axis || isAll ? axis : "project");
+      }};
 }
 
 Subcommand whole(const Kind& kind, std::vector<Option> options) {
@@ -223,7 +244,7 @@ Subcommand whole(const Kind& kind, std::vector<Option> options) {
 
 std::vector<Subcommand> documents() {
   return {
-      csv(),
+      csv(), json(),
       whole({.name = "summary",
              .extension = ".txt",
              .summary = "A report to read and paste",

@@ -102,16 +102,19 @@ Filters buildFilters(DataSource& data, const JsonValue& arguments) {
   std::vector<DataSource::Filter> all;
   if (agent) {
     const AgentIdentity identity = oneAgent(*agent, wide);
+    filters.agent.emplace(identity.description());
     all.emplace_back([identity](const UsageRecord& record) { return record.agent == identity; });
     filters.described.push_back(concat("agent = ", R::agent(identity)));
   }
   if (project) {
     const InternedText label = oneProject(*project, wide);
+    filters.project.emplace(label.text());
     all.emplace_back(InProject(data.resolver(), label));
     filters.described.push_back(concat("project = ", label.text()));
   }
   if (session) {
     const InternedText id = oneSession(*session, wide);
+    filters.session.emplace(id.text());
     all.emplace_back([id](const UsageRecord& record) { return record.sessionId == id; });
     filters.described.push_back(concat("session = ", id.text()));
   }

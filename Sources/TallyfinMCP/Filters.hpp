@@ -7,6 +7,7 @@
 #include "TallyfinMCP/DataSource.hpp"
 #include "TallyfinMCP/Period.hpp"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,9 @@ namespace tallyfin {
 struct Filters {
   DataSource::Filter predicate;        ///< empty when nothing narrows
   std::vector<std::string> described;  ///< one text a filter, in the order agent, project, session
+  std::optional<std::string> agent;    ///< the key that a document has of each that was given
+  std::optional<std::string> project;
+  std::optional<std::string> session;
 };
 
 /// Reads the three arguments; a record must pass all that are given. Names are looked up in the whole

@@ -5,6 +5,7 @@
 #include "Support/MakeRecord.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
 
+#include <limits>
 #include <memory>
 #include <random>
 #include <string>
@@ -103,6 +104,13 @@ TEST(Exports, PathsOfAnyBytesGiveValidTextInOrder) {
   EXPECT_THAT(csv, HasSubstr("\nreport,period,caf\uFFFD,"));
   EXPECT_THAT(csv, HasSubstr("\nsource file,'-/logs/\uFFFD\uFFFD.jsonl,"));
   EXPECT_THAT(csv, testing::ContainsRegex("/logs/f,[^\n]*\nloss,unreadable_file,/logs/e\u0301,"));
+
+  Bucket& endless = report.byProject[InternedText("\xFF")];
+  endless.requests = 1;
+  endless.cost.priced = std::numeric_limits<double>::infinity();
+  const std::string json = Exporter::breakdownJSON(report, Exporter::Axis::project, options);
+  EXPECT_TRUE(Text::isValidUtf8(json));
+  EXPECT_THAT(json, AllOf(HasSubstr("\"key\": \"\uFFFD\""), HasSubstr(R"("reason": "the sum is beyond)")));
 }
 
 }  // namespace

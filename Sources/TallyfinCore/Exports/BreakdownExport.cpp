@@ -43,62 +43,65 @@ struct Row : Attribution, CostCells {
   }
 };
 
-std::int64_t unpricedRequests(const Bucket& bucket) {
-  return bucket.cost.unpricedRequests;
-}
+struct Column {
+  std::string_view header;
+  void (*write)(CSVWriter& csv, const Row& row);
+  std::int64_t (*count)(const Bucket& bucket) = nullptr;  // of a column of counts
+};
 
 template <auto Cell>
 void text(CSVWriter& csv, const Row& row) {
   csv.text(std::invoke(Cell, row));
 }
 
-template <auto Count>
-void count(CSVWriter& csv, const Row& row) {
-  csv.number(std::invoke(Count, row.bucket));
+template <auto Cell>
+void attributed(CSVWriter& csv, const Row& row) {
+  csv.text(std::invoke(Cell, row).value_or(notBrokenDown));
 }
 
-struct Column {
-  std::string_view header;
-  void (*write)(CSVWriter& csv, const Row& row);
-};
+void unpricedRequests(CSVWriter& csv, const Row& row) {
+  csv.number(row.bucket.cost.unpricedRequests);
+}
+
+template <auto Count>
+constexpr Column count(std::string_view header) {
+  return {header, [](CSVWriter& csv, const Row& row) { csv.number(std::invoke(Count, row.bucket)); },
+          [](const Bucket& bucket) { return std::invoke(Count, bucket); }};
+}
 
 constexpr std::array<Column, breakdownColumns.size()> kColumns = {{
     {"axis", text<&Row::axis>},
     {"key", text<&Row::key>},
     {"label", text<&Row::label>},
-    {"project", text<&Row::project>},
-    {"session", text<&Row::session>},
-    {"agent", text<&Row::agent>},
-    {"agent_kind", text<&Row::agentKind>},
+    {"project", attributed<&Row::project>},
+    {"session", attributed<&Row::session>},
+    {"agent", attributed<&Row::agent>},
+    {"agent_kind", attributed<&Row::agentKind>},
     {"models", text<&Row::models>},
     {"attribution_note", text<&Row::note>},
     {"first_activity", text<&Row::firstActivity>},
     {"last_activity", text<&Row::lastActivity>},
-    {"requests", count<&Bucket::requests>},
-    {"input_tokens", count<&Bucket::input>},
-    {"output_tokens", count<&Bucket::output>},
-    {"cache_write_5m_tokens", count<&Bucket::cacheWrite5m>},
-    {"cache_write_1h_tokens", count<&Bucket::cacheWrite1h>},
-    {"cache_read_tokens", count<&Bucket::cacheRead>},
-    {"total_tokens", count<&Bucket::totalTokens>},
-    {"web_search_requests", count<&Bucket::webSearch>},
-    {"web_fetch_requests", count<&Bucket::webFetch>},
+    count<&Bucket::requests>("requests"),
+    count<&Bucket::input>("input_tokens"),
+    count<&Bucket::output>("output_tokens"),
+    count<&Bucket::cacheWrite5m>("cache_write_5m_tokens"),
+    count<&Bucket::cacheWrite1h>("cache_write_1h_tokens"),
+    count<&Bucket::cacheRead>("cache_read_tokens"),
+    count<&Bucket::totalTokens>("total_tokens"),
+    count<&Bucket::webSearch>("web_search_requests"),
+    count<&Bucket::webFetch>("web_fetch_requests"),
     {"currency", text<&Row::currency>},
     {"cost", text<&Row::amount>},
     {"cost_basis", text<&Row::basis>},
-    {"unpriced_requests", count<&unpricedRequests>},
+    {"unpriced_requests", unpricedRequests},
     {"unpriced_models", text<&Row::unpricedModels>},
-    {"cache_write_assumed_requests", count<&Bucket::cacheWriteAssumedRequests>},
+    count<&Bucket::cacheWriteAssumedRequests>("cache_write_assumed_requests"),
 }};
 
 std::string table(std::span<const Entry> entries, const Report& report, Axis axis, const Options& options) {
   const Stamps stamps(options.calendar);
   CSVWriter csv(options.byteOrderMark, breakdownColumns);
-  const auto limit = static_cast<std::uint64_t>(std::max<std::int64_t>(options.limitPerAxis.value_or(0), 0));
-  if (options.limitPerAxis && limit < entries.size()) {
-    entries = entries.first(limit);
-  }
-  for (const Entry& entry : entries) {
+  for (const Entry& entry : limited(entries, options)) {
     const Row row{{attribution(entry, axis, report)},
                   {costInTable(*entry.bucket)},
                   columnValue(axis),
@@ -121,6 +124,21 @@ const std::array<std::string_view, 26> breakdownColumns = [] {
                  [](const Column& column) { return column.header; });
   return headers;
 }();
+
+std::vector<std::pair<std::string_view, std::int64_t>> counts(const Bucket& bucket) {
+  std::vector<std::pair<std::string_view, std::int64_t>> all;
+  for (const Column& column : kColumns) {
+    if (column.count != nullptr) {
+      all.emplace_back(column.header, column.count(bucket));
+    }
+  }
+  return all;
+}
+
+std::span<const Entry> limited(std::span<const Entry> entries, const Options& options) {
+  const auto limit = static_cast<std::uint64_t>(std::max<std::int64_t>(options.limitPerAxis.value_or(0), 0));
+  return options.limitPerAxis && limit < entries.size() ? entries.first(limit) : entries;
+}
 
 std::string breakdownCSV(const Report& report, Axis axis, const Options& options) {
   return table(rows(report, axis, options.calendar), report, axis, options);

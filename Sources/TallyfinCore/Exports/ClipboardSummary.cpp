@@ -123,12 +123,11 @@ std::string clipboardSummary(const Report& report, const Options& options) {
   return out;
 }
 
-std::string suggestedFileName(const Document& document, const Options& options) {
+std::string suggestedFileName(const Document& document, const Options& options, std::string_view extension) {
   constexpr std::size_t kLongestName = 255;  // bytes, what file systems take
-  constexpr std::string_view kEnd = ".csv";
   const std::optional<Axis> axis = document.axis();
   const std::string start = concat("tallyfin-", axis ? columnValue(*axis) : "provenance", "-");
-  return concat(start, periodTag(options, kLongestName - start.size() - kEnd.size()), kEnd);
+  return concat(start, periodTag(options, kLongestName - start.size() - extension.size()), extension);
 }
 
 }  // namespace tallyfin::Exporter

@@ -1,14 +1,16 @@
 #pragma once
 
-// What the documents of Exporter share: the rows of a CSV, and the table of axes.
+// What the documents of Exporter share: the rows of a CSV, the table of axes, and the counts of a row.
 
 #include "TallyfinCore/Exports/Exporter.hpp"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace tallyfin::Exporter {
 
@@ -31,14 +33,21 @@ class CSVWriter {
   bool isFirstCell_ = true;
 };
 
-/// The cells of a row that depend on its axis. The views live as long as entry and report.
+/// The cells of a row that depend on its axis; absent are those that do not apply on it. The views live as
+/// long as entry and report.
 struct Attribution {
-  std::string_view project = notBrokenDown;
-  std::string_view session = notBrokenDown;
-  std::string_view agent = notBrokenDown;
-  std::string_view agentKind = notBrokenDown;
+  std::optional<std::string_view> project = {};
+  std::optional<std::string_view> session = {};
+  std::optional<std::string_view> agent = {};
+  std::optional<std::string_view> agentKind = {};
   std::string note;  ///< why the row stands under its key
 };
 Attribution attribution(const Entry& entry, Axis axis, const Report& report);
+
+/// What a row counts beside its cost: the columns of counts of a breakdown, in their order.
+std::vector<std::pair<std::string_view, std::int64_t>> counts(const Bucket& bucket);
+
+/// The rows that `limitPerAxis` leaves.
+std::span<const Entry> limited(std::span<const Entry> entries, const Options& options);
 
 }  // namespace tallyfin::Exporter

@@ -1,7 +1,8 @@
 #pragma once
 
-// Documents that leave the program: a table per axis and an account of where the figures come from, both as
-// CSV, and a summary for a person. A cell that cannot be filled says so in words; it is never 0 or empty.
+// Documents that leave the program: a table per axis as CSV or JSON, an account of where the figures come
+// from as CSV, and a summary for a person. What cannot be filled says so in words, in JSON as null with a
+// reason; it is never 0 or empty.
 //
 //   Exporter::Options options{.generatedAt = now, .calendar = Calendar::local()};
 //   options.sourceFiles = cache.recordsPerFile();
@@ -83,6 +84,13 @@ class Document {
   std::optional<Axis> axis_;
 };
 
+/// What a report was narrowed to: keys of rows on these axes.
+struct Narrowing {
+  std::optional<std::string> agent = {};
+  std::optional<std::string> project = {};
+  std::optional<std::string> session = {};
+};
+
 /// What the documents say beside the report. The caller sets every field that is to say something.
 struct Options {
   std::optional<std::string> periodLabel = {};    ///< the name of the selected period
@@ -93,6 +101,7 @@ struct Options {
   std::optional<std::int64_t> limitPerAxis = {};  ///< at most so many rows of a breakdown; not negative
   std::vector<FileProvenance> sourceFiles = {};   ///< ScanCache::recordsPerFile(), or empty
   RecordFilter recordFilter = {};                 ///< which records of those files count
+  Narrowing narrowing = {};                       ///< the same for a JSON document to tell
   PriceList prices = {};                          ///< the prices of the report, for those files
   bool byteOrderMark = false;                     ///< whether a CSV begins with U+FEFF
   std::vector<Axis> summaryAxes = {};             ///< the axes of the summary, in its order
@@ -166,6 +175,10 @@ std::string breakdownCSV(const Report& report, Axis axis, const Options& options
 /// The tables of all axes that have rows; hours are among them only in a report built with hours.
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options);
 
+/// The same rows as one JSON document, in the form of docs/export.schema.json: numbers as numbers, what is
+/// not known as null, losses and left out rows told.
+std::string breakdownJSON(const Report& report, Axis axis, const Options& options);
+
 // Provenance document
 
 /// When and for what the figure was made, what the scan read, which files contributed, what was lost and what
@@ -185,9 +198,10 @@ std::string periodDescription(const Report& report, const Options& options, cons
 /// that line up in a fixed-width font.
 std::string clipboardSummary(const Report& report, const Options& options);
 
-/// A stable name for a CSV: "tallyfin-project-last-7-days.csv". Holds no "/" and has at most 255 bytes: a
-/// longer period label is cut behind a whole character.
-std::string suggestedFileName(const Document& document, const Options& options);
+/// A stable name for a document: "tallyfin-project-last-7-days.csv". Holds no "/" and has at most 255 bytes:
+/// a longer period label is cut behind a whole character.
+std::string suggestedFileName(const Document& document, const Options& options,
+                              std::string_view extension = ".csv");
 
 // Text and numbers
 

@@ -2,6 +2,9 @@
 
 #include "Platform/Concat.hpp"
 
+#include <charconv>
+#include <cmath>
+
 namespace tallyfin {
 
 std::string costInAnswer(const Bucket& bucket) {
@@ -37,6 +40,25 @@ CostCells costInTable(const Bucket& bucket) {
           bucket.cost.isComplete() ? (isOwn ? "complete, own prices" : "complete")
           : isOwn                  ? "lower bound — priced requests only, own prices"
                                    : "lower bound — priced requests only"};
+}
+
+CostFigure costAsFigure(const Bucket& bucket) {
+  const auto unknown = [](std::string reason) {
+    return CostFigure{std::nullopt, UnknownReason::placeholder, std::move(reason)};
+  };
+  if (bucket.requests < 1) {
+    return unknown("no request in range");
+  }
+  if (bucket.cost.isUnknown()) {
+    return unknown(concat("no known price for ", bucket.cost.unpricedNames(", ")));
+  }
+  if (!std::isfinite(bucket.cost.priced)) {
+    return unknown("the sum is beyond what a number holds");
+  }
+  const std::string amount = decimal(bucket.cost.priced, CostCells::decimals);
+  double usd = 0;
+  std::from_chars(amount.data(), amount.data() + amount.size(), usd);
+  return {usd, bucket.cost.isComplete() ? "complete" : "lower_bound", bucket.cost.caveat()};
 }
 
 }  // namespace tallyfin

@@ -5,6 +5,7 @@
 
 #include "TallyfinCore/Figures/Report.hpp"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,5 +25,13 @@ struct CostCells {
   std::string_view basis;
 };
 CostCells costInTable(const Bucket& bucket);
+
+/// For a program: the number of the table, and why it is missing or a lower bound.
+struct CostFigure {
+  std::optional<double> usd;          ///< absent when unknown
+  std::string_view basis;             ///< "complete", "lower_bound" or "unknown"
+  std::optional<std::string> reason;  ///< absent when complete
+};
+CostFigure costAsFigure(const Bucket& bucket);
 
 }  // namespace tallyfin
