@@ -69,6 +69,15 @@ std::vector<std::string> axisNames() {
   return names;
 }
 
+// The axes that an option names, whose words were checked.
+std::vector<Exporter::Axis> axesOf(const Arguments& arguments, const std::string& option) {
+  std::vector<Exporter::Axis> axes;
+  for (const std::string& name : arguments.list(option)) {
+    axes.push_back(*Exporter::axisNamed(name));
+  }
+  return axes;
+}
+
 // What a period is called in documents: its label, behind it what was narrowed.
 std::optional<std::string> periodLabel(const Call& call, const Days& days, const Period& period,
                                        const Filters& filters) {
@@ -80,7 +89,8 @@ std::optional<std::string> periodLabel(const Call& call, const Days& days, const
   return concat(label.value_or(period.label), " · ", absl::StrJoin(filters.described, " · "));
 }
 
-Account accountOf(const Call& call, const Days& days, DataSource& data, bool includeHours) {
+// The account that documents with these axes are made of.
+Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Exporter::Axis> axes) {
   const Period period = periodOf(days, data);
   const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
   Exporter::Options options{.generatedAt = data.now(), .calendar = data.calendar()};
@@ -92,12 +102,8 @@ Account accountOf(const Call& call, const Days& days, DataSource& data, bool inc
   options.limitPerAxis = call.arguments.number("limit");
   options.byteOrderMark = call.arguments.has("bom");
   options.summaryRowLimit = call.arguments.number("rows").value_or(10);
-  const std::vector<std::string> axes = call.arguments.list("axes");
-  for (const std::string& axis :
-       axes.empty() ? std::vector<std::string>{"project", "agent", "model"} : axes) {
-    options.summaryAxes.push_back(*Exporter::axisNamed(axis));
-  }
-  Report report = data.report(period, filters.predicate, includeHours);
+  Report report = data.report(period, filters.predicate, Exporter::neededFor(axes));
+  options.summaryAxes = std::move(axes);
   options.sourceFiles = data.cache().recordsPerFile();
   return {std::move(report), std::move(options)};
 }
@@ -114,9 +120,9 @@ void tellLimit(const Account& account, Exporter::Axis axis, const Console& conso
 }
 
 int exportCsv(const Call& call) {
-  const std::optional<std::string> axis = call.arguments.text("axis");
+  const std::vector<Exporter::Axis> axes = axesOf(call.arguments, "axis");
   const bool isAll = call.arguments.has("all");
-  if (axis.has_value() == isAll) {
+  if (axes.empty() != isAll) {
     throw UsageError(concat("`export csv` needs either --axis AXIS, one of ",
                             absl::StrJoin(axisNames(), ", "), ", or --all with --out FOLDER"));
   }
@@ -126,17 +132,16 @@ int exportCsv(const Call& call) {
   const Days days = daysOf(call, "all");
   const Destination destination(call.arguments.text("out"), isAll);
   return withTranscripts(call, [&](DataSource& data) {
-    const bool hasHours = isAll || *axis == Exporter::rawValue(Exporter::Axis::hour);
-    const Account account = accountOf(call, days, data, hasHours);
+    const Account account = accountOf(
+        call, days, data, isAll ? std::vector(Exporter::allAxes.begin(), Exporter::allAxes.end()) : axes);
     const auto write = [&](Exporter::Axis one, const std::string& csv) {
       tellLimit(account, one, call.console);
       return destination.write(
           Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options), csv,
           call.console);
     };
-    if (axis) {
-      const Exporter::Axis one = *Exporter::axisNamed(*axis);
-      return write(one, Exporter::breakdownCSV(account.report, one, account.options));
+    if (!isAll) {
+      return write(axes.front(), Exporter::breakdownCSV(account.report, axes.front(), account.options));
     }
     int status = done;
     for (const Exporter::AxisCSV& one : Exporter::allBreakdownCSVs(account.report, account.options)) {
@@ -168,7 +173,11 @@ int exportWhole(const Call& call, const Kind& kind) {
   const Days days = daysOf(call, "all");
   const Destination destination(call.arguments.text("out"), false);
   return withTranscripts(call, [&](DataSource& data) {
-    const Account account = accountOf(call, days, data, false);
+    std::vector<Exporter::Axis> axes = axesOf(call.arguments, "axes");
+    if (axes.empty()) {
+      axes = {Exporter::Axis::project, Exporter::Axis::agent, Exporter::Axis::model};
+    }
+    const Account account = accountOf(call, days, data, std::move(axes));
     return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data),
                              call.console);
   });
