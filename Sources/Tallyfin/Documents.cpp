@@ -60,15 +60,6 @@ class Destination {
   bool isFolder_ = false;
 };
 
-std::vector<std::string> axisNames() {
-  std::vector<std::string> names;
-  names.reserve(Exporter::allAxes.size());
-  for (const Exporter::Axis axis : Exporter::allAxes) {
-    names.emplace_back(Exporter::rawValue(axis));
-  }
-  return names;
-}
-
 // The axes that an option names, whose words were checked.
 std::vector<Exporter::Axis> axesOf(const Arguments& arguments, const std::string& option) {
   std::vector<Exporter::Axis> axes;
@@ -229,6 +220,15 @@ Subcommand whole(const Kind& kind, std::vector<Option> options) {
 }
 
 }  // namespace
+
+std::vector<std::string> axisNames() {
+  std::vector<std::string> names;
+  names.reserve(Exporter::allAxes.size());
+  for (const Exporter::Axis axis : Exporter::allAxes) {
+    names.emplace_back(Exporter::rawValue(axis));
+  }
+  return names;
+}
 
 std::vector<Subcommand> documents() {
   return {

@@ -4,6 +4,7 @@
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
+#include "Tallyfin/Documents.hpp"
 #include "Tallyfin/Questions.hpp"
 #include "Tallyfin/TextTable.hpp"
 #include "Tallyfin/Transcripts.hpp"
@@ -216,7 +217,7 @@ Days lastSevenDays(TimePoint, const Calendar&) {
 }
 
 Days lastEightWeeks(TimePoint now, const Calendar& calendar) {
-  return through(calendar.startOfDay(calendar.startOfWeek(now), -7 * 7), now, calendar, "last 8 weeks");
+  return through(calendar.startOfDay(calendar.startOfWeek(now), -49), now, calendar, "last 8 weeks");
 }
 
 Days lastTwelveMonths(TimePoint now, const Calendar& calendar) {
@@ -227,15 +228,11 @@ Days lastTwelveMonths(TimePoint now, const Calendar& calendar) {
 Subcommand subcommandOf(const Named& named) {
   Subcommand subcommand{.name = named.name, .summary = named.summary};
   if (named.name == "table") {
-    std::vector<std::string> words;
-    for (const Axis axis : Exporter::allAxes) {
-      words.emplace_back(Exporter::rawValue(axis));
-    }
     subcommand.options.push_back({.name = "by",
                                   .value = "AXIS",
                                   .help = "What a row stands for",
                                   .values = Values::word,
-                                  .words = std::move(words),
+                                  .words = axisNames(),
                                   .isRequired = true});
   }
   for (const std::vector<Option>& more : {daysOptions(named.span), narrowingOptions()}) {
