@@ -116,6 +116,28 @@ std::optional<CalendarInterval> Calendar::year(TimePoint time) const {
   return interval(absl::CivilYear(absl::ToCivilDay(toAbsl(time), zone_)), zone_);
 }
 
+int Calendar::weekday(TimePoint time) const {
+  return static_cast<int>(absl::GetWeekday(absl::ToCivilDay(toAbsl(time), zone_)));
+}
+
+TimePoint Calendar::startOfWeek(TimePoint time) const {
+  return startOf(absl::ToCivilDay(toAbsl(time), zone_) - weekday(time), zone_);
+}
+
+TimePoint Calendar::startOfMonth(TimePoint time) const {
+  return startOf(absl::CivilDay(absl::CivilMonth(absl::ToCivilDay(toAbsl(time), zone_))), zone_);
+}
+
+TimePoint Calendar::startOfHour(TimePoint time) const {
+  const absl::Time at = toAbsl(time);
+  const absl::TimeZone::TimeInfo info =
+      zone_.At(absl::CivilSecond(absl::CivilHour(absl::ToCivilSecond(at, zone_))));
+  if (info.kind == absl::TimeZone::TimeInfo::SKIPPED) {
+    return fromAbsl(info.trans);
+  }
+  return fromAbsl(info.kind == absl::TimeZone::TimeInfo::REPEATED && info.post <= at ? info.post : info.pre);
+}
+
 std::int64_t Calendar::daysBetween(TimePoint from, TimePoint to) const {
   return absl::ToCivilDay(toAbsl(to), zone_) - absl::ToCivilDay(toAbsl(from), zone_);
 }
@@ -147,6 +169,24 @@ std::string Calendar::formatMonth(TimePoint time) const {
 std::string Calendar::formatMinute(TimePoint time) const {
   const absl::CivilSecond at = absl::ToCivilSecond(toAbsl(time), zone_);
   return dateText(at) + absl::StrFormat(" %02d:%02d", at.hour(), at.minute());
+}
+
+std::string Calendar::formatWeek(TimePoint time) const {
+  const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
+  const absl::CivilDay thursday = day - weekday(time) + 3;
+  return absl::StrFormat("%04d-W%02d", thursday.year(), (absl::GetYearDay(thursday) - 1) / 7 + 1);
+}
+
+std::string Calendar::formatYearMonth(TimePoint time) const {
+  const std::string day = formatDay(time);
+  return day.substr(0, day.rfind('-'));
+}
+
+std::string Calendar::formatDistinctMinute(TimePoint time) const {
+  constexpr std::size_t kOffset = 19;  // where it stands, behind yyyy-MM-ddTHH:mm:ss
+  const absl::CivilMinute minute(absl::ToCivilSecond(toAbsl(time), zone_));
+  const bool isRepeated = zone_.At(absl::CivilSecond(minute)).kind == absl::TimeZone::TimeInfo::REPEATED;
+  return isRepeated ? formatMinute(time) + formatInstant(time).substr(kOffset) : formatMinute(time);
 }
 
 std::string Calendar::formatInstant(TimePoint time) const {

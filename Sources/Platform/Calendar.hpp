@@ -71,6 +71,19 @@ class Calendar {
   /// The year, likewise.
   std::optional<CalendarInterval> year(TimePoint time) const;
 
+  /// The day of the week, 0 for Monday to 6 for Sunday.
+  int weekday(TimePoint time) const;
+
+  /// The start of the Monday of the week that `time` falls in.
+  TimePoint startOfWeek(TimePoint time) const;
+
+  /// The start of the first day of the month that `time` falls in, in any year.
+  TimePoint startOfMonth(TimePoint time) const;
+
+  /// When the hour began that the local clock shows at `time`. A full hour that the clocks jumped over began
+  /// with the jump; of one that comes twice each is an hour of its own.
+  TimePoint startOfHour(TimePoint time) const;
+
   /// Calendar days from the day of `from` to that of `to`, however long each was; negative when `to` comes
   /// first.
   std::int64_t daysBetween(TimePoint from, TimePoint to) const;
@@ -91,6 +104,16 @@ class Calendar {
 
   /// Date and time of day as yyyy-MM-dd HH:mm.
   std::string formatMinute(TimePoint time) const;
+
+  /// The ISO 8601 week as "2026-W47". Week 1 holds the first Thursday of the year; the year is that of the
+  /// week's Thursday.
+  std::string formatWeek(TimePoint time) const;
+
+  /// The month as yyyy-MM.
+  std::string formatYearMonth(TimePoint time) const;
+
+  /// As `formatMinute`; a minute that the clock shows twice has its offset: "2026-10-25 02:00+01:00".
+  std::string formatDistinctMinute(TimePoint time) const;
 
   /// The second with its offset from UTC, "2026-05-04T17:42:10+02:00". An offset of zero is "Z"; one that is
   /// no whole minute, as local mean times are, has its seconds too.

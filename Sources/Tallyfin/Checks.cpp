@@ -27,17 +27,23 @@ int runVerification(const Call& call) {
   }
   const PriceList own = PriceList::of(call.environment);
   tellUnused(own, call.console);
-  const VerificationResult result = cache.verifyAgainstFullScan(
-      sourceHomes(call.environment), call.environment.calendar, call.environment.now, own);
+  VerificationResult result;
+  showingProgress(call, [&](const ReadProgress& progress) {
+    result = cache.verifyAgainstFullScan(sourceHomes(call.environment), call.environment.calendar,
+                                         call.environment.now, own, progress);
+  });
   const int status = print(concat(result.summary(), "\n"), call.console);
   return result.isClean() ? status : failed;
 }
 
 int runScan(const Call& call) {
   requireHome(call.environment);
-  const ScanDiagnostics seen =
-      Scanner::scan(sourceHomes(call.environment), !call.arguments.has("serial"), call.environment.now)
-          .diagnostics;
+  ScanDiagnostics seen;
+  showingProgress(call, [&](const ReadProgress& progress) {
+    seen = Scanner::scan(sourceHomes(call.environment), !call.arguments.has("serial"), call.environment.now,
+                         progress)
+               .diagnostics;
+  });
   const auto unreadable = static_cast<std::int64_t>(seen.filesUnreadable.size());
   std::string losses = concat(counted(seen.totalRejected(), "line", "lines"), " rejected · ",
                               counted(unreadable, "file", "files"), " unreadable");

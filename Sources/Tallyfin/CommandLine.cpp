@@ -48,7 +48,9 @@ class Parser {
       if (parsed->count() > 0 && !(option->value.empty() && parsed->results().back() != "true")) {
         arguments.set(option->name, checked(*option, parsed->results().back()));
       } else if (option->isRequired) {
-        throw UsageError(concat("`", subcommand_.name, "` needs ", option->value, ": ", option->help));
+        throw UsageError(concat("`", subcommand_.name, "` needs ",
+                                option->isWord ? "" : concat("--", option->name, " "), option->value, ": ",
+                                helpOf(*option)));
       }
     }
     return arguments;
@@ -63,14 +65,14 @@ class Parser {
     if (option.value.empty()) {
       return app_.add_flag(names, option.help);
     }
-    CLI::Option* const added = app_.add_option(
-        option.isWord ? concat(names, ",", option.name) : names, CLI::callback_t(),
-        isOneOf(option) ? concat(option.help, ": ", absl::StrJoin(option.words, ", ")) : option.help);
+    CLI::Option* const added = app_.add_option(option.isWord ? concat(names, ",", option.name) : names,
+                                               CLI::callback_t(), helpOf(option));
     return added->type_name(option.value);
   }
 
-  static bool isOneOf(const Option& option) {
-    return option.values == Values::word || option.values == Values::words;
+  static std::string helpOf(const Option& option) {
+    const bool isOneOf = option.values == Values::word || option.values == Values::words;
+    return isOneOf ? concat(option.help, ": ", absl::StrJoin(option.words, ", ")) : option.help;
   }
 
   // An empty value behind an equals sign becomes a word of its own; the library would take the next one

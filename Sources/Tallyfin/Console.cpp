@@ -1,14 +1,17 @@
 #include "Tallyfin/Console.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Streams.hpp"
 #include "Platform/Text.hpp"
-#include "absl/strings/str_format.h"
+#include "absl/strings/str_join.h"
+#include "absl/strings/str_split.h"
 
 #include <array>
-#include <cctype>
 #include <chrono>
 #include <cstddef>
 #include <cstdlib>
+#include <limits>
+#include <vector>
 
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -74,22 +77,6 @@ std::string inputOfProcess() {
   return text;
 }
 
-// The code point of a mark that turns the direction of what follows, at the beginning of well-formed text; 0
-// for anything else. Its length is three bytes, but two for U+061C.
-unsigned directionMark(std::string_view text) {
-  if (text.starts_with("\xD8\x9C")) {
-    return 0x61C;
-  }
-  if (text.size() < 3 || text[0] != '\xE2') {
-    return 0;
-  }
-  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]) & 0x3FU; };
-  const unsigned point = 0x2000U | byte(1) << 6U | byte(2);
-  const bool turns = point == 0x200E || point == 0x200F || (point >= 0x202A && point <= 0x202E) ||
-                     (point >= 0x2066 && point <= 0x2069);
-  return turns ? point : 0;
-}
-
 }  // namespace
 
 Console consoleOfProcess() {
@@ -105,22 +92,10 @@ Console consoleOfProcess() {
 }
 
 std::string visible(std::string_view text) {
-  const std::string whole = Text::repaired(text);
-  std::string out;
-  for (std::size_t i = 0; i < whole.size(); ++i) {
-    const auto c = static_cast<unsigned char>(whole[i]);
-    if ((c < 0x20 && c != '\n') || c == 0x7F) {
-      out += absl::StrFormat("\\x%02X", c);
-    } else if (c == 0xC2 && static_cast<unsigned char>(whole[i + 1]) < 0xA0) {  // U+0080 to U+009F
-      out += absl::StrFormat("\\u%04X", static_cast<unsigned char>(whole[++i]));
-    } else if (const unsigned mark = directionMark(std::string_view(whole).substr(i)); mark != 0) {
-      out += absl::StrFormat("\\u%04X", mark);
-      i += mark < 0x800 ? 1 : 2;
-    } else {
-      out += whole[i];
-    }
-  }
-  return out;
+  return absl::StrJoin(std::vector<std::string>(absl::StrSplit(std::string(text), '\n')), "\n",
+                       [](std::string* out, const std::string& line) {
+                         append(*out, Text::visible(line, std::numeric_limits<std::size_t>::max()));
+                       });
 }
 
 }  // namespace tallyfin::Command

@@ -24,9 +24,8 @@ struct Console {
 /// The console of the process. Only `main` calls this, once.
 Console consoleOfProcess();
 
-/// A text as a terminal may show it: control characters other than line feeds and marks that turn the
-/// direction of writing are written out ("\x1B", "\u202E"), since names come from transcripts, which anyone
-/// may have written. Ill-formed bytes become U+FFFD.
+/// A text as a terminal may show it: each line as Text::visible has it, since names come from transcripts,
+/// which anyone may have written.
 std::string visible(std::string_view text);
 
 }  // namespace tallyfin::Command

@@ -2,6 +2,7 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
+#include "Tallyfin/Transcripts.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "absl/strings/str_join.h"
@@ -13,12 +14,8 @@ namespace {
 
 // Weeks begin on Monday.
 DateRange week(std::int64_t weeksLater, TimePoint now, const Calendar& calendar) {
-  const TimePoint today = calendar.startOfDay(now);
-  const TimePoint someMonday = *calendar.startOfDay(CalendarDate{.year = 1970, .month = 1, .day = 5});
-  const std::int64_t sinceMonday = ((calendar.daysBetween(someMonday, today) % 7) + 7) % 7;
-  const auto day = [&](std::int64_t daysLater) { return calendar.startOfDay(today, daysLater); };
-  const std::int64_t monday = weeksLater * 7 - sinceMonday;
-  return {day(monday), day(std::min<std::int64_t>(monday + 6, 0)), calendar};
+  const TimePoint monday = calendar.startOfDay(calendar.startOfWeek(now), weeksLater * 7);
+  return {monday, std::min(calendar.startOfDay(monday, 6), calendar.startOfDay(now)), calendar};
 }
 
 // A word that stands for a range and is none of the tools'.
@@ -125,9 +122,7 @@ JsonValue::Object toolArguments(const Days& days, DataSource& data) {
   TimePoint from = days.from.value_or(*days.through);
   if (!days.from) {
     data.ensureFresh();
-    for (const UsageRecord& record : data.records()) {
-      from = std::min(from, record.timestamp);
-    }
+    from = std::min(from, firstRequest(data).value_or(from));
   }
   return {{"from", data.calendar().formatDay(from)}, {"to", data.calendar().formatDay(*days.through)}};
 }

@@ -60,13 +60,13 @@ class Destination {
   bool isFolder_ = false;
 };
 
-std::vector<std::string> axisNames() {
-  std::vector<std::string> names;
-  names.reserve(Exporter::allAxes.size());
-  for (const Exporter::Axis axis : Exporter::allAxes) {
-    names.emplace_back(Exporter::rawValue(axis));
+// The axes that an option names, whose words were checked.
+std::vector<Exporter::Axis> axesOf(const Arguments& arguments, const std::string& option) {
+  std::vector<Exporter::Axis> axes;
+  for (const std::string& name : arguments.list(option)) {
+    axes.push_back(*Exporter::axisNamed(name));
   }
-  return names;
+  return axes;
 }
 
 // What a period is called in documents: its label, behind it what was narrowed.
@@ -80,7 +80,8 @@ std::optional<std::string> periodLabel(const Call& call, const Days& days, const
   return concat(label.value_or(period.label), " · ", absl::StrJoin(filters.described, " · "));
 }
 
-Account accountOf(const Call& call, const Days& days, DataSource& data, bool includeHours) {
+// The account that documents with these axes are made of.
+Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Exporter::Axis> axes) {
   const Period period = periodOf(days, data);
   const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
   Exporter::Options options{.generatedAt = data.now(), .calendar = data.calendar()};
@@ -93,12 +94,8 @@ Account accountOf(const Call& call, const Days& days, DataSource& data, bool inc
   options.limitPerAxis = call.arguments.number("limit");
   options.byteOrderMark = call.arguments.has("bom");
   options.summaryRowLimit = call.arguments.number("rows").value_or(10);
-  const std::vector<std::string> axes = call.arguments.list("axes");
-  for (const std::string& axis :
-       axes.empty() ? std::vector<std::string>{"project", "agent", "model"} : axes) {
-    options.summaryAxes.push_back(*Exporter::axisNamed(axis));
-  }
-  Report report = data.report(period, filters.predicate, includeHours);
+  Report report = data.report(period, filters.predicate, Exporter::neededFor(axes));
+  options.summaryAxes = std::move(axes);
   options.sourceFiles = data.cache().recordsPerFile();
   return {std::move(report), std::move(options)};
 }
@@ -121,9 +118,9 @@ struct AxisKind {
   std::string (*make)(const Report& report, Exporter::Axis axis, const Exporter::Options& options);
 };
 
-int exportAxes(const Call& call, const AxisKind& kind, const std::optional<std::string>& axis) {
+int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Exporter::Axis>& axes) {
   const bool isAll = call.arguments.has("all");
-  if (axis.has_value() == isAll) {
+  if (axes.empty() != isAll) {
     throw UsageError(concat("`export ", kind.name, "` needs either --axis AXIS, one of ",
                             absl::StrJoin(axisNames(), ", "), ", or --all with --out FOLDER"));
   }
@@ -133,16 +130,16 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::optional<std::
   const Days days = daysOf(call, "all");
   const Destination destination(call.arguments.text("out"), isAll);
   return withTranscripts(call, [&](DataSource& data) {
-    const bool hasHours = isAll || *axis == Exporter::rawValue(Exporter::Axis::hour);
-    const Account account = accountOf(call, days, data, hasHours);
+    const Account account = accountOf(
+        call, days, data, isAll ? std::vector(Exporter::allAxes.begin(), Exporter::allAxes.end()) : axes);
     const auto write = [&](Exporter::Axis one) {
       tellLimit(account, one, call.console);
       return destination.write(
           Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options, kind.extension),
           kind.make(account.report, one, account.options), call.console);
     };
-    if (axis) {
-      return write(*Exporter::axisNamed(*axis));
+    if (!isAll) {
+      return write(axes.front());
     }
     int status = done;
     for (const Exporter::Axis one : Exporter::allAxes) {
@@ -173,7 +170,11 @@ int exportWhole(const Call& call, const Kind& kind) {
   const Days days = daysOf(call, "all");
   const Destination destination(call.arguments.text("out"), false);
   return withTranscripts(call, [&](DataSource& data) {
-    const Account account = accountOf(call, days, data, false);
+    std::vector<Exporter::Axis> axes = axesOf(call.arguments, "axes");
+    if (axes.empty()) {
+      axes = {Exporter::Axis::project, Exporter::Axis::agent, Exporter::Axis::model};
+    }
+    const Account account = accountOf(call, days, data, std::move(axes));
     return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data),
                              call.console);
   });
@@ -215,21 +216,22 @@ Subcommand csv() {
           .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
                        "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
           .run = [](const Call& call) {
-            return exportAxes(call, {"csv", ".csv", Exporter::breakdownCSV}, call.arguments.text("axis"));
+            return exportAxes(call, {"csv", ".csv", Exporter::breakdownCSV}, axesOf(call.arguments, "axis"));
           }};
 }
 
 Subcommand json() {
-  return {
-      .name = "export json",
-      .summary = "The figures of the CSV for programs, with total, losses and reasons",
-      .options = axisOptions("The axis of the rows (default project)", {}),
-      .examples = {"tallyfin export json thisMonth --axis day | jq .total.cost.usd"},
-      .run = [](const Call& call) {
-        const std::optional<std::string> axis = call.arguments.text("axis");
-        const bool isAll = call.arguments.has("all");
-        return exportAxes(call, {"json", ".json", Exporter::breakdownJSON}, axis || isAll ? axis : "project");
-      }};
+  return {.name = "export json",
+          .summary = "The figures of the CSV for programs, with total, losses and reasons",
+          .options = axisOptions("The axis of the rows (default project)", {}),
+          .examples = {"tallyfin export json thisMonth --axis day | jq .total.cost.usd"},
+          .run = [](const Call& call) {
+            std::vector<Exporter::Axis> axes = axesOf(call.arguments, "axis");
+            if (axes.empty() && !call.arguments.has("all")) {
+              axes.push_back(Exporter::Axis::project);
+            }
+            return exportAxes(call, {"json", ".json", Exporter::breakdownJSON}, axes);
+          }};
 }
 
 Subcommand whole(const Kind& kind, std::vector<Option> options) {
@@ -241,6 +243,15 @@ Subcommand whole(const Kind& kind, std::vector<Option> options) {
 }
 
 }  // namespace
+
+std::vector<std::string> axisNames() {
+  std::vector<std::string> names;
+  names.reserve(Exporter::allAxes.size());
+  for (const Exporter::Axis axis : Exporter::allAxes) {
+    names.emplace_back(Exporter::rawValue(axis));
+  }
+  return names;
+}
 
 std::vector<Subcommand> documents() {
   return {

@@ -11,4 +11,7 @@ namespace tallyfin::Command {
 /// One subcommand a kind of document.
 std::vector<Subcommand> documents();
 
+/// The names of all axes of documents and tables: "project", "rawCwd", ...
+std::vector<std::string> axisNames();
+
 }  // namespace tallyfin::Command

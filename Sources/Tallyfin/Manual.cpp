@@ -100,6 +100,28 @@ The cache of a directory that was named with
 .It Pa ~/.config/net.quillpond.tallyfin/prices.json
 Own prices, which add to list prices or replace them; need not be there.
 .El
+.Sh AXES OF TIME
+Days are those of the local time zone; rows hold the requests of the range alone.
+.Bl -tag -width Ds
+.It Cm day
+A calendar day, as
+.Ql 2026-11-22 .
+.It Cm hour
+An hour of the day, all days of the range folded.
+.It Cm week
+A week of ISO 8601, as
+.Ql 2026-W47 :
+it begins on Monday, and week 1 holds the first Thursday of the year.
+.It Cm month
+A calendar month, as
+.Ql 2026-11 .
+.It Cm block
+Five hours, as subscriptions meter, as
+.Ql 2026-11-22 14:00 :
+a block begins at the full local hour of the first request after the last block ended.
+Where blocks begin does not depend on the range.
+Real limits are not in transcripts: a block tells what was used, not what is left.
+.El
 .Sh OWN PRICES
 The file is a JSON object whose member
 .Ql prices

@@ -43,9 +43,7 @@ class Figures {
   std::string month() { return amount(reportOf("thisMonth").total); }
 
   std::string rate() {
-    const auto rate = Derived::currentHourlyRate(reportOf("today"), data_.now(), data_.calendar());
-    const CostEstimate* const known = rate.value();
-    return known == nullptr || known->isUnknown() ? "unknown rate" : concat(known->formatted(), "/h");
+    return rateInLine(Derived::currentHourlyRate(reportOf("today"), data_.now(), data_.calendar()));
   }
 
   std::string subagents() {
@@ -157,15 +155,14 @@ int runBudget(const Call& call) {
     const Period period = periodOf(days, data);
     const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
     const Bucket spent = data.report(period, filters.predicate).total;
-    const auto unread = static_cast<std::int64_t>(data.diagnostics().filesUnreadable.size());
-
+    const std::optional<std::string> unread = unreadableNote(data);
     const bool isEmpty = data.diagnostics().filesScanned == 0;
     int status = done;
     std::string_view verdict = "within budget";
     if (spent.cost.priced > limit) {
       status = overBudget;
       verdict = "over budget";
-    } else if (!spent.cost.isComplete() || unread > 0 || isEmpty) {
+    } else if (!spent.cost.isComplete() || unread || isEmpty) {
       status = unknownBudget;
       verdict = "cannot be told";
     }
@@ -177,8 +174,8 @@ int runBudget(const Call& call) {
     for (const std::string& filter : filters.described) {
       append(text, "only ", filter, "\n");
     }
-    if (unread > 0) {
-      append(text, counted(unread, "file", "files"), " could not be read; see `tallyfin sources`\n");
+    if (unread) {
+      append(text, *unread, "\n");
     }
     const int printed = print(text, call.console);
     return printed == done ? status : printed;

@@ -71,16 +71,20 @@ std::string nearest(std::string_view word, const std::vector<std::string>& known
   return best;
 }
 
-int print(std::string_view document, const Console& console) {
-  std::string text = console.showsDocuments ? visible(document) : std::string(document);
-  if (console.showsDocuments && !text.empty() && !text.ends_with('\n')) {
-    text += '\n';  // or the next prompt would stand in the last line
-  }
+int write(std::string_view text, const Console& console) {
   if (console.document(text)) {
     return done;
   }
   tell("cannot write to standard output", console);
   return failed;
+}
+
+int print(std::string_view document, const Console& console) {
+  std::string text = console.showsDocuments ? visible(document) : std::string(document);
+  if (console.showsDocuments && !text.empty() && !text.ends_with('\n')) {
+    text += '\n';  // or the next prompt would stand in the last line
+  }
+  return write(text, console);
 }
 
 void tell(std::string_view message, const Console& console) {

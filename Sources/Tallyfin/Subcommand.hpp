@@ -85,7 +85,10 @@ const std::vector<Option>& commonOptions();
 /// The one of `known` that was probably meant by `word`, or empty.
 std::string nearest(std::string_view word, const std::vector<std::string>& known);
 
-/// Writes a document to standard output; gives the exit status. On a terminal control characters are shown.
+/// Writes a text to standard output as it is; gives the exit status.
+int write(std::string_view text, const Console& console);
+
+/// The same of a document; on a terminal control characters are shown.
 int print(std::string_view document, const Console& console);
 
 /// Tells a line, or lines, on standard error, behind the command's name.

@@ -7,6 +7,7 @@
 #include "Tallyfin/Questions.hpp"
 #include "Tallyfin/Status.hpp"
 #include "Tallyfin/Subcommand.hpp"
+#include "Tallyfin/Tables.hpp"
 
 #include <algorithm>
 #include <iterator>
@@ -32,6 +33,7 @@ std::vector<Subcommand> makeTable() {
   const auto add = [&table](std::vector<Subcommand> rows) {
     std::ranges::move(rows, std::back_inserter(table));
   };
+  add(tables());
   add({statusLine(), budget()});
   add(documents());
   add({prices(), verification(), scan(), helpCommand()});

@@ -2,9 +2,11 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
+#include "Platform/Numbers.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/strings/str_join.h"
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <stdexcept>
@@ -79,15 +81,12 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
   requireHome(call.environment);
   DataSource data(call.environment);
   tellUnused(data.prices(), call.console);
-  {
-    Progress progress(call.console, call.environment.now);
-    if (call.console.showsMessages) {
-      data.onProgress([&](std::uint64_t done, std::uint64_t total) { progress.show(done, total); });
-    }
+  showingProgress(call, [&](const ReadProgress& progress) {
+    data.onProgress(progress);
     data.ensureFresh();
     data.onProgress({});
-    data.stopClock(moment);
-  }
+  });
+  data.stopClock(moment);
   const int status = work(data);
   data.finishSaving();
   if (!data.savingError().empty()) {
@@ -97,6 +96,25 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
     tell(concat("no transcripts; looked in ", places(data.homes())), call.console);
   }
   return status;
+}
+
+std::optional<TimePoint> firstRequest(const DataSource& data) {
+  const auto first = std::ranges::min_element(data.records(), {}, &UsageRecord::timestamp);
+  return first == data.records().end() ? std::nullopt : std::optional(first->timestamp);
+}
+
+std::optional<std::string> unreadableNote(const DataSource& data) {
+  const auto count = static_cast<std::int64_t>(data.diagnostics().filesUnreadable.size());
+  return count > 0 ? std::optional(concat(counted(count, "file", "files"),
+                                          " could not be read; see `tallyfin sources`"))
+                   : std::nullopt;
+}
+
+void showingProgress(const Call& call, const std::function<void(const ReadProgress&)>& work) {
+  Progress progress(call.console, call.environment.now);
+  work(call.console.showsMessages
+           ? ReadProgress([&](std::uint64_t done, std::uint64_t total) { progress.show(done, total); })
+           : ReadProgress());
 }
 
 Progress::Progress(const Console& console, Clock clock)

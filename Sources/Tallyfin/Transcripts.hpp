@@ -26,6 +26,15 @@ void tellUnused(const PriceList& prices, const Console& console);
 /// there was nothing to read, or that the cache could not be written, is told behind the work.
 int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work);
 
+/// When the first request of the whole history was made; absent without any.
+std::optional<TimePoint> firstRequest(const DataSource& data);
+
+/// Tells that files could not be read, and where more is said; absent when all could.
+std::optional<std::string> unreadableNote(const DataSource& data);
+
+/// Calls `work` with whom it has to tell how far its reading is.
+void showingProgress(const Call& call, const std::function<void(const ReadProgress&)>& work);
+
 /// How far a read is: a line on a terminal once it has taken 0.3 seconds, gone at the end.
 class Progress {
  public:

@@ -74,10 +74,10 @@ void DataSource::finishSaving() {
   }
 }
 
-Report DataSource::report(const Period& period, const Filter& filter, std::optional<bool> includeHours) {
+Report DataSource::report(const Period& period, const Filter& filter, std::optional<OptionalAxes> axes) {
   ensureFresh();
   return aggregator_.aggregate(records_, period.from, period.through, diagnostics_,
-                               includeHours.value_or(period.isSingleDay), filter);
+                               axes.value_or(period.isSingleDay), filter);
 }
 
 AgentsByKey DataSource::agentsBy(Aggregator::Grouping grouping, const Period& period,

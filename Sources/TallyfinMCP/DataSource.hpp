@@ -44,9 +44,9 @@ class DataSource {
   /// Why the cache file could not be written, the last time that it should have been; empty when it was.
   const std::string& savingError() const { return savingError_; }
 
-  /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. Hours are built
-  /// when `includeHours` says so, by default for a single day.
-  Report report(const Period& period, const Filter& filter = {}, std::optional<bool> includeHours = {});
+  /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds
+  /// what `axes` asks for, by default the hours of a single day.
+  Report report(const Period& period, const Filter& filter = {}, std::optional<OptionalAxes> axes = {});
 
   /// What each agent spent under each project or model, over the records of the last refresh that the period
   /// and the filter let pass: the same records as those of a report just asked for.

@@ -4,7 +4,8 @@
 //   === $ tallyfin cost 7d 'a b'      a command line; below it standard output, lines of standard error
 //   behind
 //                                     "! ", and the exit status unless it is 0
-//   === given terminal|closed|TZ NAME|input TEXT|nothing     what the next command lines find
+//   === given terminal [COLUMNS [ascii|colour]]|closed|TZ NAME|input TEXT|nothing     what the next lines
+//   find
 //   === write|append PATH TEXT, remove PATH, mkdir PATH, link PATH TARGET, read PATH, list PATH
 
 #include "Platform/Concat.hpp"
@@ -149,6 +150,9 @@ class Session {
     isClosed_ = what == "closed";
     input_ = what == "input" ? value : "";
     zone_ = what == "TZ" ? std::optional(value) : std::nullopt;
+    width_ = isTerminal_ && !value.empty() ? std::stoi(value) : 80;
+    hasUtf8_ = !value.ends_with("ascii");
+    hasColour_ = value.ends_with("colour");
   }
 
   std::string run(std::vector<std::string> words) {
@@ -163,7 +167,10 @@ class Session {
                              .message = [&](std::string_view text) { err += text; },
                              .input = [&] { return input_; },
                              .showsDocuments = isTerminal_,
-                             .showsMessages = isTerminal_};
+                             .showsMessages = isTerminal_,
+                             .width = width_,
+                             .hasColour = hasColour_,
+                             .hasUtf8 = hasUtf8_};
     Environment environment = machine_.environment();
     environment.unknownZone = zone_;
     const int status = Command::run(words, environment, console);
@@ -178,6 +185,9 @@ class Session {
   Machine machine_{{2026, 1, 1}, 0, 0};
   bool isTerminal_ = false;
   bool isClosed_ = false;
+  int width_ = 80;
+  bool hasUtf8_ = true;
+  bool hasColour_ = false;
   std::string input_;
   std::optional<std::string> zone_;
 };

@@ -49,7 +49,7 @@ TEST_F(ProcessTest, StatusesAndStreamsAreThoseOfAShellCommand) {
   EXPECT_NE(home_.read("err"), "");
   EXPECT_EQ(shell("\"$T\" export csv --axis day > /dev/full 2> err"), 1);
   EXPECT_EQ(shell("\"$T\" export csv --all --out reports > out"), 0);
-  EXPECT_EQ(shell("test $(ls reports | wc -l) -eq 8"), 0);
+  EXPECT_EQ(shell("test $(ls reports | wc -l) -eq 11"), 0);
 }
 
 TEST_F(ProcessTest, AReaderThatIsGoneIsAFailureAndNoSignal) {

@@ -132,7 +132,7 @@ void expectAllTheSame(DataSource& data, const std::string& question) {
   const JsonValue arguments = argumentsOf(question + "}");
   const Period period = Period::parse(arguments, "today", data.now(), data.calendar());
   const Filters filters = buildFilters(data, arguments);
-  const Report report = data.report(period, filters.predicate, true);
+  const Report report = data.report(period, filters.predicate, Exporter::neededFor(Exporter::allAxes));
   Exporter::Options options{.generatedAt = data.now(), .calendar = data.calendar()};
   options.from = period.from;
   options.to = period.through;

@@ -106,8 +106,8 @@ class ScanCache {
   /// nor the file. Cannot fail; a file that cannot be read shows in the result. Takes as long as a full read;
   /// costs are those of `prices` on the days of `calendar`.
   VerificationResult verifyAgainstFullScan(const std::vector<SourceHome>& homes, const Calendar& calendar,
-                                           const Clock& clock,
-                                           const PriceList& prices = PriceList::builtIn());
+                                           const Clock& clock, const PriceList& prices = PriceList::builtIn(),
+                                           const ReadProgress& progress = {});
 
   /// The result of the last such check; absent before the first and after `clear`.
   std::optional<VerificationResult> lastVerification() const;

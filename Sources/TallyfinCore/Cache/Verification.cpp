@@ -57,7 +57,7 @@ void compare(const UnifiedRequests& cached, const UnifiedRequests& fresh, Verifi
 
 VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome>& homes,
                                                     const Calendar& calendar, const Clock& clock,
-                                                    const PriceList& prices) {
+                                                    const PriceList& prices, const ReadProgress& progress) {
   const TimePoint start = clock();
   const KnownFiles files = known();
   VerificationResult result;
@@ -83,7 +83,7 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
     readings.back().upTo = known->second->consumed;
     notListed.erase(known);
   }
-  read(readings, threads_);
+  read(readings, threads_, progress);
   UnifiedRequests fresh;
   for (const FileReading& reading : readings) {
     if (reading.now != nullptr) {  // what a failed read did not give shows as extra in the cache

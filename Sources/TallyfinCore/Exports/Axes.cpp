@@ -45,6 +45,21 @@ std::vector<Entry> days(const Report& report, const Calendar& calendar) {
   return byKey(std::move(entries));
 }
 
+// The rows of stretches of time, oldest first.
+template <auto Buckets, auto Name>
+std::vector<Entry> stretches(const Report& report, const Calendar& calendar) {
+  std::map<TimePoint, const Bucket*> inOrder;
+  for (const auto& [start, bucket] : report.*Buckets) {
+    inOrder.emplace(start, &bucket);
+  }
+  std::vector<Entry> entries;
+  for (const auto& [start, bucket] : inOrder) {
+    const std::string name = (calendar.*Name)(start);
+    entries.push_back({name, name, bucket, std::nullopt});
+  }
+  return entries;
+}
+
 std::vector<Entry> hours(const Report& report, const Calendar&) {
   std::vector<Entry> entries;
   for (const auto& [hour, bucket] : report.byHour) {
@@ -126,6 +141,7 @@ struct AxisRow {
   std::vector<Entry> (*rows)(const Report& report, const Calendar& calendar);
   std::string_view note;  // the attribution of every row that has nothing else to tell
   Attribution (*attribution)(const Entry& entry, const Report& report) = nullptr;
+  bool OptionalAxes::*needed = nullptr;  // what a report must have been asked for
 };
 
 constexpr std::array<AxisRow, allAxes.size()> kAxes = {{
@@ -138,9 +154,19 @@ constexpr std::array<AxisRow, allAxes.size()> kAxes = {{
      "one model, across every project and agent in range"},
     {Axis::day, "day", "day", "BY DAY", true, days,
      "calendar day in the local time zone, as the aggregator counts it"},
-    {Axis::hour, "hour", "hour", "BY HOUR", true, hours, "hour of the local day, across the selected period"},
+    {Axis::hour, "hour", "hour", "BY HOUR", true, hours, "hour of the local day, across the selected period",
+     nullptr, &OptionalAxes::hours},
     {Axis::source, "source", "source_home", "BY SOURCE HOME", false, ranking<&Report::bySource>,
      "the Claude home directory the transcripts were read from"},
+    {Axis::week, "week", "week", "BY WEEK", true, stretches<&Report::byWeek, &Calendar::formatWeek>,
+     "ISO 8601 week of the local calendar, Monday to Sunday", nullptr, &OptionalAxes::weeks},
+    {Axis::month, "month", "month", "BY MONTH", true, stretches<&Report::byMonth, &Calendar::formatYearMonth>,
+     "calendar month in the local time zone", nullptr, &OptionalAxes::months},
+    {Axis::block, "block", "block", "BY BLOCK", true,
+     stretches<&Report::byBlock, &Calendar::formatDistinctMinute>,
+     "five hours from the full local hour of the first request after the last block; real limits are not in "
+     "transcripts",
+     nullptr, &OptionalAxes::blocks},
 }};
 
 constexpr const AxisRow& rowOf(Axis axis) {
@@ -165,6 +191,16 @@ std::string_view title(Axis axis) {
 
 bool isChronological(Axis axis) {
   return rowOf(axis).isChronological;
+}
+
+OptionalAxes neededFor(std::span<const Axis> axes) {
+  OptionalAxes needed;
+  for (const Axis axis : axes) {
+    if (rowOf(axis).needed != nullptr) {
+      needed.*rowOf(axis).needed = true;
+    }
+  }
+  return needed;
 }
 
 std::optional<Axis> axisNamed(std::string_view rawValue) {

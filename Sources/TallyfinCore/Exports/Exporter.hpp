@@ -23,6 +23,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,11 +47,24 @@ extern const std::array<std::string_view, 26> breakdownColumns;
 inline constexpr std::array<std::string_view, 4> provenanceColumns = {"section", "item", "value", "note"};
 
 /// What the rows of a table stand for.
-enum class Axis : std::uint8_t { project, rawCwd, session, agent, model, day, hour, source };
+enum class Axis : std::uint8_t {
+  project,
+  rawCwd,
+  session,
+  agent,
+  model,
+  day,
+  hour,
+  source,
+  week,
+  month,
+  block
+};
 
 /// All axes in their order.
-inline constexpr std::array<Axis, 8> allAxes = {Axis::project, Axis::rawCwd, Axis::session, Axis::agent,
-                                                Axis::model,   Axis::day,    Axis::hour,    Axis::source};
+inline constexpr std::array<Axis, 11> allAxes = {Axis::project, Axis::rawCwd, Axis::session, Axis::agent,
+                                                 Axis::model,   Axis::day,    Axis::hour,    Axis::source,
+                                                 Axis::week,    Axis::month,  Axis::block};
 
 /// The name of an axis: "project", "rawCwd", ...
 std::string_view rawValue(Axis axis);
@@ -61,8 +75,11 @@ std::string_view columnValue(Axis axis);
 /// Its title in the summary: "BY PROJECT".
 std::string_view title(Axis axis);
 
-/// Whether its rows stand in order of time instead of cost: days and hours.
+/// Whether its rows stand in order of time instead of cost.
 bool isChronological(Axis axis);
+
+/// What a report must hold for these axes to have rows.
+OptionalAxes neededFor(std::span<const Axis> axes);
 
 /// The axis of a raw value; absent for any other text.
 std::optional<Axis> axisNamed(std::string_view rawValue);
@@ -172,7 +189,8 @@ std::vector<Entry> rows(const Report& report, Axis axis, const Calendar& calenda
 /// The table of an axis with its header. An axis without rows gives the header alone.
 std::string breakdownCSV(const Report& report, Axis axis, const Options& options);
 
-/// The tables of all axes that have rows; hours are among them only in a report built with hours.
+/// The tables of all axes that have rows; those of OptionalAxes are among them only in a report that holds
+/// them.
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options);
 
 /// The same rows as one JSON document, in the form of docs/export.schema.json: numbers as numbers, what is

@@ -2,18 +2,48 @@
 
 #include "TallyfinCore/Attribution/Pricing.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <vector>
 
 namespace tallyfin {
 namespace {
+
+// The starts of the blocks of these records, in order.
+std::vector<TimePoint> blockStarts(std::span<const UsageRecord> records, const RecordFilter& filter,
+                                   const Calendar& calendar) {
+  std::vector<TimePoint> times;
+  for (const UsageRecord& record : records) {
+    if (std::isfinite(record.timestamp.seconds) && (!filter || filter(record))) {
+      times.push_back(record.timestamp);
+    }
+  }
+  std::sort(times.begin(), times.end());
+  std::vector<TimePoint> starts;
+  TimePoint end;  // of the last block
+  for (const TimePoint time : times) {
+    if (starts.empty() || time >= end) {
+      const TimePoint hour = calendar.startOfHour(time);
+      starts.push_back(starts.empty() ? hour : std::max(hour, end));
+      end = {starts.back().seconds + blockSeconds};
+    }
+  }
+  return starts;
+}
 
 // One pass. What is the same for all requests of a directory is settled once a directory: its labels are
 // neither resolved nor looked up again. Keys that are one text in several spellings show the first of them,
 // wherever the report names them.
 class Pass {
  public:
-  Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, bool includeHours)
-      : calendar_(calendar), resolver_(resolver), pricer_(calendar, prices), includeHours_(includeHours) {}
+  Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, OptionalAxes axes,
+       std::vector<TimePoint> blocks)
+      : calendar_(calendar),
+        resolver_(resolver),
+        pricer_(calendar, prices),
+        axes_(axes),
+        blocks_(std::move(blocks)) {}
 
   void add(const UsageRecord& record, TimePoint day) {
     const RequestCost cost = pricer_.cost(record, day);
@@ -30,9 +60,7 @@ class Pass {
     ofSession.add(record, cost);
     ofAgent.add(record, cost);
     report_.bySource[record.sourceHome].add(record, cost);
-    if (includeHours_) {
-      report_.byHour[calendar_.hour(record.timestamp)].add(record, cost);
-    }
+    addOptional(record, cost, day);
     attribute(record, directory.project, session, ofSession, ofAgent);
   }
 
@@ -53,6 +81,26 @@ class Pass {
     std::size_t projectRow = 0;
     std::size_t rawCwdRow = 0;
   };
+
+  void addOptional(const UsageRecord& record, const RequestCost& cost, TimePoint day) {
+    if (axes_.hours) {
+      report_.byHour[calendar_.hour(record.timestamp)].add(record, cost);
+    }
+    if (axes_.weeks) {
+      report_.byWeek[calendar_.startOfWeek(day)].add(record, cost);
+    }
+    if (axes_.months) {
+      report_.byMonth[calendar_.startOfMonth(day)].add(record, cost);
+    }
+    if (axes_.blocks) {
+      report_.byBlock[blockOf(record.timestamp)].add(record, cost);
+    }
+  }
+
+  TimePoint blockOf(TimePoint time) const {
+    const auto next = std::upper_bound(blocks_.begin(), blocks_.end(), time);
+    return next != blocks_.begin() ? *(next - 1) : calendar_.startOfHour(time);  // beyond the calendar's ends
+  }
 
   const Directory& directoryOf(InternedText rawCwd) {
     Directory& directory = directories_[rawCwd.spelling()];
@@ -85,7 +133,8 @@ class Pass {
   const Calendar& calendar_;
   const ProjectResolver& resolver_;
   Pricing::Pricer pricer_;
-  bool includeHours_;
+  OptionalAxes axes_;
+  std::vector<TimePoint> blocks_;  // their starts, in order
   Report report_;
   KeyedRows<std::uint32_t, Directory> directories_;  // by spelling of the raw working directory
   std::vector<InternedText> projectOfSession_;       // in the order of `bySession`
@@ -108,8 +157,9 @@ void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoin
 
 Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
                              std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
-                             bool includeHours, const RecordFilter& filter) const {
-  Pass pass(calendar_, resolver_, prices_, includeHours);
+                             OptionalAxes axes, const RecordFilter& filter) const {
+  Pass pass(calendar_, resolver_, prices_, axes,
+            axes.blocks ? blockStarts(records, filter, calendar_) : std::vector<TimePoint>());
   forEachInRange(records, from, to, filter, calendar_,
                  [&](const UsageRecord& record, TimePoint day) { pass.add(record, day); });
   return std::move(pass).finish(diagnostics);

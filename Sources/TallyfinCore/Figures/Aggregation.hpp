@@ -33,10 +33,10 @@ class Aggregator {
   TimePoint day(TimePoint time) const { return calendar_.startOfDay(time); }
 
   /// Sums the records whose local day is not before `from` and not after `to`, both absent or starts of days,
-  /// in the order of the list. `filter`, when given, is asked after the days. `diagnostics` is handed
-  /// through.
+  /// in the order of the list. `filter`, when given, is asked after the days, but of every record when
+  /// there are to be blocks. `diagnostics` is handed through.
   Report aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
-                   std::optional<TimePoint> to, const ScanDiagnostics& diagnostics, bool includeHours,
+                   std::optional<TimePoint> to, const ScanDiagnostics& diagnostics, OptionalAxes axes,
                    const RecordFilter& filter = {}) const;
 
   /// Sums the same records by agent under each project or model, in one pass however many rows a list shows.

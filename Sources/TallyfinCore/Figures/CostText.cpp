@@ -28,6 +28,11 @@ std::string costInSummary(const Bucket& bucket) {
   return bucket.cost.formattedWithCaveat();
 }
 
+std::string rateInLine(const Estimate<CostEstimate>& rate) {
+  const CostEstimate* const known = rate.value();
+  return known == nullptr || known->isUnknown() ? "unknown rate" : concat(known->formatted(), "/h");
+}
+
 CostCells costInTable(const Bucket& bucket) {
   if (bucket.requests < 1) {
     return {UnknownReason::placeholder, "unknown — no request in range"};

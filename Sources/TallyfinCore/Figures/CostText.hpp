@@ -17,6 +17,9 @@ std::string costInAnswer(const Bucket& bucket);
 /// In the summary: the same amounts, "unknown — no request in range".
 std::string costInSummary(const Bucket& bucket);
 
+/// A rate in a line, without its caveat: "$2.70/h", "≥ $2.70/h", "unknown rate".
+std::string rateInLine(const Estimate<CostEstimate>& rate);
+
 /// In a table: the amount as a plain number with six decimals, or "unknown", and what kind of amount that is.
 struct CostCells {
   static constexpr int decimals = 6;

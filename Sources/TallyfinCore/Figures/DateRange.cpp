@@ -132,9 +132,9 @@ DateRange RangeSelection::resolved(TimePoint now, const Calendar& calendar) cons
 }
 
 Report report(const Aggregator& aggregator, std::span<const UsageRecord> records, const DateRange& range,
-              const ScanDiagnostics& diagnostics, std::optional<bool> includeHours) {
+              const ScanDiagnostics& diagnostics, std::optional<OptionalAxes> axes) {
   return aggregator.aggregate(records, range.from(), range.through(), diagnostics,
-                              includeHours.value_or(range.isSingleDay()));
+                              axes.value_or(range.isSingleDay()));
 }
 
 Report report(const Aggregator& aggregator, std::span<const UsageRecord> records,

@@ -8,10 +8,14 @@
 #include <vector>
 
 namespace tallyfin::Derived {
+namespace {
+
+constexpr int kFewestMinutes = 2;  // below, an extrapolation means nothing
+
+}  // namespace
 
 Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, const Calendar& calendar) {
   constexpr int kSteadyMinutes = 10;  // from here on the running hour speaks for itself
-  constexpr int kFewestMinutes = 2;   // below, an extrapolation means nothing
   constexpr int kHoursBack = 3;
   const int hour = calendar.hour(now);
   const int minute = calendar.minute(now);
@@ -33,6 +37,14 @@ Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, con
     return running->scaled(60.0 / minute);
   }
   return today.total.requests > 0 ? UnknownReason::noRecentActivity() : UnknownReason::noData();
+}
+
+Estimate<CostEstimate> blockRate(const Bucket& block, TimePoint start, TimePoint now) {
+  const double hours = (now.seconds - start.seconds) / 3600;
+  if (hours * 60 < kFewestMinutes) {
+    return UnknownReason::noData();
+  }
+  return block.cost.scaled(1 / hours);
 }
 
 Estimate<CostEstimate> yesterdayAtSameTime(std::span<const UsageRecord> records, TimePoint now,

@@ -19,6 +19,10 @@ inline constexpr const char* disclaimer = "Estimate from usage × list API price
 /// from 2 minutes on. Unknown: `noRecentActivity`, or `noData` when today has no requests at all.
 Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, const Calendar& calendar);
 
+/// Dollars per hour since a block began, of all that it holds. Unknown (`noData`) within its first two
+/// minutes.
+Estimate<CostEstimate> blockRate(const Bucket& block, TimePoint start, TimePoint now);
+
 /// What had been spent yesterday as many seconds after the start of the day as have passed today, both ends
 /// included. Unknown (`noData`) when no record lies there.
 Estimate<CostEstimate> yesterdayAtSameTime(std::span<const UsageRecord> records, TimePoint now,

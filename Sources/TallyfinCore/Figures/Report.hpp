@@ -84,11 +84,33 @@ Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::option
 Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std::optional<std::int64_t> limit,
                                     bool includeMain);
 
+/// What a report holds on request only, since it costs every pass time. A bool is the wish for hours.
+struct OptionalAxes {
+  bool hours = false;
+  bool weeks = false;
+  bool months = false;
+  bool blocks = false;
+
+  OptionalAxes(bool includeHours = false) : hours(includeHours) {}
+};
+
+/// How long a block lasts, in seconds: five hours, as subscriptions meter.
+inline constexpr double blockSeconds = 5 * 3600;
+
 /// The answer to one question. A bucket exists only if a request went into it.
 struct Report {
   Bucket total;
   BucketsBy<TimePoint> byDay;  ///< by start of the local day
-  BucketsBy<int> byHour;       ///< by hour of the local day, 0 to 23, all days folded; filled on request only
+
+  // On request only.
+  BucketsBy<int> byHour;         ///< by hour of the local day, 0 to 23, all days folded
+  BucketsBy<TimePoint> byWeek;   ///< by start of the Monday
+  BucketsBy<TimePoint> byMonth;  ///< by start of the first day
+  /// By start of the block. A block begins at the full local hour of the first request after the last block
+  /// ended, and not before that end. Blocks are those of the whole history that the filter lets pass, so that
+  /// one begins at the same moment in every range; here they hold the requests of the range alone.
+  BucketsBy<TimePoint> byBlock;
+
   BucketsBy<InternedText> byModel;    ///< by reduced model id
   BucketsBy<InternedText> byProject;  ///< by project label
   BucketsBy<InternedText> byRawCwd;   ///< by working directory, with "~" for the home

@@ -5,13 +5,6 @@
 namespace tallyfin {
 namespace {
 
-/// 0 for Monday to 6 for Sunday.
-int weekday(TimePoint day, const Calendar& calendar) {
-  const std::optional<TimePoint> monday = calendar.startOfDay(CalendarDate{1970, 1, 5});
-  const std::int64_t days = calendar.daysBetween(monday.value_or(TimePoint{}), day) % 7;
-  return static_cast<int>(days < 0 ? days + 7 : days);
-}
-
 /// What the requests of a day have in common.
 struct Day {
   std::size_t step = 0;  ///< its row in `byStep`
@@ -26,11 +19,9 @@ bool isPlain(TimePoint day, const Calendar& calendar) {
 }  // namespace
 
 TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar) {
-  if (step == TimeStep::week) {
-    return calendar.startOfDay(day, -weekday(day, calendar));
-  }
-  const std::optional<CalendarInterval> month = step == TimeStep::month ? calendar.month(day) : std::nullopt;
-  return month ? month->start : day;
+  return step == TimeStep::week    ? calendar.startOfWeek(day)
+         : step == TimeStep::month ? calendar.startOfMonth(day)
+                                   : day;
 }
 
 std::optional<TimePoint> nextStep(TimeStep step, TimePoint start, const Calendar& calendar) {
@@ -56,7 +47,7 @@ TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> rec
     }
     std::optional<Day>& known = days[*day];
     if (!known) {
-      known = {cuts.byStep.place(startOfStep(step, *day, calendar)), weekday(*day, calendar),
+      known = {cuts.byStep.place(startOfStep(step, *day, calendar)), calendar.weekday(*day),
                isPlain(*day, calendar)};
     }
     const RequestCost cost = pricer.cost(record, *day);

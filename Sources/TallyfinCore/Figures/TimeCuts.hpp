@@ -16,8 +16,7 @@ namespace tallyfin {
 /// How long a step of a time axis is. Weeks begin on Monday.
 enum class TimeStep : std::uint8_t { day, week, month };
 
-/// The start of the step that a day falls in. A month outside the years 1 to 9999 starts with each of its
-/// days.
+/// The start of the step that a day falls in.
 TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar);
 
 /// The start of the step after the one that starts at `start`; absent where the calendar ends.

@@ -1,7 +1,6 @@
 #include "TallyfinCore/Transcripts/Scanner.hpp"
 
 #include "Platform/Parallel.hpp"
-#include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
 #include <algorithm>
@@ -12,12 +11,12 @@ namespace {
 
 // All requests, unified.
 UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
-                        ScanDiagnostics& diagnostics) {
+                        const ReadProgress& progress, ScanDiagnostics& diagnostics) {
   const TimePoint start = clock();
   const std::vector<TranscriptFile> files = listing(homes, diagnostics);
   const std::size_t threads = parallel ? processors() : 1;
   std::vector<FileReading> readings = lookAt(files, threads);
-  read(readings, threads);
+  read(readings, threads, progress);
 
   UnifiedRequests requests;
   requests.reserve(requestsIn(readings));
@@ -39,9 +38,10 @@ UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, con
 
 }  // namespace
 
-KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock) {
+KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
+                    const ReadProgress& progress) {
   KeyedScan result;
-  const UnifiedRequests requests = readAll(homes, parallel, clock, result.diagnostics);
+  const UnifiedRequests requests = readAll(homes, parallel, clock, progress, result.diagnostics);
   result.records.reserve(requests.size());
   for (std::size_t i = 0; i < requests.size(); ++i) {
     result.records.append(requests.keys()[i], requests.records()[i]);
@@ -49,9 +49,10 @@ KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const C
   return result;
 }
 
-ScanResult scan(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock) {
+ScanResult scan(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
+                const ReadProgress& progress) {
   ScanResult result;
-  result.records = readAll(homes, parallel, clock, result.diagnostics).takeRecords();
+  result.records = readAll(homes, parallel, clock, progress, result.diagnostics).takeRecords();
   return result;
 }
 

@@ -4,6 +4,7 @@
 
 #include "TallyfinCore/Transcripts/Homes.hpp"
 #include "TallyfinCore/Transcripts/Ingest.hpp"
+#include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
 #include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
 
@@ -26,11 +27,13 @@ struct KeyedScan {
 };
 
 /// Reads every transcript from scratch, on all processors when `parallel`. The result does not depend on the
-/// number of threads. `clock` times the scan.
-KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock);
+/// number of threads. `clock` times the scan; `progress`, when given, is told of the reading.
+KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
+                    const ReadProgress& progress = {});
 
 /// The same as a list.
-ScanResult scan(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock);
+ScanResult scan(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
+                const ReadProgress& progress = {});
 
 }  // namespace Scanner
 }  // namespace tallyfin

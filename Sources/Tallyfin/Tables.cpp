@@ -1,0 +1,279 @@
+#include "Tallyfin/Tables.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
+#include "Tallyfin/Command.hpp"
+#include "Tallyfin/Days.hpp"
+#include "Tallyfin/Documents.hpp"
+#include "Tallyfin/Questions.hpp"
+#include "Tallyfin/TextTable.hpp"
+#include "Tallyfin/Transcripts.hpp"
+#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Figures/CostText.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
+#include "TallyfinCore/Figures/TimeCuts.hpp"
+#include "TallyfinMCP/Filters.hpp"
+#include "TallyfinMCP/Render.hpp"
+#include "absl/strings/str_join.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <utility>
+
+namespace tallyfin::Command {
+namespace {
+
+using Exporter::Axis;
+
+// An axis whose rows are stretches of the calendar, one after the other, so that idle ones can be told.
+struct Stretches {
+  Axis axis;
+  TimeStep step;
+  BucketsBy<TimePoint> Report::*buckets;
+  std::string (Calendar::*name)(TimePoint) const;
+};
+
+constexpr std::array kStretches = {
+    Stretches{Axis::day, TimeStep::day, &Report::byDay, &Calendar::formatDay},
+    Stretches{Axis::week, TimeStep::week, &Report::byWeek, &Calendar::formatWeek},
+    Stretches{Axis::month, TimeStep::month, &Report::byMonth, &Calendar::formatYearMonth}};
+
+const Stretches* stretchesOf(Axis axis) {
+  const auto* const found = std::ranges::find(kStretches, axis, &Stretches::axis);
+  return found == kStretches.end() ? nullptr : found;
+}
+
+// The idle stretches from `at` up to `end`, without it; a long run of them is one row.
+void addIdle(std::vector<TextTable::Row>& rows, std::optional<TimePoint> at, TimePoint end,
+             const Stretches& stretches, const Calendar& calendar) {
+  constexpr std::size_t kMostRows = 31;
+  const std::size_t before = rows.size();
+  for (; at && *at < end; at = nextStep(stretches.step, *at, calendar)) {
+    if (rows.size() - before == kMostRows) {
+      rows.resize(before);
+      rows.push_back({"…", nullptr});
+      return;
+    }
+    rows.push_back({(calendar.*stretches.name)(*at), nullptr});
+  }
+}
+
+// All stretches of the range from the `first` request of the history, before which nothing is known, to
+// today.
+std::vector<TextTable::Row> rowsOf(const Report& report, const Stretches& stretches, const Period& period,
+                                   std::optional<TimePoint> first, TimePoint now, const Calendar& calendar) {
+  std::map<TimePoint, const Bucket*> busy;
+  for (const auto& [start, bucket] : report.*stretches.buckets) {
+    busy.emplace(start, &bucket);
+  }
+  std::vector<TextTable::Row> rows;
+  std::optional<TimePoint> next;  // the first stretch that has no row yet
+  if (period.from && first) {
+    next = startOfStep(stretches.step, std::max(*period.from, calendar.startOfDay(*first)), calendar);
+  }
+  for (const auto& [start, bucket] : busy) {
+    addIdle(rows, next, start, stretches, calendar);
+    rows.push_back({(calendar.*stretches.name)(start), bucket});
+    next = nextStep(stretches.step, start, calendar);
+  }
+  const TimePoint today = calendar.startOfDay(now);
+  const TimePoint last = std::min(period.through.value_or(today), today);
+  addIdle(rows, next, calendar.startOfDay(last, 1), stretches, calendar);
+  return rows;
+}
+
+std::vector<TextTable::Row> rowsOf(const Report& report, Axis axis, const Calendar& calendar) {
+  std::vector<TextTable::Row> rows;
+  for (const Exporter::Entry& entry : Exporter::rows(report, axis, calendar)) {
+    rows.push_back({entry.label, entry.bucket});
+  }
+  return rows;
+}
+
+// Where the history begins within the range.
+void noteBeginning(std::vector<std::string>& notes, const Period& period, const DataSource& data) {
+  const std::optional<TimePoint> first = firstRequest(data);
+  if (first && period.from && data.calendar().startOfDay(*first) > *period.from) {
+    notes.push_back(concat("The transcripts begin on ", data.calendar().formatDay(*first), "."));
+  }
+}
+
+// The first and the last stretch of the range, where it holds only a part of them.
+void noteCuts(std::vector<std::string>& notes, const Stretches& stretches, const Period& period,
+              const Calendar& calendar) {
+  if (period.from && startOfStep(stretches.step, *period.from, calendar) < *period.from) {
+    notes.push_back(concat((calendar.*stretches.name)(*period.from), " counts from ",
+                           calendar.formatDay(*period.from), " on."));
+  }
+  if (period.through && !period.includesToday &&
+      startOfStep(stretches.step, calendar.startOfDay(*period.through, 1), calendar) <= *period.through) {
+    notes.push_back(concat((calendar.*stretches.name)(*period.through), " counts up to ",
+                           calendar.formatDay(*period.through), "."));
+  }
+}
+
+// The block that is running, and what a block is not.
+void noteBlock(std::vector<std::string>& notes, const Report& report, const Period& period, TimePoint now,
+               const Calendar& calendar) {
+  for (const auto& [start, bucket] : report.byBlock) {
+    const double left = start.seconds + blockSeconds - now.seconds;
+    const bool isCut = period.from && start < *period.from;
+    if (isCut) {
+      notes.push_back(concat(calendar.formatDistinctMinute(start), " counts from ",
+                             calendar.formatDay(*period.from), " on."));
+    }
+    if (start <= now && left > 0) {
+      const Estimate<CostEstimate> rate =
+          isCut ? UnknownReason::periodIncomplete() : Derived::blockRate(bucket, start, now);
+      notes.push_back(concat(
+          "The current block began at ", calendar.formatDistinctMinute(start), ": ", rateInLine(rate), ", ",
+          counted(static_cast<std::int64_t>(std::ceil(left / 60)), "minute", "minutes"), " left."));
+    }
+  }
+  notes.emplace_back(
+      "A block is five hours from the full hour of its first request. Real limits are not in transcripts: a "
+      "block tells what was used, not what is left.");
+}
+
+std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& period, DataSource& data) {
+  std::vector<std::string> notes;
+  if (report.total.requests < 1) {
+    notes.emplace_back("There are no requests in this range.");
+  }
+  for (const auto& note : {R::unpricedNote(report.total), R::ownPricesNote(report.total.cost),
+                           R::assumedNote(report.total), unreadableNote(data)}) {
+    if (note) {
+      notes.push_back(*note);
+    }
+  }
+  if (const Stretches* const stretches = stretchesOf(axis)) {
+    noteBeginning(notes, period, data);
+    noteCuts(notes, *stretches, period, data.calendar());
+  } else if (axis == Axis::block) {
+    noteBlock(notes, report, period, data.now(), data.calendar());
+  }
+  notes.emplace_back(Derived::disclaimer);
+  return notes;
+}
+
+// Leaves `limit` rows: the latest of what is in order of time, the first of what is ranked.
+void cut(std::vector<TextTable::Row>& rows, std::vector<std::string>& notes, std::size_t limit,
+         bool isInTime) {
+  if (rows.size() <= limit) {
+    return;
+  }
+  const auto count = static_cast<std::ptrdiff_t>(rows.size() - limit);
+  notes.insert(notes.begin(),
+               concat("--limit ", std::to_string(limit), " left out ",
+                      counted(count, isInTime ? "earlier row" : "row", isInTime ? "earlier rows" : "rows"),
+                      "; the total has them."));
+  rows.erase(isInTime ? rows.begin() : rows.end() - count, isInTime ? rows.begin() + count : rows.end());
+}
+
+int show(const Call& call, Axis axis, const Days& days) {
+  return withTranscripts(call, [&](DataSource& data) {
+    const Period period = periodOf(days, data);
+    const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
+    const Report report = data.report(period, filters.predicate, Exporter::neededFor({&axis, 1}));
+    const Stretches* const stretches = stretchesOf(axis);
+    TextTable table{.title = concat(days.label ? concat(*days.label, " (", period.label, ")") : period.label,
+                                    " · by ", Exporter::rawValue(axis)),
+                    .heading = std::string(Exporter::rawValue(axis)),
+                    .rows = stretches != nullptr ? rowsOf(report, *stretches, period, firstRequest(data),
+                                                          data.now(), data.calendar())
+                                                 : rowsOf(report, axis, data.calendar()),
+                    .total = report.total,
+                    .hasModels = axis != Axis::model,
+                    .notes = notesOf(report, axis, period, data)};
+    for (const std::string& filter : filters.described) {
+      append(table.title, " · ", filter);
+    }
+    const std::int64_t limit = call.arguments.number("limit").value_or(std::ssize(table.rows));
+    cut(table.rows, table.notes, static_cast<std::size_t>(limit), Exporter::isChronological(axis));
+    return write(drawn(table, call.console), call.console);
+  });
+}
+
+// A table that has a name of its own.
+struct Named {
+  std::string name;
+  Axis axis;
+  std::string summary;
+  std::string span;  // what it shows when no days are named
+  std::string example;
+  Days (*days)(TimePoint now, const Calendar& calendar);
+};
+
+Days through(TimePoint from, TimePoint now, const Calendar& calendar, std::string label) {
+  return {.period = {}, .from = from, .through = calendar.startOfDay(now), .label = std::move(label)};
+}
+
+Days lastSevenDays(TimePoint, const Calendar&) {
+  return {.period = "7d", .from = {}, .through = {}, .label = {}};
+}
+
+Days lastEightWeeks(TimePoint now, const Calendar& calendar) {
+  return through(calendar.startOfDay(calendar.startOfWeek(now), -49), now, calendar, "last 8 weeks");
+}
+
+Days lastTwelveMonths(TimePoint now, const Calendar& calendar) {
+  const TimePoint month = calendar.startOfMonth(now);
+  return through(calendar.startOfDayMonthsLater(month, -11).value_or(month), now, calendar, "last 12 months");
+}
+
+Subcommand subcommandOf(const Named& named) {
+  Subcommand subcommand{.name = named.name, .summary = named.summary};
+  if (named.name == "table") {
+    subcommand.options.push_back({.name = "by",
+                                  .value = "AXIS",
+                                  .help = "What a row stands for",
+                                  .values = Values::word,
+                                  .words = axisNames(),
+                                  .isRequired = true});
+  }
+  for (const std::vector<Option>& more : {daysOptions(named.span), narrowingOptions()}) {
+    subcommand.options.insert(subcommand.options.end(), more.begin(), more.end());
+  }
+  subcommand.options.push_back({.name = "limit",
+                                .value = "N",
+                                .help = "At most so many rows, the latest or the most expensive",
+                                .values = Values::number});
+  subcommand.examples = {named.example};
+  subcommand.run = [named](const Call& call) {
+    const std::optional<std::string> by = call.arguments.text("by");
+    const bool namesDays = std::ranges::any_of(std::array{"period", "from", "to"},
+                                               [&](const char* name) { return call.arguments.has(name); });
+    const Environment& environment = call.environment;
+    return show(call, by ? *Exporter::axisNamed(*by) : named.axis,
+                namesDays ? daysOf(call, "") : named.days(environment.now(), environment.calendar));
+  };
+  return subcommand;
+}
+
+}  // namespace
+
+std::vector<Subcommand> tables() {
+  const Named all[] = {
+      {"daily", Axis::day, "A row a day, idle ones too", "7d", "tallyfin daily 30d --project app",
+       lastSevenDays},
+      {"weekly", Axis::week, "A row a week: ISO 8601, Monday to Sunday", "the last 8 weeks",
+       "tallyfin weekly yearToDate", lastEightWeeks},
+      {"monthly", Axis::month, "A row a calendar month", "the last 12 months", "tallyfin monthly all",
+       lastTwelveMonths},
+      {"blocks", Axis::block,
+       "A row for each five hours of use, as subscriptions meter, with the rate of the current one", "7d",
+       "tallyfin blocks today", lastSevenDays},
+      {"table", Axis::day, "A row a key of any axis, with a bar", "7d", "tallyfin table --by project 30d",
+       lastSevenDays}};
+  std::vector<Subcommand> subcommands;
+  for (const Named& named : all) {
+    subcommands.push_back(subcommandOf(named));
+  }
+  return subcommands;
+}
+
+}  // namespace tallyfin::Command
