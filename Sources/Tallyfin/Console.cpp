@@ -68,7 +68,7 @@ std::string inputOfProcess() {
     if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) < 1) {
       break;
     }
-    const ssize_t count = read(STDIN_FILENO, piece.data(), piece.size());
+    const ssize_t count = ::read(STDIN_FILENO, piece.data(), piece.size());
     if (count <= 0) {
       break;
     }

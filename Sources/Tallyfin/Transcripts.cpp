@@ -113,7 +113,7 @@ std::optional<std::string> unreadableNote(const DataSource& data) {
 void showingProgress(const Call& call, const std::function<void(const ReadProgress&)>& work) {
   Progress progress(call.console, call.environment.now);
   work(call.console.showsMessages
-           ? ReadProgress([&](std::uint64_t done, std::uint64_t total) { progress.show(done, total); })
+           ? ReadProgress([&](std::uint64_t read, std::uint64_t total) { progress.show(read, total); })
            : ReadProgress());
 }
 
@@ -127,7 +127,7 @@ Progress::~Progress() {
   }
 }
 
-void Progress::show(std::uint64_t done, std::uint64_t total) {
+void Progress::show(std::uint64_t read, std::uint64_t total) {
   constexpr double kBetween = 0.1;  // seconds
   if (!console_.showsMessages || clock_() < next_) {
     return;
@@ -136,7 +136,7 @@ void Progress::show(std::uint64_t done, std::uint64_t total) {
   isOnTerminal = isShown_ = true;
   const auto megabytes = [](std::uint64_t bytes) { return static_cast<double>(bytes) / 1e6; };
   console_.message(absl::StrFormat("%sreading transcripts: %.1f of %.1f MB", std::string(eraseLine),
-                                   megabytes(done), megabytes(total)));
+                                   megabytes(read), megabytes(total)));
 }
 
 bool progressIsShown() {

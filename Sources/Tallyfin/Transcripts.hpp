@@ -44,7 +44,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   /// Bytes that are read, of so many. Not from two threads at once.
-  void show(std::uint64_t done, std::uint64_t total);
+  void show(std::uint64_t read, std::uint64_t total);
 
  private:
   const Console& console_;

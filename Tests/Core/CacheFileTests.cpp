@@ -1,5 +1,6 @@
 // The cache file: what it holds byte for byte, that it survives, and that no input harms.
 
+#include "Support/Machine.hpp"
 #include "Support/RawLine.hpp"
 #include "Support/SameDiagnostics.hpp"
 #include "Support/TempHome.hpp"
@@ -18,10 +19,6 @@ namespace tallyfin {
 namespace {
 
 using namespace std::string_literals;
-
-TimePoint stopped() {
-  return {};
-}
 
 class CacheFile : public testing::Test {
  protected:

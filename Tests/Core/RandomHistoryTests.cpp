@@ -4,6 +4,7 @@
 // TALLYFIN_HISTORY_SEED and TALLYFIN_HISTORY_STEPS choose another life, or a longer one.
 
 #include "Platform/Files.hpp"
+#include "Support/Machine.hpp"
 #include "Support/RawLine.hpp"
 #include "Support/SameDiagnostics.hpp"
 #include "Support/TempHome.hpp"
@@ -25,10 +26,6 @@
 
 namespace tallyfin {
 namespace {
-
-TimePoint stopped() {
-  return {1000};
-}
 
 std::uint64_t setting(const char* name, std::uint64_t otherwise) {
   const char* const value = std::getenv(name);

@@ -2,6 +2,7 @@
 // they go through in time is the matter of RandomHistoryTests.cpp.
 
 #include "Platform/Files.hpp"
+#include "Support/Machine.hpp"
 #include "Support/RawLine.hpp"
 #include "Support/SameDiagnostics.hpp"
 #include "Support/TempHome.hpp"
@@ -21,10 +22,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-TimePoint stopped() {
-  return {1000};
-}
 
 constexpr const char* kA = ".claude/projects/p/a.jsonl";
 constexpr const char* kB = ".claude/projects/p/b.jsonl";
@@ -191,7 +188,7 @@ TEST_F(Refresh, AFileCutBackBelowWhatWasReadIsReadAgain) {
   ASSERT_NE(at, std::string::npos);
   home.write("cache.bin", file.replace(at, size.size(), leb128(two.size() - 10)));
   ASSERT_TRUE(cache.load());
-  home.truncate(kA, two.size());
+  home.truncate(kA, static_cast<std::int64_t>(two.size()));
   const auto [result, stats] = refresh();
   EXPECT_EQ(stats.filesRewound, 1);
   expectSame(result, fullScan());
@@ -231,7 +228,7 @@ TEST_F(Refresh, ThreadsChangeNothing) {
   }
   home.makeDirectory(".claude/projects/p/x.jsonl");
   std::string bytes;
-  for (const std::size_t threads : {1, 2, 3, 16}) {
+  for (const std::size_t threads : {1U, 2U, 3U, 16U}) {
     const std::string path = home.path("cache" + std::to_string(threads));
     ScanCache each(path, threads);
     expectSame(each.refresh(homes, stopped).result, fullScan(threads > 1));

@@ -12,8 +12,8 @@
 namespace tallyfin {
 namespace {
 
-constexpr const char* kA = ".claude/projects/p/a.jsonl";
-constexpr const char* kB = ".claude-work/projects/p/b.jsonl";
+constexpr const char* kHomeFile = ".claude/projects/p/a.jsonl";
+constexpr const char* kWorkFile = ".claude-work/projects/p/b.jsonl";
 constexpr const char* kClean = "divergence 0 — the cache matches a full scan exactly ";
 
 class Verification : public testing::Test {
@@ -33,8 +33,8 @@ class Verification : public testing::Test {
 };
 
 TEST_F(Verification, ComparesOnlyWhatTheCacheHasRead) {
-  home.write(kA, rawLine(1).text() + "half");
-  home.write(kB, rawLine(1, 90, 5).text());
+  home.write(kHomeFile, rawLine(1).text() + "half");
+  home.write(kWorkFile, rawLine(1, 90, 5).text());
   refresh();
   VerificationResult result = verify();
   EXPECT_EQ(result.summary(), std::string(kClean) +
@@ -46,7 +46,7 @@ TEST_F(Verification, ComparesOnlyWhatTheCacheHasRead) {
   EXPECT_DOUBLE_EQ(result.cachedCost, (90 * 5 + 5 * 25) / 1e6);
   EXPECT_EQ(result.freshCost, result.cachedCost);
 
-  home.append(kA, " of a line\n" + rawLine(2).text());  // grew
+  home.append(kHomeFile, " of a line\n" + rawLine(2).text());  // grew
   home.write(".claude/projects/p/new.jsonl", std::string(1'572'864 - 11 - rawLine(2).text().size() - 4, 'x'));
   result = verify();
   EXPECT_TRUE(result.isClean());
@@ -60,26 +60,26 @@ TEST_F(Verification, ComparesOnlyWhatTheCacheHasRead) {
 }
 
 TEST_F(Verification, NamesEachKindOfDivergence) {
-  home.write(kA, rawLine(1, 10).text() + rawLine(2, 10).text());
-  home.write(kB, rawLine(3, 10).text() + rawLine(4, 10).text());
+  home.write(kHomeFile, rawLine(1, 10).text() + rawLine(2, 10).text());
+  home.write(kWorkFile, rawLine(3, 10).text() + rawLine(4, 10).text());
   refresh();
-  const std::string a = home.read(kA);
+  const std::string a = home.read(kHomeFile);
 
   std::string edited = a;
   edited.replace(edited.find("\"input_tokens\":10"), 17, "\"input_tokens\":11");
-  home.write(kA, edited);
+  home.write(kHomeFile, edited);
   EXPECT_EQ(verify().summary(), "DIVERGENCE: 1 with different figures");
 
   std::string renamed = edited;
   renamed.replace(renamed.find("msg_2"), 5, "msg_9");
-  home.write(kA, renamed);
+  home.write(kHomeFile, renamed);
   EXPECT_EQ(verify().summary(),
             "DIVERGENCE: 1 missing from cache, 1 extra in cache, 1 with different figures");
 
-  home.write(kA, a);
-  home.truncate(kB, static_cast<long>(rawLine(3).text().size()));
+  home.write(kHomeFile, a);
+  home.truncate(kWorkFile, static_cast<long>(rawLine(3).text().size()));
   EXPECT_EQ(verify().summary(), "DIVERGENCE: 1 extra in cache");
-  home.remove(kB);  // no longer listed: not read
+  home.remove(kWorkFile);  // no longer listed: not read
   EXPECT_EQ(verify().summary(), "DIVERGENCE: 2 extra in cache");
 }
 
@@ -89,7 +89,7 @@ TEST_F(Verification, EachTokenCountIsCompared) {
       R"("input_tokens":1,"output_tokens":2,"cache_read_input_tokens":3,"cache_creation_input_tokens":9,)"
       R"("cache_creation":{"ephemeral_5m_input_tokens":4,"ephemeral_1h_input_tokens":5},)"
       R"("server_tool_use":{"web_search_requests":6,"web_fetch_requests":7})";
-  home.write(kA, line.text());
+  home.write(kHomeFile, line.text());
   refresh();
   const struct {
     std::string from;
@@ -106,7 +106,7 @@ TEST_F(Verification, EachTokenCountIsCompared) {
   for (const auto& [from, to, mismatched] : cases) {
     std::string edited = line.text();
     edited.replace(edited.find(from), from.size(), to);
-    home.write(kA, edited);
+    home.write(kHomeFile, edited);
     const VerificationResult result = verify();
     EXPECT_EQ(result.mismatchedRecords, mismatched) << to;
     EXPECT_EQ(result.missingFromCache + result.extraInCache, 0) << to;
@@ -114,11 +114,11 @@ TEST_F(Verification, EachTokenCountIsCompared) {
 }
 
 TEST_F(Verification, ChangesNeitherTheCacheNorItsFile) {
-  home.write(kA, rawLine(1).text());
+  home.write(kHomeFile, rawLine(1).text());
   refresh();
   cache.save();
   const std::string before = home.read("cache.bin");
-  home.remove(kA);
+  home.remove(kHomeFile);
   verify();
   EXPECT_EQ(home.read("cache.bin"), before);
   ASSERT_EQ(cache.recordsPerFile().size(), 1U);

@@ -7,6 +7,11 @@
 
 namespace tallyfin {
 
+/// A clock that stands still.
+inline TimePoint stopped() {
+  return {1000};
+}
+
 /// A machine of its own for a test: a home, a zone, a clock that the test moves by hand.
 struct Machine {
   /// `local` is the time at first, in the given zone.

@@ -17,9 +17,9 @@
 namespace tallyfin {
 namespace {
 
-constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 20;  // bytes
-constexpr double kHighestPrice = 1'000'000;                     // a dollar a token; sums stay finite
-constexpr std::size_t kShownOfText = 40;                        // characters of what a message quotes
+constexpr std::uint64_t kLargestPriceList = std::uint64_t{1} << 20;  // bytes
+constexpr double kHighestPrice = 1'000'000;                          // a dollar a token; sums stay finite
+constexpr std::size_t kShownOfText = 40;                             // characters of what a message quotes
 
 // The text as the parser takes it, telling how far it has come. The last character taken does not count: it
 // may be the one behind a number, by which the parser sees that the number has ended.
@@ -57,9 +57,9 @@ struct Draft {
 };
 
 // Takes the events of the parser. Where the text goes wrong it returns false, which ends the reading.
-class Reader : public nlohmann::json_sax<nlohmann::json> {
+class PriceReader : public nlohmann::json_sax<nlohmann::json> {
  public:
-  explicit Reader(std::string_view text) : text_(text), taken_(text.data()) {}
+  explicit PriceReader(std::string_view text) : text_(text), taken_(text.data()) {}
 
   PriceList read() {
     PriceList list;
@@ -273,12 +273,12 @@ PriceList PriceList::parse(std::string_view text) {
   if (const std::ptrdiff_t line = lineWithoutUtf8(text)) {
     return {.own = {}, .file = {}, .problem = concat("line ", std::to_string(line), ": no valid UTF-8")};
   }
-  return Reader(text).read();
+  return PriceReader(text).read();
 }
 
 PriceList PriceList::ofFile(const std::string& path) {
   const std::optional<Files::Attributes> found = Files::attributes(path);
-  const std::optional<Buffer> content = Files::contents(path, kLargestFile);
+  const std::optional<Buffer> content = Files::contents(path, kLargestPriceList);
   PriceList list;
   if (content) {
     list = parse(content->bytes());
@@ -287,7 +287,7 @@ PriceList PriceList::ofFile(const std::string& path) {
   } else if (!found->isRegular) {
     list.problem = "it is no regular file";
   } else {
-    list.problem = found->size > kLargestFile ? "it is larger than 1 MiB" : "it cannot be read";
+    list.problem = found->size > kLargestPriceList ? "it is larger than 1 MiB" : "it cannot be read";
   }
   list.file = path;
   return list;

@@ -12,7 +12,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kVersion = 1;
-constexpr int kIndent = 2;
+constexpr int kIndentation = 2;
 
 Json textOf(std::string_view text) {
   return Text::repaired(text);
@@ -117,7 +117,7 @@ std::string breakdownJSON(const Report& report, Axis axis, const Options& option
   for (const Entry& entry : shown) {
     document["rows"].push_back(rowOf(entry, axis, report, stamps));
   }
-  return document.dump(kIndent) + "\n";
+  return document.dump(kIndentation) + "\n";
 }
 
 }  // namespace tallyfin::Exporter
