@@ -11,14 +11,22 @@
 //
 //   === tally_cost {"by":"day"}           a tool with its arguments
 //   === > {"id":1,"method":"ping"}        a line of the protocol: the reply, then what was logged
-//   === csv day {"limit":2}               a document: csv, name, provenance, summary
+//   === csv day {"limit":2}               a document: csv, name, provenance, summary, html (without its
+//   style)
+//   === $ tallyfin cost 7d 'a b'          a command line: standard output, lines of standard error behind "!
+//   ",
+//                                         the exit status in brackets unless it is 0
+//   === given terminal 40                 what the next command lines find (CommandLines.hpp)
 //   === wait 15                           seconds pass
 //   === clock 2026-03-10 14:30 UTC        another start of the server, at this time
-//   === write|append PATH TEXT, remove PATH, mkdir PATH
+//   === write|append PATH TEXT, remove PATH, mkdir PATH, link PATH TARGET, read PATH, list FOLDER
 
+#include "Golden/CommandLines.hpp"
 #include "Golden/Steps.hpp"
 #include "Platform/Concat.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/Page.hpp"
+#include "TallyfinCore/Exports/PageTemplate.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
 #include <algorithm>
@@ -27,6 +35,8 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <regex>
+#include <set>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
@@ -42,25 +52,40 @@ class Session {
 
   /// What a step gives; nothing for one that only changes something.
   std::string act(const std::string& question) {
-    std::string rest = atHome(question);
+    std::string rest = replaced(question, "{HOME}", disk().path());
     const std::string verb = firstWord(rest);
-    if (verb == ">") {
-      return replaced(exchange(rest), disk().path(), "{HOME}");
-    }
-    if (verb.starts_with("tally_")) {
-      return replaced(call(verb, rest), disk().path(), "{HOME}");
-    }
-    if (verb == "csv" || verb == "provenance" || verb == "summary" || verb == "name") {
-      const std::string axis = verb == "csv" || verb == "name" ? firstWord(rest) : "";
-      return replaced(document(verb, axis, json::parse(rest.empty() ? "{}" : rest)), disk().path(), "{HOME}");
-    }
-    change(verb, rest);
-    return {};
+    // What differs from run to run: names made of the home's path, those of temporary files, the path itself.
+    const std::string given =
+        std::regex_replace(answer(verb, rest), std::regex("home-[0-9a-f]{16}|tmp\\.[0-9.]+"), "{NAME}");
+    return replaced(given, disk().path(), "{HOME}");
   }
 
  private:
   const TempHome& disk() const { return machine_.home; }
-  std::string atHome(const std::string& text) const { return replaced(text, "{HOME}", disk().path()); }
+
+  std::string answer(const std::string& verb, std::string& rest) {
+    if (verb == "$") {
+      return commands_.run(rest);
+    }
+    if (verb == ">") {
+      return exchange(rest);
+    }
+    if (verb.starts_with("tally_")) {
+      return call(verb, rest);
+    }
+    if (std::set<std::string>{"csv", "provenance", "summary", "name", "html"}.contains(verb)) {
+      const std::string axis = verb == "csv" || verb == "name" ? firstWord(rest) : "";
+      return document(verb, axis, json::parse(rest.empty() ? "{}" : rest));
+    }
+    if (verb == "read") {
+      return disk().read(rest);
+    }
+    if (verb == "list") {
+      return commands_.list(rest);
+    }
+    change(verb, rest);
+    return {};
+  }
 
   void change(const std::string& verb, std::string rest) {
     const std::string what = firstWord(rest);
@@ -78,6 +103,10 @@ class Session {
       disk().remove(what);
     } else if (verb == "mkdir") {
       disk().makeDirectory(what);
+    } else if (verb == "link") {
+      disk().link(what, rest);
+    } else if (verb == "given") {
+      commands_.give(what, rest);
     } else {
       throw std::runtime_error("no such step: " + verb);
     }
@@ -140,9 +169,15 @@ class Session {
                                : Exporter::Document::breakdown(Exporter::axisNamed(axis).value()),
           options);
     }
-    const Report report = Aggregator(data_->calendar(), data_->resolver())
-                              .aggregate(data_->records(), options.from, options.to, data_->diagnostics(),
-                                         given.value("hours", true), options.recordFilter);
+    const Aggregator aggregator(data_->calendar(), data_->resolver());
+    const Report report =
+        aggregator.aggregate(data_->records(), options.from, options.to, data_->diagnostics(),
+                             given.value("hours", true), options.recordFilter);
+    if (kind == "html") {
+      return replaced(replaced(Exporter::page(report, aggregator, data_->records(), options),
+                               std::string(Exporter::pageStyle), "..."),
+                      std::string(Exporter::pageStyleHash), "...");
+    }
     if (kind == "summary") {
       return Exporter::clipboardSummary(report, options);
     }
@@ -162,6 +197,7 @@ class Session {
   }
 
   Machine machine_{{2026, 1, 1}, 0, 0};
+  CommandLines commands_{machine_};
   std::string log_;
   std::unique_ptr<DataSource> data_;
   std::unique_ptr<MCPServer> server_;
