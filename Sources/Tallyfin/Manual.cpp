@@ -2,6 +2,8 @@
 
 #include "Platform/Concat.hpp"
 #include "Tallyfin/Subcommand.hpp"
+#include "TallyfinCore/Transcripts/Homes.hpp"
+#include "absl/strings/str_join.h"
 #include "absl/strings/str_replace.h"
 
 #include <cstddef>
@@ -88,7 +90,7 @@ The width of tables, instead of the terminal's.
 .El
 .Sh FILES
 .Bl -tag -width Ds
-.It Pa ~/.claude , ~/.claude-work , ~/.claude-outlook , ~/.claude-yahoo
+.It Pa @HOMES@
 The folders with transcripts, which are only read.
 Other folders are not read; a symbolic link of one of these names is followed.
 .It Pa ~/.cache/net.quillpond.tallyfin/scan-cache.v2.bin
@@ -249,7 +251,10 @@ std::string manual() {
   }
   append(page, ".El\n", kAfterCommands);
   appendOptions(page, commonOptions());
-  return wrapped(page + kTail);
+  const std::string homes =
+      absl::StrJoin(SourceHome::defaults("~"), " , ",
+                    [](std::string* out, const SourceHome& home) { append(*out, "~/", home.name); });
+  return wrapped(page + absl::StrReplaceAll(kTail, {{"@HOMES@", homes}}));
 }
 
 }  // namespace tallyfin::Command
