@@ -50,6 +50,8 @@ TEST_F(ProcessTest, StatusesAndStreamsAreThoseOfAShellCommand) {
   EXPECT_EQ(shell("\"$T\" export csv --axis day > /dev/full 2> err"), 1);
   EXPECT_EQ(shell("\"$T\" export csv --all --out reports > out"), 0);
   EXPECT_EQ(shell("test $(ls reports | wc -l) -eq 11"), 0);
+  home_.write("own.json", R"({"prices":[{"model":"nova-1","input":1,"output":2}]})");
+  EXPECT_EQ(shell("TALLYFIN_PRICES=own.json \"$T\" prices | grep -q nova-1"), 0);
 }
 
 TEST_F(ProcessTest, AReaderThatIsGoneIsAFailureAndNoSignal) {
