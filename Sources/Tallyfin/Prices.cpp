@@ -34,7 +34,7 @@ struct Use {
   std::map<InternedText, Unpriced> unpriced;
 };
 
-Use useOf(const PriceList& prices, std::span<const UsageRecord> records, const Calendar& calendar) {
+Use useOf(const PriceList& prices, const RecordList& records, const Calendar& calendar) {
   Use use;
   DayLookup days(calendar);
   absl::flat_hash_map<InternedText, std::vector<const PricedModel*>> known;
@@ -121,8 +121,7 @@ std::string withoutPrice(const std::map<InternedText, Unpriced>& models) {
 
 }  // namespace
 
-std::string priceTable(const PriceList& prices, std::span<const UsageRecord> records,
-                       const Calendar& calendar) {
+std::string priceTable(const PriceList& prices, const RecordList& records, const Calendar& calendar) {
   const Use use = useOf(prices, records, calendar);
   std::vector<Cells> rows = {
       {"model", "input", "output", "write 5m", "write 1h", "read", "last day", "origin", "requests"}};

@@ -52,8 +52,8 @@ std::string namesOf(const std::set<InternedText>& models, std::string_view separ
 
 }  // namespace
 
-void CostEstimate::noteUnpriced(const UnknownReason& reason) {
-  unpricedRequests = saturatingAdd(unpricedRequests, 1);
+void CostEstimate::noteUnpriced(const UnknownReason& reason, std::int64_t requests) {
+  unpricedRequests = saturatingAdd(unpricedRequests, requests);
   if (reason.kind() == UnknownReason::Kind::noPriceForModel) {
     noteModel(unpricedModels, reason.subject());
   }

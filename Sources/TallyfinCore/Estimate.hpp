@@ -113,9 +113,12 @@ struct CostEstimate {
     if (const double* dollars = requestCost.value()) {
       priced += *dollars;
     } else {
-      noteUnpriced(*requestCost.reason());
+      noteUnpriced(*requestCost.reason(), 1);
     }
   }
+
+  /// Adds so many requests that have no price for that reason.
+  void noteUnpriced(const UnknownReason& reason, std::int64_t requests);
 
   /// Notes that a price of one's own made the cost of a request of the model.
   void noteOwnPrice(InternedText model);
@@ -152,9 +155,6 @@ struct CostEstimate {
   static CostEstimate median(const std::vector<CostEstimate>& estimates);
 
   friend bool operator==(const CostEstimate&, const CostEstimate&) = default;
-
- private:
-  void noteUnpriced(const UnknownReason& reason);
 };
 
 }  // namespace tallyfin

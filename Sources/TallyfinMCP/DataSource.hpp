@@ -56,7 +56,7 @@ class DataSource {
   const ScanCache& cache() const { return cache_; }
   const ProjectResolver& resolver() const { return aggregator_.resolver(); }
   const Calendar& calendar() const { return aggregator_.calendar(); }
-  const std::vector<UsageRecord>& records() const { return records_; }
+  const RecordList& records() const { return records_; }
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
   const PriceList& prices() const { return aggregator_.prices(); }
   const AgentRoster& roster() const { return roster_; }
@@ -78,7 +78,7 @@ class DataSource {
   std::vector<SourceHome> homes_;
   ScanCache cache_;
   Aggregator aggregator_;
-  std::vector<UsageRecord> records_;
+  RecordList records_;
   ScanDiagnostics diagnostics_;
   std::optional<RefreshStats> refreshStats_;
   std::optional<TimePoint> lastRefresh_;

@@ -40,10 +40,17 @@ class CacheFile : public testing::Test {
   const std::string path = home.path("cache.bin");
 };
 
+// As the file gives them back: negative counts are written as 0.
+std::vector<UsageRecord> clamped(const RecordList& list) {
+  std::vector<UsageRecord> records(list.begin(), list.end());
+  for (UsageRecord& record : records) record.input = std::max<std::int64_t>(record.input, 0);
+  return records;
+}
+
 TEST_F(CacheFile, LoadsToTheSameState) {
   makeHistory();
   ScanCache cache(path);
-  auto first = refreshed(cache);
+  const auto first = refreshed(cache);
   EXPECT_FALSE(first.stats.fromCache);
   cache.save();
 
@@ -55,8 +62,7 @@ TEST_F(CacheFile, LoadsToTheSameState) {
   EXPECT_EQ(second.stats.bytesRead, 0U);
   ASSERT_EQ(first.result.records.size(), 3U);
   EXPECT_EQ(first.result.records[2].input, -4);
-  first.result.records[2].input = 0;  // negative counts are written as 0
-  EXPECT_EQ(second.result.records, first.result.records);
+  EXPECT_EQ(second.result.records, clamped(first.result.records));
   expectSame(second.result.diagnostics, first.result.diagnostics);
 }
 
@@ -226,9 +232,7 @@ TEST_F(CacheFile, AnyFlippedByteIsRefusedOrReadOverOrLastsUntilTheNextFullRead) 
       ++seen[!accepted ? "refused" : isStored ? "read over" : "stored"];
       const ScanCache::Refreshed after = refreshed(flipped);
       if (!accepted || isStored) {
-        std::vector<UsageRecord> records = after.result.records;
-        for (UsageRecord& record : records) record.input = std::max<std::int64_t>(record.input, 0);
-        ASSERT_EQ(records, right.result.records) << at << ", bit " << bit;
+        ASSERT_EQ(clamped(after.result.records), right.result.records) << at << ", bit " << bit;
         expectSame(after.result.diagnostics, right.result.diagnostics);
       }
       flipped.save();

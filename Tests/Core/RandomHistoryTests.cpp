@@ -356,7 +356,7 @@ void expectSame(const RefreshStats& did, const RefreshStats& expected) {
 }
 
 // Counts, times and costs; whose a request is may differ once files came between others.
-void expectSameFigures(const std::vector<UsageRecord>& records, const std::vector<UsageRecord>& expected) {
+void expectSameFigures(const RecordList& records, const RecordList& expected) {
   ASSERT_EQ(records.size(), expected.size());
   for (std::size_t i = 0; i < records.size(); ++i) {
     EXPECT_EQ(records[i].model, expected[i].model) << "request " << i;

@@ -45,7 +45,8 @@ std::string leb128(std::uint64_t value) {
 }
 
 // The records but for their ranks, which name a position in a listing of long ago.
-std::vector<UsageRecord> withoutRanks(std::vector<UsageRecord> records) {
+std::vector<UsageRecord> withoutRanks(const RecordList& list) {
+  std::vector<UsageRecord> records(list.begin(), list.end());
   for (UsageRecord& record : records) record.sourceRank = 0;
   return records;
 }

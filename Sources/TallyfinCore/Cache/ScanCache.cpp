@@ -157,7 +157,7 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
     if (reading.hasFailed) {
       diagnostics.filesUnreadable.push_back(reading.file->path);
     }
-    requests.add(reading.now->records);
+    requests.add(recordsOf(reading.now));
   }
   done.result.records = std::move(requests).takeRecords();
   diagnostics.filesScanned = stats.filesTotal = static_cast<std::int64_t>(listed.size());

@@ -26,7 +26,8 @@ double costOf(const UnifiedRequests& requests, const Calendar& calendar, const P
   double sum = 0;
   DayLookup days(calendar);
   Pricing::Pricer pricer(calendar, prices);
-  for (const UsageRecord& record : requests.records()) {
+  for (const RecordMap::Entry* const entry : requests.entries()) {
+    const UsageRecord& record = entry->record;
     const RequestCost cost = pricer.cost(record, days.startOfDay(record.timestamp));
     sum += cost.isKnown() ? *cost.value() : 0;
   }
@@ -39,16 +40,16 @@ bool haveSameTokens(const UsageRecord& left, const UsageRecord& right) {
 }
 
 void compare(const UnifiedRequests& cached, const UnifiedRequests& fresh, VerificationResult& result) {
-  for (std::size_t i = 0; i < fresh.size(); ++i) {
-    const UsageRecord* const known = cached.find(fresh.keys()[i]);
+  for (const RecordMap::Entry* const entry : fresh.entries()) {
+    const UsageRecord* const known = cached.find(entry->key);
     if (known == nullptr) {
       ++result.missingFromCache;
-    } else if (!haveSameTokens(*known, fresh.records()[i])) {
+    } else if (!haveSameTokens(*known, entry->record)) {
       ++result.mismatchedRecords;
     }
   }
-  result.extraInCache =
-      std::ranges::count_if(cached.keys(), [&](InternedText key) { return fresh.find(key) == nullptr; });
+  result.extraInCache = std::ranges::count_if(
+      cached.entries(), [&](const RecordMap::Entry* entry) { return fresh.find(entry->key) == nullptr; });
   result.cachedRequests = static_cast<std::int64_t>(cached.size());
   result.freshRequests = static_cast<std::int64_t>(fresh.size());
 }
@@ -63,9 +64,9 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
   VerificationResult result;
   ScanDiagnostics unused;
   const std::vector<TranscriptFile> listed = Scanner::listing(homes, unused);
-  absl::flat_hash_map<std::string_view, const FileState*> notListed;
+  absl::flat_hash_map<std::string_view, std::shared_ptr<const FileState>> notListed;
   for (const FileProvenance& file : *files) {
-    notListed.emplace(file.path, file.state.get());
+    notListed.emplace(file.path, file.state);
   }
 
   // Both views take the files in listing order, so that of equal copies the same one describes a request.
@@ -78,7 +79,7 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
       continue;
     }
     result.bytesNotCompared += bytesBeyond(known->second->consumed, reading);
-    cached.add(known->second->records);
+    cached.add(recordsOf(known->second));
     readings.push_back(reading);
     readings.back().upTo = known->second->consumed;
     notListed.erase(known);
@@ -87,12 +88,12 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
   UnifiedRequests fresh;
   for (const FileReading& reading : readings) {
     if (reading.now != nullptr) {  // what a failed read did not give shows as extra in the cache
-      fresh.add(reading.now->records);
+      fresh.add(recordsOf(reading.now));
     }
   }
   for (const FileProvenance& file : *files) {
     if (notListed.contains(file.path)) {
-      cached.add(file.records());
+      cached.add(recordsOf(file.state));
     }
   }
 

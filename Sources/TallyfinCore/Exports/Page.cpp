@@ -186,7 +186,7 @@ std::vector<ProvenanceLine> provenance(const Report& report, const Options& opti
 
 }  // namespace
 
-std::string page(const Report& report, const Aggregator& aggregator, std::span<const UsageRecord> records,
+std::string page(const Report& report, const Aggregator& aggregator, const RecordList& records,
                  const Options& options) {
   const Calendar& calendar = options.calendar;
   const DateRange days = daysOf(report, options);

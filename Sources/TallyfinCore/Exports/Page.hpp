@@ -14,7 +14,7 @@ namespace tallyfin::Exporter {
 
 /// The page of a report, UTF-8 of at most some hundred kilobytes: long tables are cut, and say so. `records`
 /// is what `aggregator` made the report of, for the range and filter of the options. Nothing fails.
-std::string page(const Report& report, const Aggregator& aggregator, std::span<const UsageRecord> records,
+std::string page(const Report& report, const Aggregator& aggregator, const RecordList& records,
                  const Options& options);
 
 }  // namespace tallyfin::Exporter

@@ -1,17 +1,19 @@
 #include "TallyfinCore/Figures/Aggregation.hpp"
 
 #include "TallyfinCore/Attribution/Pricing.hpp"
+#include "TallyfinCore/Figures/RequestRun.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <tuple>
 #include <vector>
 
 namespace tallyfin {
 namespace {
 
 // The starts of the blocks of these records, in order.
-std::vector<TimePoint> blockStarts(std::span<const UsageRecord> records, const RecordFilter& filter,
+std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter& filter,
                                    const Calendar& calendar) {
   std::vector<TimePoint> times;
   for (const UsageRecord& record : records) {
@@ -46,25 +48,21 @@ class Pass {
         blocks_(std::move(blocks)) {}
 
   void add(const UsageRecord& record, TimePoint day) {
-    const RequestCost cost = pricer_.cost(record, day);
-    const Directory& directory = directoryOf(record.rawCwd);
-    const std::size_t session = report_.bySession.place(record.sessionId);
-    Bucket& ofSession = report_.bySession.at(session);
-    Bucket& ofAgent = report_.byAgent[record.agent];
-
-    report_.total.add(record, cost);
-    report_.byDay[day].add(record, cost);
-    report_.byModel[record.model].add(record, cost);
-    report_.byProject.at(directory.projectRow).add(record, cost);
-    report_.byRawCwd.at(directory.rawCwdRow).add(record, cost);
-    ofSession.add(record, cost);
-    ofAgent.add(record, cost);
-    report_.bySource[record.sourceHome].add(record, cost);
-    addOptional(record, cost, day);
-    attribute(record, directory.project, session, ofSession, ofAgent);
+    const Key key = {.day = day,
+                     .model = record.model,
+                     .rawCwd = record.rawCwd,
+                     .directory = record.rawCwd.spelling(),
+                     .session = record.sessionId,
+                     .agent = record.agent,
+                     .home = record.sourceHome,
+                     .hour = axes_.hours ? calendar_.hour(record.timestamp) : 0,
+                     .block = axes_.blocks ? blockOf(record.timestamp) : TimePoint()};
+    runs_.add(key, record, pricer_.cost(record, day),
+              [this](const Key& last, const RequestRun& run) { addRun(last, run); });
   }
 
   Report finish(const ScanDiagnostics& diagnostics) && {
+    runs_.finish([this](const Key& last, const RequestRun& run) { addRun(last, run); });
     report_.sessionProject.reserve(projectOfSession_.size());
     auto project = projectOfSession_.begin();
     for (const auto& [session, bucket] : report_.bySession) {
@@ -82,18 +80,47 @@ class Pass {
     std::size_t rawCwdRow = 0;
   };
 
-  void addOptional(const UsageRecord& record, const RequestCost& cost, TimePoint day) {
+  // What requests have in common that go into the same buckets.
+  struct Key {
+    TimePoint day;
+    InternedText model;
+    InternedText rawCwd;
+    std::uint32_t directory = 0;  // two spellings of a path are two directories
+    InternedText session;
+    AgentIdentity agent;
+    InternedText home;
+    int hour = 0;     // when hours are wanted
+    TimePoint block;  // when blocks are
+
+    friend bool operator==(const Key&, const Key&) = default;
+  };
+
+  void addRun(const Key& key, const RequestRun& run) {
+    const Directory& directory = directoryOf(key.rawCwd);
+    const std::size_t session = report_.bySession.place(key.session);
+    Bucket& ofSession = report_.bySession.at(session);
+    Bucket& ofAgent = report_.byAgent[key.agent];
+    attribute(key, run, directory.project, session, ofSession, ofAgent);
+
+    report_.total.add(run);
+    report_.byDay[key.day].add(run);
+    report_.byModel[key.model].add(run);
+    report_.byProject.at(directory.projectRow).add(run);
+    report_.byRawCwd.at(directory.rawCwdRow).add(run);
+    ofSession.add(run);
+    ofAgent.add(run);
+    report_.bySource[key.home].add(run);
     if (axes_.hours) {
-      report_.byHour[calendar_.hour(record.timestamp)].add(record, cost);
+      report_.byHour[key.hour].add(run);
     }
     if (axes_.weeks) {
-      report_.byWeek[calendar_.startOfWeek(day)].add(record, cost);
+      report_.byWeek[calendar_.startOfWeek(key.day)].add(run);
     }
     if (axes_.months) {
-      report_.byMonth[calendar_.startOfMonth(day)].add(record, cost);
+      report_.byMonth[calendar_.startOfMonth(key.day)].add(run);
     }
     if (axes_.blocks) {
-      report_.byBlock[blockOf(record.timestamp)].add(record, cost);
+      report_.byBlock[key.block].add(run);
     }
   }
 
@@ -116,17 +143,17 @@ class Pass {
   }
 
   // A session belongs to the project of its latest request, of equally late ones to the last in the list; an
-  // agent to the session and project of its first request in the list.
-  void attribute(const UsageRecord& record, InternedText project, std::size_t session,
+  // agent to the session and project of its first request in the list. Both buckets are as before the run.
+  void attribute(const Key& key, const RequestRun& run, InternedText project, std::size_t session,
                  const Bucket& ofSession, const Bucket& ofAgent) {
     if (session == projectOfSession_.size()) {
       projectOfSession_.push_back(project);
-    } else if (record.timestamp >= *ofSession.lastActivity) {
+    } else if (run.lastActivity >= ofSession.lastActivity) {
       projectOfSession_[session] = project;
     }
-    if (ofAgent.requests == 1) {
-      report_.agentSession.emplace(record.agent, report_.bySession.keyAt(session));
-      report_.agentProject.emplace(record.agent, project);
+    if (ofAgent.requests == 0) {
+      report_.agentSession.emplace(key.agent, report_.bySession.keyAt(session));
+      report_.agentProject.emplace(key.agent, project);
     }
   }
 
@@ -135,6 +162,7 @@ class Pass {
   Pricing::Pricer pricer_;
   OptionalAxes axes_;
   std::vector<TimePoint> blocks_;  // their starts, in order
+  RequestRuns<Key> runs_;
   Report report_;
   KeyedRows<std::uint32_t, Directory> directories_;  // by spelling of the raw working directory
   std::vector<InternedText> projectOfSession_;       // in the order of `bySession`
@@ -142,12 +170,11 @@ class Pass {
 
 // Calls `use` with each record of the range that the filter lets pass, and the start of its day.
 template <typename F>
-void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoint> from,
-                    std::optional<TimePoint> to, const RecordFilter& filter, const Calendar& calendar,
-                    F&& use) {
+void forEachInRange(const RecordList& records, std::optional<TimePoint> from, std::optional<TimePoint> to,
+                    const RecordFilter& filter, const Calendar& calendar, F&& use) {
   RecordSelection selection(calendar, from, to, filter);
   for (const UsageRecord& record : records) {
-    if (const std::optional<TimePoint> day = selection.day(record)) {
+    if (const TimePoint* const day = selection.day(record)) {
       use(record, *day);
     }
   }
@@ -155,7 +182,7 @@ void forEachInRange(std::span<const UsageRecord> records, std::optional<TimePoin
 
 }  // namespace
 
-Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
+Report Aggregator::aggregate(const RecordList& records, std::optional<TimePoint> from,
                              std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
                              OptionalAxes axes, const RecordFilter& filter) const {
   Pass pass(calendar_, resolver_, prices_, axes,
@@ -165,9 +192,8 @@ Report Aggregator::aggregate(std::span<const UsageRecord> records, std::optional
   return std::move(pass).finish(diagnostics);
 }
 
-AgentsByKey Aggregator::agentsBy(Grouping grouping, std::span<const UsageRecord> records,
-                                 std::optional<TimePoint> from, std::optional<TimePoint> to,
-                                 const RecordFilter& filter) const {
+AgentsByKey Aggregator::agentsBy(Grouping grouping, const RecordList& records, std::optional<TimePoint> from,
+                                 std::optional<TimePoint> to, const RecordFilter& filter) const {
   AgentsByKey agents;
   Pricing::Pricer pricer(calendar_, prices_);
   KeyedRows<std::uint32_t, std::optional<InternedText>> projects;  // by spelling of the working directory
@@ -181,9 +207,15 @@ AgentsByKey Aggregator::agentsBy(Grouping grouping, std::span<const UsageRecord>
     }
     return *project;
   };
+  using Key = std::tuple<InternedText, AgentIdentity, InternedText>;  // the last is the model
+  RequestRuns<Key> runs;
+  const auto addRun = [&](const Key& key, const RequestRun& run) {
+    agents[std::get<0>(key)][std::get<1>(key)].add(run);
+  };
   forEachInRange(records, from, to, filter, calendar_, [&](const UsageRecord& record, TimePoint day) {
-    agents[keyOf(record)][record.agent].add(record, pricer.cost(record, day));
+    runs.add({keyOf(record), record.agent, record.model}, record, pricer.cost(record, day), addRun);
   });
+  runs.finish(addRun);
   return agents;
 }
 

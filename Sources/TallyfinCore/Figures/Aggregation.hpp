@@ -35,14 +35,14 @@ class Aggregator {
   /// Sums the records whose local day is not before `from` and not after `to`, both absent or starts of days,
   /// in the order of the list. `filter`, when given, is asked after the days, but of every record when
   /// there are to be blocks. `diagnostics` is handed through.
-  Report aggregate(std::span<const UsageRecord> records, std::optional<TimePoint> from,
-                   std::optional<TimePoint> to, const ScanDiagnostics& diagnostics, OptionalAxes axes,
+  Report aggregate(const RecordList& records, std::optional<TimePoint> from, std::optional<TimePoint> to,
+                   const ScanDiagnostics& diagnostics, OptionalAxes axes,
                    const RecordFilter& filter = {}) const;
 
   /// Sums the same records by agent under each project or model, in one pass however many rows a list shows.
   /// Each sum is that of a report over the records of that project or model alone, to the last bit.
   enum class Grouping : std::uint8_t { project, model };
-  AgentsByKey agentsBy(Grouping grouping, std::span<const UsageRecord> records, std::optional<TimePoint> from,
+  AgentsByKey agentsBy(Grouping grouping, const RecordList& records, std::optional<TimePoint> from,
                        std::optional<TimePoint> to, const RecordFilter& filter = {}) const;
 
  private:

@@ -131,14 +131,14 @@ DateRange RangeSelection::resolved(TimePoint now, const Calendar& calendar) cons
   return range(preset, now, calendar).value_or(DateRange(customFrom, customTo, calendar));
 }
 
-Report report(const Aggregator& aggregator, std::span<const UsageRecord> records, const DateRange& range,
+Report report(const Aggregator& aggregator, const RecordList& records, const DateRange& range,
               const ScanDiagnostics& diagnostics, std::optional<OptionalAxes> axes) {
   return aggregator.aggregate(records, range.from(), range.through(), diagnostics,
                               axes.value_or(range.isSingleDay()));
 }
 
-Report report(const Aggregator& aggregator, std::span<const UsageRecord> records,
-              const RangeSelection& selection, TimePoint now, const ScanDiagnostics& diagnostics) {
+Report report(const Aggregator& aggregator, const RecordList& records, const RangeSelection& selection,
+              TimePoint now, const ScanDiagnostics& diagnostics) {
   return report(aggregator, records, selection.resolved(now, aggregator.calendar()), diagnostics);
 }
 

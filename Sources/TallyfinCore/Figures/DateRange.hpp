@@ -103,11 +103,11 @@ struct RangeSelection {
 
 /// The report of a range. Hours are built when `axes` says so, by default for a single day. The range must
 /// come from the aggregator's calendar.
-Report report(const Aggregator& aggregator, std::span<const UsageRecord> records, const DateRange& range,
+Report report(const Aggregator& aggregator, const RecordList& records, const DateRange& range,
               const ScanDiagnostics& diagnostics, std::optional<OptionalAxes> axes = {});
 
 /// The report of a choice as of `now`.
-Report report(const Aggregator& aggregator, std::span<const UsageRecord> records,
-              const RangeSelection& selection, TimePoint now, const ScanDiagnostics& diagnostics);
+Report report(const Aggregator& aggregator, const RecordList& records, const RangeSelection& selection,
+              TimePoint now, const ScanDiagnostics& diagnostics);
 
 }  // namespace tallyfin

@@ -47,8 +47,8 @@ Estimate<CostEstimate> blockRate(const Bucket& block, TimePoint start, TimePoint
   return block.cost.scaled(1 / hours);
 }
 
-Estimate<CostEstimate> yesterdayAtSameTime(std::span<const UsageRecord> records, TimePoint now,
-                                           const Calendar& calendar, const PriceList& prices) {
+Estimate<CostEstimate> yesterdayAtSameTime(const RecordList& records, TimePoint now, const Calendar& calendar,
+                                           const PriceList& prices) {
   const TimePoint start = calendar.startOfDay(now, -1);
   // The same distance from the start of the day, not the same reading of the clock.
   const TimePoint cutoff{start.seconds + std::trunc(now.seconds - calendar.startOfDay(now).seconds)};

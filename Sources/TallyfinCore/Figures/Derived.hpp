@@ -25,8 +25,7 @@ Estimate<CostEstimate> blockRate(const Bucket& block, TimePoint start, TimePoint
 
 /// What had been spent yesterday as many seconds after the start of the day as have passed today, both ends
 /// included. Unknown (`noData`) when no record lies there.
-Estimate<CostEstimate> yesterdayAtSameTime(std::span<const UsageRecord> records, TimePoint now,
-                                           const Calendar& calendar,
+Estimate<CostEstimate> yesterdayAtSameTime(const RecordList& records, TimePoint now, const Calendar& calendar,
                                            const PriceList& prices = PriceList::builtIn());
 
 /// The cost of yesterday in a report that covers it. Unknown (`noData`) when it had no requests.

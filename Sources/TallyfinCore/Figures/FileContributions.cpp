@@ -17,7 +17,7 @@ FileContributions fileContributions(std::span<const FileProvenance> files, const
   for (const FileProvenance& file : files) {
     Bucket bucket;
     for (const auto& [key, record] : file.records().entries()) {
-      const std::optional<TimePoint> day = selection.day(record);
+      const TimePoint* const day = selection.day(record);
       if (!day) {
         continue;
       }

@@ -22,18 +22,17 @@ class RecordSelection {
                   const RecordFilter& filter)
       : days_(calendar), from_(from), to_(to), filter_(filter) {}
 
-  /// The start of the day of a record that counts; absent when it does not. The filter is asked after the
-  /// days.
-  std::optional<TimePoint> day(const UsageRecord& record) {
-    const TimePoint day = days_.startOfDay(record.timestamp);
-    if ((from_ && day < *from_) || (to_ && day > *to_) || (filter_ && !filter_(record))) {
-      return std::nullopt;
-    }
-    return day;
+  /// The start of the day of a record that counts, good until the next call; null when it does not. The
+  /// filter is asked after the days.
+  const TimePoint* day(const UsageRecord& record) {
+    day_ = days_.startOfDay(record.timestamp);
+    const bool counts = !(from_ && day_ < *from_) && !(to_ && day_ > *to_) && (!filter_ || filter_(record));
+    return counts ? &day_ : nullptr;
   }
 
  private:
   DayLookup days_;
+  TimePoint day_;
   std::optional<TimePoint> from_;
   std::optional<TimePoint> to_;
   const RecordFilter& filter_;

@@ -15,10 +15,6 @@ double percentOf(std::int64_t part, std::int64_t whole) {
   return static_cast<double>(part) / static_cast<double>(whole) * 100;
 }
 
-void addTo(std::int64_t& sum, std::int64_t count) {
-  sum = saturatingAdd(sum, count);
-}
-
 std::strong_ordering compareKeys(InternedText left, InternedText right) {
   return left <=> right;
 }
@@ -56,27 +52,22 @@ Ranking<Key> best(Ranking<Key> rows, std::optional<std::int64_t> limit) {
 
 }  // namespace
 
-void Bucket::add(const UsageRecord& record, const RequestCost& requestCost) {
-  ++requests;
-  addTo(input, record.input);
-  addTo(output, record.output);
-  addTo(cacheWrite5m, record.cacheWrite5m);
-  addTo(cacheWrite1h, record.cacheWrite1h);
-  addTo(cacheRead, record.cacheRead);
-  addTo(webSearch, record.webSearch);
-  addTo(webFetch, record.webFetch);
-  ++modelCounts[modelIndex.place(modelCounts, record.model)].second;
-  cacheWriteAssumedRequests += record.cacheWriteBreakdownAssumed ? 1 : 0;
-  cost.add(requestCost);
-  if (requestCost.isOwnPriced) {
-    cost.noteOwnPrice(record.model);
+void Bucket::add(const RequestRun& run) {
+  requests += run.requests;
+  UsageCounts::add(run.counts);
+  modelCounts[modelIndex.place(modelCounts, run.model)].second += run.requests;
+  cacheWriteAssumedRequests += run.cacheWriteAssumedRequests;
+  for (const double dollars : run.costs) {
+    cost.priced += dollars;
   }
-  if (!firstActivity || record.timestamp < *firstActivity) {
-    firstActivity = record.timestamp;
+  if (run.unpriced) {
+    cost.noteUnpriced(*run.unpriced, run.requests - std::ssize(run.costs));
   }
-  if (!lastActivity || record.timestamp > *lastActivity) {
-    lastActivity = record.timestamp;
+  if (run.isOwnPriced) {
+    cost.noteOwnPrice(run.model);
   }
+  firstActivity = std::min(firstActivity.value_or(run.firstActivity), run.firstActivity);
+  lastActivity = std::max(lastActivity.value_or(run.lastActivity), run.lastActivity);
 }
 
 std::vector<std::pair<InternedText, std::int64_t>> Bucket::modelsByUse() const {
@@ -85,10 +76,6 @@ std::vector<std::pair<InternedText, std::int64_t>> Bucket::modelsByUse() const {
     return left.second != right.second ? left.second > right.second : left.first < right.first;
   });
   return sorted;
-}
-
-std::int64_t Bucket::totalTokens() const {
-  return saturatingAdd(saturatingAdd(saturatingAdd(input, output), cacheWrite()), cacheRead);
 }
 
 Estimate<double> Bucket::share(std::int64_t Bucket::*field) const {

@@ -4,10 +4,10 @@
 // asks about. A Bucket is the one cell of sums, so every axis carries every figure.
 
 #include "Platform/KeyedRows.hpp"
-#include "Platform/Numbers.hpp"
 #include "Platform/TimePoint.hpp"
 #include "TallyfinCore/Attribution/ProjectPath.hpp"
 #include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/Figures/RequestRun.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
 #include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
 #include "absl/container/flat_hash_map.h"
@@ -29,16 +29,9 @@ struct DominantComponent {
   friend bool operator==(const DominantComponent&, const DominantComponent&) = default;
 };
 
-/// Sums over requests. Sums of counts stay at the end of the 64-bit range instead of overflowing.
-struct Bucket {
+/// Sums over requests.
+struct Bucket : UsageCounts {
   std::int64_t requests = 0;
-  std::int64_t input = 0;  ///< tokens, as the five fields that follow
-  std::int64_t output = 0;
-  std::int64_t cacheWrite5m = 0;
-  std::int64_t cacheWrite1h = 0;
-  std::int64_t cacheRead = 0;
-  std::int64_t webSearch = 0;  ///< requests, no tokens
-  std::int64_t webFetch = 0;   ///< requests, no tokens
   CostEstimate cost;
   /// Requests by model, in order of first use.
   std::vector<std::pair<InternedText, std::int64_t>> modelCounts;
@@ -48,15 +41,13 @@ struct Bucket {
   RowIndex<InternedText> modelIndex;           ///< of `modelCounts`, for `add` alone
 
   /// Adds a request with its cost (Pricing::Pricer, at the prices of the request's own day).
-  void add(const UsageRecord& record, const RequestCost& requestCost);
+  void add(const UsageRecord& record, const RequestCost& requestCost) { add({record, requestCost}); }
+
+  /// Adds requests that follow each other.
+  void add(const RequestRun& run);
 
   /// Requests by model, most used first; equally used ones in text order.
   std::vector<std::pair<InternedText, std::int64_t>> modelsByUse() const;
-
-  std::int64_t cacheWrite() const { return saturatingAdd(cacheWrite5m, cacheWrite1h); }
-
-  /// All tokens; searches and fetches are none.
-  std::int64_t totalTokens() const;
 
   /// A count as a percentage (0 to 100) of all tokens; unknown (`noData`) in a bucket without tokens.
   ///   bucket.share(&Bucket::cacheRead)

@@ -32,16 +32,15 @@ std::optional<TimePoint> nextStep(TimeStep step, TimePoint start, const Calendar
   return month ? std::optional(month->end) : std::nullopt;
 }
 
-TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> records,
-                  std::optional<TimePoint> from, std::optional<TimePoint> to, const RecordFilter& filter,
-                  TimeStep step) {
+TimeCuts timeCuts(const Aggregator& aggregator, const RecordList& records, std::optional<TimePoint> from,
+                  std::optional<TimePoint> to, const RecordFilter& filter, TimeStep step) {
   const Calendar& calendar = aggregator.calendar();
   TimeCuts cuts{.step = step, .main = {}, .subagents = {}, .byStep = {}, .byWeekHour = {}};
   KeyedRows<TimePoint, std::optional<Day>> days;  // by start of the day
   Pricing::Pricer pricer(calendar, aggregator.prices());
   RecordSelection selection(calendar, from, to, filter);
   for (const UsageRecord& record : records) {
-    const std::optional<TimePoint> day = selection.day(record);
+    const TimePoint* const day = selection.day(record);
     if (!day) {
       continue;
     }

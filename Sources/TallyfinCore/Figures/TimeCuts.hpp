@@ -44,8 +44,7 @@ constexpr int weekHour(int weekday, int hour) {
 
 /// Sums the records that a report of the same range and filter is made of, in the order of the list, so that
 /// each sum has the last bit of the report's.
-TimeCuts timeCuts(const Aggregator& aggregator, std::span<const UsageRecord> records,
-                  std::optional<TimePoint> from, std::optional<TimePoint> to, const RecordFilter& filter,
-                  TimeStep step);
+TimeCuts timeCuts(const Aggregator& aggregator, const RecordList& records, std::optional<TimePoint> from,
+                  std::optional<TimePoint> to, const RecordFilter& filter, TimeStep step);
 
 }  // namespace tallyfin

@@ -36,6 +36,11 @@ struct FileState {
   friend bool operator==(const FileState&, const FileState&) = default;
 };
 
+/// The requests of a file, which keep what is known of it alive.
+inline std::shared_ptr<const RecordMap> recordsOf(const std::shared_ptr<const FileState>& file) {
+  return {file, &file->records};
+}
+
 /// One transcript as the provenance of figures sees it.
 struct FileProvenance {
   std::string path;

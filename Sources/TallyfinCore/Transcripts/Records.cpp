@@ -1,6 +1,5 @@
 #include "TallyfinCore/Transcripts/Records.hpp"
 
-#include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
 
 #include <algorithm>
@@ -51,21 +50,8 @@ std::string_view AgentIdentity::description() const {
   return kind_ == Kind::main ? "(main)" : rawId_.text();
 }
 
-std::int64_t UsageRecord::totalTokens() const {
-  std::int64_t sum = saturatingAdd(input, output);
-  sum = saturatingAdd(sum, cacheWrite5m);
-  sum = saturatingAdd(sum, cacheWrite1h);
-  return saturatingAdd(sum, cacheRead);
-}
-
 void UsageRecord::raiseTo(const UsageRecord& other) {
-  input = std::max(input, other.input);
-  output = std::max(output, other.output);
-  cacheRead = std::max(cacheRead, other.cacheRead);
-  cacheWrite5m = std::max(cacheWrite5m, other.cacheWrite5m);
-  cacheWrite1h = std::max(cacheWrite1h, other.cacheWrite1h);
-  webSearch = std::max(webSearch, other.webSearch);
-  webFetch = std::max(webFetch, other.webFetch);
+  UsageCounts::raiseTo(other);
   timestamp = std::min(timestamp, other.timestamp);
 }
 
@@ -103,6 +89,20 @@ void RecordMap::buildIndex() {
     index_.try_emplace(entries_[i].key.number(), static_cast<std::uint32_t>(i));
   }
   indexed_ = true;
+}
+
+RecordList::RecordList(const std::vector<UsageRecord>& records) {
+  const auto own = std::make_shared<std::vector<RecordMap::Entry>>();
+  own->reserve(records.size());
+  entries_.reserve(records.size());
+  for (const UsageRecord& record : records) {
+    entries_.push_back(&own->emplace_back(RecordMap::Entry{{}, record}));
+  }
+  owner_ = own;
+}
+
+bool operator==(const RecordList& left, const RecordList& right) {
+  return std::ranges::equal(left, right);
 }
 
 }  // namespace tallyfin

@@ -4,11 +4,15 @@
 // made of. Small and trivially copyable, since a history holds hundreds of thousands.
 
 #include "Platform/InternedText.hpp"
+#include "Platform/Numbers.hpp"
 #include "Platform/TimePoint.hpp"
 #include "absl/container/flat_hash_map.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -63,8 +67,56 @@ class AgentIdentity {
   Kind kind_ = Kind::main;
 };
 
-/// One request. Counts are whatever the transcript held; nothing is clamped at 0.
-struct UsageRecord {
+/// What requests used: of one whatever the transcript held, nothing is clamped at 0; of several the sums,
+/// which stay at the end of the 64-bit range instead of overflowing.
+struct UsageCounts {
+  std::int64_t input = 0;  ///< tokens, as the four that follow
+  std::int64_t output = 0;
+  std::int64_t cacheWrite5m = 0;  ///< written to the 5-minute cache
+  std::int64_t cacheWrite1h = 0;  ///< written to the 1-hour cache
+  std::int64_t cacheRead = 0;
+  std::int64_t webSearch = 0;  ///< web searches made by the server
+  std::int64_t webFetch = 0;   ///< web fetches made by the server
+
+  std::int64_t cacheWrite() const { return saturatingAdd(cacheWrite5m, cacheWrite1h); }
+
+  /// All tokens; searches and fetches are none.
+  std::int64_t totalTokens() const {
+    return saturatingAdd(saturatingAdd(saturatingAdd(input, output), cacheWrite()), cacheRead);
+  }
+
+  void add(const UsageCounts& other) {
+    forEachCount(other, [](std::int64_t& sum, std::int64_t count) { sum = saturatingAdd(sum, count); });
+  }
+
+  /// Takes each count of `other` that is higher.
+  void raiseTo(const UsageCounts& other) {
+    forEachCount(other, [](std::int64_t& own, std::int64_t count) { own = std::max(own, count); });
+  }
+
+  /// The bits of all counts: above the largest of a positive int64_t when one is negative.
+  std::uint64_t allBits() const {
+    return static_cast<std::uint64_t>(input | output | cacheWrite5m | cacheWrite1h | cacheRead | webSearch |
+                                      webFetch);
+  }
+
+  friend bool operator==(const UsageCounts&, const UsageCounts&) = default;
+
+ private:
+  template <typename F>
+  void forEachCount(const UsageCounts& other, F&& change) {
+    change(input, other.input);
+    change(output, other.output);
+    change(cacheWrite5m, other.cacheWrite5m);
+    change(cacheWrite1h, other.cacheWrite1h);
+    change(cacheRead, other.cacheRead);
+    change(webSearch, other.webSearch);
+    change(webFetch, other.webFetch);
+  }
+};
+
+/// One request.
+struct UsageRecord : UsageCounts {
   TimePoint timestamp;  ///< the earliest time stamp of all lines that carry the request
   InternedText model;   ///< reduced model id; "unknown" when the line names none
   InternedText sessionId;
@@ -73,17 +125,7 @@ struct UsageRecord {
   InternedText sourceHome;  ///< name of the Claude home whose transcript supplied the record
   /// The 5m/1h split of the cache write was unusable; all of it counts as 5-minute.
   bool cacheWriteBreakdownAssumed = false;
-  std::int64_t input = 0;         ///< tokens
-  std::int64_t output = 0;        ///< tokens
-  std::int64_t cacheWrite5m = 0;  ///< tokens written to the 5-minute cache
-  std::int64_t cacheWrite1h = 0;  ///< tokens written to the 1-hour cache
-  std::int64_t cacheRead = 0;     ///< tokens
-  std::int64_t webSearch = 0;     ///< web searches made by the server
-  std::int64_t webFetch = 0;      ///< web fetches made by the server
-  std::int64_t sourceRank = 0;    ///< position of its file in the listing; the lowest describes the request
-
-  /// All tokens; searches and fetches are none.
-  std::int64_t totalTokens() const;
+  std::int64_t sourceRank = 0;  ///< position of its file in the listing; the lowest describes the request
 
   /// Takes from `other`, a line or copy of the same request, each count that is higher and the time if it is
   /// earlier. The descriptive fields stay.
@@ -131,6 +173,56 @@ class RecordMap {
   std::vector<Entry> entries_;
   absl::flat_hash_map<std::uint32_t, std::uint32_t> index_;  // number of the key to position
   bool indexed_ = false;
+};
+
+/// Requests in a defined order. A history holds each of them once: the list refers to what the files gave,
+/// and keeps that alive. Copies share it.
+class RecordList {
+ public:
+  /// Steps through the requests.
+  class Iterator {
+   public:
+    using value_type = UsageRecord;
+    using difference_type = std::ptrdiff_t;
+
+    Iterator() = default;
+    explicit Iterator(const RecordMap::Entry* const* place) : place_(place) {}
+
+    const UsageRecord& operator*() const { return (*place_)->record; }
+    const UsageRecord* operator->() const { return &(*place_)->record; }
+    Iterator& operator++() {
+      ++place_;
+      return *this;
+    }
+    Iterator operator++(int) { return Iterator(place_++); }
+
+    friend bool operator==(const Iterator&, const Iterator&) = default;
+
+   private:
+    const RecordMap::Entry* const* place_ = nullptr;
+  };
+
+  RecordList() = default;
+
+  /// A list of its own, for callers that made the requests themselves.
+  RecordList(const std::vector<UsageRecord>& records);
+
+  /// Refers to these entries, which live as long as `owner`.
+  RecordList(std::vector<const RecordMap::Entry*> entries, std::shared_ptr<const void> owner)
+      : entries_(std::move(entries)), owner_(std::move(owner)) {}
+
+  std::size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+  const UsageRecord& operator[](std::size_t position) const { return entries_[position]->record; }
+  Iterator begin() const { return Iterator(entries_.data()); }
+  Iterator end() const { return Iterator(entries_.data() + entries_.size()); }
+
+  /// Whether the requests are equal, one after the other.
+  friend bool operator==(const RecordList& left, const RecordList& right);
+
+ private:
+  std::vector<const RecordMap::Entry*> entries_;
+  std::shared_ptr<const void> owner_;
 };
 
 }  // namespace tallyfin

@@ -27,7 +27,7 @@ UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, con
     }
     if (reading.now != nullptr) {
       diagnostics.bytesRead += reading.bytesRead;
-      requests.add(reading.now->records);
+      requests.add(recordsOf(reading.now));
     }
   }
   diagnostics.filesScanned = static_cast<std::int64_t>(files.size());
@@ -43,8 +43,8 @@ KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const C
   KeyedScan result;
   const UnifiedRequests requests = readAll(homes, parallel, clock, progress, result.diagnostics);
   result.records.reserve(requests.size());
-  for (std::size_t i = 0; i < requests.size(); ++i) {
-    result.records.append(requests.keys()[i], requests.records()[i]);
+  for (const RecordMap::Entry* const entry : requests.entries()) {
+    result.records.append(entry->key, entry->record);
   }
   return result;
 }

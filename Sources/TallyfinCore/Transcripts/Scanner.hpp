@@ -14,7 +14,7 @@ namespace tallyfin {
 
 /// What a scan gave.
 struct ScanResult {
-  std::vector<UsageRecord> records;  ///< in listing order of the files, then order of first appearance
+  RecordList records;  ///< in listing order of the files, then order of first appearance
   ScanDiagnostics diagnostics;
 };
 

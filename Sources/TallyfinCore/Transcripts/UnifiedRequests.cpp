@@ -1,47 +1,49 @@
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace tallyfin {
 namespace {
 
-// Unifies two copies of a request: the one with the lower rank describes it, `stored` when both are equal;
+// Two copies of a request made one: the one with the lower rank describes it, `stored` when both are equal;
 // each count is the higher one, the time the earlier.
-void unify(UsageRecord& stored, const UsageRecord& incoming) {
-  if (incoming.sourceRank < stored.sourceRank) {
-    UsageRecord winner = incoming;
-    winner.raiseTo(stored);
-    stored = winner;
-  } else {
-    stored.raiseTo(incoming);
-  }
+UsageRecord unified(const UsageRecord& stored, const UsageRecord& incoming) {
+  const bool incomingDescribes = incoming.sourceRank < stored.sourceRank;
+  UsageRecord record = incomingDescribes ? incoming : stored;
+  record.raiseTo(incomingDescribes ? stored : incoming);
+  return record;
 }
 
 }  // namespace
 
-void UnifiedRequests::reserve(std::size_t count) {
-  keys_.reserve(count);
-  records_.reserve(count);
-}
-
-void UnifiedRequests::add(const RecordMap& file) {
+void UnifiedRequests::add(std::shared_ptr<const RecordMap> file) {
   // Reading a file may have given out new numbers since the last one was added.
   placeOf_.resize(std::max(placeOf_.size(), InternedText::count()), 0);
-  for (const auto& [key, record] : file.entries()) {
-    std::uint32_t& place = placeOf_[key.number()];
+  for (const RecordMap::Entry& entry : file->entries()) {
+    std::uint32_t& place = placeOf_[entry.key.number()];
     if (place == 0) {
-      keys_.push_back(key);
-      records_.push_back(record);
-      place = static_cast<std::uint32_t>(records_.size());
-    } else {
-      unify(records_[place - 1], record);
+      entries_.push_back(&entry);
+      place = static_cast<std::uint32_t>(entries_.size());
+      continue;
+    }
+    const RecordMap::Entry*& stored = entries_[place - 1];
+    const UsageRecord record = unified(stored->record, entry.record);
+    if (record != stored->record) {
+      stored = &kept_->unified.emplace_back(RecordMap::Entry{stored->key, record});
     }
   }
+  kept_->files.push_back(std::move(file));
 }
 
 const UsageRecord* UnifiedRequests::find(InternedText key) const {
   const std::uint32_t number = key.number();
-  return number < placeOf_.size() && placeOf_[number] != 0 ? &records_[placeOf_[number] - 1] : nullptr;
+  return number < placeOf_.size() && placeOf_[number] != 0 ? &entries_[placeOf_[number] - 1]->record
+                                                           : nullptr;
+}
+
+RecordList UnifiedRequests::takeRecords() && {
+  return {std::move(entries_), std::move(kept_)};
 }
 
 }  // namespace tallyfin

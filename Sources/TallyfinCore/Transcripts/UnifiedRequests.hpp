@@ -6,7 +6,8 @@
 #include "TallyfinCore/Transcripts/Records.hpp"
 
 #include <cstdint>
-#include <utility>
+#include <deque>
+#include <memory>
 #include <vector>
 
 namespace tallyfin {
@@ -15,26 +16,31 @@ namespace tallyfin {
 class UnifiedRequests {
  public:
   /// Room for so many requests.
-  void reserve(std::size_t count);
+  void reserve(std::size_t count) { entries_.reserve(count); }
 
-  /// Takes the requests of one file in, after those of all files before it.
-  void add(const RecordMap& file);
+  /// Takes the requests of one file in, after those of all files before it. They stay where they are; only
+  /// what differs from all its copies is stored anew.
+  void add(std::shared_ptr<const RecordMap> file);
 
   /// The record of a key, or null. Good until the next `add`.
   const UsageRecord* find(InternedText key) const;
 
-  std::size_t size() const { return records_.size(); }
+  std::size_t size() const { return entries_.size(); }
 
-  /// Keys and records in the same order.
-  const std::vector<InternedText>& keys() const { return keys_; }
-  const std::vector<UsageRecord>& records() const { return records_; }
+  /// Keys and records.
+  const std::vector<const RecordMap::Entry*>& entries() const { return entries_; }
 
   /// The records, handed over.
-  std::vector<UsageRecord> takeRecords() && { return std::move(records_); }
+  RecordList takeRecords() &&;
 
  private:
-  std::vector<InternedText> keys_;
-  std::vector<UsageRecord> records_;
+  struct Kept {
+    std::vector<std::shared_ptr<const RecordMap>> files;
+    std::deque<RecordMap::Entry> unified;  // which differ from each copy
+  };
+
+  std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
+  std::vector<const RecordMap::Entry*> entries_;
   std::vector<std::uint32_t> placeOf_;  // by number of the key; 0: none, else the position and 1
 };
 

@@ -1,0 +1,102 @@
+#pragma once
+
+// Requests that follow each other and go into the same buckets, as those of a session do that works on in one
+// directory. They are summed once for all of these buckets, in half the time that one by one takes.
+
+#include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/Transcripts/Records.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace tallyfin {
+
+/// Requests of one model, for `Bucket::add`.
+struct RequestRun {
+  InternedText model;
+  UsageCounts counts;
+  std::int64_t requests = 0;
+  std::span<const double> costs;  ///< US dollars of each that has a price, in order, on which the last
+                                  ///< bit of a sum depends
+  std::optional<UnknownReason> unpriced;  ///< why the others have none
+  bool isOwnPriced = false;               ///< a price of one's own made some of these costs
+  std::int64_t cacheWriteAssumedRequests = 0;
+  TimePoint firstActivity;
+  TimePoint lastActivity;
+
+  RequestRun() = default;
+
+  /// One request, with its cost.
+  RequestRun(const UsageRecord& record, const RequestCost& cost)
+      : model(record.model),
+        counts(record),
+        requests(1),
+        isOwnPriced(cost.isOwnPriced),
+        cacheWriteAssumedRequests(record.cacheWriteBreakdownAssumed ? 1 : 0),
+        firstActivity(record.timestamp),
+        lastActivity(record.timestamp) {
+    if (cost.isKnown()) {
+      costs = {cost.value(), 1};
+    } else {
+      unpriced = *cost.reason();
+    }
+  }
+};
+
+/// Gathers requests with equal keys into runs. Those of a key must be of one model. Every sum over the runs
+/// is the one that the requests give one by one, to the last bit and also at the ends of the 64-bit range.
+template <typename Key>
+class RequestRuns {
+ public:
+  /// Takes a request in. Should it not go on with those before it, `use(key, run)` gets these first.
+  template <typename F>
+  void add(const Key& key, const UsageRecord& record, const RequestCost& cost, F&& use) {
+    // Within a run nothing is negative or overflows, so that a sum over runs stays at the end of the range
+    // where it would have.
+    constexpr std::uint64_t kLarge = std::uint64_t{1} << 48;
+    constexpr std::int64_t kLongest = 4096;
+    const bool isSmall = record.allBits() < kLarge;
+    if (isSmall && goesOn_ && key == key_ && run_.requests < kLongest) {
+      ++run_.requests;
+      run_.counts.add(record);
+      run_.cacheWriteAssumedRequests += record.cacheWriteBreakdownAssumed ? 1 : 0;
+      run_.firstActivity = std::min(run_.firstActivity, record.timestamp);
+      run_.lastActivity = std::max(run_.lastActivity, record.timestamp);
+    } else {
+      finish(use);
+      key_ = key;
+      goesOn_ = isSmall;
+      run_ = RequestRun(record, cost);
+    }
+    if (const double* const dollars = cost.value()) {
+      costs_.push_back(*dollars);
+      run_.isOwnPriced |= cost.isOwnPriced;
+    } else {
+      run_.unpriced = *cost.reason();
+    }
+  }
+
+  /// Hands the last run over.
+  template <typename F>
+  void finish(F&& use) {
+    if (run_.requests > 0) {
+      run_.costs = costs_;
+      use(std::as_const(key_), std::as_const(run_));
+      run_.requests = 0;
+      costs_.clear();
+    }
+  }
+
+ private:
+  Key key_{};
+  RequestRun run_;
+  std::vector<double> costs_;  // of the run
+  bool goesOn_ = false;
+};
+
+}  // namespace tallyfin
