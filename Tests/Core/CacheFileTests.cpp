@@ -75,8 +75,9 @@ TEST_F(CacheFile, HasTheLayoutThatOthersRead) {
   const std::string bytes = home.read("cache.bin");
   ASSERT_EQ(bytes.substr(0, 5), "TFC1\x02");
   BinaryReader reader(std::string_view(bytes).substr(5));
-  reader.readStringTable();
-  const auto text = [&] { return std::string(reader.strings()[reader.readStringIndex()]); };
+  std::vector<std::string> strings;
+  reader.readStringTable([&](auto some) { strings.insert(strings.end(), some.begin(), some.end()); });
+  const auto text = [&] { return strings[reader.readStringIndex()]; };
   ASSERT_EQ(reader.readUInt(), 2U);
   EXPECT_EQ(text(), home.path(".claude-work/projects/q/b.jsonl"));  // "-" sorts before "/"
   const std::string b = home.read(".claude-work/projects/q/b.jsonl");

@@ -1,5 +1,7 @@
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
 
+#include <algorithm>
+
 namespace tallyfin {
 namespace {
 
@@ -52,36 +54,57 @@ DecodeError::DecodeError(Kind kind) : std::runtime_error(description(kind)), kin
 
 std::uint64_t BinaryReader::readLongUInt() {
   constexpr int kLastShift = 63;  // of the tenth byte, of which only the lowest bit can count
-  const char* place = next_;
   std::uint64_t value = 0;
-  for (int shift = 0; shift <= kLastShift && place != end_; shift += 7) {
-    const auto byte = static_cast<std::uint8_t>(*place++);
+  for (int shift = 0; shift <= kLastShift; shift += 7) {
+    const std::uint8_t byte = readByte();
     value |= std::uint64_t{byte & 0x7FU} << shift;
     if (byte < 0x80) {
-      next_ = place;
       return value;
     }
   }
   throw DecodeError(DecodeError::Kind::truncated);
 }
 
-void BinaryReader::readStringTable() {
+void BinaryReader::fetch(std::uint64_t count) {
+  constexpr std::uint64_t kPiece = std::uint64_t{256} * 1024;  // stays in the processor's cache
+  if (count > bytesLeft()) {
+    throw DecodeError(DecodeError::Kind::truncated);
+  }
+  piece_.dropFront(piece_.size() - static_cast<std::size_t>(end_ - next_));
+  while (piece_.size() < count) {
+    const std::uint64_t wanted = std::min(unread_, std::max(count, kPiece) - piece_.size());
+    const std::ptrdiff_t got = file_->read(piece_.room(wanted), wanted);
+    if (got <= 0) {
+      throw DecodeError(DecodeError::Kind::truncated);  // cut back or unreadable meanwhile
+    }
+    piece_.grow(static_cast<std::size_t>(got));
+    unread_ -= static_cast<std::uint64_t>(got);
+  }
+  next_ = piece_.begin();
+  end_ = piece_.end();
+}
+
+void BinaryReader::readStringTable(absl::FunctionRef<void(std::span<const std::string_view>)> use) {
   const std::uint64_t count = readUInt();
   if (count >= stringLimit) {
     throw DecodeError(DecodeError::Kind::badString);
   }
-  if (count > bytesLeft()) {  // each takes a byte at least
-    throw DecodeError(DecodeError::Kind::truncated);
-  }
-  strings_.reserve(count);
-  for (std::uint64_t i = 0; i < count; ++i) {
-    const std::uint64_t length = readUInt();
-    if (length > bytesLeft()) {
-      throw DecodeError(DecodeError::Kind::truncated);
+  std::vector<std::string_view> inPiece;
+  const auto handOut = [&] {
+    use(inPiece);
+    inPiece.clear();
+  };
+  for (strings_ = 0; strings_ < count; ++strings_) {
+    if (static_cast<std::size_t>(end_ - next_) < kLongestInteger) {
+      handOut();  // reading the length may fetch
     }
-    strings_.emplace_back(next_, length);
-    next_ += length;
+    const std::uint64_t length = readUInt();
+    if (length > static_cast<std::uint64_t>(end_ - next_)) {
+      handOut();
+    }
+    inPiece.push_back(readBytes(length));
   }
+  handOut();
 }
 
 }  // namespace tallyfin

@@ -9,14 +9,17 @@
 // The reader takes the input as untrusted: it allocates by no count that was not held against the bytes left.
 
 #include "Platform/Buffer.hpp"
+#include "Platform/Descriptor.hpp"
 #include "absl/container/flat_hash_map.h"
 #include "absl/functional/function_ref.h"
 
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tallyfin {
@@ -25,6 +28,8 @@ namespace tallyfin {
 inline std::uint64_t littleEndian(std::uint64_t bits) {
   return std::endian::native == std::endian::little ? bits : __builtin_bswap64(bits);
 }
+
+inline constexpr std::size_t kLongestInteger = 10;  // bytes
 
 /// Collects strings and a body, then hands them out as one file.
 class BinaryWriter {
@@ -59,8 +64,6 @@ class BinaryWriter {
   void finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const;
 
  private:
-  static constexpr std::size_t kLongestInteger = 10;  // bytes
-
   static void put(Buffer& buffer, std::uint64_t value) {
     char* const start = buffer.room(kLongestInteger);
     char* place = start;
@@ -95,8 +98,11 @@ class BinaryReader {
   /// The first count of strings that is refused.
   static constexpr std::uint64_t stringLimit = 5'000'000;
 
-  /// `bytes` must outlive the reader and the views that it hands out.
+  /// `bytes` must outlive the reader.
   explicit BinaryReader(std::string_view bytes) : next_(bytes.data()), end_(next_ + bytes.size()) {}
+
+  /// Reads the file piece by piece, so that it takes no memory of its own size. It must outlive the reader.
+  explicit BinaryReader(PlainFile& file) : file_(&file), unread_(file.attributes().size) {}
 
   // Each throws DecodeError.
   std::uint64_t readUInt() {
@@ -116,44 +122,47 @@ class BinaryReader {
   }
   double readDouble() {
     std::uint64_t bits = 0;
-    if (bytesLeft() < sizeof bits) {
-      throw DecodeError(DecodeError::Kind::truncated);
-    }
-    std::memcpy(&bits, next_, sizeof bits);
-    next_ += sizeof bits;
+    std::memcpy(&bits, take(sizeof bits), sizeof bits);
     return std::bit_cast<double>(littleEndian(bits));
   }
-  std::uint8_t readByte() {
-    if (next_ == end_) {
-      throw DecodeError(DecodeError::Kind::truncated);
-    }
-    return static_cast<std::uint8_t>(*next_++);
-  }
+  std::uint8_t readByte() { return static_cast<std::uint8_t>(*take(1)); }
 
-  /// Reads the string table; called once, before the first reference.
-  void readStringTable();
+  /// The next `count` bytes; good until the next call of any kind.
+  std::string_view readBytes(std::uint64_t count) { return {take(count), count}; }
 
-  /// Reads a reference and gives its index, below `strings().size()`.
+  /// Reads the string table and hands its strings out in order, some at a time, as raw bytes that need be no
+  /// valid UTF-8; the views are good during that call. To be called once, before the first reference.
+  void readStringTable(absl::FunctionRef<void(std::span<const std::string_view>)> use);
+
+  /// Reads a reference and gives its index, below the number of strings.
   std::uint32_t readStringIndex() {
     const std::uint64_t index = readUInt();
-    if (index >= strings_.size()) {
+    if (index >= strings_) {
       throw DecodeError(DecodeError::Kind::badStringIndex);
     }
     return static_cast<std::uint32_t>(index);
   }
 
-  /// The strings of the table as raw bytes: a text that need be no valid UTF-8 (InternedText repairs it), or
-  /// a path.
-  const std::vector<std::string_view>& strings() const { return strings_; }
-
-  std::uint64_t bytesLeft() const { return static_cast<std::uint64_t>(end_ - next_); }
+  std::uint64_t bytesLeft() const { return static_cast<std::uint64_t>(end_ - next_) + unread_; }
 
  private:
-  std::uint64_t readLongUInt();
+  // Goes past `count` bytes, which lie behind each other.
+  const char* take(std::uint64_t count) {
+    if (static_cast<std::uint64_t>(end_ - next_) < count) {
+      fetch(count);
+    }
+    return std::exchange(next_, next_ + count);
+  }
 
-  const char* next_;
-  const char* end_;
-  std::vector<std::string_view> strings_;
+  std::uint64_t readLongUInt();
+  void fetch(std::uint64_t count);
+
+  const char* next_ = nullptr;
+  const char* end_ = nullptr;
+  PlainFile* file_ = nullptr;
+  std::uint64_t unread_ = 0;   // bytes of the file behind `end_`
+  Buffer piece_;               // of the file
+  std::uint64_t strings_ = 0;  // in the table
 };
 
 }  // namespace tallyfin

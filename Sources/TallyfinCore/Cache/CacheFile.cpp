@@ -10,6 +10,8 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -124,22 +126,22 @@ class Writer {
 
 class Reader {
  public:
-  explicit Reader(std::string_view bytes) : reader_(bytes) {}
+  explicit Reader(PlainFile& file) : reader_(file) {}
 
-  std::uint64_t readVersion() { return reader_.readUInt(); }
+  // Whether it begins as the files of this version do.
+  bool readHeader() {
+    return reader_.bytesLeft() > kMagic.size() + 1 && reader_.readBytes(kMagic.size()) == kMagic &&
+           reader_.readUInt() == ScanCache::formatVersion;
+  }
 
   std::vector<FileProvenance> readFiles() {
-    reader_.readStringTable();
-    texts_ = InternedText::all(reader_.strings());
+    reader_.readStringTable([this](std::span<const std::string_view> strings) { intern(strings); });
     const std::uint64_t count = readLength(kSmallestFileEntry);
     std::vector<FileProvenance> files;
     files.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
-      const std::string_view path = reader_.strings()[reader_.readStringIndex()];
-      if (path.size() > kLongestPath) {
-        throw DecodeError(DecodeError::Kind::truncated);  // copied for each entry, it could take hours
-      }
-      files.push_back({std::string(path), std::make_shared<const FileState>(readState())});
+      std::string path = readPath();
+      files.push_back({std::move(path), std::make_shared<const FileState>(readState())});
     }
     if (!std::ranges::is_sorted(files, std::ranges::less_equal(), &FileProvenance::path)) {
       std::ranges::reverse(files);  // of entries with one path the last counts
@@ -149,6 +151,27 @@ class Reader {
   }
 
  private:
+  void intern(std::span<const std::string_view> strings) {
+    const std::vector<InternedText> texts = InternedText::all(strings);
+    for (std::size_t i = 0; i < strings.size(); ++i) {
+      if (texts[i].text() != strings[i]) {
+        repaired_.emplace(static_cast<std::uint32_t>(texts_.size() + i), strings[i]);
+      }
+    }
+    texts_.insert(texts_.end(), texts.begin(), texts.end());
+  }
+
+  // A path is bytes, of which nothing is repaired.
+  std::string readPath() {
+    const std::uint32_t index = reader_.readStringIndex();
+    const auto place = repaired_.find(index);
+    const std::string_view path = place == repaired_.end() ? texts_[index].text() : place->second;
+    if (path.size() > kLongestPath) {
+      throw DecodeError(DecodeError::Kind::truncated);  // copied for each entry, it could take hours
+    }
+    return std::string(path);
+  }
+
   FileState readState() {
     ++file_;
     FileState state;
@@ -236,6 +259,7 @@ class Reader {
 
   BinaryReader reader_;
   std::vector<InternedText> texts_;                           // the string table
+  absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // its strings that are no UTF-8, as they are
   absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by index of the text
   AgentIdentity agent_;                                       // the last one read, and its index
   std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
@@ -259,16 +283,13 @@ void sortByPath(std::vector<FileProvenance>& files) {
 }
 
 bool ScanCache::load() {
-  // Before the content: should the file be replaced in between, the next save takes it for another one.
-  const std::optional<FileAttributes> attributes = Files::attributes(path_);
-  const std::optional<Buffer> content = Files::contents(path_, kLargestFile);
-  const std::string_view bytes = content ? content->bytes() : std::string_view();
-  if (bytes.size() <= kMagic.size() + 1 || !bytes.starts_with(kMagic)) {
+  PlainFile file(path_);
+  if (!file.isOpen() || file.attributes().size > kLargestFile) {
     return false;
   }
   try {
-    Reader reader(bytes.substr(kMagic.size()));
-    if (reader.readVersion() != formatVersion) {
+    Reader reader(file);
+    if (!reader.readHeader()) {
       return false;
     }
     replaceKnown(reader.readFiles());
@@ -277,7 +298,7 @@ bool ScanCache::load() {
   }
   const std::lock_guard guard(lock_);
   saved_ = files_;
-  savedFile_ = attributes;
+  savedFile_ = file.attributes();
   return true;
 }
 
