@@ -67,14 +67,10 @@ PlainFile::PlainFile(const std::string& path) : descriptor_(path, O_RDONLY | O_N
   }
 }
 
-bool PlainFile::seek(std::uint64_t offset) {
-  return ::lseek(descriptor_.number(), static_cast<off_t>(offset), SEEK_SET) >= 0;
-}
-
-std::ptrdiff_t PlainFile::read(char* place, std::size_t count) {
+std::ptrdiff_t PlainFile::read(char* place, std::size_t count, std::uint64_t offset) const {
   ssize_t got = 0;
   do {
-    got = ::read(descriptor_.number(), place, count);
+    got = ::pread(descriptor_.number(), place, count, static_cast<off_t>(offset));
   } while (got < 0 && errno == EINTR);
   return got;
 }

@@ -69,11 +69,9 @@ class PlainFile {
   /// Of the open file, at the time of opening. Files that the kernel makes up may say that they hold 0 bytes.
   const FileAttributes& attributes() const { return attributes_; }
 
-  /// Goes on reading at `offset`; false when that cannot be.
-  bool seek(std::uint64_t offset);
-
-  /// Reads up to `count` bytes: how many, 0 at the end of the file, negative on failure.
-  std::ptrdiff_t read(char* place, std::size_t count);
+  /// Reads up to `count` bytes from `offset` on: how many, 0 at the end of the file, negative on failure.
+  /// Safe from any thread.
+  std::ptrdiff_t read(char* place, std::size_t count, std::uint64_t offset) const;
 
  private:
   Descriptor descriptor_;

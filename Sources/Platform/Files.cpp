@@ -335,7 +335,7 @@ std::optional<std::vector<std::string>> entryNames(const std::string& directory)
 }
 
 std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
-  PlainFile file(path);
+  const PlainFile file(path);
   if (!file.isOpen() || file.attributes().size > limit) {
     return std::nullopt;
   }
@@ -344,7 +344,7 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
   content.reserve(std::max<std::size_t>(static_cast<std::size_t>(file.attributes().size) + 1, 4096));
   while (true) {
     char* const place = content.room(1);
-    const std::ptrdiff_t count = file.read(place, content.capacity() - content.size());
+    const std::ptrdiff_t count = file.read(place, content.capacity() - content.size(), content.size());
     if (count < 0) {
       return std::nullopt;
     }

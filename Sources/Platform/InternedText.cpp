@@ -73,7 +73,7 @@ class Arena {
   }
 
  private:
-  static constexpr std::size_t kBlock = std::size_t{16} * 1024;
+  static constexpr std::size_t kBlock = std::size_t{128} * 1024;
 
   std::vector<std::unique_ptr<char[]>> blocks_;
   char* next_ = nullptr;
@@ -94,7 +94,8 @@ class Places {
   // The index of the text, or nothing; `isText` tells whether an index is that of the text looked for.
   template <typename IsText>
   std::optional<std::uint32_t> find(std::uint32_t hash, IsText isText) const {
-    for (std::size_t at = hash & mask_; places_[at].next != 0; at = (at + 1) & mask_) {
+    const std::size_t mask = mask_.load(std::memory_order_relaxed);
+    for (std::size_t at = hash & mask; places_[at].next != 0; at = (at + 1) & mask) {
       if (places_[at].hash == hash && isText(places_[at].next - 1)) {
         return places_[at].next - 1;
       }
@@ -117,8 +118,14 @@ class Places {
     }
   }
 
-  // Fetches into the processor's cache what `find` will look at.
-  void prefetch(std::uint32_t hash) const { __builtin_prefetch(&places_[hash & mask_]); }
+  // Fetches into the processor's cache what `find` will look at. Needs no lock: should another thread enlarge
+  // the table just now, something else is fetched.
+  void prefetch(std::uint32_t hash) const {
+    const std::uintptr_t start = start_.load(std::memory_order_relaxed);
+    const std::size_t at = hash & mask_.load(std::memory_order_relaxed);
+    __builtin_prefetch(
+        reinterpret_cast<const void*>(start + at * sizeof(Place)));  // NOLINT(performance-no-int-to-ptr)
+  }
 
  private:
   struct Place {
@@ -137,6 +144,7 @@ class Places {
   void enlarge(std::size_t size) {
     const std::vector<Place> before = std::exchange(places_, std::vector<Place>(size));
     mask_ = size - 1;
+    start_ = startOf(places_);
     for (const Place& place : before) {
       if (place.next != 0) {
         put(place);
@@ -144,8 +152,13 @@ class Places {
     }
   }
 
+  static std::uintptr_t startOf(const std::vector<Place>& places) {
+    return reinterpret_cast<std::uintptr_t>(places.data());
+  }
+
   std::vector<Place> places_ = std::vector<Place>(64);
-  std::size_t mask_ = 63;
+  std::atomic<std::size_t> mask_ = 63;
+  std::atomic<std::uintptr_t> start_ = startOf(places_);
   std::size_t count_ = 0;
 };
 
@@ -167,20 +180,11 @@ class Pool {
   Pool() { texts_.append({}); }  // number 0 is the empty text
 
   // The number of a text in canonical form.
-  std::uint32_t number(std::string_view text) {
-    const std::uint32_t hash = hashOf(text);
-    Shard& shard = shardOf(hash);
-    const std::lock_guard guard(shard.lock);
-    return number(text, hash, shard);
-  }
+  std::uint32_t number(std::string_view text) { return number(text, hashOf(text)); }
 
   // Sets the numbers of texts in ASCII and leaves those of the others. Looks at a batch of places ahead,
   // since waiting for memory is most of what a lookup costs.
   void numbersOfAscii(std::span<const std::string_view> texts, std::span<std::uint32_t> numbers) {
-    std::array<std::unique_lock<std::mutex>, kShards> guards;
-    for (std::size_t i = 0; i < kShards; ++i) {
-      guards[i] = std::unique_lock(shards_[i].lock);
-    }
     constexpr std::size_t kBatch = 32;
     std::array<std::uint32_t, kBatch> hashes{};
     for (std::size_t start = 0; start < texts.size(); start += kBatch) {
@@ -191,7 +195,7 @@ class Pool {
       }
       for (std::size_t i = 0; i < batch.size(); ++i) {
         if (!batch[i].empty() && Text::isAscii(batch[i])) {
-          numbers[start + i] = number(batch[i], hashes[i], shardOf(hashes[i]));
+          numbers[start + i] = number(batch[i], hashes[i]);
         }
       }
     }
@@ -233,7 +237,9 @@ class Pool {
   // By the bits of the hash that its place in the shard needs last.
   Shard& shardOf(std::uint32_t hash) { return shards_[hash >> 28]; }
 
-  std::uint32_t number(std::string_view text, std::uint32_t hash, Shard& shard) {
+  std::uint32_t number(std::string_view text, std::uint32_t hash) {
+    Shard& shard = shardOf(hash);
+    const std::lock_guard guard(shard.lock);
     if (const auto known =
             shard.places.find(hash, [&](std::uint32_t number) { return texts_[number] == text; })) {
       return *known;

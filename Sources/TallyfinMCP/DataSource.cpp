@@ -32,6 +32,14 @@ const RefreshStats& DataSource::ensureFresh() {
   finishSaving();
   refreshStats_.reset();  // should this look fail, for want of memory, the next call takes another
   records_ = {};          // before their successors are made, so that the memory serves these
+  std::future<AgentRoster> roster;
+  if (!rosterLoaded_) {
+    roster = std::async(std::launch::async | std::launch::deferred, [this] {
+      AgentRoster loaded;
+      loaded.load(homes_);
+      return loaded;
+    });
+  }
   const auto looked = [this] { startSaving(); };
   ScanCache::Refreshed refreshed = lastRefresh_
                                        ? cache_.refresh(homes_, environment_.now, looked, progress_)
@@ -40,8 +48,8 @@ const RefreshStats& DataSource::ensureFresh() {
   diagnostics_ = std::move(refreshed.result.diagnostics);
   refreshStats_ = refreshed.stats;
   lastRefresh_ = now();
-  if (!rosterLoaded_) {
-    roster_.load(homes_);
+  if (roster.valid()) {
+    roster_ = roster.get();
     rosterLoaded_ = true;
   }
   return *refreshStats_;
@@ -78,11 +86,6 @@ Report DataSource::report(const Period& period, const Filter& filter, std::optio
   ensureFresh();
   return aggregator_.aggregate(records_, period.from, period.through, diagnostics_,
                                axes.value_or(period.isSingleDay), filter);
-}
-
-AgentsByKey DataSource::agentsBy(Aggregator::Grouping grouping, const Period& period,
-                                 const Filter& filter) const {
-  return aggregator_.agentsBy(grouping, records_, period.from, period.through, filter);
 }
 
 }  // namespace tallyfin

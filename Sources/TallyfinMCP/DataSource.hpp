@@ -48,10 +48,6 @@ class DataSource {
   /// what `axes` asks for, by default the hours of a single day.
   Report report(const Period& period, const Filter& filter = {}, std::optional<OptionalAxes> axes = {});
 
-  /// What each agent spent under each project or model, over the records of the last refresh that the period
-  /// and the filter let pass: the same records as those of a report just asked for.
-  AgentsByKey agentsBy(Aggregator::Grouping grouping, const Period& period, const Filter& filter) const;
-
   const std::vector<SourceHome>& homes() const { return homes_; }
   const ScanCache& cache() const { return cache_; }
   const ProjectResolver& resolver() const { return aggregator_.resolver(); }

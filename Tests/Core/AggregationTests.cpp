@@ -157,11 +157,11 @@ TEST_F(Aggregation, AgreesWithANaivePassToTheLastBit) {
 /// The agents under each key of one pass are those of a report over the records of that key alone.
 TEST_F(Aggregation, AgentsUnderEachKeyAreThoseOfItsOwnReportToTheLastBit) {
   const auto inSession = [](const UsageRecord& record) { return record.sessionId.text().ends_with('1'); };
-  const Report whole = sums(inSession);
+  OptionalAxes axes;
+  axes.agentsByProject = axes.agentsByModel = true;
+  const Report whole = aggregator.aggregate(records, from, to, {}, axes, inSession);
   for (const bool byProject : {false, true}) {
-    const AgentsByKey agents =
-        aggregator.agentsBy(byProject ? Aggregator::Grouping::project : Aggregator::Grouping::model, records,
-                            from, to, inSession);
+    const AgentsByKey& agents = byProject ? whole.agentsByProject : whole.agentsByModel;
     ASSERT_EQ(agents.size(), (byProject ? whole.byProject : whole.byModel).size());
     for (const auto& [key, axis] : agents) {
       const Report alone = sums([&, wanted = key](const UsageRecord& record) {

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -97,6 +98,39 @@ TEST_F(CacheFile, HasTheLayoutThatOthersRead) {
   EXPECT_EQ(reader.readByte(), 0);
   EXPECT_EQ(reader.readUInt(), 1U);  // rank
   EXPECT_EQ(text(), home.path(".claude/projects/p/a.jsonl"));
+}
+
+TEST_F(CacheFile, LargeIsReadOnTwoThreadsAsOnOne) {
+  std::string lines;
+  for (int i = 0; i < 4'000; ++i) {
+    RawLine line = rawLine(i, i);
+    line.agent = "areviewer-" + std::to_string(1'000'000'000'000'000 + i % 500);
+    lines += line.text();
+  }
+  home.write(".claude/projects/p/\xFF.jsonl", lines);
+  ScanCache cache(path);
+  refreshed(cache);
+  cache.save();
+  const std::string good = home.read("cache.bin");
+  ASSERT_GT(good.size(), std::size_t{1} << 17);
+  std::mt19937_64 random(3);  // NOLINT(bugprone-random-generator-seed): the same damage every time
+  for (int round = 0; round < 30; ++round) {
+    std::string bytes = good;
+    if (round % 2 == 1) bytes.resize(1 + random() % bytes.size());
+    if (round > 1) bytes[random() % (round % 3 == 0 ? 64 : bytes.size())] = static_cast<char>(random());
+    home.write("cache.bin", bytes);
+    ScanCache alone(path, 1);
+    ScanCache together(path, 2);
+    ASSERT_EQ(alone.load(), together.load()) << round;
+    ASSERT_TRUE(std::ranges::equal(alone.recordsPerFile(), together.recordsPerFile(),
+                                   [](const FileProvenance& one, const FileProvenance& other) {
+                                     return one.path == other.path && *one.state == *other.state;
+                                   }))
+        << round;
+    if (round == 0) {
+      EXPECT_EQ(together.recordsPerFile().front().path, home.path(".claude/projects/p/\xFF.jsonl"));
+    }
+  }
 }
 
 TEST_F(CacheFile, WrittenByOthersIsRead) {

@@ -17,7 +17,9 @@ namespace {
 /// Projects and working directories with their requests; then what is said of agents and sessions.
 std::string told(const ProjectResolver& resolver, const std::vector<UsageRecord>& records) {
   const Aggregator aggregator(Calendar::utc(), resolver);
-  const Report report = aggregator.aggregate(records, {}, {}, {}, false);
+  OptionalAxes axes;
+  axes.agentsByProject = true;
+  const Report report = aggregator.aggregate(records, {}, {}, {}, axes);
   std::string text;
   const auto add = [&](const auto& axis) {
     for (const auto& [key, bucket] : axis) {
@@ -29,7 +31,7 @@ std::string told(const ProjectResolver& resolver, const std::vector<UsageRecord>
   add(report.byRawCwd);
   add(report.bySession);
   add(report.byModel);
-  for (const auto& [project, agents] : aggregator.agentsBy(Aggregator::Grouping::project, records, {}, {})) {
+  for (const auto& [project, agents] : report.agentsByProject) {
     append(text, project.text(), "=", std::to_string(agents.size()), " ");
   }
   for (const auto& [agent, bucket] : report.byAgent) {

@@ -73,7 +73,7 @@ void BinaryReader::fetch(std::uint64_t count) {
   piece_.dropFront(piece_.size() - static_cast<std::size_t>(end_ - next_));
   while (piece_.size() < count) {
     const std::uint64_t wanted = std::min(unread_, std::max(count, kPiece) - piece_.size());
-    const std::ptrdiff_t got = file_->read(piece_.room(wanted), wanted);
+    const std::ptrdiff_t got = file_->read(piece_.room(wanted), wanted, file_->attributes().size - unread_);
     if (got <= 0) {
       throw DecodeError(DecodeError::Kind::truncated);  // cut back or unreadable meanwhile
     }
@@ -89,12 +89,16 @@ void BinaryReader::readStringTable(absl::FunctionRef<void(std::span<const std::s
   if (count >= stringLimit) {
     throw DecodeError(DecodeError::Kind::badString);
   }
+  if (count > bytesLeft()) {  // each takes a byte at least
+    throw DecodeError(DecodeError::Kind::truncated);
+  }
+  strings_ = count;
   std::vector<std::string_view> inPiece;
   const auto handOut = [&] {
     use(inPiece);
     inPiece.clear();
   };
-  for (strings_ = 0; strings_ < count; ++strings_) {
+  for (std::uint64_t i = 0; i < count; ++i) {
     if (static_cast<std::size_t>(end_ - next_) < kLongestInteger) {
       handOut();  // reading the length may fetch
     }

@@ -102,7 +102,7 @@ class BinaryReader {
   explicit BinaryReader(std::string_view bytes) : next_(bytes.data()), end_(next_ + bytes.size()) {}
 
   /// Reads the file piece by piece, so that it takes no memory of its own size. It must outlive the reader.
-  explicit BinaryReader(PlainFile& file) : file_(&file), unread_(file.attributes().size) {}
+  explicit BinaryReader(const PlainFile& file) : file_(&file), unread_(file.attributes().size) {}
 
   // Each throws DecodeError.
   std::uint64_t readUInt() {
@@ -134,6 +134,9 @@ class BinaryReader {
   /// valid UTF-8; the views are good during that call. To be called once, before the first reference.
   void readStringTable(absl::FunctionRef<void(std::span<const std::string_view>)> use);
 
+  /// The number of strings in the table, once its first ones were handed out.
+  std::uint64_t stringCount() const { return strings_; }
+
   /// Reads a reference and gives its index, below the number of strings.
   std::uint32_t readStringIndex() {
     const std::uint64_t index = readUInt();
@@ -159,7 +162,7 @@ class BinaryReader {
 
   const char* next_ = nullptr;
   const char* end_ = nullptr;
-  PlainFile* file_ = nullptr;
+  const PlainFile* file_ = nullptr;
   std::uint64_t unread_ = 0;   // bytes of the file behind `end_`
   Buffer piece_;               // of the file
   std::uint64_t strings_ = 0;  // in the table

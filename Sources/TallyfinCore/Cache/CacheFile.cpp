@@ -8,8 +8,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <future>
 #include <limits>
+#include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -124,23 +129,100 @@ class Writer {
   std::vector<std::uint32_t> indexOf_;  // by number of the text: spares hashing texts, a third of a save
 };
 
-class Reader {
- public:
-  explicit Reader(PlainFile& file) : reader_(file) {}
+// A reader of the file behind its header, or nothing when it begins in another way than files of this
+// version.
+std::optional<BinaryReader> readerOf(const PlainFile& file) {
+  BinaryReader reader(file);
+  const bool isOurs = reader.bytesLeft() > kMagic.size() + 1 && reader.readBytes(kMagic.size()) == kMagic &&
+                      reader.readUInt() == ScanCache::formatVersion;
+  return isOurs ? std::optional(std::move(reader)) : std::nullopt;
+}
 
-  // Whether it begins as the files of this version do.
-  bool readHeader() {
-    return reader_.bytesLeft() > kMagic.size() + 1 && reader_.readBytes(kMagic.size()) == kMagic &&
-           reader_.readUInt() == ScanCache::formatVersion;
+// The string table as texts. They stand there in the order in which records name them first, so that one
+// thread can fill the table while another reads the records.
+class TextTable {
+ public:
+  // Fails as the reader does; whoever waits for a text then fails, too.
+  void fill(BinaryReader reader) {
+    try {
+      reader.readStringTable([&](std::span<const std::string_view> strings) {
+        texts_.resize(reader.stringCount());
+        add(strings);
+      });
+    } catch (...) {
+      publish(kFailed);
+      throw;
+    }
   }
 
+  // Waits until the text is there.
+  InternedText at(std::uint32_t index) {
+    if (index >= seen_) {
+      waitFor(index);
+    }
+    return texts_[index];
+  }
+
+  // The bytes of the file. Only a path needs them, of which nothing is repaired.
+  std::string bytesAt(std::uint32_t index) {
+    const InternedText text = at(index);
+    const std::lock_guard guard(lock_);
+    const auto place = repaired_.find(index);
+    return place == repaired_.end() ? std::string(text.text()) : place->second;
+  }
+
+ private:
+  static constexpr std::uint32_t kFailed = std::numeric_limits<std::uint32_t>::max();
+
+  void add(std::span<const std::string_view> strings) {
+    std::uint32_t count = ready_;
+    const std::vector<InternedText> texts = InternedText::all(strings);
+    for (std::size_t i = 0; i < strings.size(); ++i) {
+      if (texts[i].text() != strings[i]) {
+        const std::lock_guard guard(lock_);
+        repaired_.emplace(count, strings[i]);
+      }
+      texts_[count++] = texts[i];
+    }
+    publish(count);
+  }
+
+  void publish(std::uint32_t count) {
+    ready_ = count;
+    ready_.notify_one();
+  }
+
+  void waitFor(std::uint32_t index) {
+    for (seen_ = ready_; seen_ <= index; seen_ = ready_) {
+      ready_.wait(seen_);
+    }
+    if (seen_ == kFailed) {
+      throw DecodeError(DecodeError::Kind::truncated);
+    }
+  }
+
+  std::vector<InternedText> texts_;
+  std::atomic<std::uint32_t> ready_ = 0;  // how many of them are there, or `kFailed`
+  std::uint32_t seen_ = 0;                // the same, as the one who waits knows it
+  std::mutex lock_;
+  absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // those that are no UTF-8, as they are
+};
+
+class Reader {
+ public:
+  // `reader` stands before the string table, of which `texts` is made meanwhile.
+  Reader(BinaryReader reader, TextTable& texts) : reader_(std::move(reader)), texts_(texts) {}
+
   std::vector<FileProvenance> readFiles() {
-    reader_.readStringTable([this](std::span<const std::string_view> strings) { intern(strings); });
+    reader_.readStringTable([](std::span<const std::string_view>) {});
     const std::uint64_t count = readLength(kSmallestFileEntry);
     std::vector<FileProvenance> files;
     files.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
-      std::string path = readPath();
+      std::string path = texts_.bytesAt(reader_.readStringIndex());
+      if (path.size() > kLongestPath) {
+        throw DecodeError(DecodeError::Kind::truncated);  // copied for each entry, it could take hours
+      }
       files.push_back({std::move(path), std::make_shared<const FileState>(readState())});
     }
     if (!std::ranges::is_sorted(files, std::ranges::less_equal(), &FileProvenance::path)) {
@@ -151,27 +233,6 @@ class Reader {
   }
 
  private:
-  void intern(std::span<const std::string_view> strings) {
-    const std::vector<InternedText> texts = InternedText::all(strings);
-    for (std::size_t i = 0; i < strings.size(); ++i) {
-      if (texts[i].text() != strings[i]) {
-        repaired_.emplace(static_cast<std::uint32_t>(texts_.size() + i), strings[i]);
-      }
-    }
-    texts_.insert(texts_.end(), texts.begin(), texts.end());
-  }
-
-  // A path is bytes, of which nothing is repaired.
-  std::string readPath() {
-    const std::uint32_t index = reader_.readStringIndex();
-    const auto place = repaired_.find(index);
-    const std::string_view path = place == repaired_.end() ? texts_[index].text() : place->second;
-    if (path.size() > kLongestPath) {
-      throw DecodeError(DecodeError::Kind::truncated);  // copied for each entry, it could take hours
-    }
-    return std::string(path);
-  }
-
   FileState readState() {
     ++file_;
     FileState state;
@@ -241,7 +302,7 @@ class Reader {
     return count;
   }
 
-  InternedText readText() { return texts_[reader_.readStringIndex()]; }
+  InternedText readText() { return texts_.at(reader_.readStringIndex()); }
 
   // Neighbours mostly have the same agent: each is looked up when it differs from the one before, and taken
   // apart once.
@@ -250,7 +311,7 @@ class Reader {
     if (std::exchange(agentIndex_, index) != index) {
       const auto [place, isNew] = agents_.try_emplace(index);
       if (isNew) {
-        place->second = AgentIdentity::parse(texts_[index]);
+        place->second = AgentIdentity::parse(texts_.at(index));
       }
       agent_ = place->second;
     }
@@ -258,8 +319,7 @@ class Reader {
   }
 
   BinaryReader reader_;
-  std::vector<InternedText> texts_;                           // the string table
-  absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // its strings that are no UTF-8, as they are
+  TextTable& texts_;
   absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by index of the text
   AgentIdentity agent_;                                       // the last one read, and its index
   std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
@@ -283,16 +343,25 @@ void sortByPath(std::vector<FileProvenance>& files) {
 }
 
 bool ScanCache::load() {
-  PlainFile file(path_);
+  constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;  // bytes
+  const PlainFile file(path_);
   if (!file.isOpen() || file.attributes().size > kLargestFile) {
     return false;
   }
   try {
-    Reader reader(file);
-    if (!reader.readHeader()) {
+    const std::optional<BinaryReader> reader = readerOf(file);
+    if (!reader) {
       return false;
     }
-    replaceKnown(reader.readFiles());
+    const bool isOnTheSide = threads_ > 1 && file.attributes().size > kWorthAThread;
+    TextTable texts;
+    std::future<void> filling =
+        std::async(isOnTheSide ? std::launch::async | std::launch::deferred : std::launch::deferred,
+                   [&] { texts.fill(*readerOf(file)); });
+    if (filling.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
+      filling.get();  // where no other thread can be had
+    }
+    replaceKnown(Reader(*readerOf(file), texts).readFiles());
   } catch (const DecodeError&) {
     return false;
   }

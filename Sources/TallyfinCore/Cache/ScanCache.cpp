@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <future>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -127,14 +128,17 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   std::vector<TranscriptFile> listed;
   std::vector<FileReading> readings;
   // Listing waits for the system and loading for memory: together they take as long as the longer of the two.
-  forEachIndex(isStart ? 2 : 1, threads_, [&](std::size_t part) {
-    if (part == 1) {
-      load();
-    } else {
-      listed = Scanner::listing(homes, diagnostics);
-      readings = lookAt(listed, threads_);
-    }
-  });
+  // The calling thread loads, since the memory of others grows by a call to the system for each few pages.
+  const bool isOnTheSide = isStart && threads_ > 1;
+  std::future<void> listing =
+      std::async(isOnTheSide ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {
+        listed = Scanner::listing(homes, diagnostics);
+        readings = lookAt(listed, threads_);
+      });
+  if (isStart) {
+    load();
+  }
+  listing.get();
   const KnownFiles before = known();
   stats.fromCache = !before->empty();
   stats.filesGone = static_cast<std::int64_t>(before->size()) - matchKnown(readings, *before);

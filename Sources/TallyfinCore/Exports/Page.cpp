@@ -192,8 +192,10 @@ std::string page(const Report& report, const Aggregator& aggregator, const Recor
   const DateRange days = daysOf(report, options);
   const TimeCuts cuts = timeCuts(aggregator, records, options.from, options.to, options.recordFilter,
                                  stepFor(days.dayCount(calendar)));
-  const AgentsByKey agents = aggregator.agentsBy(Aggregator::Grouping::project, records, options.from,
-                                                 options.to, options.recordFilter);
+  OptionalAxes axes;
+  axes.agentsByProject = true;
+  const AgentsByKey agents =
+      aggregator.aggregate(records, options.from, options.to, {}, axes, options.recordFilter).agentsByProject;
   const std::vector<Slot> slots = slotsOf(cuts, days, calendar);
   const std::vector<ProvenanceLine> lines = provenance(report, options);
   constexpr Section kRead[] = {Section::scan};

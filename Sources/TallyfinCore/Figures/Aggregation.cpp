@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <tuple>
 #include <vector>
 
 namespace tallyfin {
@@ -122,6 +121,12 @@ class Pass {
     if (axes_.blocks) {
       report_.byBlock[key.block].add(run);
     }
+    if (axes_.agentsByProject) {
+      report_.agentsByProject[directory.project][key.agent].add(run);
+    }
+    if (axes_.agentsByModel) {
+      report_.agentsByModel[key.model][key.agent].add(run);
+    }
   }
 
   TimePoint blockOf(TimePoint time) const {
@@ -168,18 +173,6 @@ class Pass {
   std::vector<InternedText> projectOfSession_;       // in the order of `bySession`
 };
 
-// Calls `use` with each record of the range that the filter lets pass, and the start of its day.
-template <typename F>
-void forEachInRange(const RecordList& records, std::optional<TimePoint> from, std::optional<TimePoint> to,
-                    const RecordFilter& filter, const Calendar& calendar, F&& use) {
-  RecordSelection selection(calendar, from, to, filter);
-  for (const UsageRecord& record : records) {
-    if (const TimePoint* const day = selection.day(record)) {
-      use(record, *day);
-    }
-  }
-}
-
 }  // namespace
 
 Report Aggregator::aggregate(const RecordList& records, std::optional<TimePoint> from,
@@ -187,36 +180,13 @@ Report Aggregator::aggregate(const RecordList& records, std::optional<TimePoint>
                              OptionalAxes axes, const RecordFilter& filter) const {
   Pass pass(calendar_, resolver_, prices_, axes,
             axes.blocks ? blockStarts(records, filter, calendar_) : std::vector<TimePoint>());
-  forEachInRange(records, from, to, filter, calendar_,
-                 [&](const UsageRecord& record, TimePoint day) { pass.add(record, day); });
+  RecordSelection selection(calendar_, from, to, filter);
+  for (const UsageRecord& record : records) {
+    if (const TimePoint* const day = selection.day(record)) {
+      pass.add(record, *day);
+    }
+  }
   return std::move(pass).finish(diagnostics);
-}
-
-AgentsByKey Aggregator::agentsBy(Grouping grouping, const RecordList& records, std::optional<TimePoint> from,
-                                 std::optional<TimePoint> to, const RecordFilter& filter) const {
-  AgentsByKey agents;
-  Pricing::Pricer pricer(calendar_, prices_);
-  KeyedRows<std::uint32_t, std::optional<InternedText>> projects;  // by spelling of the working directory
-  const auto keyOf = [&](const UsageRecord& record) {
-    if (grouping == Grouping::model) {
-      return record.model;
-    }
-    std::optional<InternedText>& project = projects[record.rawCwd.spelling()];
-    if (!project) {
-      project = resolver_.resolve(record.rawCwd).canonical;
-    }
-    return *project;
-  };
-  using Key = std::tuple<InternedText, AgentIdentity, InternedText>;  // the last is the model
-  RequestRuns<Key> runs;
-  const auto addRun = [&](const Key& key, const RequestRun& run) {
-    agents[std::get<0>(key)][std::get<1>(key)].add(run);
-  };
-  forEachInRange(records, from, to, filter, calendar_, [&](const UsageRecord& record, TimePoint day) {
-    runs.add({keyOf(record), record.agent, record.model}, record, pricer.cost(record, day), addRun);
-  });
-  runs.finish(addRun);
-  return agents;
 }
 
 }  // namespace tallyfin

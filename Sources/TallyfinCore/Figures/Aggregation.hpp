@@ -8,15 +8,11 @@
 #include "TallyfinCore/Figures/RecordSelection.hpp"
 #include "TallyfinCore/Figures/Report.hpp"
 
-#include <cstdint>
 #include <optional>
 #include <span>
 #include <utility>
 
 namespace tallyfin {
-
-/// What each agent spent under each key of another axis.
-using AgentsByKey = KeyedRows<InternedText, BucketsBy<AgentIdentity>>;
 
 /// Makes reports. Safe from any thread.
 class Aggregator {
@@ -38,12 +34,6 @@ class Aggregator {
   Report aggregate(const RecordList& records, std::optional<TimePoint> from, std::optional<TimePoint> to,
                    const ScanDiagnostics& diagnostics, OptionalAxes axes,
                    const RecordFilter& filter = {}) const;
-
-  /// Sums the same records by agent under each project or model, in one pass however many rows a list shows.
-  /// Each sum is that of a report over the records of that project or model alone, to the last bit.
-  enum class Grouping : std::uint8_t { project, model };
-  AgentsByKey agentsBy(Grouping grouping, const RecordList& records, std::optional<TimePoint> from,
-                       std::optional<TimePoint> to, const RecordFilter& filter = {}) const;
 
  private:
   Calendar calendar_;

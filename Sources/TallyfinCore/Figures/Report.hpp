@@ -75,12 +75,17 @@ Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::option
 Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std::optional<std::int64_t> limit,
                                     bool includeMain);
 
+/// What each agent spent under each key of another axis.
+using AgentsByKey = KeyedRows<InternedText, BucketsBy<AgentIdentity>>;
+
 /// What a report holds on request only, since it costs every pass time. A bool is the wish for hours.
 struct OptionalAxes {
   bool hours = false;
   bool weeks = false;
   bool months = false;
   bool blocks = false;
+  bool agentsByProject = false;
+  bool agentsByModel = false;
 
   OptionalAxes(bool includeHours = false) : hours(includeHours) {}
 };
@@ -101,6 +106,9 @@ struct Report {
   /// ended, and not before that end. Blocks are those of the whole history that the filter lets pass, so that
   /// one begins at the same moment in every range; here they hold the requests of the range alone.
   BucketsBy<TimePoint> byBlock;
+  /// Each bucket is that of a report over the requests of that project or model alone, to the last bit.
+  AgentsByKey agentsByProject;
+  AgentsByKey agentsByModel;
 
   BucketsBy<InternedText> byModel;    ///< by reduced model id
   BucketsBy<InternedText> byProject;  ///< by project label

@@ -78,14 +78,14 @@ class LongLine {
 std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine) {
-  PlainFile file(path);
+  const PlainFile file(path);
   return forEachLine(file, path, fromOffset, upToOffset, onLine);
 }
 
-std::uint64_t forEachLine(PlainFile& file, const std::string& path, std::uint64_t fromOffset,
+std::uint64_t forEachLine(const PlainFile& file, const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine) {
-  if (!file.isOpen() || (fromOffset != 0 && !file.seek(fromOffset))) {
+  if (!file.isOpen()) {
     throw ReadError(path);
   }
   const std::uint64_t end = std::min(file.attributes().size, upToOffset.value_or(file.attributes().size));
@@ -98,7 +98,7 @@ std::uint64_t forEachLine(PlainFile& file, const std::string& path, std::uint64_
     if (pending.size() > kLongLine) {
       longLine.hold();
     }
-    const std::ptrdiff_t got = file.read(pending.room(wanted), wanted);
+    const std::ptrdiff_t got = file.read(pending.room(wanted), wanted, position);
     if (got < 0) {
       throw ReadError(path);
     }

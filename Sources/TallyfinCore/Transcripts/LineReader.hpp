@@ -44,7 +44,7 @@ std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
                           absl::FunctionRef<void(std::string_view)> onLine);
 
 /// The same of a file that is open; `path` is for the error alone.
-std::uint64_t forEachLine(PlainFile& file, const std::string& path, std::uint64_t fromOffset,
+std::uint64_t forEachLine(const PlainFile& file, const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine);
 

@@ -54,7 +54,7 @@ bool isToRead(FileReading& reading) {
 // Reads a file that changed. What counts is the open file: another may have taken the name since the look.
 void readOn(FileReading& reading) {
   const TranscriptFile& file = *reading.file;
-  PlainFile open(file.path);
+  const PlainFile open(file.path);
   const FileAttributes now = open.isOpen() ? open.attributes() : *reading.looked;
   reading.change = classify(reading.before.get(), now);
   const bool isReadOn = reading.change == FileChange::grown || reading.change == FileChange::unchanged;

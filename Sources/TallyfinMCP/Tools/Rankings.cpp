@@ -109,12 +109,6 @@ std::string agentsUnderModel(const AgentsByKey& agents, InternedText model, std:
   return text.empty() ? kNoAgents : text;
 }
 
-// The agents under each key, when a list shows any.
-AgentsByKey agentsWhen(bool shown, const DataSource& data, Aggregator::Grouping grouping,
-                       const Period& period, const Filters& filters) {
-  return shown ? data.agentsBy(grouping, period, filters.predicate) : AgentsByKey();
-}
-
 std::string shareOfTotal(const Bucket& bucket, const Bucket& total) {
   return total.cost.priced > 0 ? R::percent(bucket.cost.priced / total.cost.priced * 100)
                                : "unknown (nothing priced)";
@@ -161,8 +155,9 @@ std::string topProjects(DataSource& data, const JsonValue& arguments) {
   const std::int64_t limit = atLeastOne(integerArgument(arguments, "limit"), 10);
   const std::int64_t shown = integerArgument(arguments, "agents_per_project").value_or(3);
   const Filters filters = buildFilters(data, arguments);
-  const Report report = data.report(period, filters.predicate);
-  const AgentsByKey agents = agentsWhen(shown > 0, data, Aggregator::Grouping::project, period, filters);
+  OptionalAxes axes;
+  axes.agentsByProject = shown > 0;
+  const Report report = data.report(period, filters.predicate, axes);
 
   std::string text = concat(header("Top projects by cost", period, filters), R::rule, "\n");
   const auto rows = report.topProjects(limit);
@@ -175,7 +170,7 @@ std::string topProjects(DataSource& data, const JsonValue& arguments) {
            R::requests(bucket->requests), "  ·  ", R::tokens(bucket->totalTokens()), " tokens\n",
            labelDecision(report, project));
     if (shown > 0) {
-      text += agentsUnderProject(agents, project, shown);
+      text += agentsUnderProject(report.agentsByProject, project, shown);
     }
   }
   return text + footer(report, period);
@@ -185,8 +180,9 @@ std::string byModel(DataSource& data, const JsonValue& arguments) {
   const Period period = Period::parse(arguments, "today", data.now(), data.calendar());
   const std::int64_t shown = integerArgument(arguments, "agents_per_model").value_or(3);
   const Filters filters = buildFilters(data, arguments);
-  const Report report = data.report(period, filters.predicate);
-  const AgentsByKey agents = agentsWhen(shown > 0, data, Aggregator::Grouping::model, period, filters);
+  OptionalAxes axes;
+  axes.agentsByModel = shown > 0;
+  const Report report = data.report(period, filters.predicate, axes);
 
   std::string text = concat(header("Breakdown by model", period, filters), R::rule, "\n", "  TOTAL ",
                             costInAnswer(report.total), "\n\n");
@@ -197,7 +193,7 @@ std::string byModel(DataSource& data, const JsonValue& arguments) {
   for (const auto& [model, bucket] : rows) {
     text += modelBlock(model, *bucket, report.total);
     if (shown > 0) {
-      text += agentsUnderModel(agents, model, shown);
+      text += agentsUnderModel(report.agentsByModel, model, shown);
     }
   }
   return text + footer(report, period);
