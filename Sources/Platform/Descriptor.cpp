@@ -40,6 +40,11 @@ std::optional<FileAttributes> fileAttributes(const std::string& path) {
                                                                : std::nullopt;
 }
 
+std::optional<FileAttributes> fileAttributes(int directory, const char* name) {
+  struct stat status {};
+  return ::fstatat(directory, name, &status, 0) == 0 ? std::optional(attributesOf(status)) : std::nullopt;
+}
+
 Descriptor::Descriptor(const std::string& path, int flags, unsigned mode) {
   if (!canBePath(path)) {
     errno = ENOENT;

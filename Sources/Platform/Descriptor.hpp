@@ -27,6 +27,9 @@ struct FileAttributes {
 /// Attributes of the file at `path`; absent when they cannot be had (missing, dangling link, no permission).
 std::optional<FileAttributes> fileAttributes(const std::string& path);
 
+/// The same of a file in an open directory, without the walk to it.
+std::optional<FileAttributes> fileAttributes(int directory, const char* name);
+
 /// A file descriptor, closed at the end of the scope.
 class Descriptor {
  public:

@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <random>
+#include <tuple>
 #include <utility>
 
 #include <dirent.h>
@@ -57,6 +59,11 @@ class Listing {
     return nullptr;
   }
 
+  /// Attributes of what an entry is or leads to; absent when they cannot be had.
+  std::optional<Attributes> attributes(const dirent& entry) const {
+    return fileAttributes(::dirfd(entries_), entry.d_name);
+  }
+
   /// Whether an entry is itself a directory and no link to one.
   bool isDirectory(const dirent& entry) const {
     if (entry.d_type != DT_UNKNOWN) {
@@ -80,21 +87,20 @@ bool hasExtension(std::string_view name, std::string_view extension) {
          name[name.size() - extension.size() - 1] == '.';
 }
 
-void sortAsText(std::vector<std::string>& paths) {
-  if (std::all_of(paths.begin(), paths.end(), Text::isAscii)) {
-    std::sort(paths.begin(), paths.end());
+void sortAsText(std::vector<FoundFile>& files) {
+  if (std::ranges::all_of(files, Text::isAscii, &FoundFile::path)) {
+    std::ranges::sort(files, {}, &FoundFile::path);
     return;
   }
   // Bytes of well-formed UTF-8 stand in the order of code points, so the canonical forms compare as bytes.
-  std::vector<std::pair<std::string, std::string>> keyed;
-  keyed.reserve(paths.size());
-  for (std::string& path : paths) {
-    std::string key = Text::canonical(path);
-    keyed.emplace_back(std::move(key), std::move(path));
+  std::vector<std::pair<std::string, FoundFile>> keyed;
+  keyed.reserve(files.size());
+  for (FoundFile& file : files) {
+    std::string key = Text::canonical(file.path);
+    keyed.emplace_back(std::move(key), std::move(file));
   }
-  std::sort(keyed.begin(), keyed.end());
-  std::transform(keyed.begin(), keyed.end(), paths.begin(),
-                 [](auto& entry) { return std::move(entry.second); });
+  std::ranges::sort(keyed, {}, [](const auto& entry) { return std::tie(entry.first, entry.second.path); });
+  std::ranges::transform(keyed, files.begin(), [](auto& entry) { return std::move(entry.second); });
 }
 
 [[noreturn]] void fail(int error, const char* what, const std::string& path) {
@@ -287,11 +293,11 @@ bool isDirectory(const std::string& path) {
   return look(path, status) && S_ISDIR(status.st_mode);
 }
 
-std::optional<std::vector<std::string>> filesBelow(const std::string& root, std::string_view extension) {
+std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension) {
   if (!isDirectory(root)) {
     return std::nullopt;
   }
-  std::vector<std::string> found;
+  std::vector<FoundFile> found;
   // A list of what is still to do instead of recursion: one descriptor at a time, whatever the depth.
   std::vector<std::string> pending = {root};
   int flags = 0;  // the root may be a link, nothing below it
@@ -314,7 +320,11 @@ std::optional<std::vector<std::string>> filesBelow(const std::string& root, std:
         pending.push_back(concat(directory, name));
       }
       if (hasExtension(name, extension)) {
-        found.push_back(concat(directory, name));
+        std::string path = concat(directory, name);
+        // What has too long a path can be looked at from here, but not be opened.
+        std::optional<Attributes> attributes =
+            path.size() < PATH_MAX ? listing.attributes(*entry) : std::nullopt;
+        found.push_back({std::move(path), attributes});
       }
     }
   }

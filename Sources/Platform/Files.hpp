@@ -28,12 +28,18 @@ bool exists(const std::string& path);
 /// Whether a directory, or a link to one, lies at `path`.
 bool isDirectory(const std::string& path);
 
-/// Paths of all entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a
+/// A file as a walk finds it.
+struct FoundFile {
+  std::string path;
+  std::optional<Attributes> attributes;  ///< absent when they cannot be had
+};
+
+/// All entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a
 /// name must have something before that dot. Entries whose name begins with a point are left out, with all
 /// that lies below them. Symbolic links to directories are not walked. Directories that cannot be read are
 /// passed over. Sorted by the code points of the paths' canonical forms, then by bytes. Absent when `root` is
 /// no directory.
-std::optional<std::vector<std::string>> filesBelow(const std::string& root, std::string_view extension);
+std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension);
 
 /// Names of the entries of a directory, unsorted, without "." and ".."; absent when it cannot be listed.
 std::optional<std::vector<std::string>> entryNames(const std::string& directory);

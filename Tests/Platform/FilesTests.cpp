@@ -55,10 +55,11 @@ class FilesTests : public testing::Test {
  protected:
   /// What `filesBelow` finds, by the paths relative to the root.
   std::vector<std::string> found(const std::string& root = "") const {
-    std::vector<std::string> paths = Files::filesBelow(home.path(root), "jsonl").value();
-    for (std::string& path : paths) {
-      EXPECT_TRUE(path.starts_with(home.path(root)));
-      path.erase(0, home.path(root).size() + (root.empty() ? 0 : 1));
+    std::vector<std::string> paths;
+    for (const Files::FoundFile& file : Files::filesBelow(home.path(root), "jsonl").value()) {
+      EXPECT_TRUE(file.path.starts_with(home.path(root)));
+      EXPECT_EQ(file.attributes, Files::attributes(file.path)) << file.path;
+      paths.push_back(file.path.substr(home.path(root).size() + (root.empty() ? 0 : 1)));
     }
     return paths;
   }
@@ -104,7 +105,7 @@ TEST_F(FilesTests, ThePathsAreSortedByCodePointsOfTheirCanonicalForms) {
 TEST_F(FilesTests, OnlyADirectoryCanBeWalkedOrListed) {
   for (const std::string& path :
        {home.write("file", ""), home.path("missing"), makeFifo("fifo"), ""s, home.path() + "\0"s}) {
-    EXPECT_EQ(Files::filesBelow(path, "jsonl"), std::nullopt) << path;
+    EXPECT_FALSE(Files::filesBelow(path, "jsonl")) << path;
     EXPECT_EQ(Files::entryNames(path), std::nullopt) << path;
   }
   EXPECT_THAT(Files::filesBelow(home.makeDirectory("some"), "jsonl"), Optional(IsEmpty()));

@@ -133,7 +133,7 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   std::future<void> listing =
       std::async(isOnTheSide ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {
         listed = Scanner::listing(homes, diagnostics);
-        readings = lookAt(listed, threads_);
+        readings = readingsOf(listed);
       });
   if (isStart) {
     load();

@@ -19,7 +19,9 @@ namespace {
 
 // How far the file goes on behind `consumed`; 0 when its size cannot be had.
 std::uint64_t bytesBeyond(std::uint64_t consumed, const FileReading& reading) {
-  return reading.looked && reading.looked->size > consumed ? reading.looked->size - consumed : 0;
+  return reading.file->attributes && reading.file->attributes->size > consumed
+             ? reading.file->attributes->size - consumed
+             : 0;
 }
 
 double costOf(const UnifiedRequests& requests, const Calendar& calendar, const PriceList& prices) {
@@ -72,7 +74,7 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
   // Both views take the files in listing order, so that of equal copies the same one describes a request.
   UnifiedRequests cached;
   std::vector<FileReading> readings;
-  for (const FileReading& reading : lookAt(listed, threads_)) {
+  for (const FileReading& reading : readingsOf(listed)) {
     const auto known = notListed.find(reading.file->path);
     if (known == notListed.end()) {
       result.bytesNotCompared += bytesBeyond(0, reading);

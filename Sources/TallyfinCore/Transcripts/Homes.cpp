@@ -2,6 +2,8 @@
 
 #include "Platform/Files.hpp"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace tallyfin {
@@ -20,24 +22,35 @@ std::vector<SourceHome> sourceHomes(const Environment& environment) {
 }
 
 namespace Scanner {
+namespace {
+
+constexpr std::string_view kExtension = "jsonl";
+
+}  // namespace
 
 std::optional<std::vector<std::string>> jsonlFiles(const std::string& root) {
-  return Files::filesBelow(root, "jsonl");
+  const auto files = Files::filesBelow(root, kExtension);
+  if (!files) {
+    return std::nullopt;
+  }
+  std::vector<std::string> paths(files->size());
+  std::ranges::transform(*files, paths.begin(), &Files::FoundFile::path);
+  return paths;
 }
 
 std::vector<TranscriptFile> listing(const std::vector<SourceHome>& homes, ScanDiagnostics& diagnostics) {
-  std::vector<TranscriptFile> files;
+  std::vector<TranscriptFile> listed;
   for (const SourceHome& home : homes) {
-    std::optional<std::vector<std::string>> paths = jsonlFiles(home.projectsPath);
-    if (!paths) {
+    std::optional<std::vector<Files::FoundFile>> files = Files::filesBelow(home.projectsPath, kExtension);
+    if (!files) {
       continue;
     }
-    diagnostics.perHome[home.name] = static_cast<std::int64_t>(paths->size());
-    for (std::string& path : *paths) {
-      files.push_back({std::move(path), InternedText(home.name)});
+    diagnostics.perHome[home.name] = static_cast<std::int64_t>(files->size());
+    for (Files::FoundFile& file : *files) {
+      listed.push_back({std::move(file.path), InternedText(home.name), file.attributes});
     }
   }
-  return files;
+  return listed;
 }
 
 }  // namespace Scanner

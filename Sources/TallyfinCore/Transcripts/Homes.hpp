@@ -2,6 +2,7 @@
 
 // The Claude homes and the transcripts that lie in them.
 
+#include "Platform/Descriptor.hpp"
 #include "Platform/InternedText.hpp"
 #include "TallyfinCore/Environment.hpp"
 #include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
@@ -34,6 +35,7 @@ std::vector<SourceHome> sourceHomes(const Environment& environment);
 struct TranscriptFile {
   std::string path;
   InternedText home;
+  std::optional<FileAttributes> attributes = {};  ///< when it was listed; absent when they cannot be had
 };
 
 namespace Scanner {

@@ -18,11 +18,10 @@ namespace {
 // Modification times differ when they are further apart than this; file systems round them.
 constexpr double kTolerance = 0.001;  // seconds
 
-// What a further thread must find to do. Starting one takes some 50 microseconds, opening a file 10, looking
-// at one 2, reading a megabyte 500.
+// What a further thread must find to do. Starting one takes some 50 microseconds, opening a file 10, reading
+// a megabyte 500.
 constexpr std::uint64_t kWorthAThread = 1 << 20;  // bytes
 constexpr std::uint64_t kOpening = 16 << 10;      // bytes that take as long as opening a file
-constexpr std::size_t kLooks = 512;               // files that one thread looks at in one go
 
 FileChange classify(const FileState* before, const FileAttributes& now) {
   if (before == nullptr) {
@@ -39,10 +38,10 @@ FileChange classify(const FileState* before, const FileAttributes& now) {
 
 // Whether the file is to be read; one that did not change is settled here.
 bool isToRead(FileReading& reading) {
-  if (!reading.looked) {
+  if (!reading.file->attributes) {
     return false;
   }
-  reading.change = classify(reading.before.get(), *reading.looked);
+  reading.change = classify(reading.before.get(), *reading.file->attributes);
   if (reading.change != FileChange::unchanged) {
     return true;
   }
@@ -55,7 +54,7 @@ bool isToRead(FileReading& reading) {
 void readOn(FileReading& reading) {
   const TranscriptFile& file = *reading.file;
   const PlainFile open(file.path);
-  const FileAttributes now = open.isOpen() ? open.attributes() : *reading.looked;
+  const FileAttributes now = open.isOpen() ? open.attributes() : *reading.file->attributes;
   reading.change = classify(reading.before.get(), now);
   const bool isReadOn = reading.change == FileChange::grown || reading.change == FileChange::unchanged;
   FileState state = isReadOn ? *reading.before : FileState{};
@@ -94,17 +93,12 @@ struct Work {
 
 }  // namespace
 
-std::vector<FileReading> lookAt(const std::vector<TranscriptFile>& files, std::size_t threads) {
+std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files) {
   std::vector<FileReading> readings(files.size());
-  const std::size_t portions = (files.size() + kLooks - 1) / kLooks;
-  forEachIndex(portions, std::min(threads, portions / 2), [&](std::size_t portion) {
-    const std::size_t end = std::min(files.size(), (portion + 1) * kLooks);
-    for (std::size_t rank = portion * kLooks; rank < end; ++rank) {
-      readings[rank].file = &files[rank];
-      readings[rank].rank = static_cast<std::int64_t>(rank);
-      readings[rank].looked = Files::attributes(files[rank].path);
-    }
-  });
+  for (std::size_t rank = 0; rank < files.size(); ++rank) {
+    readings[rank].file = &files[rank];
+    readings[rank].rank = static_cast<std::int64_t>(rank);
+  }
   return readings;
 }
 
@@ -122,7 +116,8 @@ void read(std::span<FileReading> readings, std::size_t threads, const ReadProgre
   for (FileReading& reading : readings) {
     if (isToRead(reading)) {
       const std::uint64_t from = reading.change == FileChange::grown ? reading.before->consumed : 0;
-      const std::uint64_t size = reading.looked->size - std::min(from, reading.looked->size) + kOpening;
+      const std::uint64_t size =
+          reading.file->attributes->size - std::min(from, reading.file->attributes->size) + kOpening;
       work.push_back({&reading, size});
       total += size;
     }

@@ -57,10 +57,9 @@ enum class FileChange : std::uint8_t { isNew, rewound, unchanged, grown };
 /// A look at one file. The first members ask, the others tell what came of it.
 struct FileReading {
   const TranscriptFile* file = nullptr;
-  std::int64_t rank = 0;                      ///< its position in the listing
-  std::optional<FileAttributes> looked = {};  ///< its attributes; absent when they cannot be had
-  std::shared_ptr<const FileState> before;    ///< what the last look found; null: the file is not known
-  std::optional<std::uint64_t> upTo = {};     ///< no byte at or beyond this offset is read
+  std::int64_t rank = 0;                    ///< its position in the listing
+  std::shared_ptr<const FileState> before;  ///< what the last look found; null: the file is not known
+  std::optional<std::uint64_t> upTo = {};   ///< no byte at or beyond this offset is read
 
   std::shared_ptr<const FileState> now = {};  ///< null when its attributes cannot be had
   FileChange change = FileChange::isNew;
@@ -72,9 +71,8 @@ struct FileReading {
 /// Told on the calling thread, file by file, how many bytes of how many that are to be read are done.
 using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
-/// A look at the attributes of each of the files, of which none is known yet, on up to `threads` threads. The
-/// list must outlive it.
-std::vector<FileReading> lookAt(const std::vector<TranscriptFile>& files, std::size_t threads);
+/// A look at each of the files, of which none is known yet. The list must outlive it.
+std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files);
 
 /// The requests of all files, those that stand in several counted in each.
 std::size_t requestsIn(std::span<const FileReading> readings);

@@ -14,9 +14,8 @@ UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, con
                         const ReadProgress& progress, ScanDiagnostics& diagnostics) {
   const TimePoint start = clock();
   const std::vector<TranscriptFile> files = listing(homes, diagnostics);
-  const std::size_t threads = parallel ? processors() : 1;
-  std::vector<FileReading> readings = lookAt(files, threads);
-  read(readings, threads, progress);
+  std::vector<FileReading> readings = readingsOf(files);
+  read(readings, parallel ? processors() : 1, progress);
 
   UnifiedRequests requests;
   requests.reserve(requestsIn(readings));
