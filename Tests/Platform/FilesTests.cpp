@@ -56,7 +56,8 @@ class FilesTests : public testing::Test {
   /// What `filesBelow` finds, by the paths relative to the root.
   std::vector<std::string> found(const std::string& root = "") const {
     std::vector<std::string> paths;
-    for (const Files::FoundFile& file : Files::filesBelow(home.path(root), "jsonl").value()) {
+    const auto files = Files::filesBelow(home.path(root), "jsonl").value();
+    for (const Files::FoundFile& file : files) {
       EXPECT_TRUE(file.path.starts_with(home.path(root)));
       EXPECT_EQ(file.attributes, Files::attributes(file.path)) << file.path;
       paths.push_back(file.path.substr(home.path(root).size() + (root.empty() ? 0 : 1)));
