@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <bit>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -108,14 +107,6 @@ class Places {
       enlarge(2 * places_.size());
     }
     put({hash, index + 1});
-  }
-
-  // Room for `count` more.
-  void reserve(std::size_t count) {
-    const std::size_t needed = std::bit_ceil((count_ + count) / 3 * 4 + 4);
-    if (needed > places_.size()) {
-      enlarge(needed);
-    }
   }
 
   // Fetches into the processor's cache what `find` will look at. Needs no lock: should another thread enlarge
