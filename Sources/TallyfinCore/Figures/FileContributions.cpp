@@ -18,7 +18,7 @@ FileContributions fileContributions(std::span<const FileProvenance> files, const
     Bucket bucket;
     for (const auto& [key, record] : file.records().entries()) {
       const TimePoint* const day = selection.day(record);
-      if (!day) {
+      if (day == nullptr) {
         continue;
       }
       bucket.add(record, pricer.cost(record, *day));

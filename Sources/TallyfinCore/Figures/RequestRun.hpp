@@ -34,12 +34,12 @@ struct RequestRun {
   /// One request, with its cost.
   RequestRun(const UsageRecord& record, const RequestCost& cost)
       : model(record.model),
-        counts(record),
         requests(1),
         isOwnPriced(cost.isOwnPriced),
         cacheWriteAssumedRequests(record.cacheWriteBreakdownAssumed ? 1 : 0),
         firstActivity(record.timestamp),
         lastActivity(record.timestamp) {
+    counts.add(record);
     if (cost.isKnown()) {
       costs = {cost.value(), 1};
     } else {

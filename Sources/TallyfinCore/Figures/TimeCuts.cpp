@@ -41,7 +41,7 @@ TimeCuts timeCuts(const Aggregator& aggregator, const RecordList& records, std::
   RecordSelection selection(calendar, from, to, filter);
   for (const UsageRecord& record : records) {
     const TimePoint* const day = selection.day(record);
-    if (!day) {
+    if (day == nullptr) {
       continue;
     }
     std::optional<Day>& known = days[*day];
