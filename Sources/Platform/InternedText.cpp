@@ -59,7 +59,7 @@ class Arena {
  public:
   std::string_view keep(std::string_view text) {
     if (text.size() > left_) {
-      const std::size_t size = std::max(kBlock, text.size());
+      const std::size_t size = std::max(kFirstBlock << std::min(blocks_.size(), kDoublings), text.size());
       blocks_.push_back(std::make_unique_for_overwrite<char[]>(size));
       next_ = blocks_.back().get();
       left_ = size;
@@ -72,7 +72,8 @@ class Arena {
   }
 
  private:
-  static constexpr std::size_t kBlock = std::size_t{128} * 1024;
+  static constexpr std::size_t kFirstBlock = std::size_t{16} * 1024;
+  static constexpr std::size_t kDoublings = 3;  // large blocks spare calls to the system
 
   std::vector<std::unique_ptr<char[]>> blocks_;
   char* next_ = nullptr;
