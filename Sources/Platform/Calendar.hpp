@@ -6,7 +6,7 @@
 //   const Calendar saoPaulo = *Calendar::named("America/Sao_Paulo");
 //   saoPaulo.startOfDay(t);  // on 2018-11-04 that is 01:00, since clocks jumped over midnight
 //
-// A lookup costs about 50 ns. A pass over records uses DayLookup, which remembers the last day.
+// A lookup costs about 50 ns. A pass over many times uses DayLookup, which remembers the last day.
 
 #include "Platform/TimePoint.hpp"
 #include "absl/time/time.h"
@@ -53,7 +53,7 @@ class Calendar {
   TimePoint startOfDay(TimePoint time) const;
 
   /// The start of the day that lies `daysLater` calendar days after that of `time`, before it when negative.
-  /// A date that the zone skipped gives way to the nearest beyond it that was; beyond 285 million years it is
+  /// In place of a date that the zone skipped stands the next one in that direction; beyond 285 million years
   /// the last that is not.
   TimePoint startOfDay(TimePoint time, std::int64_t daysLater) const;
 
@@ -129,8 +129,8 @@ class Calendar {
   absl::TimeZone zone_;
 };
 
-/// Start of day for many times in a row. Neighbouring records fall on the same day, so the last day is kept
-/// and most lookups are two comparisons. Holds a reference: the calendar must outlive it.
+/// Start of day for many times in a row. Neighbouring times mostly fall on the same day, so the last day is
+/// kept and most lookups are two comparisons. Holds a reference: the calendar must outlive it.
 class DayLookup {
  public:
   explicit DayLookup(const Calendar& calendar) : calendar_(calendar) {}

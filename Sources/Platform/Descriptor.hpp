@@ -1,6 +1,7 @@
 #pragma once
 
-// Open files that close themselves: O_CLOEXEC is set, EINTR is retried, and no terminal becomes ours.
+// Open files that close themselves: O_CLOEXEC is set, EINTR is retried, and no terminal that is opened
+// becomes the controlling one.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,8 +11,8 @@
 
 namespace tallyfin {
 
-/// Whether the system can know anything by that path: a transcript may name any text as one, and a text with
-/// a NUL inside names nothing, whatever stands before it.
+/// Whether a text can be a path at all. One that holds a NUL cannot: the system would cut it off there and
+/// find another file.
 bool canBePath(const std::string& path);
 
 /// What a look at a file tells. Of a symbolic link it is the target that counts.
@@ -69,7 +70,7 @@ class PlainFile {
 
   bool isOpen() const { return isOpen_; }
 
-  /// Of the open file, at the time of opening. Files that the kernel makes up may say that they hold 0 bytes.
+  /// Of the open file, when it was opened. Files that the kernel makes up (/proc) may have a size of 0.
   const FileAttributes& attributes() const { return attributes_; }
 
   /// Reads up to `count` bytes from `offset` on: how many, 0 at the end of the file, negative on failure.

@@ -171,9 +171,9 @@ class Temporary {
     }
   }
 
-  /// To the disk before the name, so that not even a power cut leaves a half file under the target's name.
-  /// The name itself is not flushed: after a power cut either file may stand there, whole, and a flush more
-  /// takes as long as reading thousands of requests.
+  /// Flushes the content to the disk before the renaming, so that not even a power cut leaves a half file
+  /// under the target's name. The folder is not flushed, which would take as long again: after a power cut
+  /// either file may stand there, whole.
   Attributes replaceTarget() {
     write(pending_);
     while (::fsync(file_.number()) != 0) {
@@ -237,8 +237,8 @@ bool isOurs(std::string_view end) {
   return point != std::string_view::npos && isNumber(end.substr(0, point)) && isNumber(end.substr(point + 1));
 }
 
-/// Removes the temporary files that nobody is writing any more. One is held while it goes, so that its name
-/// is not taken meanwhile.
+/// Removes the temporary files that nobody is writing any more. Each is locked while it is removed, so that
+/// nobody begins to write it meanwhile.
 void removeStaleTemporaries(const std::string& directory, const std::string& start) {
   Listing listing(directory);
   while (const dirent* entry = listing.isOpen() ? listing.next() : nullptr) {
@@ -350,7 +350,8 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
     return std::nullopt;
   }
   Buffer content;
-  // Room to see the end at once; some of the kernel's files do not tell their size.
+  // One byte more than the size, so that the first read sees the end; files of the kernel may have a size of
+  // 0.
   content.reserve(std::max<std::size_t>(static_cast<std::size_t>(file.attributes().size) + 1, 4096));
   while (true) {
     char* const place = content.room(1);
@@ -375,7 +376,7 @@ Attributes replaceAtomically(const std::string& path, absl::FunctionRef<void(Out
   }
   struct stat status {};
   if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
-    // Renaming would turn a device into a file, /dev/null for one.
+    // Renaming over a device, such as /dev/null, would turn it into a plain file.
     fail(S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP, "cannot replace ", path);
   }
   const std::size_t slash = path.rfind('/');

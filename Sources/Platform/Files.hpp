@@ -1,6 +1,6 @@
 #pragma once
 
-// The file system as Tallyfin needs it, over POSIX. Nothing here can block on a FIFO or a device. Paths are
+// The file system, over POSIX. Nothing here can block on a FIFO or a device. Paths are
 // bytes; they need not be UTF-8.
 
 #include "Platform/Buffer.hpp"

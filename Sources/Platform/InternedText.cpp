@@ -27,7 +27,7 @@ class GrowingArray {
     return blocks_[index >> kBlockBits].load(std::memory_order_acquire)[index & kBlockMask];
   }
 
-  // Safe from any thread, without a lock, since every thread that interns comes by here.
+  // Safe from any thread. Without a lock, since all threads that intern append here.
   std::uint32_t append(const T& value) {
     const std::uint32_t index = size_.fetch_add(1, std::memory_order_relaxed);
     std::atomic<T*>& block = blocks_[index >> kBlockBits];

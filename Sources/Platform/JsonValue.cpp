@@ -44,7 +44,7 @@ class Decimal {
  private:
   static constexpr std::int64_t kFarthest = 1'000'000'000;
 
-  // What does not fit becomes the nearest that does; no digits are 0.
+  // What does not fit becomes the nearest that does; an empty text is 0.
   static std::int64_t saturated(const std::string& integer) {
     return std::strtoll(integer.c_str(), nullptr, 10);
   }

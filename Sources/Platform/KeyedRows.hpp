@@ -14,7 +14,7 @@
 namespace tallyfin {
 
 /// Finds keys in a list of rows that it is given with every call, always the same list. Rows are only ever
-/// added, at the end; also past this index, which catches up.
+/// added, at the end; those that were added without this index it takes in at its next call.
 template <typename Key>
 class RowIndex {
  public:

@@ -11,7 +11,7 @@
 namespace tallyfin {
 namespace {
 
-/// One read asks for no more, so that little is left to keep when a long line has been handed out.
+/// The most bytes of one read, so that little is buffered behind a long line.
 constexpr std::size_t kChunk = std::size_t{256} * 1024;
 
 /// Whether the call that just failed is worth repeating; waits until the descriptor is ready if need be.

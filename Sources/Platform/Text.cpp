@@ -69,7 +69,8 @@ void forEachCodePoint(std::string_view text, F&& use) {
   }
 }
 
-/// Where the character that begins at `start` ends. Two ASCII bytes in a row always part, but for CR LF.
+/// Where the character that begins at `start` ends. Between two ASCII bytes one always ends, except within CR
+/// LF.
 std::size_t characterEnd(std::string_view text, std::size_t start) {
   const std::size_t next = start + 1;
   if (isAsciiByte(text[start]) && (next == text.size() || isAsciiByte(text[next]))) {

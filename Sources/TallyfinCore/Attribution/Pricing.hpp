@@ -27,8 +27,9 @@ Estimate<double> webFetchCost();
 /// The built-in list prices (ListPrices.hpp), by model.
 std::span<const PricedModel> table();
 
-/// The models of which a reduced id is one or that it continues, in the order in which they are asked for a
-/// price: the longest key first, of equally long ones that of one's own. Empty when the id has no price.
+/// The priced models whose name is the reduced id or a beginning of it, in the order in which they are asked
+/// for a price: the longest name first, of equally long ones that of one's own. Empty when the id has no
+/// price.
 std::vector<const PricedModel*> candidates(InternedText model, const PriceList& list);
 
 /// The price on the calendar day of `day`: that of the first candidate which has one on that day; when all

@@ -47,8 +47,8 @@ constexpr std::int64_t UsageRecord::*kCounts[] = {
     &UsageRecord::input,     &UsageRecord::output,    &UsageRecord::cacheWrite5m, &UsageRecord::cacheWrite1h,
     &UsageRecord::cacheRead, &UsageRecord::webSearch, &UsageRecord::webFetch};
 
-// A file entry takes 21 bytes at least and a record entry 23: two doubles apart, one byte a field. More
-// entries than the bytes left can hold are not believed.
+// The fewest bytes of an entry: eight for its double, one for each other field. A count of more entries than
+// the bytes left can hold is not believed.
 constexpr std::uint64_t kSmallestFileEntry = 21;
 constexpr std::uint64_t kSmallestRecordEntry = 23;
 
@@ -257,8 +257,8 @@ class Reader {
     return state;
   }
 
-  // Notes that the file being read has the key. Files hold a key once but for damaged ones, so the index of
-  // the records, a sixth of a load, is seldom built.
+  // Notes that the file being read has the key. Only damaged ones hold a key
+  // twice, so the index of the records, which takes a sixth of a load, is seldom built.
   bool isNewInFile(InternedText key) {
     if (key.number() >= fileOf_.size()) {
       fileOf_.resize(InternedText::count() + 1024, 0);

@@ -37,7 +37,7 @@ Markup splitBar(const TimeCuts& cuts);
 /// A stacked bar for each slot, oldest first.
 Markup timeBars(const std::vector<Slot>& slots);
 
-/// A cell for each hour of each weekday, the stronger the more.
+/// A cell for each hour of each weekday, the more it cost the darker.
 Markup heatMap(const TimeCuts& cuts);
 
 /// The bar of a row in a table, in the colour of "main" or "agents"; nothing when the cost is unknown.

@@ -44,7 +44,7 @@ Markup scrollable(std::string_view label, const Markup& table) {
       table);
 }
 
-// A row of a ranking: what it is, what stands behind it, its cost with a bar, its requests and tokens.
+// A row of a ranking: its name, what that name was made of, its cost with a bar, its requests and tokens.
 struct RankedRow {
   Markup what;
   Markup behind;

@@ -50,7 +50,8 @@ Estimate<CostEstimate> blockRate(const Bucket& block, TimePoint start, TimePoint
 Estimate<CostEstimate> yesterdayAtSameTime(const RecordList& records, TimePoint now, const Calendar& calendar,
                                            const PriceList& prices) {
   const TimePoint start = calendar.startOfDay(now, -1);
-  // The same distance from the start of the day, not the same reading of the clock.
+  // As many seconds after the start of the day as now, which on days of clock changes is not the same time of
+  // day.
   const TimePoint cutoff{start.seconds + std::trunc(now.seconds - calendar.startOfDay(now).seconds)};
 
   DayLookup days(calendar);

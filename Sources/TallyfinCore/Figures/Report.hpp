@@ -43,7 +43,7 @@ struct Bucket : UsageCounts {
   /// Adds a request with its cost (Pricing::Pricer, at the prices of the request's own day).
   void add(const UsageRecord& record, const RequestCost& requestCost) { add({record, requestCost}); }
 
-  /// Adds requests that follow each other.
+  /// Adds the requests of a run.
   void add(const RequestRun& run);
 
   /// Requests by model, most used first; equally used ones in text order.
@@ -106,7 +106,8 @@ struct Report {
   /// ended, and not before that end. Blocks are those of the whole history that the filter lets pass, so that
   /// one begins at the same moment in every range; here they hold the requests of the range alone.
   BucketsBy<TimePoint> byBlock;
-  /// Each bucket is that of a report over the requests of that project or model alone, to the last bit.
+  /// What each agent spent under each project or model. Each bucket is that of a report over the requests of
+  /// that project or model alone, to the last bit.
   AgentsByKey agentsByProject;
   AgentsByKey agentsByModel;
 

@@ -53,11 +53,12 @@ struct RequestRun {
 template <typename Key>
 class RequestRuns {
  public:
-  /// Takes a request in. Should it not go on with those before it, `use(key, run)` gets these first.
+  /// Takes a request in. When it does not belong to the run of those before it, `use(key, run)` is called
+  /// with that run first.
   template <typename F>
   void add(const Key& key, const UsageRecord& record, const RequestCost& cost, F&& use) {
-    // Within a run nothing is negative or overflows, so that a sum over runs stays at the end of the range
-    // where it would have.
+    // No count within a run is negative and no sum of them overflows: a bucket then reaches the end of the
+    // range with a run exactly when it would with the single requests.
     constexpr std::uint64_t kLarge = std::uint64_t{1} << 48;
     constexpr std::int64_t kLongest = 4096;
     const bool isSmall = record.allBits() < kLarge;
@@ -81,7 +82,7 @@ class RequestRuns {
     }
   }
 
-  /// Hands the last run over.
+  /// Calls `use` with the last run. To be called once all requests are in.
   template <typename F>
   void finish(F&& use) {
     if (run_.requests > 0) {

@@ -27,7 +27,7 @@ FileChange classify(const FileState* before, const FileAttributes& now) {
   if (before == nullptr) {
     return FileChange::isNew;
   }
-  // What was read beyond the size, or beyond what is left, is not in the file any more, or never was.
+  // Shorter than at the last look, or than what was read of it: the file was cut back or replaced.
   const bool isShorter = now.size < before->size || before->consumed > before->size;
   if (now.number != before->inode || isShorter || before->mtime - kTolerance > now.modified) {
     return FileChange::rewound;

@@ -50,9 +50,13 @@ struct FileProvenance {
   const RecordMap& records() const { return state->records; }
 };
 
-/// What became of a file since the last look: it is new, it was replaced or cut back and is read from its
-/// start again, nothing, or it is read on from where the last look ended.
-enum class FileChange : std::uint8_t { isNew, rewound, unchanged, grown };
+/// What became of a file since the last look.
+enum class FileChange : std::uint8_t {
+  isNew,      ///< not known before
+  rewound,    ///< replaced or cut back: read from its start again
+  unchanged,  ///< not read
+  grown       ///< read on from where the last look ended
+};
 
 /// A look at one file. The first members ask, the others tell what came of it.
 struct FileReading {
