@@ -2,7 +2,8 @@
 
 // The server's one holder of scan state: decides where transcripts and cache lie and when a look at the disk
 // is due, keeps the unified records, and turns a period into a report. Works on the server's one thread,
-// without locks; only the cache file is written on another, while the answer is made.
+// without locks; on others the rosters are read, while transcripts are, and the cache file is written, while
+// the answer is made.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Attribution/AgentRoster.hpp"

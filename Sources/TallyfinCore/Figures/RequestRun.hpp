@@ -21,9 +21,9 @@ struct RequestRun {
   InternedText model;
   UsageCounts counts;
   std::int64_t requests = 0;
-  std::span<const double> costs;  ///< US dollars of each that has a price, in order, on which the last
-                                  ///< bit of a sum depends
-  std::optional<UnknownReason> unpriced;  ///< why the others have none
+  /// US dollars of each request that has a price, in their order, since the last bit of a sum depends on it.
+  std::span<const double> costs;
+  std::optional<UnknownReason> unpriced;  ///< why the other requests have no price
   bool isOwnPriced = false;               ///< a price of one's own made some of these costs
   std::int64_t cacheWriteAssumedRequests = 0;
   TimePoint firstActivity;
