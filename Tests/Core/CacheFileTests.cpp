@@ -8,10 +8,13 @@
 #include "TallyfinCore/Cache/ScanCache.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -131,6 +134,34 @@ TEST_F(CacheFile, LargeIsReadOnTwoThreadsAsOnOne) {
       EXPECT_EQ(together.recordsPerFile().front().path, home.path(".claude/projects/p/\xFF.jsonl"));
     }
   }
+}
+
+// Another program may write into the file while both threads read it: what they see need not fit together.
+TEST_F(CacheFile, ChangedInPlaceWhileItIsReadItEndsTheLoad) {
+  std::string lines;
+  for (int i = 0; i < 4'000; ++i) lines += rawLine(i, i).text();
+  home.write(".claude/projects/p/a.jsonl", lines);
+  ScanCache cache(path);
+  refreshed(cache);
+  cache.save();
+  const std::string good = home.read("cache.bin");
+  std::atomic<bool> isDone = false;
+  std::thread other([&] {
+    std::mt19937_64 random(5);  // NOLINT(bugprone-random-generator-seed): as good as any
+    while (!isDone) {
+      std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+      const std::size_t at = random() % 12;
+      file.seekp(static_cast<std::streamoff>(at));
+      file.put(random() % 4 == 0 ? good[at] : static_cast<char>(random()));
+    }
+  });
+  int loaded = 0;
+  for (int round = 0; round < 300; ++round) {
+    loaded += ScanCache(path, 2).load() ? 1 : 0;
+  }
+  isDone = true;
+  other.join();
+  EXPECT_LT(loaded, 300);
 }
 
 TEST_F(CacheFile, WrittenByOthersIsRead) {

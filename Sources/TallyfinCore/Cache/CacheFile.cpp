@@ -4,6 +4,7 @@
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
+#include "absl/cleanup/cleanup.h"
 #include "absl/container/flat_hash_map.h"
 
 #include <algorithm>
@@ -139,23 +140,20 @@ std::optional<BinaryReader> readerOf(const PlainFile& file) {
 }
 
 // The string table as texts. They stand there in the order in which records name them first, so that one
-// thread can fill the table while another reads the records.
+// thread can fill the table while another reads the records. Should somebody write into the file meanwhile,
+// the two see different files: then a text may be missing.
 class TextTable {
  public:
-  // Fails as the reader does; whoever waits for a text then fails, too.
+  // Fails as the reader does; the texts before the failure stay.
   void fill(BinaryReader reader) {
-    try {
-      reader.readStringTable([&](std::span<const std::string_view> strings) {
-        texts_.resize(reader.stringCount());
-        add(strings);
-      });
-    } catch (...) {
-      publish(kFailed);
-      throw;
-    }
+    const absl::Cleanup end = [this] { publish(kComplete); };
+    reader.readStringTable([&](std::span<const std::string_view> strings) {
+      texts_.resize(reader.stringCount());
+      add(strings);
+    });
   }
 
-  // Waits until the text is there.
+  // Waits until the text is there. Throws DecodeError when it will not come.
   InternedText at(std::uint32_t index) {
     if (index >= seen_) {
       waitFor(index);
@@ -172,19 +170,18 @@ class TextTable {
   }
 
  private:
-  static constexpr std::uint32_t kFailed = std::numeric_limits<std::uint32_t>::max();
+  static constexpr std::uint32_t kComplete = std::numeric_limits<std::uint32_t>::max();
 
   void add(std::span<const std::string_view> strings) {
-    std::uint32_t count = ready_;
     const std::vector<InternedText> texts = InternedText::all(strings);
     for (std::size_t i = 0; i < strings.size(); ++i) {
       if (texts[i].text() != strings[i]) {
         const std::lock_guard guard(lock_);
-        repaired_.emplace(count, strings[i]);
+        repaired_.emplace(filled_, strings[i]);
       }
-      texts_[count++] = texts[i];
+      texts_[filled_++] = texts[i];
     }
-    publish(count);
+    publish(filled_);
   }
 
   void publish(std::uint32_t count) {
@@ -193,17 +190,20 @@ class TextTable {
   }
 
   void waitFor(std::uint32_t index) {
-    for (seen_ = ready_; seen_ <= index; seen_ = ready_) {
-      ready_.wait(seen_);
+    std::uint32_t ready = ready_;
+    for (; ready <= index; ready = ready_) {
+      ready_.wait(ready);
     }
-    if (seen_ == kFailed) {
-      throw DecodeError(DecodeError::Kind::truncated);
+    seen_ = ready == kComplete ? filled_ : ready;
+    if (index >= seen_) {
+      throw DecodeError(DecodeError::Kind::badStringIndex);
     }
   }
 
   std::vector<InternedText> texts_;
-  std::atomic<std::uint32_t> ready_ = 0;  // how many of them are there, or `kFailed`
-  std::uint32_t seen_ = 0;                // the same, as the one who waits knows it
+  std::uint32_t filled_ = 0;              // how many of them are there, for the thread that fills
+  std::atomic<std::uint32_t> ready_ = 0;  // the same for the other one, or `kComplete`
+  std::uint32_t seen_ = 0;                // how many the other one knows of
   std::mutex lock_;
   absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // those that are no UTF-8, as they are
 };
@@ -349,19 +349,20 @@ bool ScanCache::load() {
     return false;
   }
   try {
-    const std::optional<BinaryReader> reader = readerOf(file);
-    if (!reader) {
+    std::optional<BinaryReader> ofTexts = readerOf(file);
+    std::optional<BinaryReader> ofRecords = readerOf(file);
+    if (!ofTexts || !ofRecords) {
       return false;
     }
     const bool isOnTheSide = threads_ > 1 && file.attributes().size > kWorthAThread;
     TextTable texts;
     std::future<void> filling =
         std::async(isOnTheSide ? std::launch::async | std::launch::deferred : std::launch::deferred,
-                   [&] { texts.fill(*readerOf(file)); });
+                   [&] { texts.fill(std::move(*ofTexts)); });
     if (filling.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
       filling.get();  // where no other thread can be had
     }
-    replaceKnown(Reader(*readerOf(file), texts).readFiles());
+    replaceKnown(Reader(std::move(*ofRecords), texts).readFiles());
   } catch (const DecodeError&) {
     return false;
   }
