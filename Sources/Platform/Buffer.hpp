@@ -32,6 +32,7 @@ class Buffer {
   /// Takes in the `count` bytes that were written to `room`.
   void grow(std::size_t count) { size_ += count; }
 
+  /// Appends the bytes, which must not lie in this buffer.
   void append(std::string_view bytes) {
     if (!bytes.empty()) {
       std::memcpy(room(bytes.size()), bytes.data(), bytes.size());
@@ -46,7 +47,7 @@ class Buffer {
     }
   }
 
-  /// Moves what lies behind the first `count` bytes to the front.
+  /// Removes the first `count` bytes, at most `size()`; the bytes behind them move to the front.
   void dropFront(std::size_t count) {
     size_ -= count;
     if (size_ > 0) {
@@ -54,6 +55,7 @@ class Buffer {
     }
   }
 
+  /// Removes all bytes; the capacity stays.
   void clear() { size_ = 0; }
 
  private:

@@ -11,7 +11,8 @@
 namespace tallyfin {
 namespace {
 
-// The ends of the calendar: so far that no day is missed, so near that a double still tells seconds apart.
+// How far from 1970 the calendar reaches either way. Up to 2^53 seconds (9.007e15) a double holds every whole
+// second.
 constexpr double kFarthest = 9e15;  // seconds; about 285 million years
 
 absl::Time toAbsl(TimePoint time) {
@@ -84,7 +85,8 @@ TimePoint Calendar::startOfDay(TimePoint time, std::int64_t daysLater) const {
   if (absl::ToCivilDay(toAbsl(start), zone_) == day) {
     return start;
   }
-  // Beyond the end, or a date that the zone skipped, which has the moment where the next one starts.
+  // Either the day lies beyond the calendar's limits, or the zone skipped it: `start` is then where the next
+  // date starts.
   return startOfDay(TimePoint{daysLater < 0 ? start.seconds - 1 : start.seconds});
 }
 
@@ -183,7 +185,7 @@ std::string Calendar::formatYearMonth(TimePoint time) const {
 }
 
 std::string Calendar::formatDistinctMinute(TimePoint time) const {
-  constexpr std::size_t kOffset = 19;  // where it stands, behind yyyy-MM-ddTHH:mm:ss
+  constexpr std::size_t kOffset = 19;  // where formatInstant writes the offset, behind yyyy-MM-ddTHH:mm:ss
   const absl::CivilMinute minute(absl::ToCivilSecond(toAbsl(time), zone_));
   const bool isRepeated = zone_.At(absl::CivilSecond(minute)).kind == absl::TimeZone::TimeInfo::REPEATED;
   return isRepeated ? formatMinute(time) + formatInstant(time).substr(kOffset) : formatMinute(time);
@@ -213,15 +215,16 @@ std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {
     return std::nullopt;
   }
   const std::optional<TimePoint> start = startOfDay(date);
-  // A zone that crossed the date line skipped a whole day: it is in the calendar but was never there.
+  // A zone that crossed the date line skipped a whole day: its date exists, but no moment in the zone falls
+  // on it.
   return start && this->date(*start) == date ? start : std::nullopt;
 }
 
 void DayLookup::look(TimePoint time) {
   start_ = calendar_.startOfDay(time);
   end_ = start_;
-  // On a day of a clock change the date can go back for a while, where midnight itself comes twice; nothing
-  // is kept then. That is two days a year.
+  // Where a clock change makes midnight come twice, the date goes back for a while. So only days of 24 hours
+  // are kept; the others, two a year, are looked up for each time.
   constexpr double kPlainDay = 86'400;
   const TimePoint next = calendar_.startOfDay(time, 1);
   if (next.seconds - start_.seconds == kPlainDay && time >= start_ && time < next) {

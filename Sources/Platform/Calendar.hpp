@@ -1,7 +1,7 @@
 #pragma once
 
 // The Gregorian calendar of one time zone. Moments and calendar days are related only through a zone, so
-// whoever needs days or hours takes a Calendar; nothing below this file asks the process for its zone.
+// whoever needs days or hours takes a Calendar. Only Calendar::local asks the process for its zone.
 //
 //   const Calendar saoPaulo = *Calendar::named("America/Sao_Paulo");
 //   saoPaulo.startOfDay(t);  // on 2018-11-04 that is 01:00, since clocks jumped over midnight
@@ -28,7 +28,7 @@ struct CalendarDate {
   friend auto operator<=>(const CalendarDate&, const CalendarDate&) = default;
 };
 
-/// A month or a year as a stretch of time: up to `end`, and without it.
+/// A month or a year: from `start`, which is part of it, to `end`, which is not.
 struct CalendarInterval {
   TimePoint start;
   TimePoint end;
@@ -48,8 +48,8 @@ class Calendar {
   static Calendar local();
 
   /// The first moment of the day that `time` falls on. Where the clocks jump over midnight that is the moment
-  /// of the jump; where midnight comes twice, the first. Times that are no number, or further than 285
-  /// million years away, count as the nearest that is not.
+  /// of the jump; where midnight comes twice, the first. A time further than 285 million years from 1970
+  /// counts as the limit on its side; NaN counts as the limit in the past.
   TimePoint startOfDay(TimePoint time) const;
 
   /// The start of the day that lies `daysLater` calendar days after that of `time`, before it when negative.
@@ -80,14 +80,15 @@ class Calendar {
   /// The start of the first day of the month that `time` falls in, in any year.
   TimePoint startOfMonth(TimePoint time) const;
 
-  /// When the hour began that the local clock shows at `time`. A full hour that the clocks jumped over began
-  /// with the jump; of one that comes twice each is an hour of its own.
+  /// When the hour began that the local clock shows at `time`. If the clocks jumped over the beginning of
+  /// that hour, it is the moment of the jump. When an hour comes twice, each counts as an hour of its own.
   TimePoint startOfHour(TimePoint time) const;
 
   /// Calendar days from the day of `from` to that of `to`, however long each was; negative when `to` comes
   /// first.
   std::int64_t daysBetween(TimePoint from, TimePoint to) const;
 
+  /// The calendar date that `time` falls on.
   CalendarDate date(TimePoint time) const;
 
   /// Hour of the local day, 0 to 23. On a day of 25 hours one hour comes twice.
@@ -135,6 +136,7 @@ class DayLookup {
  public:
   explicit DayLookup(const Calendar& calendar) : calendar_(calendar) {}
 
+  /// As Calendar::startOfDay.
   TimePoint startOfDay(TimePoint time) {
     if (!(time >= start_ && time < end_)) {
       look(time);
@@ -147,7 +149,7 @@ class DayLookup {
 
   const Calendar& calendar_;
   TimePoint start_;  // of the last day looked up
-  TimePoint end_;    // until here every time from start_ on falls on that day; start_ when nothing is kept
+  TimePoint end_;    // times in [start_, end_) fall on that day; equal to start_ when nothing is kept
 };
 
 }  // namespace tallyfin

@@ -5,8 +5,8 @@
 
 namespace tallyfin {
 
-/// Appends texts one after the other. Debian's Abseil has a string_view of its own, so that absl::StrAppend
-/// takes none of ours.
+/// Appends texts one after the other. absl::StrAppend cannot be used: in Debian's Abseil it takes
+/// absl::string_view, which is not std::string_view there.
 template <typename... Parts>
 void append(std::string& out, const Parts&... parts) {
   (out.append(std::string_view(parts)), ...);

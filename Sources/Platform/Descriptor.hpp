@@ -15,7 +15,7 @@ namespace tallyfin {
 /// find another file.
 bool canBePath(const std::string& path);
 
-/// What a look at a file tells. Of a symbolic link it is the target that counts.
+/// Attributes of a file. Those of a symbolic link are those of its target.
 struct FileAttributes {
   std::uint64_t size = 0;    ///< bytes
   double modified = 0;       ///< seconds since 1970, with the file system's fraction
@@ -28,7 +28,8 @@ struct FileAttributes {
 /// Attributes of the file at `path`; absent when they cannot be had (missing, dangling link, no permission).
 std::optional<FileAttributes> fileAttributes(const std::string& path);
 
-/// The same of a file in an open directory, without the walk to it.
+/// The same of the entry `name` of the open directory with that descriptor: the system need not resolve the
+/// directory's path again.
 std::optional<FileAttributes> fileAttributes(int directory, const char* name);
 
 /// A file descriptor, closed at the end of the scope.
@@ -50,20 +51,22 @@ class Descriptor {
   bool isOpen() const { return number_ >= 0; }
   int number() const { return number_; }
 
-  /// The descriptor, no longer closed here.
+  /// Hands the descriptor to the caller, who then has to close it; -1 when none is open.
   int release() { return std::exchange(number_, -1); }
 
   /// Attributes of the open file; absent when they cannot be had.
   std::optional<FileAttributes> attributes() const;
 
-  /// True when all went well; after EINTR the descriptor is closed all the same.
+  /// Closes the descriptor, if one is open. False when the system reports an error, such as a write that
+  /// failed late. EINTR is none, since the descriptor is closed then, too.
   bool close();
 
  private:
   int number_ = -1;
 };
 
-/// A regular file, open for reading. Nothing else opens: it could block or never end.
+/// A regular file, open for reading. Anything else, such as a FIFO or a device, counts as not open: reading
+/// it could block or never end.
 class PlainFile {
  public:
   explicit PlainFile(const std::string& path);

@@ -92,7 +92,8 @@ void sortAsText(std::vector<FoundFile>& files) {
     std::ranges::sort(files, {}, &FoundFile::path);
     return;
   }
-  // Bytes of well-formed UTF-8 stand in the order of code points, so the canonical forms compare as bytes.
+  // In well-formed UTF-8 the order of bytes is that of code points, so the canonical forms are compared as
+  // bytes.
   std::vector<std::pair<std::string, FoundFile>> keyed;
   keyed.reserve(files.size());
   for (FoundFile& file : files) {
@@ -109,25 +110,25 @@ void sortAsText(std::vector<FoundFile>& files) {
 
 constexpr std::string_view kTemporaryMark = ".tmp.";
 
-// Whoever writes a temporary file holds a lock on it, which ends with the process, whatever process ids mean
-// in other containers that share the folder.
+// Whoever writes a temporary file holds a lock on it, which ends with the process. A process id in the name
+// would not do: it means nothing in another container that shares the folder.
 bool isLocked(const Descriptor& file) {
   return ::flock(file.number(), LOCK_EX | LOCK_NB) != 0;
 }
 
-/// What the temporary files of a target begin with: its path, of a long name only so much that the whole
-/// stays within the 255 bytes that file systems take, and the mark.
+/// What the paths of a target's temporary files begin with: the target's path, then kTemporaryMark. A long
+/// name is cut, so that the whole name stays within the 255 bytes that file systems take.
 std::string temporaryStart(const std::string& target) {
   constexpr std::size_t kMostOfName = 200;         // bytes
   const std::size_t name = target.rfind('/') + 1;  // 0 without a slash
   std::size_t end = std::min(target.size(), name + kMostOfName);
   while (end > name && end < target.size() && (static_cast<unsigned char>(target[end]) & 0xC0) == 0x80) {
-    --end;  // not within a character
+    --end;  // a character is not cut in two
   }
   return concat(std::string_view(target).substr(0, end), kTemporaryMark);
 }
 
-/// A file beside `target` that is gone again unless it took the target's place.
+/// A temporary file beside `target`. It is removed at the end unless it took the target's place.
 class Temporary {
  public:
   Temporary(const std::string& target, unsigned mode) : target_(target) {
@@ -139,8 +140,8 @@ class Temporary {
       if (!file_.isOpen() && errno != EEXIST) {
         break;
       }
-      // Without locks on this file system none are needed. A file that another process has locked, or has
-      // removed, before it was ours is left to it.
+      // Where the file system has no locks the file is used without one. Another process may have taken the
+      // new file for a stale one and removed it before the lock was ours: then the next name is tried.
       struct stat status {};
       if (file_.isOpen() && (::flock(file_.number(), LOCK_EX) != 0 ||
                              (::fstat(file_.number(), &status) == 0 && status.st_nlink > 0))) {
@@ -211,7 +212,7 @@ class Temporary {
   }
 
   /// Lets the disk begin with the last `count` bytes while the next are written, so that there is less to
-  /// wait for at the end. Only a hint: small files do without.
+  /// wait for at the end. Only a hint, which is not given for small pieces.
   void startFlushing(std::size_t count) {
 #ifdef __linux__
     if (count >= kCollected) {
@@ -228,7 +229,7 @@ class Temporary {
   off_t written_ = 0;  // bytes
 };
 
-/// Whether the end of a name is one that a temporary file has: two numbers with a point between.
+/// Whether a name ends as those of temporary files do: in two numbers with a dot between them.
 bool isOurs(std::string_view end) {
   const std::size_t point = end.find('.');
   const auto isNumber = [](std::string_view text) {
@@ -298,9 +299,10 @@ std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::s
     return std::nullopt;
   }
   std::vector<FoundFile> found;
-  // A list of what is still to do instead of recursion: one descriptor at a time, whatever the depth.
+  // A list of directories still to be read, not recursion: only one descriptor is open at a time, whatever
+  // the depth.
   std::vector<std::string> pending = {root};
-  int flags = 0;  // the root may be a link, nothing below it
+  int flags = 0;  // the root may be a link; links below it are not followed
   while (!pending.empty()) {
     std::string directory = std::move(pending.back());
     pending.pop_back();
@@ -321,7 +323,7 @@ std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::s
       }
       if (hasExtension(name, extension)) {
         std::string path = concat(directory, name);
-        // What has too long a path can be looked at from here, but not be opened.
+        // A file with too long a path could not be opened by it, so it gets no attributes.
         std::optional<Attributes> attributes =
             path.size() < PATH_MAX ? listing.attributes(*entry) : std::nullopt;
         found.push_back({std::move(path), attributes});

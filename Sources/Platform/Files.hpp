@@ -34,11 +34,11 @@ struct FoundFile {
   std::optional<Attributes> attributes;  ///< absent when they cannot be had
 };
 
-/// All entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a
-/// name must have something before that dot. Entries whose name begins with a point are left out, with all
-/// that lies below them. Symbolic links to directories are not walked. Directories that cannot be read are
-/// passed over. Sorted by the code points of the paths' canonical forms, then by bytes. Absent when `root` is
-/// no directory.
+/// All entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a name must
+/// have something before that dot. Entries whose name begins with a dot are left out, with all that lies
+/// below them. Symbolic links to directories are not followed, but `root` may be one. Directories that cannot
+/// be read are passed over. Sorted by the code points of the paths' canonical forms, then by bytes. Absent
+/// when `root` is no directory.
 std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension);
 
 /// Names of the entries of a directory, unsorted, without "." and ".."; absent when it cannot be listed.
@@ -50,9 +50,9 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit);
 
 /// Writes what `produce` hands to its argument, piece by piece, to a temporary file beside `path`, flushes it
 /// to the disk and renames it over `path`: a reader sees the old content or the new, whole. The file gets
-/// `mode`, less what the process masks out. Temporary files that a killed process left behind are removed. A
-/// symbolic link is itself replaced; a directory or a device is refused. On failure the old file stays and
-/// the temporary one is gone. Gives the attributes of the new file. Throws std::system_error.
+/// `mode`, less the bits of the process's umask. Temporary files that a killed process left behind are
+/// removed. A symbolic link is itself replaced; a directory or a device is refused. On failure the old file
+/// stays and the temporary one is gone. Gives the attributes of the new file. Throws std::system_error.
 using Output = absl::FunctionRef<void(std::string_view)>;
 Attributes replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce,
                              unsigned mode = 0600);
@@ -61,7 +61,7 @@ Attributes replaceAtomically(const std::string& path, absl::FunctionRef<void(Out
 Attributes replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts,
                              unsigned mode = 0600);
 
-/// Makes a directory with all its parents. The error, if any, or nothing.
+/// Makes a directory with all its missing parents. Gives the error; false as a condition when there was none.
 std::error_code createDirectories(const std::string& path);
 
 /// Removes a file; a failure is ignored.
@@ -75,9 +75,9 @@ std::string homeDirectory();
 /// unknown user leaves the path as it is.
 std::string expandingTilde(const std::string& path, const std::string& home);
 
-/// Where programs keep files of their own that can be made anew: ~/.cache on Linux, from the home directory
-/// alone (a client starts a server with HOME but without the XDG variables, and a shell and a client must not
-/// see two caches); ~/Library/Application Support on macOS.
+/// Where programs keep files that they can make again: ~/.cache on Linux, ~/Library/Application Support on
+/// macOS. XDG_CACHE_HOME is not read: it may be set in a shell and missing where another program starts this
+/// one, and both must find the same files.
 std::string applicationSupportDirectory(const std::string& home);
 
 /// The part behind the last "/", trailing slashes not counted; "/" for the root, empty for an empty path.
@@ -87,8 +87,8 @@ std::string_view lastComponent(std::string_view path);
 /// empty.
 std::string_view withoutLastComponent(std::string_view path);
 
-/// A file name without its extension: what stands before the last dot, or all when there is no dot, or
-/// nothing but the dot's own name behind or before it (".profile", "name.").
+/// A file name without its extension: what stands before the last dot. The whole name when it has no dot,
+/// when its last dot comes first (".profile"), or when nothing follows the dot ("name.").
 std::string_view withoutExtension(std::string_view name);
 
 }  // namespace tallyfin::Files

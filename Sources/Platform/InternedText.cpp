@@ -18,8 +18,9 @@
 namespace tallyfin {
 namespace {
 
-// An array that grows without moving: readers index it without a lock while others append. Whoever holds an
-// index got it from the thread that wrote the element, so the element is visible.
+// An array that grows without moving: readers index it without a lock while others append. An index reaches
+// another thread only from the one that wrote the element, through a lock or the like, so that the element is
+// visible there.
 template <typename T>
 class GrowingArray {
  public:
@@ -34,7 +35,7 @@ class GrowingArray {
     T* elements = block.load(std::memory_order_acquire);
     if (elements == nullptr) {
       auto fresh = std::make_unique<T[]>(std::size_t{kBlockMask} + 1);
-      // Whoever comes second takes the block of the first, which `elements` then is.
+      // If another thread was first to set the block, the exchange puts that block into `elements`.
       if (block.compare_exchange_strong(elements, fresh.get(), std::memory_order_acq_rel)) {
         elements = fresh.release();
       }
@@ -111,7 +112,7 @@ class Places {
   }
 
   // Fetches into the processor's cache what `find` will look at. Needs no lock: should another thread enlarge
-  // the table just now, something else is fetched.
+  // the table just now, the wrong memory is fetched, which does no harm.
   void prefetch(std::uint32_t hash) const {
     const std::uintptr_t start = start_.load(std::memory_order_relaxed);
     const std::size_t at = hash & mask_.load(std::memory_order_relaxed);
@@ -122,7 +123,7 @@ class Places {
  private:
   struct Place {
     std::uint32_t hash = 0;
-    std::uint32_t next = 0;  // the index and 1; 0: free
+    std::uint32_t next = 0;  // the index plus 1; 0: the place is free
   };
 
   void put(Place place) {
@@ -194,7 +195,7 @@ class Pool {
   }
 
   // The number or index of a text that was stored with just these bytes. All that is stored is well-formed,
-  // so a text that is found needs no look at its characters.
+  // so a text that is found need not be checked.
   std::optional<std::uint32_t> knownNumber(std::string_view text) {
     const std::uint32_t hash = hashOf(text);
     Shard& shard = shardOf(hash);
@@ -226,7 +227,7 @@ class Pool {
  private:
   static constexpr std::size_t kShards = 16;
 
-  // By the bits of the hash that its place in the shard needs last.
+  // The top four bits of the hash choose the shard; the lowest ones choose the place in it.
   Shard& shardOf(std::uint32_t hash) { return shards_[hash >> 28]; }
 
   std::uint32_t number(std::string_view text, std::uint32_t hash) {

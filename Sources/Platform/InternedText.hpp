@@ -5,7 +5,8 @@
 // values index arrays instead of hashing texts.
 //
 // Texts that are canonically equivalent (NFC) are equal and share one number, yet each handle keeps the
-// spelling it was made from. ASCII pays one bit test for that. Interned texts are never freed.
+// spelling it was made from. For texts in ASCII that costs only the test of one bit. Interned texts are never
+// freed.
 
 #include <compare>
 #include <cstddef>
@@ -34,16 +35,17 @@ class InternedText {
   /// The text in canonical form (NFC). The view lives as long as the process.
   std::string_view canonical() const;
 
-  /// Whether `text` is in canonical form.
+  /// Whether `text()` is in canonical form.
   bool isCanonical() const { return (id_ & kVariant) == 0; }
 
   bool empty() const { return id_ == 0; }
 
-  /// The same for equal texts, dense from 0; below `count()`. The numbers say nothing about order and differ
-  /// from run to run when threads intern at once, so no output may depend on them.
+  /// A number that equal texts share, from 0 for the empty text up to `count()` - 1, without gaps. Numbers
+  /// say nothing about order and differ from run to run when threads intern at once, so no output may depend
+  /// on them.
   std::uint32_t number() const { return isCanonical() ? id_ : numberOfVariant(); }
 
-  /// The same only for texts that are spelled alike, byte for byte. As meaningless outside this run.
+  /// A number that only texts of the same bytes share. It differs from run to run as `number` does.
   std::uint32_t spelling() const { return id_; }
 
   /// How many numbers have been given out so far.

@@ -1,10 +1,9 @@
 #pragma once
 
-// JSON, strictly by RFC 8259, by one reader for everything that is read. Invalid UTF-8, a byte order mark, an
-// escaped lone surrogate, a literal NaN, a trailing comma or cut text make a document invalid. A number is
-// never too large and is kept as it was written. Nesting up to 1,024 levels is accepted and deeper refused,
-// so that recursion over a document is bounded. Equal keys are handed out one after the other; who reads them
-// lets the last one win.
+// JSON, read strictly by RFC 8259. Invalid UTF-8, a byte order mark, an escaped lone surrogate, a literal
+// NaN, a trailing comma or cut text make a document invalid. A number is never too large and is kept as it
+// was written. Nesting up to 1,024 levels is accepted and deeper refused, so that recursion over a document
+// is bounded. Members with equal keys are all handed out, in their order; the caller lets the last one win.
 
 #include <cstdint>
 #include <optional>
@@ -29,6 +28,7 @@ namespace tallyfin {
 /// numbers of all that it passes over; UTF-8 is checked by `finish`.
 class JsonReader {
  public:
+  /// `invalid`: no value begins here, or the text has ended.
   enum class Kind : std::uint8_t { object, array, string, number, boolean, null, invalid };
 
   /// A string as it stands in the text, between the quotation marks.
@@ -46,7 +46,7 @@ class JsonReader {
   /// The kind of the value that comes next; it is not consumed.
   Kind peek();
 
-  /// Consumes "{" or "[".
+  /// Consumes "{" or "["; false, and a failure, when something else comes next or nesting gets too deep.
   bool beginObject();
   bool beginArray();
 
@@ -82,17 +82,17 @@ class JsonReader {
   /// Consumes a value of any kind, checking it.
   void skipValue();
 
-  /// The same; gives the value as it stands in the text.
+  /// The same; gives the value as it stands in the text. On failure that means nothing.
   std::string_view rawValue();
 
   /// Consumes a value of any kind; absent when it is no string.
   std::optional<std::string> optionalText();
 
   /// Consumes a value of any kind and appends it to `out` as compact JSON: no white space, no escaped
-  /// slashes, numbers as they were written. A copy is no reading: equal keys stay, each with its value.
+  /// slashes, numbers as they were written. Members with equal keys are all copied.
   void copyValue(std::string& out);
 
-  /// True when the whole text was one valid value and white space.
+  /// True when the whole text was one valid value, with nothing but white space around it, and valid UTF-8.
   bool finish();
 
   bool failed() const { return failed_; }
@@ -114,14 +114,14 @@ class JsonReader {
   bool failed_ = false;
 };
 
-/// An argument that came in, or the object of them.
+/// A JSON value in memory: null, a boolean, a number, a string or an object. There are no lists.
 class JsonValue {
  public:
   /// A number as it was written, so that it can be given back unchanged.
   struct Number {
     std::string digits;
   };
-  /// Members in the order of their keys' first appearance; no two keys are the same.
+  /// Members by key. Whoever builds an object chooses their order and gives no key twice.
   using Object = std::vector<std::pair<std::string, JsonValue>>;
 
   JsonValue() = default;  ///< null
@@ -132,10 +132,11 @@ class JsonValue {
   JsonValue(const char* value) : value_(std::string(value)) {}
   JsonValue(Object value) : value_(std::move(value)) {}
 
-  /// Consumes a value of any kind. Null for a list or an object, of which no caller has use, and on failure.
+  /// Consumes a value of any kind. Gives null for a list or an object, whose content is dropped, and on
+  /// failure.
   static JsonValue scalar(JsonReader& reader);
 
-  /// Each gives the payload, or null when the value is of another kind.
+  /// Each gives a pointer to the value, or null when it is of another kind.
   const Object* object() const { return std::get_if<Object>(&value_); }
   const std::string* string() const { return std::get_if<std::string>(&value_); }
   const bool* boolean() const { return std::get_if<bool>(&value_); }

@@ -18,7 +18,8 @@ class Decimal {
     std::copy_if(mantissa.begin(), mantissa.end(), std::back_inserter(digits_), isDigit);
     point_ = static_cast<std::int64_t>(std::min(mantissa.find('.'), end)) - (negative_ ? 1 : 0);
     if (end < text.size()) {
-      // Beyond a billion either way every number is too large or too small, however many digits it has.
+      // With an exponent beyond a billion either way the number is too large or too small, whatever its
+      // digits.
       point_ += std::clamp(saturated(std::string(text.substr(end + 1))), -kFarthest, kFarthest);
     }
     const std::size_t zeros = std::min(digits_.find_first_not_of('0'), digits_.size());
@@ -32,7 +33,7 @@ class Decimal {
     return last == std::string::npos || static_cast<std::int64_t>(last) < point_;
   }
 
-  // Towards zero, and to the nearest that fits.
+  // The fraction is cut off; a number beyond 64 bits becomes the nearest that fits.
   std::int64_t integer() const {
     constexpr std::int64_t kTooMany = 20;  // digits for 64 bits
     const auto before = static_cast<std::size_t>(std::clamp<std::int64_t>(point_, 0, kTooMany));

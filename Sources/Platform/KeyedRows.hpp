@@ -1,8 +1,8 @@
 #pragma once
 
 // Values by key, in the order in which the keys first came up: a defined order, so that whoever walks them
-// needs no sort to give the same answer on every run. Made for passes in which the next key is mostly the
-// last one again: that costs one comparison, and a handful of keys is searched without hashing.
+// needs no sort to give the same answer on every run. Made for passes in which a key mostly equals the one
+// before it: finding it again costs one comparison. Up to six keys are searched without hashing.
 
 #include "absl/container/flat_hash_map.h"
 
@@ -47,7 +47,8 @@ class RowIndex {
   }
 
  private:
-  /// So many of the newest rows are compared one by one. Few enough to cost less than hashing.
+  /// At most so many of the newest rows are not in the index but compared one by one, which costs less than
+  /// hashing.
   static constexpr std::size_t kUnindexed = 6;
 
   template <typename Value>
@@ -76,13 +77,15 @@ class KeyedRows {
  public:
   using Row = std::pair<Key, Value>;
 
-  /// The value of a key, empty and new if need be.
+  /// The value of a key; a new key gets an empty one.
   Value& operator[](const Key& key) { return rows_[place(key)].second; }
 
-  /// The position of a key's row in the order of first appearance, new if need be. It stays valid.
+  /// The position of a key's row in the order of first appearance; a new key gets a row at the end. Positions
+  /// never change.
   std::size_t place(const Key& key) { return index_.place(rows_, key); }
 
-  /// The key at a position that `place` gave: of keys that are equal but not alike the first that came up.
+  /// The key at a position that `place` gave: of keys that compare equal but are spelled differently, the
+  /// first that came up.
   const Key& keyAt(std::size_t position) const { return rows_[position].first; }
 
   /// The value of the row at such a position.

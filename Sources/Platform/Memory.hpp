@@ -2,8 +2,8 @@
 
 namespace tallyfin {
 
-/// Gives memory that was freed back to the system, where the allocator would keep it for itself. For the
-/// moments behind something large, since it takes a walk through what is free.
+/// Returns freed memory to the system, which glibc's allocator would keep for later; with other libraries
+/// nothing happens. It walks through all free memory, so it is called only after much was freed.
 void giveBackMemory();
 
 }  // namespace tallyfin

@@ -15,8 +15,8 @@ constexpr bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/// The number that the `count` (at most nine) bytes at `at` write; -1 unless all are digits. The text must
-/// reach that far.
+/// The decimal number in the `count` bytes of `text` from `at` on, at most nine; -1 unless all are digits.
+/// The text must hold all these bytes.
 constexpr int digitsAt(std::string_view text, std::size_t at, std::size_t count) {
   int value = 0;
   for (const char c : text.substr(at, count)) {
@@ -28,8 +28,8 @@ constexpr int digitsAt(std::string_view text, std::size_t at, std::size_t count)
   return value;
 }
 
-/// Sum of two counts that stays at the end of the range instead of overflowing: an absurd count must not
-/// turn a large figure into a negative one.
+/// The sum of two counts; one that would overflow becomes the largest or smallest value, so that an absurd
+/// count does not turn a large figure into a negative one.
 inline std::int64_t saturatingAdd(std::int64_t left, std::int64_t right) {
   std::int64_t sum = 0;
   if (!__builtin_add_overflow(left, right, &sum)) {

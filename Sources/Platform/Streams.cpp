@@ -60,7 +60,7 @@ bool LineInput::fill() {
     Buffer smaller;
     smaller.append(buffer_.bytes());
     buffer_ = std::move(smaller);
-    giveBackMemory();  // what was made from the long line is freed by now as well
+    giveBackMemory();  // by now the caller has freed what it made from the long line
   }
   for (;;) {
     const ssize_t count = read(descriptor_, buffer_.room(kChunk), kChunk);

@@ -1,8 +1,8 @@
 #pragma once
 
 // Lines in and bytes out over file descriptors, without the buffers of the C and C++ libraries: what has been
-// written has reached the descriptor. Interrupted calls are repeated, and a descriptor that its other holder
-// has set to non-blocking is waited for.
+// written has reached the descriptor. Interrupted calls are repeated. A process that shares the descriptor
+// may have made it non-blocking: then a call waits until it is ready.
 
 #include "Platform/Buffer.hpp"
 
@@ -12,11 +12,11 @@
 
 namespace tallyfin {
 
-/// Takes a descriptor apart into lines of any length. The buffer grows with the longest pending line and
-/// shrinks again behind it.
+/// Reads a descriptor line by line. A line may have any length: the buffer grows with it and shrinks again
+/// after it.
 class LineInput {
  public:
-  /// `descriptor` stays open and with the caller.
+  /// The caller keeps `descriptor` and closes it.
   explicit LineInput(int descriptor) : descriptor_(descriptor) {}
 
   /// The next line without its line feed and a carriage return before it; what stands behind the last line
@@ -36,7 +36,7 @@ class LineInput {
   std::size_t scanned_ = 0;  // no line feed in [begin_, scanned_)
 };
 
-/// Writes all of `bytes`; false when the descriptor takes no more.
+/// Writes all of `bytes`; false when a write fails.
 bool writeAll(int descriptor, std::string_view bytes);
 
 }  // namespace tallyfin

@@ -48,8 +48,8 @@ Decoded decode(std::string_view text, std::size_t position) {
   if (const Decoded whole = wellFormed(rest); whole.point >= 0) {
     return whole;
   }
-  // Whether more than a lead byte begins a sequence depends on the second byte alone, so that it can be tried
-  // with any continuation.
+  // Whether some bytes can begin a well-formed sequence depends on the first two alone. So they are tried
+  // with continuation bytes added.
   for (std::size_t length = std::min<std::size_t>(rest.size(), 3); length > 1; --length) {
     const Decoded continued = wellFormed(std::string(rest.substr(0, length)).append("\x80\x80"));
     if (continued.point >= 0 && continued.length > length) {
@@ -119,8 +119,8 @@ bool isWhitespace(CodePoint point) {
          point == 0x2029;
 }
 
-/// How many bytes at the end of `text` are a character that is dropped. It is well-formed, of at most three
-/// bytes, and its first byte can be no part of another.
+/// The length in bytes of the last code point of `text` when `drops` is true for it, else 0. Code points that
+/// are dropped have at most three bytes, and their first byte never stands within another.
 std::size_t droppedAtEnd(std::string_view text, bool (*drops)(CodePoint)) {
   for (std::size_t length = 1; length <= std::min<std::size_t>(text.size(), 3); ++length) {
     const Decoded last = decode(text, text.size() - length);
@@ -149,8 +149,8 @@ void appendDecomposed(std::vector<CodePoint>& points, CodePoint point) {
   points.insert(points.end(), parts.begin(), parts.begin() + count);
 }
 
-/// Whether a code point shows nothing, or turns what stands around it. The two joiners (U+200C, U+200D) are
-/// part of words and emoji.
+/// Whether a code point shows nothing by itself, or changes the direction of the text around it. The two
+/// joiners (U+200C, U+200D) are part of words and emoji.
 bool isShapeless(CodePoint point) {
   switch (utf8proc_category(point)) {
     case UTF8PROC_CATEGORY_CC:

@@ -1,8 +1,8 @@
 #pragma once
 
-// What people mean by text, on top of UTF-8 bytes: user-perceived characters (extended grapheme clusters,
-// Unicode UAX #29), canonical equivalence (NFC, UAX #15), Unicode lower case. ASCII,
-// which is nearly all text, is handled without tables where that saves time.
+// Text in UTF-8 as people see it: user-perceived characters (extended grapheme clusters, Unicode UAX #29),
+// canonical equivalence (NFC, UAX #15), Unicode lower case. ASCII, which is nearly all text, is handled
+// without tables where that saves time.
 //
 //   Text::fitted("Größe", 7)      // "Größe  ", two spaces: five characters, seven bytes
 //   Text::contains("café", "fe")  // false: é is one character, spelled either way
@@ -53,8 +53,9 @@ std::string_view suffix(std::string_view text, std::size_t count);
 std::string fitted(std::string_view text, std::size_t width);
 
 /// The text as a person may safely see it: code points without a shape of their own (controls, marks of
-/// direction, zero widths but for the joiners, noncharacters, lone line and paragraph separators) are spelled
-/// out as \u{202E}. Of more than `limit` code points, at least 4, the middle is left out for an ellipsis.
+/// direction, zero widths but for the joiners, noncharacters, line and paragraph separators) are spelled out
+/// as \u{202E}. In a text of more than `limit` code points an ellipsis stands for the middle; `limit` is at
+/// least 4.
 std::string visible(std::string_view text, std::size_t limit);
 
 /// True when every character of the text is a number (Unicode categories Nd, Nl and No); false for empty
@@ -78,7 +79,8 @@ bool contains(std::string_view text, std::string_view part);
 /// Order by the code points of the canonical forms; canonically equivalent texts are equal.
 std::strong_ordering compare(std::string_view left, std::string_view right);
 
-/// The total order of lists of paths and names: as `compare` has it, spellings of one text by their bytes.
+/// A total order, for lists of paths and names: that of `compare`, and of texts that are equal there the
+/// order of their bytes.
 bool isBefore(std::string_view left, std::string_view right);
 
 }  // namespace tallyfin::Text

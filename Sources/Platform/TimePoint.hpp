@@ -19,7 +19,7 @@ struct TimePoint {
   }
 };
 
-/// Tells the time. Handed down from `main`; tests move theirs by hand.
+/// Gives the present time. `main` passes the system's clock down; tests pass one that they set.
 using Clock = std::function<TimePoint()>;
 
 }  // namespace tallyfin

@@ -1,7 +1,8 @@
 #pragma once
 
 // The command `tallyfin`: the server's answers, tables and documents of the same figures, and checks, for
-// people and scripts. Nothing here asks the process for anything; `main` hands in all of it.
+// people and scripts. Nothing here asks the process for its clock, environment or streams; `main` passes all
+// of them in.
 
 #include "Tallyfin/Console.hpp"
 #include "TallyfinCore/Environment.hpp"
@@ -15,8 +16,9 @@ namespace tallyfin::Command {
 inline constexpr int done = 0;
 inline constexpr int failed = 1;      ///< the work failed, or `verify` found a divergence
 inline constexpr int wrongUsage = 2;  ///< nothing was done
-inline constexpr int overBudget = 3;
-inline constexpr int unknownBudget = 4;  ///< requests without a price: within the budget, or not
+inline constexpr int overBudget = 3;  ///< the budget is exceeded
+/// Whether the budget holds is not known, since requests have no price.
+inline constexpr int unknownBudget = 4;
 
 /// Runs the command with its arguments, without its own name; gives the exit status.
 int run(const std::vector<std::string>& arguments, Environment environment, const Console& console);

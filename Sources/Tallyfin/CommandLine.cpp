@@ -21,7 +21,7 @@ class Parser {
   explicit Parser(const Subcommand& subcommand) : subcommand_(subcommand) {
     app_.name(concat("tallyfin ", subcommand.name));
     app_.description(subcommand.summary);
-    app_.allow_extras();  // told below, with the option that was probably meant
+    app_.allow_extras();  // refuse() tells of them, with the option that was probably meant
     app_.get_formatter()->column_width(30);
     app_.footer(subcommand.examples.empty()
                     ? ""
@@ -75,8 +75,7 @@ class Parser {
     return isOneOf ? concat(option.help, ": ", absl::StrJoin(option.words, ", ")) : option.help;
   }
 
-  // An empty value behind an equals sign becomes a word of its own; the library would take the next one
-  // instead.
+  // Turns "--name=" into "--name" and an empty word: the library would take the next word as the value.
   static std::vector<std::string> apart(const std::vector<std::string>& words) {
     std::vector<std::string> result;
     for (const std::string& word : words) {

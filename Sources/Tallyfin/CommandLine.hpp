@@ -1,6 +1,6 @@
 #pragma once
 
-// From the words of a command line to a subcommand with its options, checked; and the help that tells them.
+// Parses a command line: finds the subcommand and checks its options. Also the help that describes them.
 
 #include "Tallyfin/Subcommand.hpp"
 
@@ -20,7 +20,7 @@ struct CommandLine {
 /// Throws UsageError. A subcommand that is not named is the first of the table.
 CommandLine parse(const std::vector<std::string>& arguments);
 
-/// What stands where in a line that may not be finished.
+/// The parts of a command line that may be unfinished, for help and completion.
 struct NamedSubcommand {
   const Subcommand* subcommand = nullptr;  ///< null when none is named, or none that exists
   std::string name;                        ///< the words that stand where its name belongs; may be empty
@@ -28,7 +28,7 @@ struct NamedSubcommand {
 };
 NamedSubcommand findSubcommand(const std::vector<std::string>& words);
 
-/// The list of subcommands; the options of one.
+/// The text of help: the list of subcommands, or the options of one.
 std::string help();
 std::string help(const Subcommand& subcommand);
 

@@ -23,13 +23,14 @@ class Offers {
   explicit Offers(std::string word) : word_(std::move(word)) {}
 
   void add(std::string_view text, std::string_view meaning = {}) {
-    // What a terminal would not show as it is cannot be typed either, and a line feed would make two of it.
+    // A text that a terminal would not show as it is cannot be typed either; one with a line feed would
+    // become two offers.
     if (text.starts_with(word_) && visible(text) == text && text.find('\n') == std::string_view::npos) {
       append(lines_, text, meaning.empty() ? "" : "\t", meaning, "\n");
     }
   }
 
-  // A label that is mostly known by its last part: "~/src/atlas" is offered for "at" as well.
+  // Adds a path, which fits by its last part, too: "~/src/atlas" is offered for "at" as well.
   void addPath(std::string_view label) {
     const bool fitsLastPart = Files::lastComponent(label).starts_with(word_);
     Offers all(fitsLastPart ? "" : word_);
@@ -164,7 +165,7 @@ const Option* nextWord(const std::vector<Option>& options, const std::vector<std
   return nullptr;
 }
 
-// Where a shell takes "--by=project" apart, the sign is a word.
+// Some shells split "--by=project" into three words, of which "=" is one.
 std::vector<std::string> withoutEqualSigns(std::vector<std::string> words) {
   if (!words.empty() && words.back() == "=") {
     words.back().clear();

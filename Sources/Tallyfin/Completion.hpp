@@ -9,10 +9,10 @@
 
 namespace tallyfin::Command {
 
-/// What may stand for the last of the words that are given, one line each: the word, and behind a tab what it
-/// means where that is known. ":files" and ":folders" stand for those of the shell. Names of projects, agents
-/// and sessions come from the cache alone, so that the answer is quick; without one there are none. Never
-/// fails.
+/// What the last of the given words may become, one line each: the word, then a tab and its meaning where
+/// that is known. A line ":files" or ":folders" asks the shell to offer files or folders. Names of projects,
+/// agents and sessions come from the cache alone, so that the answer is quick; without one there are none.
+/// Never fails.
 std::string offers(const std::vector<std::string>& given, Environment environment);
 
 }  // namespace tallyfin::Command

@@ -51,7 +51,8 @@ bool isUtf8Locale() {
   return false;
 }
 
-// A program writes what it has at once, so an idle pipe is left after a moment and a slow one soon after.
+// A program that pipes something in writes it at once, so reading ends after `kPatience`, even if the pipe
+// stays open.
 std::string inputOfProcess() {
   constexpr std::size_t kMost = std::size_t{1} << 20;
   constexpr std::chrono::milliseconds kPatience(100);

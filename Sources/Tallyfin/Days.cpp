@@ -18,7 +18,7 @@ DateRange week(std::int64_t weeksLater, TimePoint now, const Calendar& calendar)
   return {monday, std::min(calendar.startOfDay(monday, 6), calendar.startOfDay(now)), calendar};
 }
 
-// A word that stands for a range and is none of the tools'.
+// A word for a range that the command knows and the tools do not.
 struct NamedRange {
   std::string word;
   std::string label;
@@ -36,7 +36,7 @@ std::vector<NamedRange> namedRanges(TimePoint now, const Calendar& calendar) {
   return ranges;
 }
 
-// The days of --from and --to. Both are read before either is refused.
+// The days of --from and --to. Both are read first, so that one message can tell the faults of both.
 Days explicitDays(const std::optional<std::string>& from, const std::optional<std::string>& to,
                   const Environment& environment) {
   const Calendar& calendar = environment.calendar;

@@ -24,7 +24,7 @@ std::string dashed(std::string_view name) {
   return text;
 }
 
-// How a person is told of a tool; the catalogue speaks to agents.
+// How help describes a tool to a person; the texts of the catalogue are for agents.
 struct Telling {
   std::string_view tool;
   std::string_view summary;

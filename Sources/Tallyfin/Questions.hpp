@@ -1,6 +1,6 @@
 #pragma once
 
-// The server's tools as subcommands: named, and with the options, as the catalogue has them.
+// The server's tools as subcommands, with the names and options that the catalogue gives them.
 
 #include "Platform/Json.hpp"
 #include "Tallyfin/Subcommand.hpp"
@@ -15,7 +15,7 @@ std::vector<Subcommand> questions();
 /// The options that narrow: --agent, --project and --session-id, with the texts of the catalogue.
 std::vector<Option> narrowingOptions();
 
-/// Those that were given, as arguments of a tool.
+/// Those of these options that were given, as arguments of a tool.
 JsonValue::Object narrowingArguments(const Arguments& arguments);
 
 }  // namespace tallyfin::Command

@@ -22,7 +22,8 @@ struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// What the value of an option is: checked before the work begins, and offered by completion.
+/// What kind of value an option takes. It is checked before the work begins, and completion offers such
+/// values.
 enum class Values : std::uint8_t { any, number, word, words, days, project, agent, session, file, directory };
 
 /// An option, or a word that stands without a name.
@@ -47,7 +48,7 @@ class Arguments {
   /// The value of an option that was given.
   std::optional<std::string> text(const std::string& name) const;
 
-  /// The same of one whose values are numbers; the largest for one that does not fit.
+  /// The same of an option that takes numbers; a number beyond 64 bits becomes the largest.
   std::optional<std::int64_t> number(const std::string& name) const;
 
   /// The same of a list, taken apart at its commas.
@@ -88,10 +89,10 @@ std::string nearest(std::string_view word, const std::vector<std::string>& known
 /// Writes a text to standard output as it is; gives the exit status.
 int write(std::string_view text, const Console& console);
 
-/// The same of a document; on a terminal control characters are shown.
+/// The same of a document; on a terminal, control characters in it are spelled out.
 int print(std::string_view document, const Console& console);
 
-/// Tells a line, or lines, on standard error, behind the command's name.
+/// Writes a line, or lines, to standard error, behind the command's name.
 void tell(std::string_view message, const Console& console);
 
 }  // namespace tallyfin::Command

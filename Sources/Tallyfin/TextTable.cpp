@@ -35,7 +35,7 @@ std::string ascii(std::string_view text) {
     const auto byte = static_cast<unsigned char>(text[at]);
     if (byte < 0x80) {
       out += text[at];
-    } else if (byte >= 0xC0) {  // the first of a sign, whose other bytes are passed over
+    } else if (byte >= 0xC0) {  // the first byte of a sign; its other bytes are skipped
       const auto* const known = std::ranges::find_if(
           kAscii, [&](const auto& sign) { return text.substr(at).starts_with(sign.first); });
       out += known == std::end(kAscii) ? "?" : known->second;

@@ -22,7 +22,8 @@ std::string homeDirectory(const Environment& environment) {
   return environment.expanded(environment.tallyfinHome).value_or(environment.home);
 }
 
-// One spelling of a directory, as far as that can be told.
+// The directory without links, "." and "..", so that different spellings of it are equal; as given when that
+// fails.
 std::string spelled(const std::string& directory) {
   std::error_code error;
   const std::filesystem::path path = std::filesystem::weakly_canonical(directory, error);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The road of every subcommand to the figures: the server's own DataSource, with what a person should know of
-// the reading told on standard error.
+// How every subcommand gets its figures: from the same DataSource as the server's. What a person should know
+// about the reading is written to standard error.
 
 #include "Tallyfin/Subcommand.hpp"
 #include "TallyfinMCP/DataSource.hpp"
@@ -12,8 +12,8 @@
 
 namespace tallyfin::Command {
 
-/// The environment with the options --home and --cache in it. A home of its own gets a cache of its own,
-/// beside the usual one, so that a look elsewhere does not throw that away.
+/// The environment with the options --home and --cache in it. With --home alone the cache is another file
+/// beside the usual one, so that reading another home does not replace what the usual one holds.
 Environment withOptions(Environment environment, const Arguments& arguments);
 
 /// Throws std::runtime_error, with the places that were looked at, when there is no home directory.
@@ -22,8 +22,8 @@ void requireHome(const Environment& environment);
 /// Tells that a file of own prices is not used, and why.
 void tellUnused(const PriceList& prices, const Console& console);
 
-/// Runs `work`, which gives the exit status, over the transcripts. A long read shows how far it is; that
-/// there was nothing to read, or that the cache could not be written, is told behind the work.
+/// Runs `work`, which gives the exit status, over the transcripts. A long read shows how far it is. After the
+/// work a message tells when there was nothing to read or the cache could not be written.
 int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work);
 
 /// When the first request of the whole history was made; absent without any.
@@ -32,7 +32,7 @@ std::optional<TimePoint> firstRequest(const DataSource& data);
 /// Tells that files could not be read, and where more is said; absent when all could.
 std::optional<std::string> unreadableNote(const DataSource& data);
 
-/// Calls `work` with whom it has to tell how far its reading is.
+/// Calls `work` with the function that shows how far its reading is.
 void showingProgress(const Call& call, const std::function<void(const ReadProgress&)>& work);
 
 /// How far a read is: a line on a terminal once it has taken 0.3 seconds, gone at the end.
@@ -43,7 +43,7 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Bytes that are read, of so many. Not from two threads at once.
+  /// Shows that `read` of `total` bytes are read. Not to be called from two threads at once.
   void show(std::uint64_t read, std::uint64_t total);
 
  private:
@@ -53,10 +53,10 @@ class Progress {
   bool isShown_ = false;
 };
 
-/// Whether such a line stands on the terminal: what ends the process then has to remove it.
+/// Whether such a line stands on the terminal. Whoever ends the process then has to remove it first.
 bool progressIsShown();
 
-/// Removes it.
+/// The control characters that remove the line.
 inline constexpr std::string_view eraseLine = "\r\033[K";
 
 }  // namespace tallyfin::Command

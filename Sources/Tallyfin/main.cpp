@@ -13,7 +13,8 @@
 
 namespace {
 
-// Ctrl-C leaves no half line on the terminal; the cache is replaced as a whole or not at all.
+// Removes the progress line from the terminal before a signal, such as that of Ctrl-C, ends the process. The
+// cache needs nothing here: its file is replaced as a whole or not at all.
 extern "C" void stop(int signal) {
   if (tallyfin::Command::progressIsShown()) {
     const ssize_t written =
@@ -24,8 +25,8 @@ extern "C" void stop(int signal) {
   (void)std::raise(signal);
 }
 
-// A standard stream that is closed must not become the number of a file we open, the cache above all. Writing
-// to what stands in for it fails, as writing to a closed one does.
+// Opens /dev/null in place of each standard stream that is closed, so that no file opened later, such as the
+// cache, gets its number. It is opened for reading, so that writing to it fails as with a closed stream.
 void openMissingStreams() {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
@@ -39,7 +40,7 @@ void openMissingStreams() {
 int main(int argc, char** argv) {
   openMissingStreams();
   (void)std::signal(SIGPIPE, SIG_IGN);  // a reader that went away shows as a failed write
-  (void)std::signal(SIGXFSZ, SIG_IGN);  // and a file limit as a failed save
+  (void)std::signal(SIGXFSZ, SIG_IGN);  // and a limit of file sizes as a failed save
   (void)std::signal(SIGINT, stop);
   (void)std::signal(SIGTERM, stop);
   return tallyfin::Command::run({argv + (argc > 0 ? 1 : 0), argv + argc}, tallyfin::Environment::ofProcess(),

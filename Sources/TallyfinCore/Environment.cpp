@@ -13,7 +13,7 @@ std::optional<std::string> variable(const char* name) {
   return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-// TZ when it names no zone; a colon before the name counts for nothing.
+// The value of TZ when it names no known zone; a colon before the name is ignored.
 std::optional<std::string> zoneNotUnderstood() {
   std::optional<std::string> zone = variable("TZ");
   if (!zone || zone->empty() || *zone == "localtime" || *zone == ":localtime" ||

@@ -10,15 +10,17 @@
 
 namespace tallyfin {
 
-/// What a program is told.
+/// What a program knows of its machine and of the variables that it was started with.
 struct Environment {
-  std::string home;                              ///< the user's real home directory
-  std::optional<std::string> tallyfinHome;       ///< TALLYFIN_HOME: stands in for the home of the transcripts
-  std::optional<std::string> tallyfinCachePath;  ///< TALLYFIN_CACHE_PATH: the cache file
+  std::string home;  ///< the user's real home directory
+  /// TALLYFIN_HOME: where transcripts are looked for instead of `home`.
+  std::optional<std::string> tallyfinHome;
+  std::optional<std::string> tallyfinCachePath;    ///< TALLYFIN_CACHE_PATH: the cache file
   std::optional<std::string> tallyfinPrices = {};  ///< TALLYFIN_PRICES: the file of one's own prices
   Calendar calendar = Calendar::utc();             ///< of the machine's zone
   Clock now;                                       ///< the wall clock
-  std::optional<std::string> unknownZone = {};  ///< what TZ names, when days are those of UTC for want of it
+  std::optional<std::string> unknownZone =
+      {};  ///< the value of TZ when it names no known zone: days are then those of UTC
 
   /// Asks the process: HOME and the password database, the three variables, the zone, the clock. Only a
   /// `main` calls this, once; tests hand in an environment of their own.

@@ -32,8 +32,8 @@ std::string UnknownReason::text() const {
 
 namespace {
 
-// Mostly the model is known already. Handles compare as integers, while the set compares texts: of a few
-// models it takes less than half the time to look this way first.
+// Mostly the model is in the set already. Handles compare as integers, while the set compares texts: with a
+// few models, going through them first takes less than half the time.
 void noteModel(std::set<InternedText>& models, InternedText model) {
   constexpr std::size_t kFew = 8;
   const auto isModel = [model](InternedText known) { return known == model; };
@@ -106,7 +106,7 @@ std::optional<std::string> CostEstimate::ownPriced() const {
 
 std::string CostEstimate::money(double amount) {
   if (amount == 0) {
-    return "$0.00";  // -0.0 as well
+    return "$0.00";  // also for -0.0
   }
   if (std::abs(amount) < 0.01) {
     return absl::StrFormat("$%.4f", amount);

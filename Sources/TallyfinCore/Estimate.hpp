@@ -28,7 +28,7 @@ class UnknownReason {
     periodIncomplete
   };
 
-  /// Stands in the number's place, whatever the reason.
+  /// What is printed in place of a number, whatever the reason.
   static constexpr const char* placeholder = "unknown";
 
   static UnknownReason noPriceForModel(InternedText model) { return {Kind::noPriceForModel, model}; }
@@ -85,7 +85,7 @@ class Estimate {
   std::variant<T, UnknownReason> state_;
 };
 
-/// What one request cost in US dollars, and whether a price of one's own made it.
+/// What one request cost in US dollars, and whether that comes from an own price (PriceList).
 struct RequestCost : Estimate<double> {
   RequestCost(const Estimate<double>& dollars, bool isOwnPrice = false)
       : Estimate<double>(dollars), isOwnPriced(isOwnPrice) {}
@@ -101,11 +101,12 @@ struct CostEstimate {
   double priced = 0;                            ///< US dollars of all that has a price
   std::int64_t unpricedRequests = 0;            ///< requests without a price; not in `priced`
   std::set<InternedText> unpricedModels;        ///< the models of those requests, in text order
-  std::set<InternedText> ownPricedModels = {};  ///< those priced by prices of one's own, in text order
+  std::set<InternedText> ownPricedModels = {};  ///< the models that own prices priced, in text order
 
   bool isComplete() const { return unpricedRequests == 0; }
 
-  /// There were requests, but none with a price: the sum is not 0 but unknown. (An own price may be 0.)
+  /// There were requests, but none with a price: the sum is not 0 but unknown. A sum with own prices is known
+  /// even when it is 0, since an own price may be 0.
   bool isUnknown() const { return priced == 0.0 && unpricedRequests >= 1 && ownPricedModels.empty(); }
 
   /// Adds one request: its dollars, or the fact that it has no price.
@@ -120,13 +121,13 @@ struct CostEstimate {
   /// Adds so many requests that have no price for that reason.
   void noteUnpriced(const UnknownReason& reason, std::int64_t requests);
 
-  /// Notes that a price of one's own made the cost of a request of the model.
+  /// Notes that an own price priced a request of the model.
   void noteOwnPrice(InternedText model);
 
   CostEstimate& operator+=(const CostEstimate& other);
   friend CostEstimate operator+(CostEstimate left, const CostEstimate& right) { return left += right; }
 
-  /// The dollars times `factor`; what is left out stays told in full.
+  /// The same with the dollars times `factor`; requests and models without a price are kept as they are.
   CostEstimate scaled(double factor) const;
 
   /// The amount as `money`, behind "≥ " when something is left out.
@@ -142,7 +143,7 @@ struct CostEstimate {
   /// The models without a price, in text order.
   std::string unpricedNames(std::string_view separator) const;
 
-  /// "2 models (local-coder, nova-1)": those priced by prices of one's own; absent when there are none.
+  /// "2 models (local-coder, nova-1)": the models that own prices priced; absent when there are none.
   std::optional<std::string> ownPriced() const;
 
   /// A dollar amount: two decimals and commas between thousands, or four decimals below one cent, so that a
@@ -150,8 +151,8 @@ struct CostEstimate {
   /// digit of the exact binary value, as printf does; -0.0 prints as 0.
   static std::string money(double amount);
 
-  /// The median of the dollars; the mean of the middle two for an even number. What is left out is the sum
-  /// and union over all. `estimates` must not be empty.
+  /// The median of the dollars; the mean of the middle two for an even number. Requests without a price are
+  /// summed over all estimates, and the models of each united. `estimates` must not be empty.
   static CostEstimate median(const std::vector<CostEstimate>& estimates);
 
   friend bool operator==(const CostEstimate&, const CostEstimate&) = default;

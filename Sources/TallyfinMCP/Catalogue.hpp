@@ -23,7 +23,7 @@ struct ToolArgument {
   bool isRequired = false;
 };
 
-/// The type by its name in a JSON schema.
+/// The name of the type in a JSON schema.
 std::string_view name(ToolArgument::Type type);
 
 struct Tool {

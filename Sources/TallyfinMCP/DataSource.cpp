@@ -9,7 +9,7 @@
 namespace tallyfin {
 namespace {
 
-// Whether a refresh has left much memory behind: dropped what it knew of files, or read a lot.
+// Whether a refresh has probably freed much memory: it forgot files, or read a lot.
 bool leavesMemory(const RefreshStats& stats) {
   constexpr std::uint64_t kMuch = std::uint64_t{16} << 20;  // bytes
   return stats.filesGone > 0 || stats.filesRewound > 0 || stats.bytesRead > kMuch;
@@ -30,8 +30,8 @@ const RefreshStats& DataSource::ensureFresh() {
     return *refreshStats_;
   }
   finishSaving();
-  refreshStats_.reset();  // should this look fail, for want of memory, the next call takes another
-  records_ = {};          // before their successors are made, so that the memory serves these
+  refreshStats_.reset();  // when memory runs out in this look, the next call looks again
+  records_ = {};          // freed now, so that the new records can use the memory
   std::future<AgentRoster> roster;
   if (!rosterLoaded_) {
     roster = std::async(std::launch::async | std::launch::deferred, [this] {
@@ -55,8 +55,8 @@ const RefreshStats& DataSource::ensureFresh() {
   return *refreshStats_;
 }
 
-// Saving takes as long as unifying and summing up together, and half of it is waiting for the disk. Where no
-// thread can be had it runs in `finishSaving`.
+// Saves on another thread: it takes as long as unifying and summing up together, and half of that is waiting
+// for the disk. When the system gives no thread it is done in `finishSaving`.
 void DataSource::startSaving() {
   saving_ = std::async(std::launch::async | std::launch::deferred, [this] {
     try {
@@ -75,7 +75,7 @@ void DataSource::finishSaving() {
   const bool wasWaitedFor = saving_.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
   saving_.get();
   if (wasWaitedFor && lastRefresh_) {
-    lastRefresh_ = now();  // the look ends here, or a slow disk would have every call look and save again
+    lastRefresh_ = now();  // the look ends here; else, with a slow disk, every call would look and save again
   }
   if (!refreshStats_ || leavesMemory(*refreshStats_)) {
     giveBackMemory();

@@ -1,9 +1,9 @@
 #pragma once
 
-// The server's one holder of scan state: decides where transcripts and cache lie and when a look at the disk
-// is due, keeps the unified records, and turns a period into a report. Works on the server's one thread,
-// without locks; on others the rosters are read, while transcripts are, and the cache file is written, while
-// the answer is made.
+// Holds what was read: decides where transcripts and cache lie and when a look at the disk is due, keeps the
+// unified records, and turns a period into a report. Works on the server's one thread, without locks; on
+// others the rosters are read, while transcripts are, and the cache file is written, while the answer is
+// made.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Attribution/AgentRoster.hpp"
@@ -25,24 +25,25 @@ class DataSource {
  public:
   using Filter = std::function<bool(const UsageRecord&)>;
 
-  /// Reads the prices of one's own, but no transcript and no cache; makes the folder of a given cache path.
-  /// Empty variables count as unset.
+  /// Reads the own prices, but no transcript and no cache; makes the folder of a given cache path. Empty
+  /// variables count as unset.
   explicit DataSource(Environment environment);
 
-  /// Who is told how far a read is, from here on.
+  /// Sets the function that is told how far a read is, from the next read on.
   void onProgress(ReadProgress progress) { progress_ = std::move(progress); }
 
-  /// Looks at the disk when 15 seconds or more have passed since the last look ended (with its saving, where
-  /// an answer waited for that), and tells what that look did. The first call also loads the cache file and
-  /// the roster. Fails only for want of memory; the next call then looks again. The cache file is written
-  /// from here on, until `finishSaving`.
+  /// Looks at the disk when 15 seconds or more have passed since the last look ended, and gives what the last
+  /// look did. If an answer had to wait until the cache file was saved, the look ended with that. The first
+  /// call also loads the cache file and the roster. Throws only when memory runs out; the next call then
+  /// looks again. The cache file is written from here on, until `finishSaving`.
   const RefreshStats& ensureFresh();
 
   /// Waits until the cache file holds what the last look found, or could not be written. Called before an
-  /// answer leaves, so that a server whose client then kills it has lost nothing.
+  /// answer leaves, so that nothing is lost when the client kills the server after it.
   void finishSaving();
 
-  /// Why the cache file could not be written, the last time that it should have been; empty when it was.
+  /// Why the cache file could not be written the last time; empty when that succeeded, or before the first
+  /// time.
   const std::string& savingError() const { return savingError_; }
 
   /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds
@@ -58,10 +59,11 @@ class DataSource {
   const PriceList& prices() const { return aggregator_.prices(); }
   const AgentRoster& roster() const { return roster_; }
   const std::string& home() const { return environment_.home; }
-  /// Read once an answer, at its beginning: an answer is of one moment, also at midnight.
+  /// The present time. A tool reads it once, when it begins, so that all of its answer is of one moment, also
+  /// around midnight.
   TimePoint now() const { return environment_.now(); }
 
-  /// From here on it is `moment`, for a program that gives one answer and ends.
+  /// From here on `now` gives `moment`. For a program that gives one answer and ends.
   void stopClock(TimePoint moment) {
     environment_.now = [moment] { return moment; };
   }

@@ -21,7 +21,7 @@ std::optional<std::string> narrowing(const JsonValue& arguments, std::string_vie
   return value && !value->empty() ? value : std::nullopt;
 }
 
-// Two columns to the right, a line each.
+// The candidates, a line each, indented by two blanks.
 std::string listed(const std::vector<std::string>& candidates) {
   return concat("\n  ", absl::StrJoin(candidates, "\n  "));
 }

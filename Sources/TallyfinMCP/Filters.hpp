@@ -14,10 +14,12 @@
 
 namespace tallyfin {
 
+/// The filters of a call.
 struct Filters {
   DataSource::Filter predicate;        ///< empty when nothing narrows
   std::vector<std::string> described;  ///< one text a filter, in the order agent, project, session
-  std::optional<std::string> agent;    ///< the key that a document has of each that was given
+  /// The full key that each argument came to, as documents name it; absent when not given.
+  std::optional<std::string> agent;
   std::optional<std::string> project;
   std::optional<std::string> session;
 };

@@ -36,8 +36,8 @@ void sortAsText(std::vector<std::string>& texts) {
   });
 }
 
-// Both texts are folded. A part longer than the text is ruled out first: a query may hold megabytes, and to
-// prepare them for a search costs as much for each key.
+// Both texts are folded. A part longer than the text cannot match and is ruled out first: a query may hold
+// megabytes, which would be prepared for the search with each key anew.
 bool contains(const std::string& text, const std::string& part) {
   return part.size() <= text.size() && Text::contains(text, part);
 }

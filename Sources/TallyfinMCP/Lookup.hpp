@@ -1,8 +1,8 @@
 #pragma once
 
 // From a few remembered letters to one agent, project or session of a report, or to a list to choose from.
-// Nothing is ever guessed: anything but one match is told back. Letter case does not matter; characters are
-// compared whole and in canonical form.
+// Nothing is ever guessed: when several match, or none, the answer says so. Letter case does not matter;
+// characters are compared whole and in canonical form.
 
 #include "TallyfinCore/Figures/Aggregation.hpp"
 
@@ -39,9 +39,9 @@ class Resolution {
   std::vector<std::string> candidates_;  // without a key and without candidates: nothing matched
 };
 
-/// "main", "main session" or "main-session"; else the one whose name or raw id is the text; else those whose
-/// name contains it or whose raw id begins with it. Several of one name are listed by label, fragments by
-/// cost.
+/// The main session for "main", "main session" or "main-session"; else the agent whose name or raw id equals
+/// the text; else those whose name contains it or whose raw id begins with it. Several that equal the text
+/// are listed in text order, others by cost.
 Resolution<AgentIdentity> resolveAgent(const std::string& text, const Report& report);
 
 /// The project whose label is the text, else those whose label contains it, by cost.

@@ -97,7 +97,7 @@ struct Parameters {
   JsonValue::Object arguments;
 };
 
-/// Of parameters that are part of a valid line, or empty.
+/// `params` must come from a valid line, or be empty.
 Parameters readParameters(std::string_view params) {
   Parameters parameters;
   JsonReader reader(params);
@@ -163,7 +163,7 @@ std::optional<std::string> MCPServer::reply(std::string_view line) {
       return std::nullopt;
     }
     return dispatch(message->method, *message->id, message->params);
-  } catch (const std::exception&) {  // no memory for the id or the answer: this line stays without one
+  } catch (const std::exception&) {  // no memory for the id or the answer: this line gets no answer
     return std::nullopt;
   }
 }

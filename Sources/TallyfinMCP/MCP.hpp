@@ -18,11 +18,11 @@ class MCPServer {
   static constexpr const char* serverName = "tallyfin";
   static constexpr const char* serverVersion = TALLYFIN_VERSION;  // of the whole project
 
-  /// `data` must outlive the server. `log` receives the text of a log line; prefix, line feed and the one
-  /// write are its business.
+  /// `data` must outlive the server. `log` receives the text of a log line; it adds the prefix and the line
+  /// feed itself, and writes them at once.
   MCPServer(DataSource& data, std::function<void(std::string_view)> log);
 
-  /// The reply to one line, without a line feed, or nothing when none is owed. Never fails.
+  /// The reply to one line, without a line feed; absent when the protocol wants none. Never fails.
   std::optional<std::string> reply(std::string_view line);
 
   /// The catalogue as a client is told it: a JSON array of the tools in their order.

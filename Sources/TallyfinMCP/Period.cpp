@@ -83,7 +83,7 @@ Period Period::parse(const JsonValue& arguments, const std::string& fallback, Ti
     return {.from = yesterday,
             .through = yesterday,
             .label = concat("yesterday (", calendar.formatDay(yesterday), ")"),
-            .includesToday = yesterday == today,  // where the calendar ends, today stands for it
+            .includesToday = yesterday == today,  // at the calendar's limit there is no day before today
             .isSingleDay = true};
   }
   if (text == "all") {

@@ -51,8 +51,9 @@ std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t
 /// The warning that the figures are lower bounds; absent when every request has a price.
 std::optional<std::string> unpricedNote(const Bucket& bucket);
 
-/// The note on assumed cache splits; absent when there is none.
+/// The note on models that own prices priced; absent when there are none.
 std::optional<std::string> ownPricesNote(const CostEstimate& cost);
+/// The note on requests whose split between the caches was assumed; absent when there are none.
 std::optional<std::string> assumedNote(const Bucket& bucket);
 
 /// An agent with its id: "reviewer  [areviewer-0123456789abcdef]".

@@ -21,7 +21,8 @@ namespace {
 
 using namespace tallyfin;
 
-/// A standard stream that the client left closed must not become the number of a file we open.
+/// Opens /dev/null in place of each standard stream that the client left closed, so that no file opened later
+/// gets its number.
 void openMissingStreams() {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
@@ -41,7 +42,7 @@ int reserveOutput() {
   return output;
 }
 
-/// One write a line. A log that nobody takes is no reason to stop.
+/// Writes the line in one call. A failure is ignored: the server works without its log.
 void writeLog(std::string_view text) {
   const std::string line = concat("[tallyfin-mcp] ", text, "\n");
   while (write(STDERR_FILENO, line.data(), line.size()) == -1 && errno == EINTR) {
@@ -72,7 +73,7 @@ constexpr std::string_view kHelp =
     "own\n"
     "prices. For reports on a terminal there is the command tallyfin.\n";
 
-/// What a person asked for instead of a session; any other argument counts for nothing.
+/// The text that a person asked for in place of a session with a client. Other arguments are ignored.
 std::optional<std::string> textFor(std::span<char*> arguments) {
   if (arguments.size() != 1) {
     return std::nullopt;
@@ -88,7 +89,7 @@ std::optional<std::string> textFor(std::span<char*> arguments) {
 
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a client that went away shows as a failed write
-  std::signal(SIGXFSZ, SIG_IGN);  // and a file limit as a failed save
+  std::signal(SIGXFSZ, SIG_IGN);  // and a limit of file sizes as a failed save
   openMissingStreams();
   if (const auto text = textFor(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0))) {
     return writeAll(STDOUT_FILENO, *text) ? 0 : 1;

@@ -16,7 +16,7 @@ namespace tallyfin {
 namespace {
 
 constexpr std::string_view kSessionPrefix = "session-";
-constexpr std::size_t kShortSession = 8;  // characters of a session id that a roster knows
+constexpr std::size_t kShortSession = 8;  // a roster has only so many characters of a session id
 constexpr std::uint64_t kLargestRoster = std::uint64_t{64} << 20;  // real ones have a few kilobytes
 
 std::string key(std::string_view name, std::string_view shortSession) {

@@ -1,8 +1,8 @@
 #pragma once
 
-// What team runs wrote down about their members: `teams/session-*/config.json` below each Claude home.
-// Figures come from the transcripts alone; the roster adds a description and counts how much of them it could
-// match.
+// What runs of agent teams recorded about their members: `teams/session-*/config.json` below each Claude
+// home. Figures come from the transcripts alone; a roster only adds descriptions of agents, and counts how
+// many agents have one.
 
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Transcripts/Homes.hpp"
@@ -17,6 +17,7 @@
 
 namespace tallyfin {
 
+/// A member of a team, as a roster file describes it.
 struct RosterEntry {
   std::string name;  ///< the part of `agentId` before the "@"
   std::optional<std::string> agentType;
@@ -27,6 +28,7 @@ struct RosterEntry {
   friend bool operator==(const RosterEntry&, const RosterEntry&) = default;
 };
 
+/// How much the rosters hold, and how many of the agents seen have an entry.
 struct RosterCoverage {
   std::int64_t rostersRead = 0;    ///< files with a usable `members` list
   std::int64_t entriesLoaded = 0;  ///< members stored; one stored twice counts twice
@@ -38,6 +40,7 @@ struct RosterCoverage {
   Estimate<double> matchFraction() const;
 };
 
+/// The members that the roster files of all homes describe.
 class AgentRoster {
  public:
   /// Adds what the roster files of all homes hold. Files and members that are missing or malformed are passed

@@ -18,11 +18,12 @@ namespace tallyfin {
 namespace {
 
 constexpr std::uint64_t kLargestPriceList = std::uint64_t{1} << 20;  // bytes
-constexpr double kHighestPrice = 1'000'000;                          // a dollar a token; sums stay finite
-constexpr std::size_t kShownOfText = 40;                             // characters of what a message quotes
+// Dollars per million tokens, that is, a dollar a token; sums stay finite.
+constexpr double kHighestPrice = 1'000'000;
+constexpr std::size_t kShownOfText = 40;  // characters of what a message quotes
 
-// The text as the parser takes it, telling how far it has come. The last character taken does not count: it
-// may be the one behind a number, by which the parser sees that the number has ended.
+// An iterator over the text that tells how far the parser has come. The last character taken does not count
+// as read: it may be the one behind a number, which shows the parser that the number has ended.
 struct Reading {
   using iterator_category = std::input_iterator_tag;
   using value_type = char;
@@ -56,7 +57,7 @@ struct Draft {
       {{"input"}, {"output"}, {"cache_write_5m"}, {"cache_write_1h"}, {"cache_read"}}};
 };
 
-// Takes the events of the parser. Where the text goes wrong it returns false, which ends the reading.
+// Takes the events of the parser. At a fault in the text a function returns false, which ends the reading.
 class PriceReader : public nlohmann::json_sax<nlohmann::json> {
  public:
   explicit PriceReader(std::string_view text) : text_(text), taken_(text.data()) {}
@@ -215,7 +216,7 @@ class PriceReader : public nlohmann::json_sax<nlohmann::json> {
     return std::ranges::any_of(*draft_.model, isControl) ? fail("\"model\" holds a control character") : true;
   }
 
-  // The price just read, once it is whole, among those of its model in order of time.
+  // Adds the price just read, if it is complete, to those of its model, in order of time.
   bool keep() {
     const auto& [input, output, write5m, write1h, read] = draft_.numbers;
     if (!draft_.model || !input.value || !output.value) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// Prices of models over time: the list prices that are built in, and those of one's own that a file adds or
-// puts in their place. A file that is wrong anywhere is not used at all.
+// Prices of models over time: the list prices, which are built in, and own prices, which the user gives in a
+// file; these add to list prices or replace them. A file with any fault is not used at all.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Environment.hpp"
@@ -20,7 +20,7 @@ struct Prices {
   std::optional<double> cacheWrite5m = std::nullopt;  ///< absent: the usual multiple of `input`
   std::optional<double> cacheWrite1h = std::nullopt;  ///< likewise
   std::optional<double> cacheRead = std::nullopt;     ///< likewise
-  bool isOwn = false;                                 ///< from a file of one's own, not a list price
+  bool isOwn = false;                                 ///< an own price, not a list price
 
   friend bool operator==(const Prices&, const Prices&) = default;
 };
@@ -39,7 +39,7 @@ struct PricedModel {
   std::vector<PriceTier> tiers;  ///< in order of time, an open-ended one last; at least one
 };
 
-/// The prices of one's own beside the built-in ones. A new one holds none.
+/// The own prices, which stand beside the built-in ones. By default there are none.
 struct PriceList {
   std::vector<PricedModel> own;        ///< by model, in text order
   std::string file;                    ///< the file that was looked at; empty when there is none
@@ -48,11 +48,12 @@ struct PriceList {
   /// The built-in prices alone.
   static const PriceList& builtIn();
 
-  /// The prices for a program: those of the file that TALLYFIN_PRICES names, which must be there, else of
-  /// ~/.config/net.quillpond.tallyfin/prices.json, which need not.
+  /// The own prices that a program uses: those of the file that TALLYFIN_PRICES names, else of
+  /// ~/.config/net.quillpond.tallyfin/prices.json. When the first is missing that is a `problem`; the second
+  /// need not exist.
   static PriceList of(const Environment& environment);
 
-  /// The prices of one file, which must be there.
+  /// The prices of one file. When it is missing that is a `problem`.
   static PriceList ofFile(const std::string& path);
 
   /// The prices that the text of a file holds; `file` stays empty.

@@ -1,6 +1,6 @@
 #pragma once
 
-// What a request costs: at list API prices or at prices of one's own, in US dollars per million tokens; the
+// What a request costs: at list API prices or at own prices, in US dollars per million tokens; the
 // multipliers that derive the cache prices from the input price; the flat price of a web search.
 
 #include "Platform/Calendar.hpp"
@@ -15,7 +15,8 @@
 
 namespace tallyfin::Pricing {
 
-/// Shares of the input price, and dollars for one web search (10 dollars per thousand).
+/// As the list API prices have it: the prices of the caches as multiples of the input price, and the dollars
+/// for one web search (10 dollars per thousand).
 inline constexpr double cacheReadMultiplier = 0.1;
 inline constexpr double cacheWrite5mMultiplier = 1.25;
 inline constexpr double cacheWrite1hMultiplier = 2.0;
@@ -28,13 +29,13 @@ Estimate<double> webFetchCost();
 std::span<const PricedModel> table();
 
 /// The priced models whose name is the reduced id or a beginning of it, in the order in which they are asked
-/// for a price: the longest name first, of equally long ones that of one's own. Empty when the id has no
-/// price.
+/// for a price: the longest name first, of equally long ones an own one before a built-in one. Empty when the
+/// id has no price.
 std::vector<const PricedModel*> candidates(InternedText model, const PriceList& list);
 
-/// The price on the calendar day of `day`: that of the first candidate which has one on that day; when all
-/// have ended, which built-in prices never do, the last price of the first. Null without candidates. The last
-/// day of a tier is a day of `calendar`, whatever the date in UTC.
+/// The price on the calendar day of `day`: that of the first candidate which has a price on that day. When
+/// the prices of all have ended, which can only happen with own prices, it is the last price of the first
+/// candidate. Null without candidates. Days are those of `calendar`, not of UTC.
 const PriceTier* tierOn(std::span<const PricedModel* const> candidates, TimePoint day,
                         const Calendar& calendar);
 

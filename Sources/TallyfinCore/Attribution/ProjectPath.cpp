@@ -19,8 +19,8 @@ bool hasTwoCharacters(std::string_view path) {
   return path.size() > 1 && Text::characterCount(path) > 1;
 }
 
-/// The innermost directory from `path` upwards that has an entry ".git"; absent when none has. The top of the
-/// file system is not asked. The view points into `path`.
+/// The innermost directory from `path` upwards that has an entry ".git"; absent when none has. The root
+/// directory "/" is not looked at. The view points into `path`.
 std::optional<std::string_view> gitRoot(std::string_view path) {
   std::string entry;
   for (int level = 0; level < kMostLevels && hasTwoCharacters(path); ++level) {
@@ -71,7 +71,8 @@ Resolved ProjectResolver::resolve(InternedText rawCwd, std::string_view transcri
       return known->second;
     }
   }
-  // The disk may be slow, so it is asked outside the lock; of two threads that ask at once both get the same.
+  // The disk may be slow, so it is asked outside the lock. Two threads may then ask for one directory at
+  // once; both get the same answer.
   const Resolved resolved = compute(rawCwd.text());
   const std::lock_guard guard(memo_->lock);
   memo_->map.insert_or_assign(rawCwd.spelling(), resolved);

@@ -23,6 +23,7 @@ enum class Provenance {
   missing          ///< the transcript gave no working directory
 };
 
+/// The words for it in reports.
 std::string_view text(Provenance provenance);
 
 /// A project label and how it was reached.
@@ -33,7 +34,8 @@ struct Resolved {
   friend bool operator==(const Resolved&, const Resolved&) = default;
 };
 
-/// Copies share one memo, which lives as long as any of them; an entry is never looked up on the disk again.
+/// Finds the project of a working directory. What was found is remembered, so that the disk is asked only
+/// once for each directory; copies share that memory.
 class ProjectResolver {
  public:
   /// `home` is the user's home directory, the prefix that becomes "~"; used unchanged.
@@ -43,7 +45,8 @@ class ProjectResolver {
   /// the transcript when `transcriptPath` is given. Safe from any thread.
   Resolved resolve(InternedText rawCwd, std::string_view transcriptPath = {}) const;
 
-  /// The path with a leading `home` shown as "~": a plain test of the text.
+  /// The path with a leading `home` replaced by "~". Only the texts are compared: of /home/anna the home
+  /// /home/ann leaves "~a".
   std::string tildify(std::string_view path) const;
 
  private:

@@ -33,7 +33,7 @@ void BinaryWriter::reserve(std::size_t strings, std::size_t body) {
 }
 
 void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const {
-  constexpr std::size_t kPiece = std::size_t{1} << 20;  // of smaller ones the system takes longer
+  constexpr std::size_t kPiece = std::size_t{1} << 20;  // bytes; with smaller pieces writing takes longer
   Buffer piece;
   piece.reserve(kPiece);
   piece.append(header);
@@ -89,7 +89,7 @@ void BinaryReader::readStringTable(absl::FunctionRef<void(std::span<const std::s
   if (count >= stringLimit) {
     throw DecodeError(DecodeError::Kind::badString);
   }
-  if (count > bytesLeft()) {  // each takes a byte at least
+  if (count > bytesLeft()) {  // each string takes at least a byte
     throw DecodeError(DecodeError::Kind::truncated);
   }
   strings_ = count;
@@ -100,7 +100,7 @@ void BinaryReader::readStringTable(absl::FunctionRef<void(std::span<const std::s
   };
   for (std::uint64_t i = 0; i < count; ++i) {
     if (static_cast<std::size_t>(end_ - next_) < kLongestInteger) {
-      handOut();  // reading the length may fetch
+      handOut();  // reading the length may fetch the next piece, which ends the views
     }
     const std::uint64_t length = readUInt();
     if (length > static_cast<std::uint64_t>(end_ - next_)) {

@@ -6,7 +6,8 @@
 //
 //   header | count, then length and bytes of each string | body
 //
-// The reader takes the input as untrusted: it allocates by no count that was not held against the bytes left.
+// The reader does not trust its input: it allocates nothing by a count before it has compared that count with
+// the bytes left.
 
 #include "Platform/Buffer.hpp"
 #include "Platform/Descriptor.hpp"
@@ -79,7 +80,7 @@ class BinaryWriter {
   absl::flat_hash_map<std::string_view, std::uint32_t> indexOf_;
 };
 
-/// The input is unusable; the reader is in no particular state and the whole input is given up.
+/// The input is unusable. The reader must not be used after that, and nothing of what it read.
 class DecodeError : public std::runtime_error {
  public:
   enum class Kind : std::uint8_t { truncated, badString, badStringIndex };
@@ -92,10 +93,10 @@ class DecodeError : public std::runtime_error {
   Kind kind_;
 };
 
-/// Reads what BinaryWriter wrote, or whatever stands in its place.
+/// Reads what BinaryWriter wrote. Any other input gives arbitrary values or a DecodeError, and does no harm.
 class BinaryReader {
  public:
-  /// The first count of strings that is refused.
+  /// A string table of so many strings or more is refused.
   static constexpr std::uint64_t stringLimit = 5'000'000;
 
   /// `bytes` must outlive the reader.
@@ -130,11 +131,12 @@ class BinaryReader {
   /// The next `count` bytes; good until the next call of any kind.
   std::string_view readBytes(std::uint64_t count) { return {take(count), count}; }
 
-  /// Reads the string table and hands its strings out in order, some at a time, as raw bytes that need be no
-  /// valid UTF-8; the views are good during that call. To be called once, before the first reference.
+  /// Reads the string table and hands its strings out in order, some at a time, as raw bytes, which may be
+  /// invalid UTF-8; the views are good during the call of `use`. To be called once, before the first
+  /// reference.
   void readStringTable(absl::FunctionRef<void(std::span<const std::string_view>)> use);
 
-  /// The number of strings in the table, once its first ones were handed out.
+  /// The number of strings in the table; known from the first call of `use` on.
   std::uint64_t stringCount() const { return strings_; }
 
   /// Reads a reference and gives its index, below the number of strings.
@@ -149,7 +151,7 @@ class BinaryReader {
   std::uint64_t bytesLeft() const { return static_cast<std::uint64_t>(end_ - next_) + unread_; }
 
  private:
-  // Goes past `count` bytes, which lie behind each other.
+  // Gives the next `count` bytes, in one piece, and moves behind them.
   const char* take(std::uint64_t count) {
     if (static_cast<std::uint64_t>(end_ - next_) < count) {
       fetch(count);

@@ -25,7 +25,7 @@ namespace tallyfin {
 namespace {
 
 constexpr std::string_view kMagic = "TFC1";
-// Some ten million requests. A larger file is none of ours, or reading the transcripts is the better way.
+// Enough for some ten million requests. A larger file is not used: the transcripts are read again.
 constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;  // bytes
 
 // The counters of a file entry in the order of the layout: those that are no losses, then the losses, then
@@ -53,7 +53,7 @@ constexpr std::int64_t UsageRecord::*kCounts[] = {
 constexpr std::uint64_t kSmallestFileEntry = 21;
 constexpr std::uint64_t kSmallestRecordEntry = 23;
 
-// Nothing behind a longer path can be looked at, so none was saved.
+// A file with a longer path cannot be opened, so no such path was saved.
 constexpr std::size_t kLongestPath = 4096;  // bytes
 
 class Writer {

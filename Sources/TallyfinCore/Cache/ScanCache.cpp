@@ -30,9 +30,9 @@ std::int64_t& counterOf(FileChange change, RefreshStats& stats) {
   return stats.filesGrown;
 }
 
-// Hands each file that is listed its known state. Neighbours in a listing are mostly neighbours in the order
-// of paths, so most are found where the last one was left. A file that is listed twice is known once. Gives
-// how many known files are listed.
+// Gives each listed file its known state, and returns how many known files are listed. Files that follow each
+// other in the listing mostly do so in the order of paths, too, so most are found right behind the one
+// before. A file that is listed twice gets its state only once.
 std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<FileProvenance>& known) {
   std::vector<bool> isTaken(known.size(), false);
   std::int64_t found = 0;
@@ -127,8 +127,9 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   RefreshStats& stats = done.stats;
   std::vector<TranscriptFile> listed;
   std::vector<FileReading> readings;
-  // Listing waits for the system and loading for memory: together they take as long as the longer of the two.
-  // The calling thread loads, since the memory of others grows by a call to the system for each few pages.
+  // Listing mostly waits for the system and loading for memory, so at once they take as long as the longer of
+  // the two. The calling thread does the loading, since the memory of other threads grows with one call to
+  // the system for every few pages.
   const bool isOnTheSide = isStart && threads_ > 1;
   std::future<void> listing =
       std::async(isOnTheSide ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {

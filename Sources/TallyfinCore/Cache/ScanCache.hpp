@@ -47,15 +47,16 @@ struct RefreshStats {
 };
 
 /// Brings files into the order of their paths: by code points of the canonical forms, then by bytes. Of
-/// entries with one path the first stays.
+/// several entries with the same path the first stays.
 void sortByPath(std::vector<FileProvenance>& files);
 
 /// Where the cache file lies: TALLYFIN_CACHE_PATH, with its tilde expanded and made absolute, or the default
-/// place. Makes the folder; when that fails the path is used all the same, and what cannot be saved is only
-/// slower.
+/// place. Makes the folder; when that fails the path is given all the same: a cache that cannot be saved only
+/// makes the next start slower.
 std::string cacheLocation(const Environment& environment);
 
-/// The store. Safe from any thread, though two refreshes at once are not coordinated: the later one stays.
+/// The cache in memory and its file. Safe from any thread; of two refreshes at once, the result of the one
+/// that ends later is kept.
 class ScanCache {
  public:
   static constexpr std::uint64_t formatVersion = 2;
@@ -101,9 +102,9 @@ class ScanCache {
       const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
       const ReadProgress& progress = {});
 
-  /// Reads everything that the cache claims to have read again, from scratch, and compares the requests. What
-  /// lies beyond is only measured, so transcripts may be written to meanwhile. Changes neither what is known
-  /// nor the file. Cannot fail; a file that cannot be read shows in the result. Takes as long as a full read;
+  /// Reads from scratch all bytes that the cache claims to have read, and compares the requests. Bytes beyond
+  /// those are only counted, so transcripts may be written to meanwhile. Changes neither what is known nor
+  /// the file. Cannot fail; a file that cannot be read shows in the result. Takes as long as a full read;
   /// costs are those of `prices` on the days of `calendar`.
   VerificationResult verifyAgainstFullScan(const std::vector<SourceHome>& homes, const Calendar& calendar,
                                            const Clock& clock, const PriceList& prices = PriceList::builtIn(),
@@ -132,7 +133,7 @@ class ScanCache {
   mutable std::mutex lock_;  // guards what follows; never held while files are read
   KnownFiles files_ = std::make_shared<const std::vector<FileProvenance>>();
   KnownFiles saved_;                         // what the cache file holds; null: not known
-  std::optional<FileAttributes> savedFile_;  // of the cache file when it held that
+  std::optional<FileAttributes> savedFile_;  // attributes of the cache file when it held `saved_`
   std::optional<VerificationResult> lastVerification_;
 };
 

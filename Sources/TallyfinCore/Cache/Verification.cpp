@@ -17,7 +17,7 @@
 namespace tallyfin {
 namespace {
 
-// How far the file goes on behind `consumed`; 0 when its size cannot be had.
+// How many bytes the file has behind `consumed`; 0 when its size cannot be had.
 std::uint64_t bytesBeyond(std::uint64_t consumed, const FileReading& reading) {
   return reading.file->attributes && reading.file->attributes->size > consumed
              ? reading.file->attributes->size - consumed
@@ -89,7 +89,7 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
   read(readings, threads_, progress);
   UnifiedRequests fresh;
   for (const FileReading& reading : readings) {
-    if (reading.now != nullptr) {  // what a failed read did not give shows as extra in the cache
+    if (reading.now != nullptr) {  // requests that a failed read did not give count as extra in the cache
       fresh.add(recordsOf(reading.now));
     }
   }

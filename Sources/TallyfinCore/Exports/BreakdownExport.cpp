@@ -46,7 +46,7 @@ struct Row : Attribution, CostCells {
 struct Column {
   std::string_view header;
   void (*write)(CSVWriter& csv, const Row& row);
-  std::int64_t (*count)(const Bucket& bucket) = nullptr;  // of a column of counts
+  std::int64_t (*count)(const Bucket& bucket) = nullptr;  // set for a column of counts alone
 };
 
 template <auto Cell>

@@ -114,7 +114,7 @@ std::string clipboardSummary(const Report& report, const Options& options) {
   append(out, "\nPROVENANCE\n");
   for (const ProvenanceLine& line : provenanceLines(report, options, stamps)) {
     if (line.section == rawValue(Section::report)) {
-      continue;  // the opening lines and the last one say it
+      continue;  // these lines stand at the beginning and the end already
     }
     append(out, "  ", Text::fitted(line.item, kItemWidth), "  ", line.value, line.note.empty() ? "" : "   — ",
            line.note, "\n");

@@ -17,7 +17,7 @@ namespace tallyfin::Exporter {
 /// Writes a CSV cell by cell: commas between cells, a line feed after each row, the last one too.
 class CSVWriter {
  public:
-  /// Begins with the mark, if wanted, and the header.
+  /// Begins with the byte order mark, if wanted, and the header.
   CSVWriter(bool byteOrderMark, std::span<const std::string_view> columns);
 
   void text(std::string_view cell) { add(textField(cell)); }
@@ -33,8 +33,8 @@ class CSVWriter {
   bool isFirstCell_ = true;
 };
 
-/// The cells of a row that depend on its axis; absent are those that do not apply on it. The views live as
-/// long as entry and report.
+/// The cells of a row that depend on its axis. A cell is absent when it does not apply on that axis. The
+/// views live as long as the entry and the report.
 struct Attribution {
   std::optional<std::string_view> project = {};
   std::optional<std::string_view> session = {};
@@ -47,7 +47,7 @@ Attribution attribution(const Entry& entry, Axis axis, const Report& report);
 /// What a row counts beside its cost: the columns of counts of a breakdown, in their order.
 std::vector<std::pair<std::string_view, std::int64_t>> counts(const Bucket& bucket);
 
-/// The rows that `limitPerAxis` leaves.
+/// The first rows, as many as `limitPerAxis` allows.
 std::span<const Entry> limited(std::span<const Entry> entries, const Options& options);
 
 }  // namespace tallyfin::Exporter

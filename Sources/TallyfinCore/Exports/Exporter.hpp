@@ -84,7 +84,7 @@ OptionalAxes neededFor(std::span<const Axis> axes);
 /// The axis of a raw value; absent for any other text.
 std::optional<Axis> axisNamed(std::string_view rawValue);
 
-/// What a host may ask for: the breakdown of an axis, or the provenance document.
+/// Which document is meant: the breakdown of an axis, or the provenance document.
 class Document {
  public:
   static Document breakdown(Axis axis) { return Document(axis); }
@@ -118,11 +118,11 @@ struct Options {
   std::optional<std::int64_t> limitPerAxis = {};  ///< at most so many rows of a breakdown; not negative
   std::vector<FileProvenance> sourceFiles = {};   ///< ScanCache::recordsPerFile(), or empty
   RecordFilter recordFilter = {};                 ///< which records of those files count
-  Narrowing narrowing = {};                       ///< the same for a JSON document to tell
-  PriceList prices = {};                          ///< the prices of the report, for those files
-  bool byteOrderMark = false;                     ///< whether a CSV begins with U+FEFF
-  std::vector<Axis> summaryAxes = {};             ///< the axes of the summary, in its order
-  std::int64_t summaryRowLimit = 0;               ///< rows an axis there; not negative
+  Narrowing narrowing = {};            ///< what `recordFilter` narrows to, for a JSON document to say
+  PriceList prices = {};               ///< the prices of the report, to sum those files with
+  bool byteOrderMark = false;          ///< whether a CSV begins with U+FEFF
+  std::vector<Axis> summaryAxes = {};  ///< the axes of the summary, in its order
+  std::int64_t summaryRowLimit = 0;    ///< rows an axis there; not negative
 };
 
 /// One row of a breakdown.
@@ -194,7 +194,7 @@ std::string breakdownCSV(const Report& report, Axis axis, const Options& options
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options);
 
 /// The same rows as one JSON document, in the form of docs/export.schema.json: numbers as numbers, what is
-/// not known as null, losses and left out rows told.
+/// not known as null. It also says which lines were lost and how many rows are left out.
 std::string breakdownJSON(const Report& report, Axis axis, const Options& options);
 
 // Provenance document

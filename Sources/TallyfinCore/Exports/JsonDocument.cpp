@@ -1,5 +1,5 @@
 // The breakdown of a report along one axis for programs. docs/export.schema.json tells its form; a change
-// that a reader could stumble over is another version.
+// that could break a reader gets a new version number.
 
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Exports/ExportText.hpp"
@@ -82,7 +82,7 @@ Json rowOf(const Entry& entry, Axis axis, const Report& report, const Stamps& st
   return row;
 }
 
-// Counters that no file ever filled are not 0.
+// When no file was read the counters are not known, which is not 0.
 Json lossesOf(const ScanDiagnostics& seen) {
   const bool hasScanned = seen.filesScanned > 0;
   Json losses;

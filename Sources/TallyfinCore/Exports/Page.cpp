@@ -45,7 +45,8 @@ std::string slotTick(TimeStep step, TimePoint start, const Calendar& calendar) {
                                  : concat(std::to_string(calendar.date(start).day), " ", shortened);
 }
 
-// The steps of the days, at most the last 120; those without requests among them, as gaps.
+// The steps that the days fall in, at most the last 120. Steps without requests are among them and stay
+// empty.
 std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Calendar& calendar) {
   constexpr std::int64_t kMost = 120;
   TimePoint start = startOfStep(cuts.step, days.from(), calendar);
@@ -140,7 +141,7 @@ Markup keyFigures(const Report& report) {
   return element("dl", {{"class", "figures"}}, all);
 }
 
-// Who spent it: one bar, and what its colours mean here and in the days.
+// Who spent it: one bar, and what its colours mean, here and in the bars over time.
 Markup split(const Report& report, const TimeCuts& cuts) {
   const auto [main, subagents] = report.subagentSplit();
   const double sum = main + subagents;

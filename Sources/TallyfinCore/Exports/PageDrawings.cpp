@@ -16,7 +16,8 @@ const char* const weekdays[7] = {"Monday", "Tuesday",  "Wednesday", "Thursday",
 
 namespace {
 
-// Dollars as a length: counts are whatever a transcript held, so sums can be negative, absurd or no number.
+// Dollars that can be drawn as a length. A transcript may hold any counts, so a sum can be negative, absurdly
+// large or NaN.
 double drawn(const Bucket& bucket) {
   constexpr double kMost = 1e15;
   const double dollars = bucket.cost.priced;
@@ -82,7 +83,7 @@ Markup stack(const Slot& slot, double left, double width, double dollarsToPixels
   all += element("title", {}, slotText(slot));
   all += box("hit", left, 0, width, kPlotBottom);
   if (shares.all.cost.isUnknown()) {
-    // Nested, since a turn needs a centre in pixels and the slot has one in percent.
+    // A nested element, since a rotation needs its centre in pixels and that of the slot is in percent.
     all +=
         element("svg", {{"class", "word"}, {"x", percentage(left + width / 2)}, {"y", number(kPlotBottom)}},
                 element("text", {{"class", "unknown"}, {"x", "6"}, {"y", "4"}, {"transform", "rotate(-90)"}},
@@ -213,7 +214,7 @@ Markup timeBars(const std::vector<Slot>& slots) {
         "line",
         {{"class", i == 0 ? "base" : "grid"}, {"x1", "0"}, {"x2", "100%"}, {"y1", level}, {"y2", level}});
   }
-  constexpr std::size_t kFewest = 7;  // a day alone is no wall
+  constexpr std::size_t kFewest = 7;  // slots; a bar alone is not as wide as the drawing
   constexpr std::size_t kTicks = 10;
   const auto count = static_cast<double>(std::max(slots.size(), kFewest));
   const double width = 100 / count;
@@ -275,7 +276,7 @@ Markup rowBar(const Bucket& bucket, double largest, std::string_view colour) {
   }
   constexpr double kHeight = 8;
   constexpr double kRoom = 12;    // percent, for the open end of a lower bound
-  constexpr double kLeast = 1.5;  // what costs anything can be seen
+  constexpr double kLeast = 1.5;  // percent, so that any cost above 0 can be seen
   const double share = largest > 0 ? drawn(bucket) / largest * (100 - kRoom) : 0;
   const double width = share > 0 ? std::max(share, kLeast) : 0;
   Markup bar = startTag(

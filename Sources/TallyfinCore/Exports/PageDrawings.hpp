@@ -1,7 +1,8 @@
 #pragma once
 
 // The page's drawings, as SVG inside HTML: lengths across are percentages, so that they follow the width of
-// the page while texts keep their size. A lower bound is hatched and open-ended; what is unknown is the word.
+// the page while texts keep their size. A lower bound is hatched and has an open end; in place of an unknown
+// amount stands the word "unknown".
 
 #include "TallyfinCore/Exports/PageMarkup.hpp"
 #include "TallyfinCore/Figures/TimeCuts.hpp"
@@ -41,6 +42,7 @@ Markup timeBars(const std::vector<Slot>& slots);
 Markup heatMap(const TimeCuts& cuts);
 
 /// The bar of a row in a table, in the colour of "main" or "agents"; nothing when the cost is unknown.
+/// `largest` is the highest cost of a row, in dollars.
 Markup rowBar(const Bucket& bucket, double largest, std::string_view colour);
 
 }  // namespace tallyfin::Exporter

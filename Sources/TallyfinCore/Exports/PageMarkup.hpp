@@ -36,7 +36,7 @@ class Markup {
 
 struct Attribute {
   std::string_view name;
-  std::string value;  ///< escaped when it is written; an attribute without a value is left out
+  std::string value;  ///< escaped when it is written; an attribute with an empty value is left out
 };
 
 /// The tag of an element with its attributes: `<td class="name">`.
@@ -53,9 +53,9 @@ Markup element(std::string_view tag, std::initializer_list<Attribute> attributes
   return all += endTag(tag);
 }
 
-/// A text out of a transcript as a name on the page: spelled out and shortened as Text::visible does, and set
-/// apart from the direction of what stands around it. A shortened one has a tooltip with all of it, or with
-/// as much as 400 code points show.
+/// A text out of a transcript as a name on the page: spelled out and shortened as Text::visible does, in an
+/// element of its own (bdi), so that its direction of writing does not change the text around it. A shortened
+/// one has a tooltip with all of it, or with as much as 400 code points show.
 Markup name(std::string_view text, std::size_t limit = 60);
 
 /// A length for SVG: "12.5", and with the sign "12.5%".

@@ -14,7 +14,8 @@ namespace tallyfin::Exporter {
 namespace {
 
 constexpr std::int64_t kRows = 12;  // of a ranking
-constexpr std::size_t kBehind = 3;  // parts of what stands behind a row
+// Parts that a row names: the projects of an agent, the agents of a project.
+constexpr std::size_t kBehind = 3;
 constexpr std::size_t kUnreadable = 10;
 
 Markup columnHeader(std::string_view text, std::string_view classes = "") {

@@ -12,8 +12,8 @@
 
 namespace tallyfin::Exporter {
 
-/// The highest rows of each axis; each row with what stands behind it, and a line that tells how many rows
-/// are left out.
+/// The rows of highest cost of each axis, with what each is made of, and a line that tells how many rows are
+/// left out.
 Markup agentsTable(const Report& report, const AgentsByKey& agentsByProject);
 Markup projectsTable(const Report& report, const AgentsByKey& agentsByProject);
 Markup modelsTable(const Report& report);

@@ -19,13 +19,14 @@ extern const std::string_view pageStyle;
 /// The hash under which the page's policy lets that style in: "sha256-" and base64.
 extern const std::string_view pageStyleHash;
 
+/// A gap of the template, by its name, and what is put there.
 struct Gap {
   std::string_view name;
   Markup content;
 };
 
-/// The template with each gap's content in its place, wherever its name stands. What a gap holds is not
-/// looked at again; a name that no gap has stays empty.
+/// The template with each gap's content in its place, wherever its name stands. Content is not searched for
+/// names again. A name without a gap is replaced by nothing.
 std::string filled(std::string_view page, std::span<const Gap> gaps);
 
 }  // namespace tallyfin::Exporter

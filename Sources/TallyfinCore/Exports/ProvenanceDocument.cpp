@@ -141,7 +141,7 @@ class ProvenanceWriter {
         seen_.longestLinePath.empty() ? "no line measured" : seen_.longestLinePath);
   }
 
-  // Those whose lines are missing from the figure, or the others but for the lines seen, which are no loss.
+  // Adds the counters of lost lines, or all others except that of the lines seen.
   void addLineCounters(bool areLosses) {
     for (const LineCounter& counted : lineCounters) {
       if (counted.isLoss == areLosses && !counted.note.empty()) {

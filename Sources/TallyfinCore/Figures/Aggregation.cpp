@@ -33,9 +33,8 @@ std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter
   return starts;
 }
 
-// One pass. What is the same for all requests of a directory is settled once a directory: its labels are
-// neither resolved nor looked up again. Keys that are one text in several spellings show the first of them,
-// wherever the report names them.
+// One pass over records. The labels of a working directory are found once, not for each of its requests. A
+// key that comes in several spellings is shown in the first of them, everywhere in the report.
 class Pass {
  public:
   Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, OptionalAxes axes,
@@ -79,7 +78,7 @@ class Pass {
     std::size_t rawCwdRow = 0;
   };
 
-  // What requests have in common that go into the same buckets.
+  // What requests must have in common to go into the same buckets.
   struct Key {
     TimePoint day;
     InternedText model;
@@ -88,8 +87,8 @@ class Pass {
     InternedText session;
     AgentIdentity agent;
     InternedText home;
-    int hour = 0;     // when hours are wanted
-    TimePoint block;  // when blocks are
+    int hour = 0;     // 0 unless hours are wanted
+    TimePoint block;  // empty unless blocks are wanted
 
     friend bool operator==(const Key&, const Key&) = default;
   };
@@ -148,7 +147,7 @@ class Pass {
   }
 
   // A session belongs to the project of its latest request, of equally late ones to the last in the list; an
-  // agent to the session and project of its first request in the list. Both buckets are as before the run.
+  // agent to the session and project of its first request in the list. The buckets do not hold the run yet.
   void attribute(const Key& key, const RequestRun& run, InternedText project, std::size_t session,
                  const Bucket& ofSession, const Bucket& ofAgent) {
     if (session == projectOfSession_.size()) {

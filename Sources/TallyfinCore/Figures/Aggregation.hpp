@@ -29,8 +29,8 @@ class Aggregator {
   TimePoint day(TimePoint time) const { return calendar_.startOfDay(time); }
 
   /// Sums the records whose local day is not before `from` and not after `to`, both absent or starts of days,
-  /// in the order of the list. `filter`, when given, is asked after the days, but of every record when
-  /// there are to be blocks. `diagnostics` is handed through.
+  /// in the order of the list. `filter`, when given, is asked about the records of these days alone, or about
+  /// all records when blocks are wanted. `diagnostics` goes into the report as it is.
   Report aggregate(const RecordList& records, std::optional<TimePoint> from, std::optional<TimePoint> to,
                    const ScanDiagnostics& diagnostics, OptionalAxes axes,
                    const RecordFilter& filter = {}) const;

@@ -29,7 +29,7 @@ struct CostCells {
 };
 CostCells costInTable(const Bucket& bucket);
 
-/// For a program: the number of the table, and why it is missing or a lower bound.
+/// For a program: the number that a table has, and why it is missing or a lower bound.
 struct CostFigure {
   std::optional<double> usd;          ///< absent when unknown
   std::string_view basis;             ///< "complete", "lower_bound" or "unknown"

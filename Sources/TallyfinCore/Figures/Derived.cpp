@@ -10,12 +10,12 @@
 namespace tallyfin::Derived {
 namespace {
 
-constexpr int kFewestMinutes = 2;  // below, an extrapolation means nothing
+constexpr int kFewestMinutes = 2;  // of an hour; fewer are too few to extrapolate from
 
 }  // namespace
 
 Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, const Calendar& calendar) {
-  constexpr int kSteadyMinutes = 10;  // from here on the running hour speaks for itself
+  constexpr int kSteadyMinutes = 10;  // from here on the running hour alone gives the rate
   constexpr int kHoursBack = 3;
   const int hour = calendar.hour(now);
   const int minute = calendar.minute(now);

@@ -1,7 +1,7 @@
 #pragma once
 
-// What is worked out from reports: the rate of now, the comparisons with yesterday, the median of recent
-// days. Pure functions; clock and calendar come in as parameters.
+// What is worked out from reports: the present rate of spending, the comparisons with yesterday, the median
+// of recent days. Pure functions; clock and calendar come in as parameters.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
@@ -12,6 +12,7 @@
 
 namespace tallyfin::Derived {
 
+/// Stands below every answer and in every document for people that tells costs.
 inline constexpr const char* disclaimer = "Estimate from usage × list API prices. Not a bill.";
 
 /// Dollars per hour now, from today's report with its hours: the running hour extrapolated once it is 10
@@ -19,12 +20,12 @@ inline constexpr const char* disclaimer = "Estimate from usage × list API price
 /// from 2 minutes on. Unknown: `noRecentActivity`, or `noData` when today has no requests at all.
 Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, const Calendar& calendar);
 
-/// Dollars per hour since a block began, of all that it holds. Unknown (`noData`) within its first two
-/// minutes.
+/// Dollars per hour: the cost of all that a block holds, over the time since its start. Unknown (`noData`)
+/// within its first two minutes.
 Estimate<CostEstimate> blockRate(const Bucket& block, TimePoint start, TimePoint now);
 
-/// What had been spent yesterday as many seconds after the start of the day as have passed today, both ends
-/// included. Unknown (`noData`) when no record lies there.
+/// The cost of yesterday's requests in as many seconds from the start of that day as have passed of today,
+/// both ends included. Unknown (`noData`) when no record lies there.
 Estimate<CostEstimate> yesterdayAtSameTime(const RecordList& records, TimePoint now, const Calendar& calendar,
                                            const PriceList& prices = PriceList::builtIn());
 

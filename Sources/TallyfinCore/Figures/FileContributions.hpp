@@ -22,13 +22,14 @@ struct FileContribution {
   Bucket bucket;
 };
 
+/// The files behind a figure.
 struct FileContributions {
   std::vector<FileContribution> files;  ///< highest priced cost first; of equal cost in the order given
   std::int64_t distinctRequests = 0;    ///< that count and stand in any file
   std::int64_t sharedRequests = 0;      ///< of these, in more than one
 };
 
-/// Sums the records of each file that a report with the same range and filter was made of.
+/// For each file, sums those of its records that a report with the same range and filter counts.
 FileContributions fileContributions(std::span<const FileProvenance> files, const Calendar& calendar,
                                     std::optional<TimePoint> from, std::optional<TimePoint> to,
                                     const RecordFilter& filter,

@@ -14,7 +14,8 @@ namespace tallyfin {
 /// The predicate of a selection; an empty one lets everything pass.
 using RecordFilter = std::function<bool(const UsageRecord&)>;
 
-/// Asked with one record after the other. Holds references: calendar and filter must outlive it.
+/// Tells of one record after the other whether it counts. Holds references: calendar and filter must outlive
+/// it.
 class RecordSelection {
  public:
   /// `from` and `to`, both absent or starts of days, are the first and the last day that count.

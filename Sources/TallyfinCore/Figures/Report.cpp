@@ -23,7 +23,7 @@ std::strong_ordering compareKeys(const AgentIdentity& left, const AgentIdentity&
   return Text::compare(left.description(), right.description());
 }
 
-// A NaN would compare with nothing and break the sort; it stands behind all numbers.
+// A NaN cannot be ordered and would break the sort, so it ranks behind all numbers.
 double rankedCost(const Bucket& bucket) {
   return std::isnan(bucket.cost.priced) ? -std::numeric_limits<double>::infinity() : bucket.cost.priced;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// The answer to one question: the total of a range of days and the same sum cut along every axis that anyone
-// asks about. A Bucket is the one cell of sums, so every axis carries every figure.
+// The figures of a range of days: the total, and the same sums for each key of every axis (day, model,
+// project and so on). All sums are Buckets, so every figure exists on every axis.
 
 #include "Platform/KeyedRows.hpp"
 #include "Platform/TimePoint.hpp"
@@ -68,7 +68,7 @@ using BucketsBy = KeyedRows<Key, Bucket>;
 template <typename Key>
 using Ranking = std::vector<std::pair<Key, const Bucket*>>;
 
-/// The first `limit` keys; all of them without a limit. A limit must not be negative.
+/// The keys in the order of a ranking: the first `limit`, which must not be negative, or all without a limit.
 Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::optional<std::int64_t> limit = {});
 
 /// The same of agents; without the main session when it is not wanted.
@@ -78,7 +78,8 @@ Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std:
 /// What each agent spent under each key of another axis.
 using AgentsByKey = KeyedRows<InternedText, BucketsBy<AgentIdentity>>;
 
-/// What a report holds on request only, since it costs every pass time. A bool is the wish for hours.
+/// The axes that a report holds on request only, since each makes the pass slower. A bool becomes the request
+/// for hours.
 struct OptionalAxes {
   bool hours = false;
   bool weeks = false;
@@ -90,7 +91,7 @@ struct OptionalAxes {
   OptionalAxes(bool includeHours = false) : hours(includeHours) {}
 };
 
-/// How long a block lasts, in seconds: five hours, as subscriptions meter.
+/// How long a block lasts, in seconds: five hours, the window in which subscriptions meter use.
 inline constexpr double blockSeconds = 5 * 3600;
 
 /// The answer to one question. A bucket exists only if a request went into it.
@@ -99,7 +100,7 @@ struct Report {
   BucketsBy<TimePoint> byDay;  ///< by start of the local day
 
   // On request only.
-  BucketsBy<int> byHour;         ///< by hour of the local day, 0 to 23, all days folded
+  BucketsBy<int> byHour;         ///< by hour of the local day, 0 to 23, over all days
   BucketsBy<TimePoint> byWeek;   ///< by start of the Monday
   BucketsBy<TimePoint> byMonth;  ///< by start of the first day
   /// By start of the block. A block begins at the full local hour of the first request after the last block

@@ -1,7 +1,8 @@
 #pragma once
 
-// Requests that follow each other and go into the same buckets, as those of a session do that works on in one
-// directory. They are summed once for all of these buckets, in half the time that one by one takes.
+// Runs of requests: requests that follow each other and go into the same buckets, as they do while a session
+// keeps working in one directory. A run is summed once and its sums are added to all these buckets, in half
+// the time that adding each request takes.
 
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"

@@ -9,7 +9,8 @@ namespace {
 struct Day {
   std::size_t step = 0;  ///< its row in `byStep`
   int weekday = 0;
-  bool isPlain = false;  ///< 24 hours from midnight on: the hour is a division, a third of the pass less
+  /// 24 hours from midnight on: the hour comes from a division, which saves a third of the pass.
+  bool isPlain = false;
 };
 
 bool isPlain(TimePoint day, const Calendar& calendar) {

@@ -1,7 +1,8 @@
 #pragma once
 
-// What drawings over time are made of: the sums of a report cut by main session and sub-agents in each day,
-// week or month, and by hour of each weekday. Built on request, in one pass of its own over the same records.
+// What drawings over time are made of: the sums of a report for each day, week or month, apart for the main
+// session and the sub-agents, and for each hour of each weekday. Built on request, in one pass of its own
+// over the same records.
 
 #include "Platform/Calendar.hpp"
 #include "Platform/KeyedRows.hpp"
@@ -29,6 +30,7 @@ struct TimeShares {
   Bucket subagents;
 };
 
+/// The sums of a range, cut in these ways.
 struct TimeCuts {
   TimeStep step = TimeStep::day;
   Bucket main;                              ///< of the whole range
@@ -43,7 +45,7 @@ constexpr int weekHour(int weekday, int hour) {
 }
 
 /// Sums the records that a report of the same range and filter is made of, in the order of the list, so that
-/// each sum has the last bit of the report's.
+/// each sum equals the report's to the last bit.
 TimeCuts timeCuts(const Aggregator& aggregator, const RecordList& records, std::optional<TimePoint> from,
                   std::optional<TimePoint> to, const RecordFilter& filter, TimeStep step);
 

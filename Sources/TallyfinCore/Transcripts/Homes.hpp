@@ -19,9 +19,10 @@ struct SourceHome {
   std::string projectsPath;  ///< root of the transcripts
   std::string teamsPath;     ///< root of the agent rosters
 
+  /// The home of that name, below the directory `home`.
   SourceHome(const std::string& homeName, const std::string& home);
 
-  /// The four homes below `home`; an earlier one wins the attribution of a request that stands in several.
+  /// The four homes below `home`. A request that stands in several homes is attributed to the first of them.
   static std::vector<SourceHome> defaults(const std::string& home);
 
   friend bool operator==(const SourceHome&, const SourceHome&) = default;

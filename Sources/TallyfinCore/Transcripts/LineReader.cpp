@@ -14,9 +14,9 @@ namespace {
 constexpr std::size_t kChunk = 1'048'576;     // bytes asked for by one read
 constexpr std::size_t kCapacity = 2'097'152;  // bytes, as long as no line is longer
 
-// Lends the thread's buffer for one call, so that a look at a thousand small files does not map and fault in
-// two megabytes a thousand times. A call inside a callback finds none and makes its own; one that a long line
-// has made large is given back to the system.
+// Lends the thread's buffer for one call, so that reading a thousand small files does not allocate two
+// megabytes a thousand times. A call from within a callback finds it lent and makes its own buffer. A buffer
+// that a long line has enlarged is freed.
 class LentBuffer {
  public:
   LentBuffer() : buffer_(std::exchange(kept(), {})) {
@@ -44,8 +44,8 @@ class LentBuffer {
 
 constexpr std::size_t kLongLine = std::size_t{32} << 20;  // bytes
 
-// The right to hold a line without end in memory, of which there are four: a home full of such files must not
-// take memory for each processor.
+// The right to hold a long line in memory. There are four, so that a home full of files without line feeds
+// does not take such memory for each processor.
 class LongLine {
  public:
   LongLine() = default;
@@ -103,7 +103,7 @@ std::uint64_t forEachLine(const PlainFile& file, const std::string& path, std::u
       throw ReadError(path);
     }
     if (got == 0) {
-      break;  // it shrank
+      break;  // the file became shorter meanwhile
     }
     position += static_cast<std::uint64_t>(got);
     const char* search = pending.end();  // what was pending before holds no line feed

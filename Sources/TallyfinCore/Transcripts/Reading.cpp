@@ -15,11 +15,11 @@
 namespace tallyfin {
 namespace {
 
-// Modification times differ when they are further apart than this; file systems round them.
+// Modification times count as equal up to this distance, since file systems round them.
 constexpr double kTolerance = 0.001;  // seconds
 
-// What a further thread must find to do. Starting one takes some 50 microseconds, opening a file 10, reading
-// a megabyte 500.
+// One more thread is started for each so many bytes. Starting a thread takes some 50 microseconds, opening a
+// file 10, reading a megabyte 500.
 constexpr std::uint64_t kWorthAThread = 1 << 20;  // bytes
 constexpr std::uint64_t kOpening = 16 << 10;      // bytes that take as long as opening a file
 
@@ -36,7 +36,7 @@ FileChange classify(const FileState* before, const FileAttributes& now) {
                                                                                 : FileChange::grown;
 }
 
-// Whether the file is to be read; one that did not change is settled here.
+// Whether the file is to be read. The result for an unchanged file is filled in here.
 bool isToRead(FileReading& reading) {
   if (!reading.file->attributes) {
     return false;
@@ -50,7 +50,8 @@ bool isToRead(FileReading& reading) {
   return false;
 }
 
-// Reads a file that changed. What counts is the open file: another may have taken the name since the look.
+// Reads a file that changed. Its attributes are taken from the open file, since another file may have got the
+// name since the listing.
 void readOn(FileReading& reading) {
   const TranscriptFile& file = *reading.file;
   const PlainFile open(file.path);
@@ -81,14 +82,14 @@ void readOn(FileReading& reading) {
     state.diag = reading.seen;
   }
   state.records.dropIndex();
-  // A file whose read fails again is known as before.
+  // When a read fails once more with nothing new, the known state itself stays.
   const bool isSame = reading.hasFailed && reading.before != nullptr && state == *reading.before;
   reading.now = isSame ? reading.before : std::make_shared<const FileState>(std::move(state));
 }
 
 struct Work {
   FileReading* reading;
-  std::uint64_t size;  // bytes to read, and what opening is worth
+  std::uint64_t size;  // bytes to read, plus kOpening
 };
 
 }  // namespace

@@ -1,8 +1,8 @@
 #pragma once
 
-// The one way from transcripts to what they hold: given listed files and what is known of each, reads on in
-// those that changed, on as many processors as the work is worth, each file into a state of its own. Nothing
-// in the result depends on threads: whoever merges files does so in the order of the listing.
+// Reads what is new in listed transcripts, given what is known of each, on as many processors as the work is
+// worth. Each file has a state of its own, and callers merge files in the order of the listing, so that the
+// result does not depend on threads.
 
 #include "Platform/Files.hpp"
 #include "TallyfinCore/Transcripts/Homes.hpp"
@@ -36,12 +36,12 @@ struct FileState {
   friend bool operator==(const FileState&, const FileState&) = default;
 };
 
-/// The requests of a file, which keep what is known of it alive.
+/// The requests of a file. The pointer keeps the whole state alive.
 inline std::shared_ptr<const RecordMap> recordsOf(const std::shared_ptr<const FileState>& file) {
   return {file, &file->records};
 }
 
-/// One transcript as the provenance of figures sees it.
+/// One transcript with what it gave, for saying which files a figure comes from.
 struct FileProvenance {
   std::string path;
   std::shared_ptr<const FileState> state;
@@ -58,7 +58,7 @@ enum class FileChange : std::uint8_t {
   grown       ///< read on from where the last look ended
 };
 
-/// A look at one file. The first members ask, the others tell what came of it.
+/// A look at one file. The first four members say what to read, the others what came of it.
 struct FileReading {
   const TranscriptFile* file = nullptr;
   std::int64_t rank = 0;                    ///< its position in the listing
@@ -72,17 +72,19 @@ struct FileReading {
   bool hasFailed = false;       ///< it could not be read to its end, or not be opened
 };
 
-/// Told on the calling thread, file by file, how many bytes of how many that are to be read are done.
+/// Called on the thread that called `read`, after each file which that thread reads. Both figures are bytes,
+/// with 16 KiB added for each file, since opening it takes time as well.
 using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
-/// A look at each of the files, of which none is known yet. The list must outlive it.
+/// A look, yet to be taken by `read`, at each of the files as if none was known. The list must outlive the
+/// result.
 std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files);
 
-/// The requests of all files, those that stand in several counted in each.
+/// How many requests the files hold; one that stands in several files counts in each.
 std::size_t requestsIn(std::span<const FileReading> readings);
 
-/// Reads what is new in the files, on up to `threads` threads; all have ended when it returns. Fails only for
-/// want of memory.
+/// Reads what is new in the files, on up to `threads` threads; all have ended when it returns. Throws only
+/// when memory runs out.
 void read(std::span<FileReading> readings, std::size_t threads, const ReadProgress& progress = {});
 
 }  // namespace tallyfin

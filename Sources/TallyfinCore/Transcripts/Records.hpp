@@ -67,8 +67,8 @@ class AgentIdentity {
   Kind kind_ = Kind::main;
 };
 
-/// What requests used: of one whatever the transcript held, nothing is clamped at 0; of several the sums,
-/// which stay at the end of the 64-bit range instead of overflowing.
+/// What one request used, as the transcript has it, negative counts included; or the sums over several
+/// requests. A sum that would overflow becomes the largest or smallest 64-bit value.
 struct UsageCounts {
   std::int64_t input = 0;  ///< tokens, as the four that follow
   std::int64_t output = 0;
@@ -94,7 +94,8 @@ struct UsageCounts {
     forEachCount(other, [](std::int64_t& own, std::int64_t count) { own = std::max(own, count); });
   }
 
-  /// The bits of all counts: above the largest of a positive int64_t when one is negative.
+  /// The counts combined by bitwise or: no count is larger than that, and it is above 2^63 - 1 when one is
+  /// negative.
   std::uint64_t allBits() const {
     return static_cast<std::uint64_t>(input | output | cacheWrite5m | cacheWrite1h | cacheRead | webSearch |
                                       webFetch);
@@ -125,7 +126,8 @@ struct UsageRecord : UsageCounts {
   InternedText sourceHome;  ///< name of the Claude home whose transcript supplied the record
   /// The 5m/1h split of the cache write was unusable; all of it counts as 5-minute.
   bool cacheWriteBreakdownAssumed = false;
-  std::int64_t sourceRank = 0;  ///< position of its file in the listing; the lowest describes the request
+  std::int64_t sourceRank = 0;  ///< position of its file in the listing; of several copies the one of lowest
+                                ///< rank describes the request
 
   /// Takes from `other`, a line or copy of the same request, each count that is higher and the time if it is
   /// earlier. The descriptive fields stay.
@@ -160,7 +162,7 @@ class RecordMap {
   /// Adds the record of a key that is known to be new.
   void append(InternedText key, const UsageRecord& record);
 
-  /// Frees what `find` needs, once a file is read; the next `find` builds it again.
+  /// Frees the index that `find` uses, for when a file has been read; the next `find` builds it again.
   void dropIndex();
 
   friend bool operator==(const RecordMap& left, const RecordMap& right) {
@@ -175,8 +177,8 @@ class RecordMap {
   bool indexed_ = false;
 };
 
-/// Requests in a defined order. A history holds each of them once: the list refers to what the files gave,
-/// and keeps that alive. Copies share it.
+/// A list of requests in a defined order. It refers to the records of the files instead of copying them, and
+/// keeps them alive. Copies of the list share them, too.
 class RecordList {
  public:
   /// Steps through the requests.
@@ -204,7 +206,7 @@ class RecordList {
 
   RecordList() = default;
 
-  /// A list of its own, for callers that made the requests themselves.
+  /// A list that holds copies of `records`, for callers that made them themselves.
   RecordList(const std::vector<UsageRecord>& records);
 
   /// Refers to these entries, which live as long as `owner`.

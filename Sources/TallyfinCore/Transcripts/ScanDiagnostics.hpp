@@ -22,8 +22,8 @@ struct LineCounters {
   std::int64_t linesSkippedZeroUsage = 0;     ///< usage is all 0: no loss
   std::int64_t longestLineBytes = 0;          ///< the length of the longest line
 
-  /// Lines that were lost. Counters that came from a damaged cache file may have any value; sums stay at the
-  /// end of the range.
+  /// Lines that were lost. Counters from a damaged cache file may have any value: a sum that would overflow
+  /// becomes the largest or smallest value.
   std::int64_t totalRejected() const;
 
   /// Sums the counters, and keeps the longer line.
@@ -35,13 +35,13 @@ struct LineCounters {
 /// The counters of one transcript.
 using FileDiagnostics = LineCounters;
 
-/// A counter of lines as the texts tell of it.
+/// How a counter of lines is named where it is shown.
 struct LineCounter {
   std::int64_t LineCounters::*member;
   bool isLoss;             ///< its lines are missing from the figures
   std::string_view label;  ///< in tally_provenance
   std::string_view item;   ///< in the provenance document
-  std::string_view note;   ///< there
+  std::string_view note;   ///< beside `item`; may be empty
 };
 
 /// All counters of lines. Whoever sums, stores or shows them walks this list.

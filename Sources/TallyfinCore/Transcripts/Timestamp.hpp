@@ -4,7 +4,7 @@
 // take. No zone means UTC, never local time.
 //
 //   Timestamp::parse("2026-01-02T03:04:05.5+01:30")  // 01:34:05.5 UTC
-//   Timestamp::parse("2025-02-31T00:00:00Z")         // 2025-03-03: the day is not held against the month
+//   Timestamp::parse("2025-02-31T00:00:00Z")         // 2025-03-03: a day may lie beyond its month
 //   Timestamp::parse("2026-01-02T24:00:00Z")         // absent
 
 #include "Platform/TimePoint.hpp"

@@ -1,6 +1,6 @@
 #pragma once
 
-// The requests of many files made one: a request that stands in several counts once. In order of first
+// Unifies the requests of many files: a request that stands in several of them counts once. In order of first
 // appearance, so that sums over them have the same last bit on every run.
 
 #include "TallyfinCore/Transcripts/Records.hpp"
@@ -18,8 +18,8 @@ class UnifiedRequests {
   /// Room for so many requests.
   void reserve(std::size_t count) { entries_.reserve(count); }
 
-  /// Takes the requests of one file in, after those of all files before it. They stay where they are; only
-  /// what differs from all its copies is stored anew.
+  /// Adds the requests of one file behind those of the files before it. Records are not copied; only one that
+  /// combines several copies and differs from the one kept so far is stored here.
   void add(std::shared_ptr<const RecordMap> file);
 
   /// The record of a key, or null. Good until the next `add`.
@@ -30,18 +30,18 @@ class UnifiedRequests {
   /// Keys and records.
   const std::vector<const RecordMap::Entry*>& entries() const { return entries_; }
 
-  /// The records, handed over.
+  /// Gives the records away; this object is not to be used after that.
   RecordList takeRecords() &&;
 
  private:
   struct Kept {
     std::vector<std::shared_ptr<const RecordMap>> files;
-    std::deque<RecordMap::Entry> unified;  // which differ from each copy
+    std::deque<RecordMap::Entry> unified;  // combined from several copies
   };
 
   std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
   std::vector<const RecordMap::Entry*> entries_;
-  std::vector<std::uint32_t> placeOf_;  // by number of the key; 0: none, else the position and 1
+  std::vector<std::uint32_t> placeOf_;  // by number of the key: the position plus 1; 0: no such request
 };
 
 }  // namespace tallyfin

@@ -83,7 +83,7 @@ std::string sources(DataSource& data, const JsonValue&) {
   const TimePoint now = data.now();
   const RefreshStats stats = data.ensureFresh();
   const Report report = data.report(Period::all());
-  AgentRoster roster = data.roster();  // counting is not to add up from call to call
+  AgentRoster roster = data.roster();  // a copy, since its counters would add up from call to call
   roster.recordCoverage(report.agentSession);
 
   std::string text = concat("Sources and the health of the measurement — ", R::stamp(now, data.calendar()),

@@ -23,7 +23,7 @@ std::string overview(DataSource& data, const JsonValue& arguments);
 /// What a period cost, broken down along one axis.
 std::string cost(DataSource& data, const JsonValue& arguments);
 
-/// The axes of `cost` with a word on some: "`day` (default), `hour` (single day only), `agent`".
+/// The names of the axes of `cost`, some with a remark: "`day` (default), `hour` (single day only), `agent`".
 std::string breakdownAxes();
 
 /// Agents by cost, with what each worked on.
@@ -67,8 +67,8 @@ std::string list(const Rows& rows, std::string_view empty);
 std::string footer(const Report& report, const Period& period, const CostEstimate& shown);
 std::string footer(const Report& report, const Period& period);
 
-/// The first ten files that could not be read, an indented line each; the rest is told by its number
-/// elsewhere.
+/// The first ten files that could not be read, an indented line each. How many there are in all is for the
+/// caller to say.
 std::string unreadable(const ScanDiagnostics& seen, const ProjectResolver& paths);
 
 /// "12 requests · 3.4M tokens".
