@@ -5,11 +5,18 @@
 #include "absl/functional/function_ref.h"
 
 #include <cstddef>
+#include <future>
 
 namespace tallyfin {
 
 /// The processors that this process may run on; at least 1.
 std::size_t processors();
+
+/// How `std::async` shall do work that another thread can do meanwhile, if that `isWorthAThread`: otherwise,
+/// and when the system gives no thread, the one that waits for the work does it.
+inline std::launch onTheSide(bool isWorthAThread = true) {
+  return isWorthAThread ? std::launch::async | std::launch::deferred : std::launch::deferred;
+}
 
 /// Calls `work` once with each number below `count`, on the calling thread and up to `threads` - 1 others; a
 /// thread that is free takes the next number. All calls have ended when it returns. When the system gives

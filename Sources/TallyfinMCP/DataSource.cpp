@@ -1,6 +1,7 @@
 #include "TallyfinMCP/DataSource.hpp"
 
 #include "Platform/Memory.hpp"
+#include "Platform/Parallel.hpp"
 
 #include <chrono>
 #include <exception>
@@ -34,7 +35,7 @@ const RefreshStats& DataSource::ensureFresh() {
   records_ = {};          // freed now, so that the new records can use the memory
   std::future<AgentRoster> roster;
   if (!rosterLoaded_) {
-    roster = std::async(std::launch::async | std::launch::deferred, [this] {
+    roster = std::async(onTheSide(), [this] {
       AgentRoster loaded;
       loaded.load(homes_);
       return loaded;
@@ -58,7 +59,7 @@ const RefreshStats& DataSource::ensureFresh() {
 // Saves on another thread: it takes as long as unifying and summing up together, and half of that is waiting
 // for the disk. When the system gives no thread it is done in `finishSaving`.
 void DataSource::startSaving() {
-  saving_ = std::async(std::launch::async | std::launch::deferred, [this] {
+  saving_ = std::async(onTheSide(), [this] {
     try {
       cache_.save();
       savingError_.clear();

@@ -103,7 +103,7 @@ TEST_F(CacheFile, HasTheLayoutThatOthersRead) {
   EXPECT_EQ(text(), home.path(".claude/projects/p/a.jsonl"));
 }
 
-TEST_F(CacheFile, LargeIsReadOnTwoThreadsAsOnOne) {
+TEST_F(CacheFile, LargeIsWrittenAndReadOnTwoThreadsAsOnOne) {
   std::string lines;
   for (int i = 0; i < 4'000; ++i) {
     RawLine line = rawLine(i, i);
@@ -111,10 +111,15 @@ TEST_F(CacheFile, LargeIsReadOnTwoThreadsAsOnOne) {
     lines += line.text();
   }
   home.write(".claude/projects/p/\xFF.jsonl", lines);
-  ScanCache cache(path);
-  refreshed(cache);
-  cache.save();
-  const std::string good = home.read("cache.bin");
+  std::vector<std::string> written;
+  for (const std::size_t threads : {1U, 2U}) {
+    ScanCache cache(path, threads);
+    refreshed(cache);
+    cache.save();
+    written.push_back(home.read("cache.bin"));
+  }
+  const std::string& good = written.front();
+  EXPECT_TRUE(good == written.back());
   ASSERT_GT(good.size(), std::size_t{1} << 17);
   std::mt19937_64 random(3);  // NOLINT(bugprone-random-generator-seed): the same damage every time
   for (int round = 0; round < 30; ++round) {

@@ -32,7 +32,8 @@ void BinaryWriter::reserve(std::size_t strings, std::size_t body) {
   body_.reserve(body);
 }
 
-void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const {
+void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out,
+                          absl::FunctionRef<void()> completeBody) const {
   constexpr std::size_t kPiece = std::size_t{1} << 20;  // bytes; with smaller pieces writing takes longer
   Buffer piece;
   piece.reserve(kPiece);
@@ -47,6 +48,7 @@ void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::s
     piece.append(text);
   }
   out(piece.bytes());
+  completeBody();
   out(body_.bytes());
 }
 

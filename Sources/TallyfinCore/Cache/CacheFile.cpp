@@ -1,6 +1,7 @@
 // The cache file of ScanCache: its writer and its reader.
 
 #include "Platform/Files.hpp"
+#include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
@@ -56,28 +57,61 @@ constexpr std::uint64_t kSmallestRecordEntry = 23;
 // A file with a longer path cannot be opened, so no such path was saved.
 constexpr std::size_t kLongestPath = 4096;  // bytes
 
+// Numbers all texts before it writes anything: so the string table, which stands first, goes out while
+// another thread makes what stands behind it.
 class Writer {
  public:
-  Writer() : indexOf_(InternedText::count(), kUnknown) {}
-
-  void write(const std::vector<FileProvenance>& files) {
+  explicit Writer(const std::vector<FileProvenance>& files)
+      : files_(files), indexOf_(InternedText::count(), kUnknown) {
+    for (const FileProvenance& file : files_) {
+      records_ += file.records().size();
+    }
     constexpr std::size_t kUsualFileEntry = 40;  // bytes
     constexpr std::size_t kUsualRecordEntry = 48;
-    std::size_t records = 0;
-    for (const FileProvenance& file : files) {
-      records += file.records().size();
-    }
-    writer_.reserve(files.size() + records, files.size() * kUsualFileEntry + records * kUsualRecordEntry);
-    writer_.writeUInt(files.size());
-    for (const FileProvenance& file : files) {
-      write(file);
+    writer_.reserve(files_.size() + records_, files_.size() * kUsualFileEntry + records_ * kUsualRecordEntry);
+    for (const FileProvenance& file : files_) {
+      number(file);
     }
   }
 
-  void finish(std::string_view header, Files::Output out) const { writer_.finish(header, out); }
+  // `threads`: how many may work on it.
+  void finish(std::string_view header, Files::Output out, std::size_t threads) {
+    constexpr std::size_t kWorthAThread = 2000;  // records
+    std::future<void> writing =
+        std::async(onTheSide(threads > 1 && records_ > kWorthAThread), [this] { writeFiles(); });
+    writer_.finish(header, out, [&] { writing.get(); });
+  }
 
  private:
   static constexpr std::uint32_t kUnknown = std::numeric_limits<std::uint32_t>::max();
+
+  void number(const FileProvenance& file) {
+    writer_.intern(file.path);
+    for (const auto& [key, record] : file.state->records.entries()) {
+      for (const InternedText text :
+           {key, record.model, record.sessionId, record.rawCwd, record.sourceHome, record.agent.rawId()}) {
+        indexOf(text);
+      }
+    }
+  }
+
+  std::uint32_t indexOf(InternedText text) {
+    if (!text.isCanonical()) {
+      return writer_.intern(text.text());
+    }
+    std::uint32_t& index = indexOf_[text.number()];
+    if (index == kUnknown) {
+      index = writer_.add(text.text());
+    }
+    return index;
+  }
+
+  void writeFiles() {
+    writer_.writeUInt(files_.size());
+    for (const FileProvenance& file : files_) {
+      write(file);
+    }
+  }
 
   void write(const FileProvenance& file) {
     const FileState& state = *file.state;
@@ -110,22 +144,14 @@ class Writer {
     writeCount(record.sourceRank);
   }
 
+  void writeText(InternedText text) { writer_.writeUInt(indexOf(text)); }
+
   void writeCount(std::int64_t count) {
     writer_.writeUInt(count < 0 ? 0 : static_cast<std::uint64_t>(count));
   }
 
-  void writeText(InternedText text) {
-    if (!text.isCanonical()) {
-      writer_.writeUInt(writer_.intern(text.text()));
-      return;
-    }
-    std::uint32_t& index = indexOf_[text.number()];
-    if (index == kUnknown) {
-      index = writer_.add(text.text());
-    }
-    writer_.writeUInt(index);
-  }
-
+  const std::vector<FileProvenance>& files_;
+  std::size_t records_ = 0;
   BinaryWriter writer_;
   std::vector<std::uint32_t> indexOf_;  // by number of the text: spares hashing texts, a third of a save
 };
@@ -354,11 +380,9 @@ bool ScanCache::load() {
     if (!ofTexts || !ofRecords) {
       return false;
     }
-    const bool isOnTheSide = threads_ > 1 && file.attributes().size > kWorthAThread;
     TextTable texts;
-    std::future<void> filling =
-        std::async(isOnTheSide ? std::launch::async | std::launch::deferred : std::launch::deferred,
-                   [&] { texts.fill(std::move(*ofTexts)); });
+    std::future<void> filling = std::async(onTheSide(threads_ > 1 && file.attributes().size > kWorthAThread),
+                                           [&] { texts.fill(std::move(*ofTexts)); });
     if (filling.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
       filling.get();  // where no other thread can be had
     }
@@ -382,12 +406,11 @@ void ScanCache::save() {
       return;
     }
   }
-  Writer writer;
-  writer.write(*files);
+  Writer writer(*files);
   std::string header(kMagic);
   header.push_back(static_cast<char>(formatVersion));
   const FileAttributes written =
-      Files::replaceAtomically(path_, [&](Files::Output out) { writer.finish(header, out); });
+      Files::replaceAtomically(path_, [&](Files::Output out) { writer.finish(header, out, threads_); });
   const std::lock_guard guard(lock_);
   saved_ = files;
   savedFile_ = written;

@@ -2,6 +2,7 @@
 
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
+#include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
@@ -130,12 +131,10 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   // Listing mostly waits for the system and loading for memory, so at once they take as long as the longer of
   // the two. The calling thread does the loading, since the memory of other threads grows with one call to
   // the system for every few pages.
-  const bool isOnTheSide = isStart && threads_ > 1;
-  std::future<void> listing =
-      std::async(isOnTheSide ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {
-        listed = Scanner::listing(homes, diagnostics);
-        readings = readingsOf(listed);
-      });
+  std::future<void> listing = std::async(onTheSide(isStart && threads_ > 1), [&] {
+    listed = Scanner::listing(homes, diagnostics);
+    readings = readingsOf(listed);
+  });
   if (isStart) {
     load();
   }
