@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Descriptor.hpp"
 #include "Platform/Numbers.hpp"
+#include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
 
 #include <algorithm>
@@ -85,6 +86,41 @@ bool look(const std::string& path, struct stat& status) {
 bool hasExtension(std::string_view name, std::string_view extension) {
   return name.size() > extension.size() + 1 && name.ends_with(extension) &&
          name[name.size() - extension.size() - 1] == '.';
+}
+
+/// What a walk finds in one directory.
+struct FoundEntries {
+  std::vector<FoundFile> files;
+  std::vector<std::string> directories;  // their paths
+};
+
+/// Nothing when the directory cannot be read. `flags` are those of open(2).
+FoundEntries entriesOf(std::string directory, int flags, std::string_view extension) {
+  FoundEntries found;
+  Listing listing(directory, flags);
+  if (!listing.isOpen()) {
+    return found;
+  }
+  if (!directory.ends_with('/')) {
+    directory += '/';
+  }
+  while (const dirent* entry = listing.next()) {
+    const std::string_view name = entry->d_name;
+    if (name.front() == '.') {
+      continue;
+    }
+    if (listing.isDirectory(*entry)) {
+      found.directories.push_back(concat(directory, name));
+    }
+    if (hasExtension(name, extension)) {
+      std::string path = concat(directory, name);
+      // A file with too long a path could not be opened by it, so it gets no attributes.
+      const std::optional<Attributes> attributes =
+          path.size() < PATH_MAX ? listing.attributes(*entry) : std::nullopt;
+      found.files.push_back({std::move(path), attributes});
+    }
+  }
+  return found;
 }
 
 void sortAsText(std::vector<FoundFile>& files) {
@@ -294,40 +330,24 @@ bool isDirectory(const std::string& path) {
   return look(path, status) && S_ISDIR(status.st_mode);
 }
 
-std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension) {
+std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension,
+                                                 std::size_t threads) {
+  constexpr std::size_t kWorthThreads = 8;  // directories
   if (!isDirectory(root)) {
     return std::nullopt;
   }
   std::vector<FoundFile> found;
-  // A list of directories still to be read, not recursion: only one descriptor is open at a time, whatever
-  // the depth.
-  std::vector<std::string> pending = {root};
+  std::vector<std::string> level = {root};
   int flags = 0;  // the root may be a link; links below it are not followed
-  while (!pending.empty()) {
-    std::string directory = std::move(pending.back());
-    pending.pop_back();
-    Listing listing(directory, std::exchange(flags, O_NOFOLLOW));
-    if (!listing.isOpen()) {
-      continue;
-    }
-    if (!directory.ends_with('/')) {
-      directory += '/';
-    }
-    while (const dirent* entry = listing.next()) {
-      const std::string_view name = entry->d_name;
-      if (name.front() == '.') {
-        continue;
-      }
-      if (listing.isDirectory(*entry)) {
-        pending.push_back(concat(directory, name));
-      }
-      if (hasExtension(name, extension)) {
-        std::string path = concat(directory, name);
-        // A file with too long a path could not be opened by it, so it gets no attributes.
-        std::optional<Attributes> attributes =
-            path.size() < PATH_MAX ? listing.attributes(*entry) : std::nullopt;
-        found.push_back({std::move(path), attributes});
-      }
+  while (!level.empty()) {
+    std::vector<FoundEntries> below(level.size());
+    forEachIndex(level.size(), level.size() < kWorthThreads ? 1 : threads,
+                 [&](std::size_t i) { below[i] = entriesOf(level[i], flags, extension); });
+    flags = O_NOFOLLOW;
+    level.clear();
+    for (FoundEntries& entries : below) {
+      std::ranges::move(entries.files, std::back_inserter(found));
+      std::ranges::move(entries.directories, std::back_inserter(level));
     }
   }
   sortAsText(found);

@@ -38,8 +38,9 @@ struct FoundFile {
 /// have something before that dot. Entries whose name begins with a dot are left out, with all that lies
 /// below them. Symbolic links to directories are not followed, but `root` may be one. Directories that cannot
 /// be read are passed over. Sorted by the code points of the paths' canonical forms, then by bytes. Absent
-/// when `root` is no directory.
-std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension);
+/// when `root` is no directory. `threads` may work on it, where there are many directories.
+std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension,
+                                                 std::size_t threads = 1);
 
 /// Names of the entries of a directory, unsorted, without "." and ".."; absent when it cannot be listed.
 std::optional<std::vector<std::string>> entryNames(const std::string& directory);

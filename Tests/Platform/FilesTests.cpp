@@ -57,6 +57,8 @@ class FilesTests : public testing::Test {
   std::vector<std::string> found(const std::string& root = "") const {
     std::vector<std::string> paths;
     const auto files = Files::filesBelow(home.path(root), "jsonl").value();
+    EXPECT_TRUE(std::ranges::equal(files, Files::filesBelow(home.path(root), "jsonl", 3).value(), {},
+                                   &Files::FoundFile::path, &Files::FoundFile::path));
     for (const Files::FoundFile& file : files) {
       EXPECT_TRUE(file.path.starts_with(home.path(root)));
       EXPECT_EQ(file.attributes, Files::attributes(file.path)) << file.path;
@@ -99,6 +101,10 @@ TEST_F(FilesTests, ThePathsAreSortedByCodePointsOfTheirCanonicalForms) {
                                   "a/x.jsonl"s, "a-b/x.jsonl"s, "a.jsonl"s, "B.jsonl"s}) {
     home.write("in/" + name, "");
   }
+  for (int i = 0; i < 50; ++i) {
+    home.write("many/" + std::to_string(i) + "/x.jsonl", "");
+  }
+  EXPECT_EQ(found("many").size(), 50);
   EXPECT_THAT(found("in"), ElementsAre("B.jsonl", "a-b/x.jsonl", "a.jsonl", "a/x.jsonl", "f.jsonl", "z.jsonl",
                                        decomposed, "\u00ea.jsonl", illFormed));
 }

@@ -132,7 +132,7 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   // the two. The calling thread does the loading, since the memory of other threads grows with one call to
   // the system for every few pages.
   std::future<void> listing = std::async(onTheSide(isStart && threads_ > 1), [&] {
-    listed = Scanner::listing(homes, diagnostics);
+    listed = Scanner::listing(homes, diagnostics, isStart ? 1 : threads_);
     readings = readingsOf(listed);
   });
   if (isStart) {

@@ -38,10 +38,12 @@ std::optional<std::vector<std::string>> jsonlFiles(const std::string& root) {
   return paths;
 }
 
-std::vector<TranscriptFile> listing(const std::vector<SourceHome>& homes, ScanDiagnostics& diagnostics) {
+std::vector<TranscriptFile> listing(const std::vector<SourceHome>& homes, ScanDiagnostics& diagnostics,
+                                    std::size_t threads) {
   std::vector<TranscriptFile> listed;
   for (const SourceHome& home : homes) {
-    std::optional<std::vector<Files::FoundFile>> files = Files::filesBelow(home.projectsPath, kExtension);
+    std::optional<std::vector<Files::FoundFile>> files =
+        Files::filesBelow(home.projectsPath, kExtension, threads);
     if (!files) {
       continue;
     }

@@ -42,8 +42,9 @@ struct TranscriptFile {
 namespace Scanner {
 
 /// The transcripts of all homes: first home first, each home's sorted by path. Sets `perHome` in
-/// `diagnostics`; a home without a projects folder leaves no entry.
-std::vector<TranscriptFile> listing(const std::vector<SourceHome>& homes, ScanDiagnostics& diagnostics);
+/// `diagnostics`; a home without a projects folder leaves no entry. `threads` may work on it.
+std::vector<TranscriptFile> listing(const std::vector<SourceHome>& homes, ScanDiagnostics& diagnostics,
+                                    std::size_t threads = 1);
 
 /// Paths of the transcripts (extension jsonl) below `root`, sorted; absent when there is no such directory.
 std::optional<std::vector<std::string>> jsonlFiles(const std::string& root);

@@ -13,9 +13,10 @@ namespace {
 UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
                         const ReadProgress& progress, ScanDiagnostics& diagnostics) {
   const TimePoint start = clock();
-  const std::vector<TranscriptFile> files = listing(homes, diagnostics);
+  const std::size_t threads = parallel ? processors() : 1;
+  const std::vector<TranscriptFile> files = listing(homes, diagnostics, threads);
   std::vector<FileReading> readings = readingsOf(files);
-  read(readings, parallel ? processors() : 1, progress);
+  read(readings, threads, progress);
 
   UnifiedRequests requests;
   requests.reserve(requestsIn(readings));
