@@ -2,7 +2,6 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Descriptor.hpp"
-#include "Platform/Numbers.hpp"
 #include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
 
@@ -10,14 +9,13 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <random>
+#include <iterator>
 #include <tuple>
 #include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -140,158 +138,6 @@ void sortAsText(std::vector<FoundFile>& files) {
   std::ranges::transform(keyed, files.begin(), [](auto& entry) { return std::move(entry.second); });
 }
 
-[[noreturn]] void fail(int error, const char* what, const std::string& path) {
-  throw std::system_error(error, std::generic_category(), what + path);
-}
-
-constexpr std::string_view kTemporaryMark = ".tmp.";
-
-// Whoever writes a temporary file holds a lock on it, which ends with the process. A process id in the name
-// would not do: it means nothing in another container that shares the folder.
-bool isLocked(const Descriptor& file) {
-  return ::flock(file.number(), LOCK_EX | LOCK_NB) != 0;
-}
-
-/// What the paths of a target's temporary files begin with: the target's path, then kTemporaryMark. A long
-/// name is cut, so that the whole name stays within the 255 bytes that file systems take.
-std::string temporaryStart(const std::string& target) {
-  constexpr std::size_t kMostOfName = 200;         // bytes
-  const std::size_t name = target.rfind('/') + 1;  // 0 without a slash
-  std::size_t end = std::min(target.size(), name + kMostOfName);
-  while (end > name && end < target.size() && (static_cast<unsigned char>(target[end]) & 0xC0) == 0x80) {
-    --end;  // a character is not cut in two
-  }
-  return concat(std::string_view(target).substr(0, end), kTemporaryMark);
-}
-
-/// A temporary file beside `target`. It is removed at the end unless it took the target's place.
-class Temporary {
- public:
-  Temporary(const std::string& target, unsigned mode) : target_(target) {
-    constexpr int kMostNames = 100;
-    std::random_device random;
-    for (int i = 0; i < kMostNames; ++i) {
-      path_ = concat(temporaryStart(target_), std::to_string(random()), ".", std::to_string(random()));
-      file_ = Descriptor(path_, O_WRONLY | O_CREAT | O_EXCL, mode);
-      if (!file_.isOpen() && errno != EEXIST) {
-        break;
-      }
-      // Where the file system has no locks the file is used without one. Another process may have taken the
-      // new file for a stale one and removed it before the lock was ours: then the next name is tried.
-      struct stat status {};
-      if (file_.isOpen() && (::flock(file_.number(), LOCK_EX) != 0 ||
-                             (::fstat(file_.number(), &status) == 0 && status.st_nlink > 0))) {
-        return;
-      }
-    }
-    fail(errno, "cannot create ", path_);
-  }
-  ~Temporary() {
-    if (file_.isOpen()) {
-      ::unlink(path_.c_str());
-    }
-  }
-
-  Temporary(const Temporary&) = delete;
-  Temporary& operator=(const Temporary&) = delete;
-
-  /// Collects small pieces, so that a file of many strings is written in few calls.
-  void append(std::string_view bytes) {
-    if (pending_.size() + bytes.size() > kCollected) {
-      write(pending_);
-      pending_.clear();
-    }
-    if (bytes.size() > kCollected) {
-      write(bytes);
-    } else {
-      pending_.append(bytes);
-    }
-  }
-
-  /// Flushes the content to the disk before the renaming, so that not even a power cut leaves a half file
-  /// under the target's name. The folder is not flushed, which would take as long again: after a power cut
-  /// either file may stand there, whole.
-  Attributes replaceTarget() {
-    write(pending_);
-    while (::fsync(file_.number()) != 0) {
-      if (errno != EINTR) {
-        fail(errno, "cannot flush ", path_);
-      }
-    }
-    const std::optional<Attributes> attributes = file_.attributes();
-    // Renamed while it is open, since closing gives up the lock.
-    if (::rename(path_.c_str(), target_.c_str()) != 0) {
-      fail(errno, "cannot replace ", target_);
-    }
-    if (!file_.close()) {
-      fail(errno, "cannot close ", target_);
-    }
-    return attributes.value_or(Attributes{});
-  }
-
- private:
-  static constexpr std::size_t kCollected = std::size_t{64} * 1024;
-  static constexpr std::size_t kLargestWrite = std::size_t{1} << 20;
-
-  void write(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const ssize_t count = ::write(file_.number(), bytes.data(), std::min(bytes.size(), kLargestWrite));
-      if (count < 0 && errno == EINTR) {
-        continue;
-      }
-      if (count <= 0) {
-        fail(count < 0 ? errno : EIO, "cannot write ", path_);
-      }
-      startFlushing(static_cast<std::size_t>(count));
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-  }
-
-  /// Lets the disk begin with the last `count` bytes while the next are written, so that there is less to
-  /// wait for at the end. Only a hint, which is not given for small pieces.
-  void startFlushing(std::size_t count) {
-#ifdef __linux__
-    if (count >= kCollected) {
-      ::sync_file_range(file_.number(), written_, static_cast<off_t>(count), SYNC_FILE_RANGE_WRITE);
-    }
-#endif
-    written_ += static_cast<off_t>(count);
-  }
-
-  const std::string& target_;
-  std::string path_;
-  Descriptor file_;
-  std::string pending_;
-  off_t written_ = 0;  // bytes
-};
-
-/// Whether a name ends as those of temporary files do: in two numbers with a dot between them.
-bool isOurs(std::string_view end) {
-  const std::size_t point = end.find('.');
-  const auto isNumber = [](std::string_view text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
-  };
-  return point != std::string_view::npos && isNumber(end.substr(0, point)) && isNumber(end.substr(point + 1));
-}
-
-/// Removes the temporary files that nobody is writing any more. Each is locked while it is removed, so that
-/// nobody begins to write it meanwhile.
-void removeStaleTemporaries(const std::string& directory, const std::string& start) {
-  Listing listing(directory);
-  while (const dirent* entry = listing.isOpen() ? listing.next() : nullptr) {
-    const std::string_view name = entry->d_name;
-    if (!name.starts_with(start) || !isOurs(name.substr(start.size()))) {
-      continue;
-    }
-    const std::string path = concat(directory, "/", name);
-    const Descriptor file(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
-    if (const auto attributes = file.isOpen() ? file.attributes() : std::nullopt;
-        attributes && attributes->isRegular && !isLocked(file)) {
-      ::unlink(path.c_str());
-    }
-  }
-}
-
 /// The home directory in the password database's entry for `who`, a user's name or id; absent when there is
 /// none. `find` is getpwnam_r or getpwuid_r.
 template <typename Find, typename Who>
@@ -389,37 +235,6 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
       return std::nullopt;
     }
   }
-}
-
-Attributes replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce,
-                             unsigned mode) {
-  if (!canBePath(path)) {
-    fail(ENOENT, "cannot replace ", path);
-  }
-  struct stat status {};
-  if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
-    // Renaming over a device, such as /dev/null, would turn it into a plain file.
-    fail(S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP, "cannot replace ", path);
-  }
-  const std::size_t slash = path.rfind('/');
-  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  removeStaleTemporaries(directory, temporaryStart(path).substr(slash + 1));
-
-  Temporary temporary(path, mode);
-  produce([&](std::string_view bytes) { temporary.append(bytes); });
-  return temporary.replaceTarget();
-}
-
-Attributes replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts,
-                             unsigned mode) {
-  return replaceAtomically(
-      path,
-      [&](Output out) {
-        for (const std::string_view part : parts) {
-          out(part);
-        }
-      },
-      mode);
 }
 
 std::error_code createDirectories(const std::string& path) {

@@ -5,7 +5,6 @@
 
 #include "Platform/Buffer.hpp"
 #include "Platform/Descriptor.hpp"
-#include "absl/functional/function_ref.h"
 
 #include <cstdint>
 #include <optional>
@@ -48,19 +47,6 @@ std::optional<std::vector<std::string>> entryNames(const std::string& directory)
 /// The whole content of a regular file; absent when it cannot be read, is no regular file or holds more than
 /// `limit` bytes.
 std::optional<Buffer> contents(const std::string& path, std::uint64_t limit);
-
-/// Writes what `produce` hands to its argument, piece by piece, to a temporary file beside `path`, flushes it
-/// to the disk and renames it over `path`: a reader sees the old content or the new, whole. The file gets
-/// `mode`, less the bits of the process's umask. Temporary files that a killed process left behind are
-/// removed. A symbolic link is itself replaced; a directory or a device is refused. On failure the old file
-/// stays and the temporary one is gone. Gives the attributes of the new file. Throws std::system_error.
-using Output = absl::FunctionRef<void(std::string_view)>;
-Attributes replaceAtomically(const std::string& path, absl::FunctionRef<void(Output)> produce,
-                             unsigned mode = 0600);
-
-/// The same for a content that is at hand.
-Attributes replaceAtomically(const std::string& path, const std::vector<std::string_view>& parts,
-                             unsigned mode = 0600);
 
 /// Makes a directory with all its missing parents. Gives the error; false as a condition when there was none.
 std::error_code createDirectories(const std::string& path);

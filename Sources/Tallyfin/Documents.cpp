@@ -1,5 +1,6 @@
 #include "Tallyfin/Documents.hpp"
 
+#include "Platform/AtomicFile.hpp"
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
@@ -51,7 +52,8 @@ class Destination {
     }
     constexpr unsigned kReadableByAll = 0666;  // less what the user's mask takes away, as for any report
     const std::string path = isFolder_ ? concat(*path_, path_->ends_with('/') ? "" : "/", name) : *path_;
-    Files::replaceAtomically(path, {document}, kReadableByAll);
+    AtomicFile::replace(
+        path, [&](AtomicFile::Output out) { out(document); }, kReadableByAll);
     return print(concat(path, "\n"), console);
   }
 

@@ -1,3 +1,4 @@
+#include "Platform/AtomicFile.hpp"
 #include "Platform/Files.hpp"
 #include "Support/TempHome.hpp"
 
@@ -197,10 +198,15 @@ class ReplaceTests : public FilesTests {
  protected:
   std::vector<std::string> names() const { return Files::entryNames(home.path()).value(); }
 
+  static std::optional<Files::Attributes> replace(const std::string& path,
+                                                  const std::vector<std::string>& parts) {
+    return AtomicFile::replace(path, [&](AtomicFile::Output out) { std::ranges::for_each(parts, out); });
+  }
+
   /// The message of the failure; empty when there is none.
   static std::string failure(const std::string& path) {
     try {
-      Files::replaceAtomically(path, {"new"});
+      replace(path, {"new"});
     } catch (const std::system_error& error) {
       return error.what();
     }
@@ -218,7 +224,7 @@ TEST_F(ReplaceTests, ANameMayBeAsLongAsFileSystemsTake) {
 TEST_F(ReplaceTests, ThePartsStandInTheFileOneAfterTheOther) {
   home.write("target", "something that was longer");
   const std::string path = home.link("cache.bin", "target");
-  Files::replaceAtomically(path, {"one", "", "\0two"s});
+  replace(path, {"one", "", "\0two"s});
   EXPECT_EQ(home.read("cache.bin"), "one\0two"s);
   EXPECT_EQ(home.read("target"), "something that was longer") << "a link is replaced";
   EXPECT_THAT(names(), UnorderedElementsAre("cache.bin", "target"));
@@ -238,7 +244,7 @@ TEST_F(ReplaceTests, AFailureNamesThePathAndLeavesTheOldFileAlone) {
   const auto before = std::signal(SIGXFSZ, SIG_IGN);
   {
     const LimitedTo full(RLIMIT_FSIZE, 1000);
-    EXPECT_THROW(Files::replaceAtomically(path, {"new", std::string(2000, 'x')}), std::system_error);
+    EXPECT_THROW(replace(path, {"new", std::string(2000, 'x')}), std::system_error);
   }
   std::signal(SIGXFSZ, before);
   EXPECT_EQ(home.read("cache.bin"), "old");
@@ -255,7 +261,7 @@ TEST_F(ReplaceTests, OnlyTemporariesThatNobodyWritesAreRemoved) {
   }
   const Descriptor writer(home.path("cache.bin.tmp.2.0"), O_WRONLY);
   ASSERT_EQ(::flock(writer.number(), LOCK_EX), 0);
-  const auto attributes = Files::replaceAtomically(home.path("cache.bin"), {"new"});
+  const auto attributes = replace(home.path("cache.bin"), {"new"});
   EXPECT_EQ(attributes, Files::attributes(home.path("cache.bin")));
   EXPECT_THAT(names(), testing::UnorderedElementsAreArray(kept));
 }
@@ -273,7 +279,7 @@ TEST_F(ReplaceTests, AReaderSeesOneContentWholeWhileManyWrite) {
   const auto write = [&path](char letter) {
     const std::string half(25'000, letter);
     for (int round = 0; round < 20; ++round) {
-      EXPECT_NO_THROW(Files::replaceAtomically(path, {half, half}));
+      EXPECT_NO_THROW(replace(path, {half, half}));
     }
   };
   std::thread writers[] = {std::thread(write, 'b'), std::thread(write, 'c')};

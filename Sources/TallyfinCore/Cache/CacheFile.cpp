@@ -1,5 +1,6 @@
 // The cache file of ScanCache: its writer and its reader.
 
+#include "Platform/AtomicFile.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
@@ -75,7 +76,7 @@ class Writer {
   }
 
   // `threads`: how many may work on it.
-  void finish(std::string_view header, Files::Output out, std::size_t threads) {
+  void finish(std::string_view header, AtomicFile::Output out, std::size_t threads) {
     constexpr std::size_t kWorthAThread = 2000;  // records
     std::future<void> writing =
         std::async(onTheSide(threads > 1 && records_ > kWorthAThread), [this] { writeFiles(); });
@@ -410,7 +411,7 @@ void ScanCache::save() {
   std::string header(kMagic);
   header.push_back(static_cast<char>(formatVersion));
   const FileAttributes written =
-      Files::replaceAtomically(path_, [&](Files::Output out) { writer.finish(header, out, threads_); });
+      AtomicFile::replace(path_, [&](AtomicFile::Output out) { writer.finish(header, out, threads_); });
   const std::lock_guard guard(lock_);
   saved_ = files;
   savedFile_ = written;
