@@ -188,7 +188,7 @@ std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::s
   while (!level.empty()) {
     std::vector<FoundEntries> below(level.size());
     forEachIndex(level.size(), level.size() < kWorthThreads ? 1 : threads,
-                 [&](std::size_t i) { below[i] = entriesOf(level[i], flags, extension); });
+                 [&](std::size_t at) { below[at] = entriesOf(level[at], flags, extension); });
     flags = O_NOFOLLOW;
     level.clear();
     for (FoundEntries& entries : below) {

@@ -45,14 +45,14 @@ const RefreshStats& DataSource::ensureFresh() {
   ScanCache::Refreshed refreshed = lastRefresh_
                                        ? cache_.refresh(homes_, environment_.now, looked, progress_)
                                        : cache_.loadAndRefresh(homes_, environment_.now, looked, progress_);
-  records_ = std::move(refreshed.result.records);
-  diagnostics_ = std::move(refreshed.result.diagnostics);
-  refreshStats_ = refreshed.stats;
-  lastRefresh_ = now();
   if (roster.valid()) {
     roster_ = roster.get();
     rosterLoaded_ = true;
   }
+  records_ = std::move(refreshed.result.records);
+  diagnostics_ = std::move(refreshed.result.diagnostics);
+  refreshStats_ = refreshed.stats;
+  lastRefresh_ = now();
   return *refreshStats_;
 }
 

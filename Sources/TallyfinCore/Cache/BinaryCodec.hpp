@@ -106,7 +106,8 @@ class BinaryReader {
   /// `bytes` must outlive the reader.
   explicit BinaryReader(std::string_view bytes) : next_(bytes.data()), end_(next_ + bytes.size()) {}
 
-  /// Reads the file piece by piece, so that it takes no memory of its own size. It must outlive the reader.
+  /// Reads the file piece by piece, so that it takes no more memory than its longest string needs. It must
+  /// outlive the reader.
   explicit BinaryReader(const PlainFile& file) : file_(&file), unread_(file.attributes().size) {}
 
   // Each throws DecodeError.

@@ -19,6 +19,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -27,7 +28,8 @@ namespace tallyfin {
 namespace {
 
 constexpr std::string_view kMagic = "TFC1";
-// Enough for some ten million requests. A larger file is not used: the transcripts are read again.
+// More than the table of strings has room for: almost five million requests. A larger file is not used: the
+// transcripts are read again.
 constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;  // bytes
 
 // The counters of a file entry in the order of the layout: those that are no losses, then the losses, then
@@ -55,8 +57,11 @@ constexpr std::int64_t UsageRecord::*kCounts[] = {
 constexpr std::uint64_t kSmallestFileEntry = 21;
 constexpr std::uint64_t kSmallestRecordEntry = 23;
 
-// A file with a longer path cannot be opened, so no such path was saved.
-constexpr std::size_t kLongestPath = 4096;  // bytes
+// A value that no save writes: the file is damaged, or somebody else made it.
+class DamagedValue : public std::runtime_error {
+ public:
+  DamagedValue() : std::runtime_error("a value that no transcript gives") {}
+};
 
 // Numbers all texts before it writes anything: so the string table, which stands first, goes out while
 // another thread makes what stands behind it.
@@ -168,19 +173,19 @@ std::optional<BinaryReader> readerOf(const PlainFile& file) {
 
 // The string table as texts. They stand there in the order in which records name them first, so that one
 // thread can fill the table while another reads the records. Should somebody write into the file meanwhile,
-// the two see different files: then a text may be missing.
+// the two see different files: then a text may be missing or another one.
 class TextTable {
  public:
-  // Fails as the reader does; the texts before the failure stay.
-  void fill(BinaryReader reader) {
-    const absl::Cleanup end = [this] { publish(kComplete); };
-    reader.readStringTable([&](std::span<const std::string_view> strings) {
-      texts_.resize(reader.stringCount());
-      add(strings);
-    });
+  // `reader` stands before the string table.
+  TextTable(BinaryReader reader, bool isWorthAThread)
+      : filling_(std::async(onTheSide(isWorthAThread),
+                            [this, reader = std::move(reader)]() mutable { fill(reader); })) {
+    if (filling_.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
+      filling_.get();
+    }
   }
 
-  // Waits until the text is there. Throws DecodeError when it will not come.
+  // Waits until the text is there. When it will not come: throws what ended the filling, or DecodeError.
   InternedText at(std::uint32_t index) {
     if (index >= seen_) {
       waitFor(index);
@@ -188,7 +193,7 @@ class TextTable {
     return texts_[index];
   }
 
-  // The bytes of the file. Only a path needs them, of which nothing is repaired.
+  // The bytes as they stand in the file: a path names its transcript by them, also where they are no UTF-8.
   std::string bytesAt(std::uint32_t index) {
     const InternedText text = at(index);
     const std::lock_guard guard(lock_);
@@ -198,6 +203,15 @@ class TextTable {
 
  private:
   static constexpr std::uint32_t kComplete = std::numeric_limits<std::uint32_t>::max();
+
+  // Throws as the reader does; the texts before the failure stay.
+  void fill(BinaryReader& reader) {
+    const absl::Cleanup end = [this] { publish(kComplete); };
+    reader.readStringTable([&](std::span<const std::string_view> strings) {
+      texts_.resize(reader.stringCount());
+      add(strings);
+    });
+  }
 
   void add(std::span<const std::string_view> strings) {
     const std::vector<InternedText> texts = InternedText::all(strings);
@@ -223,6 +237,9 @@ class TextTable {
     }
     seen_ = ready == kComplete ? filled_ : ready;
     if (index >= seen_) {
+      if (filling_.valid()) {
+        filling_.get();
+      }
       throw DecodeError(DecodeError::Kind::badStringIndex);
     }
   }
@@ -233,6 +250,7 @@ class TextTable {
   std::uint32_t seen_ = 0;                // how many the other one knows of
   std::mutex lock_;
   absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // those that are no UTF-8, as they are
+  std::future<void> filling_;                                 // last, so that nothing goes while it runs
 };
 
 class Reader {
@@ -245,13 +263,18 @@ class Reader {
     const std::uint64_t count = readLength(kSmallestFileEntry);
     std::vector<FileProvenance> files;
     files.reserve(count);
+    std::vector<std::uint32_t> entryOf(reader_.stringCount());  // by index of a path, counted from 1
     for (std::uint64_t i = 0; i < count; ++i) {
-      std::string path = texts_.bytesAt(reader_.readStringIndex());
-      if (path.size() > kLongestPath) {
-        throw DecodeError(DecodeError::Kind::truncated);  // copied for each entry, it could take hours
+      const std::uint32_t index = reader_.readStringIndex();
+      std::uint32_t& entry = entryOf[index];
+      std::string path = entry == 0 ? texts_.bytesAt(index) : std::move(files[entry - 1].path);
+      if (entry != 0) {
+        files[entry - 1].state.reset();
       }
       files.push_back({std::move(path), std::make_shared<const FileState>(readState())});
+      entry = static_cast<std::uint32_t>(files.size());
     }
+    std::erase_if(files, [](const FileProvenance& file) { return file.state == nullptr; });
     if (!std::ranges::is_sorted(files, std::ranges::less_equal(), &FileProvenance::path)) {
       std::ranges::reverse(files);  // of entries with one path the last counts
     }
@@ -297,7 +320,7 @@ class Reader {
     UsageRecord record;
     record.timestamp.seconds = reader_.readDouble();
     if (!std::isfinite(record.timestamp.seconds)) {
-      throw DecodeError(DecodeError::Kind::truncated);  // no line gives such a time: the file is damaged
+      throw DamagedValue();
     }
     record.model = readText();
     record.sessionId = readText();
@@ -315,7 +338,7 @@ class Reader {
   std::int64_t readCount() {
     const std::uint64_t value = reader_.readUInt();
     if (value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-      throw DecodeError(DecodeError::Kind::truncated);
+      throw DamagedValue();
     }
     return static_cast<std::int64_t>(value);
   }
@@ -381,14 +404,11 @@ bool ScanCache::load() {
     if (!ofTexts || !ofRecords) {
       return false;
     }
-    TextTable texts;
-    std::future<void> filling = std::async(onTheSide(threads_ > 1 && file.attributes().size > kWorthAThread),
-                                           [&] { texts.fill(std::move(*ofTexts)); });
-    if (filling.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
-      filling.get();  // where no other thread can be had
-    }
+    TextTable texts(std::move(*ofTexts), threads_ > 1 && file.attributes().size > kWorthAThread);
     replaceKnown(Reader(std::move(*ofRecords), texts).readFiles());
   } catch (const DecodeError&) {
+    return false;
+  } catch (const DamagedValue&) {
     return false;
   }
   const std::lock_guard guard(lock_);

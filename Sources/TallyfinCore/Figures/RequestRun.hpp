@@ -32,7 +32,7 @@ struct RequestRun {
 
   RequestRun() = default;
 
-  /// One request, with its cost.
+  /// One request, with its cost, which must outlive the use of `costs`.
   RequestRun(const UsageRecord& record, const RequestCost& cost)
       : model(record.model),
         requests(1),
@@ -74,6 +74,7 @@ class RequestRuns {
       key_ = key;
       goesOn_ = isSmall;
       run_ = RequestRun(record, cost);
+      run_.costs = {};  // `finish` gives those of all
     }
     if (const double* const dollars = cost.value()) {
       costs_.push_back(*dollars);
