@@ -76,6 +76,10 @@ std::vector<Option> daysOptions(const std::string& fallback) {
           {.name = "to", .value = "DAY", .help = "Last day, yyyy-MM-dd (default today)"}};
 }
 
+bool namesDays(const Arguments& arguments) {
+  return arguments.has("period") || arguments.has("from") || arguments.has("to");
+}
+
 const std::vector<std::string>& periodWords() {
   static const std::vector<std::string> words = [] {
     std::vector<std::string> all = {"today", "yesterday", "7d"};

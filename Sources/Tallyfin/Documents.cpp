@@ -14,6 +14,8 @@
 #include "TallyfinMCP/MCPError.hpp"
 #include "absl/strings/str_join.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -187,17 +189,13 @@ const Option kBom = {
 
 // The options of one kind, and those of all.
 std::vector<Option> withCommon(std::vector<Option> options) {
-  std::vector<Option> common = daysOptions("all");
-  for (const Option& option : narrowingOptions()) {
-    common.push_back(option);
-  }
-  common.push_back(
+  std::ranges::move(choosingOptions("all"), std::back_inserter(options));
+  options.push_back(
       {.name = "label", .value = "TEXT", .help = "Name of the period in the document and its file's name"});
-  common.push_back({.name = "out",
-                    .value = "PATH",
-                    .help = "Write into this folder, or, one document, to this file, and print the path",
-                    .values = Values::file});
-  options.insert(options.end(), common.begin(), common.end());
+  options.push_back({.name = "out",
+                     .value = "PATH",
+                     .help = "Write into this folder, or, one document, to this file, and print the path",
+                     .values = Values::file});
   return options;
 }
 

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 namespace tallyfin::Command {
@@ -110,11 +111,9 @@ bool isOfDays(std::string_view argument) {
 }
 
 int ask(const Tool& tool, const Call& call) {
-  const bool namesDays = std::ranges::any_of(std::array{"period", "from", "to"},
-                                             [&](const char* name) { return call.arguments.has(name); });
-  const Days days = namesDays ? daysOf(call, "") : Days{};
+  const std::optional<Days> days = namesDays(call.arguments) ? std::optional(daysOf(call, "")) : std::nullopt;
   return withTranscripts(call, [&](DataSource& data) {
-    JsonValue::Object arguments = namesDays ? toolArguments(days, data) : JsonValue::Object();
+    JsonValue::Object arguments = days ? toolArguments(*days, data) : JsonValue::Object();
     for (const ToolArgument& argument : tool.arguments) {
       const std::string name = dashed(argument.name);
       if (!isOfDays(argument.name) && call.arguments.has(name)) {
@@ -166,8 +165,8 @@ std::vector<Subcommand> questions() {
   return all;
 }
 
-std::vector<Option> narrowingOptions() {
-  std::vector<Option> options;
+std::vector<Option> choosingOptions(const std::string& fallback) {
+  std::vector<Option> options = daysOptions(fallback);
   for (const ToolArgument& argument : toolNamed("tally_cost")->arguments) {
     if (argument.name == "agent" || argument.name == "project" || argument.name == "session_id") {
       options.push_back(optionOf(argument));

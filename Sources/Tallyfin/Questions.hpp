@@ -12,10 +12,11 @@ namespace tallyfin::Command {
 /// One subcommand a tool, and `today`.
 std::vector<Subcommand> questions();
 
-/// The options that narrow: --agent, --project and --session-id, with the texts of the catalogue.
-std::vector<Option> narrowingOptions();
+/// The options that choose requests: by days, of which help calls `fallback` the default, and, with the texts
+/// of the catalogue, those that narrow: --agent, --project and --session-id.
+std::vector<Option> choosingOptions(const std::string& fallback);
 
-/// Those of these options that were given, as arguments of a tool.
+/// Those of the narrowing options that were given, as arguments of a tool.
 JsonValue::Object narrowingArguments(const Arguments& arguments);
 
 }  // namespace tallyfin::Command

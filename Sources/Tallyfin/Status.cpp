@@ -18,6 +18,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <system_error>
@@ -202,9 +203,7 @@ Subcommand budget() {
                                   .help = "The budget, such as 20 or 12.50",
                                   .isWord = true,
                                   .isRequired = true}};
-  for (const std::vector<Option>& more : {daysOptions("today"), narrowingOptions()}) {
-    options.insert(options.end(), more.begin(), more.end());
-  }
+  std::ranges::move(choosingOptions("today"), std::back_inserter(options));
   return {.name = "budget",
           .summary = "Whether a period stayed within an amount: status 0 within, 3 over, 4 cannot be told",
           .options = std::move(options),

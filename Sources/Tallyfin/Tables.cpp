@@ -20,6 +20,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <utility>
@@ -235,9 +236,7 @@ Subcommand subcommandOf(const Named& named) {
                                   .words = axisNames(),
                                   .isRequired = true});
   }
-  for (const std::vector<Option>& more : {daysOptions(named.span), narrowingOptions()}) {
-    subcommand.options.insert(subcommand.options.end(), more.begin(), more.end());
-  }
+  std::ranges::move(choosingOptions(named.span), std::back_inserter(subcommand.options));
   subcommand.options.push_back({.name = "limit",
                                 .value = "N",
                                 .help = "At most so many rows, the latest or the most expensive",
@@ -245,11 +244,10 @@ Subcommand subcommandOf(const Named& named) {
   subcommand.examples = {named.example};
   subcommand.run = [named](const Call& call) {
     const std::optional<std::string> by = call.arguments.text("by");
-    const bool namesDays = std::ranges::any_of(std::array{"period", "from", "to"},
-                                               [&](const char* name) { return call.arguments.has(name); });
     const Environment& environment = call.environment;
-    return show(call, by ? *Exporter::axisNamed(*by) : named.axis,
-                namesDays ? daysOf(call, "") : named.days(environment.now(), environment.calendar));
+    return show(
+        call, by ? *Exporter::axisNamed(*by) : named.axis,
+        namesDays(call.arguments) ? daysOf(call, "") : named.days(environment.now(), environment.calendar));
   };
   return subcommand;
 }
