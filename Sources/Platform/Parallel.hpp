@@ -13,7 +13,8 @@ namespace tallyfin {
 std::size_t processors();
 
 /// How `std::async` shall do work that another thread can do meanwhile, if that `isWorthAThread`: otherwise,
-/// and when the system gives no thread, the one that waits for the work does it.
+/// and when the system gives no thread, the one that waits for the work does it. The work must refer to what
+/// it needs: what it owns may be lost with the attempt to start a thread.
 inline std::launch onTheSide(bool isWorthAThread = true) {
   return isWorthAThread ? std::launch::async | std::launch::deferred : std::launch::deferred;
 }

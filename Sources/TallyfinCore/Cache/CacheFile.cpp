@@ -176,10 +176,9 @@ std::optional<BinaryReader> readerOf(const PlainFile& file) {
 // the two see different files: then a text may be missing or another one.
 class TextTable {
  public:
-  // `reader` stands before the string table.
-  TextTable(BinaryReader reader, bool isWorthAThread)
-      : filling_(std::async(onTheSide(isWorthAThread),
-                            [this, reader = std::move(reader)]() mutable { fill(reader); })) {
+  // `reader` stands before the string table, and must outlive the table.
+  TextTable(BinaryReader& reader, bool isWorthAThread)
+      : filling_(std::async(onTheSide(isWorthAThread), [this, &reader] { fill(reader); })) {
     if (filling_.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
       filling_.get();
     }
@@ -404,7 +403,7 @@ bool ScanCache::load() {
     if (!ofTexts || !ofRecords) {
       return false;
     }
-    TextTable texts(std::move(*ofTexts), threads_ > 1 && file.attributes().size > kWorthAThread);
+    TextTable texts(*ofTexts, threads_ > 1 && file.attributes().size > kWorthAThread);
     replaceKnown(Reader(std::move(*ofRecords), texts).readFiles());
   } catch (const DecodeError&) {
     return false;
