@@ -13,7 +13,6 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -72,7 +71,9 @@ class TempHome {
   std::string read(std::string_view relative) const {
     std::ifstream file(path(relative), std::ios::binary);
     check(file.is_open(), relative);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::string content(std::filesystem::file_size(path(relative)), '\0');
+    check(!file.read(content.data(), static_cast<std::streamsize>(content.size())).fail(), relative);
+    return content;
   }
 
   /// Renames a file or directory within the home, over what is there.
