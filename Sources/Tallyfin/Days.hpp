@@ -25,15 +25,15 @@ struct Days {
 /// default.
 std::vector<Option> daysOptions(const std::string& fallback);
 
-/// All words for `period` that are no number of days.
-const std::vector<std::string>& periodWords();
-
-/// Whether one of them was given.
+/// Whether one of those options was given.
 bool namesDays(const Arguments& arguments);
 
 /// Reads those options, in any letter case; `fallback` is the period when none is given. Throws UsageError
 /// for a text that names no days, for a reversed range, and when both a period and dates are given.
 Days daysOf(const Call& call, const std::string& fallback);
+
+/// All words for `period` that are no number of days.
+const std::vector<std::string>& periodWords();
 
 /// The days as arguments of a tool. Looks at the transcripts when the first day is that of all history.
 JsonValue::Object toolArguments(const Days& days, DataSource& data);

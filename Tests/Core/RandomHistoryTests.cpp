@@ -379,7 +379,7 @@ void expectSameFigures(const RecordList& records, const RecordList& expected) {
 
 TEST(RandomHistory, ARefreshIsAScanOfWhatItCanKnow) {
   const std::uint64_t seed = setting("TALLYFIN_HISTORY_SEED", 20'261'123);
-  const std::uint64_t steps = setting("TALLYFIN_HISTORY_STEPS", 2'000);
+  const std::uint64_t steps = setting("TALLYFIN_HISTORY_STEPS", TALLYFIN_HISTORY_STEPS);
   const TempHome home;
   const std::vector<SourceHome> homes = SourceHome::defaults(home.path());
   Life life(home, seed);
