@@ -7,11 +7,9 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "Support/MakeRecord.hpp"
+#include "TallyfinCore/Answers/Lookup.hpp"
+#include "TallyfinCore/Answers/Period.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
-#include "TallyfinMCP/Lookup.hpp"
-#include "TallyfinMCP/MCPError.hpp"
-#include "TallyfinMCP/Period.hpp"
-#include "TallyfinMCP/Render.hpp"
 
 #include <algorithm>
 #include <array>
@@ -22,6 +20,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace tallyfin::Fuzz {
@@ -150,19 +149,16 @@ void checkPeriod(const Question& question) {
   for (const std::string& day : {question.from(), question.to()}) {
     require(question.calendar->parseDay(day).has_value() == plainDay(day).has_value(), "a date or none");
   }
-  const JsonValue arguments =
-      JsonValue::Object{{"period", question.period()}, {"from", question.from()}, {"to", question.to()}};
-  try {
-    const Period period = Period::parse(arguments, "today", question.now, *question.calendar);
-    require(isPeriod(question), "what is no period is refused");
-    requireWholeDays(period, question);
-    const std::int64_t days = plainDayCount(plainlyFolded(question.period(), " \t"));
-    if (question.from().empty() && days > 0 && days < 365'000 && period.from != period.through) {
-      require(question.calendar->daysBetween(*period.from, *period.through) == days - 1,
-              "as many days as asked");
-    }
-  } catch (const MCPError&) {
-    require(!isPeriod(question), "a period is accepted");
+  const Answered<Period> parsed = Period::parse({question.period(), question.from(), question.to()}, "today",
+                                                question.now, *question.calendar);
+  const Period* const period = std::get_if<Period>(&parsed);
+  require((period != nullptr) == isPeriod(question), "a period is accepted, anything else refused");
+  if (period == nullptr) return;
+  requireWholeDays(*period, question);
+  const std::int64_t days = plainDayCount(plainlyFolded(question.period(), " \t"));
+  if (question.from().empty() && days > 0 && days < 365'000 && period->from != period->through) {
+    require(question.calendar->daysBetween(*period->from, *period->through) == days - 1,
+            "as many days as asked");
   }
 }
 
@@ -224,21 +220,22 @@ bool plainlyHolds(const std::string& text, const std::string& part, bool atStart
 }
 
 template <typename Key>
-void requireFound(const Resolution<Key>& found, const std::vector<Key>& exact, const std::vector<Key>& hits) {
+void requireFound(const Answered<Key>& found, const std::vector<Key>& exact, const std::vector<Key>& hits) {
   constexpr std::size_t kMostCandidates = 25;
   const std::vector<Key>& expected = exact.empty() ? hits : exact;
+  const Refusal* const refusal = std::get_if<Refusal>(&found);
   if (expected.size() == 1) {
-    require(found.key() != nullptr && *found.key() == expected[0], "the one key that matches");
+    require(refusal == nullptr && std::get<Key>(found) == expected[0], "the one key that matches");
   } else if (expected.empty()) {
-    require(found.key() == nullptr && found.candidates() == nullptr, "nothing matches");
+    require(refusal != nullptr && std::holds_alternative<NoSuchName>(*refusal), "nothing matches");
   } else {
-    require(found.candidates() != nullptr &&
-                found.candidates()->size() == std::min(expected.size(), kMostCandidates),
+    require(refusal != nullptr && std::get<SeveralNames>(*refusal).candidates.size() ==
+                                      std::min(expected.size(), kMostCandidates),
             "all that match, to choose from");
   }
 }
 
-void checkTextLookup(const Resolution<InternedText>& found, const BucketsBy<InternedText>& axis,
+void checkTextLookup(const Answered<InternedText>& found, const BucketsBy<InternedText>& axis,
                      const std::string& wanted, bool atStart) {
   std::vector<InternedText> exact;
   std::vector<InternedText> hits;

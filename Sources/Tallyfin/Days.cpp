@@ -4,10 +4,13 @@
 #include "Platform/Text.hpp"
 #include "Tallyfin/Transcripts.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
-#include "TallyfinMCP/MCPError.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
+#include <stdexcept>
+#include <utility>
+#include <variant>
 
 namespace tallyfin::Command {
 namespace {
@@ -62,6 +65,36 @@ Days explicitDays(const std::optional<std::string>& from, const std::optional<st
   return days;
 }
 
+// The candidates, a line each.
+std::string listed(const SeveralNames& names) {
+  std::string text;
+  for (const Candidate& one : names.candidates) {
+    append(text, "\n  ", one.label,
+           names.areEqual ? "" : concat(" — ", costInAnswer(one.cost, one.requests)));
+  }
+  return text;
+}
+
+// Why a name cannot narrow a question.
+std::string wordsOf(const Refusal& refusal) {
+  if (const NoSuchName* const name = std::get_if<NoSuchName>(&refusal)) {
+    return name->kind == NameKind::agent
+               ? concat("No agent matches “", name->text,
+                        "”. See `tally_top_agents` with `period: \"all\"` for the real names.")
+           : name->kind == NameKind::project ? concat("No project matches “", name->text,
+                                                      "”. See `tally_top_projects` with `period: \"all\"`.")
+                                             : concat("No session starts with “", name->text, "”.");
+  }
+  const SeveralNames& names = std::get<SeveralNames>(refusal);
+  const std::string count = std::to_string(names.candidates.size());
+  return names.kind == NameKind::agent
+             ? concat("“", names.text, "” matches ", count,
+                      " agents. Pick one (give the exact name or the `agentId`):", listed(names))
+         : names.kind == NameKind::project
+             ? concat("“", names.text, "” matches ", count, " projects:", listed(names))
+             : concat("The prefix “", names.text, "” matches ", count, " sessions:", listed(names));
+}
+
 }  // namespace
 
 std::vector<Option> daysOptions(const std::string& fallback) {
@@ -110,29 +143,50 @@ Days daysOf(const Call& call, const std::string& fallback) {
       return {.period = {}, .from = one.days.from(), .through = one.days.through(), .label = one.label};
     }
   }
-  try {
-    Period::parse(JsonValue::Object{{"period", period}}, period, now, calendar);
-  } catch (const MCPError&) {
+  if (!Period::named(period, now, calendar)) {
     throw UsageError(concat("\"", *given, "\" is no period; accepted: ", absl::StrJoin(periodWords(), ", "),
                             " (7d: any number of days), or --from and --to"));
   }
   return {.period = period, .from = {}, .through = {}, .label = {}};
 }
 
-JsonValue::Object toolArguments(const Days& days, DataSource& data) {
+Period periodOf(const Days& days, DataSource& data) {
+  const TimePoint now = data.now();
   if (days.period) {
-    return {{"period", *days.period}};
+    return *Period::named(*days.period, now, data.calendar());
   }
   TimePoint from = days.from.value_or(*days.through);
   if (!days.from) {
     data.ensureFresh();
-    from = std::min(from, firstRequest(data).value_or(from));
+    from = std::min(from, data.calendar().startOfDay(firstRequest(data).value_or(from)));
   }
-  return {{"from", data.calendar().formatDay(from)}, {"to", data.calendar().formatDay(*days.through)}};
+  return Period::between(from, *days.through, now, data.calendar());
 }
 
-Period periodOf(const Days& days, DataSource& data) {
-  return Period::parse(toolArguments(days, data), "all", data.now(), data.calendar());
+std::vector<Option> choosingOptions(const std::string& fallback) {
+  std::vector<Option> options = daysOptions(fallback);
+  options.push_back({.name = "agent",
+                     .value = "AGENT",
+                     .help = "Narrow to one agent: name, `agentId` (or a prefix), or `main`.",
+                     .values = Values::agent});
+  options.push_back({.name = "project",
+                     .value = "PROJECT",
+                     .help = "Narrow to one project (canonical label or a fragment).",
+                     .values = Values::project});
+  options.push_back({.name = "session-id",
+                     .value = "SESSION",
+                     .help = "Narrow to one session (full id or a prefix).",
+                     .values = Values::session});
+  return options;
+}
+
+Filters filtersOf(const Arguments& arguments, DataSource& data) {
+  Answered<Filters> found =
+      buildFilters(data, {arguments.text("agent"), arguments.text("project"), arguments.text("session-id")});
+  if (const Refusal* const refusal = std::get_if<Refusal>(&found)) {
+    throw std::runtime_error(wordsOf(*refusal));
+  }
+  return std::get<Filters>(std::move(found));
 }
 
 }  // namespace tallyfin::Command

@@ -1,10 +1,9 @@
 #pragma once
 
-// The days that a person names on the command line. They become arguments of a tool, so that Period::parse
-// makes the same span of them as for a client.
+// The days that a person names on the command line, and the names to which a question is narrowed.
 
 #include "Tallyfin/Subcommand.hpp"
-#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinCore/Answers/Filters.hpp"
 
 #include <optional>
 #include <string>
@@ -14,7 +13,7 @@ namespace tallyfin::Command {
 
 /// Days as they were typed.
 struct Days {
-  std::optional<std::string> period;  ///< a word that the tools know: "7d"
+  std::optional<std::string> period;  ///< a word of Period::named: "7d"
   /// Without `period`: start of the first day; absent: the first of the history.
   std::optional<TimePoint> from;
   std::optional<TimePoint> through;  ///< without `period`: start of the last day
@@ -35,10 +34,15 @@ Days daysOf(const Call& call, const std::string& fallback);
 /// All words for `period` that are no number of days.
 const std::vector<std::string>& periodWords();
 
-/// The days as arguments of a tool. Looks at the transcripts when the first day is that of all history.
-JsonValue::Object toolArguments(const Days& days, DataSource& data);
-
-/// The span of days.
+/// The span of days. Looks at the transcripts when the first day is that of all history.
 Period periodOf(const Days& days, DataSource& data);
+
+/// The options that choose requests: by days, of which help calls `fallback` the default, and --agent,
+/// --project and --session-id.
+std::vector<Option> choosingOptions(const std::string& fallback);
+
+/// What the last three narrow to. Throws std::runtime_error with what was wrong when a name does not come to
+/// one key.
+Filters filtersOf(const Arguments& arguments, DataSource& data);
 
 }  // namespace tallyfin::Command

@@ -6,12 +6,9 @@
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Questions.hpp"
 #include "Tallyfin/Transcripts.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
 #include "TallyfinCore/Exports/Page.hpp"
-#include "TallyfinMCP/Filters.hpp"
-#include "TallyfinMCP/MCPError.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
@@ -65,10 +62,10 @@ class Destination {
 };
 
 // The axes that an option names, whose words were checked.
-std::vector<Exporter::Axis> axesOf(const Arguments& arguments, const std::string& option) {
-  std::vector<Exporter::Axis> axes;
+std::vector<Axis> axesOf(const Arguments& arguments, const std::string& option) {
+  std::vector<Axis> axes;
   for (const std::string& name : arguments.list(option)) {
-    axes.push_back(*Exporter::axisNamed(name));
+    axes.push_back(*axisNamed(name));
   }
   return axes;
 }
@@ -78,39 +75,47 @@ std::optional<std::string> periodLabel(const Call& call, const Days& days, const
                                        const Filters& filters) {
   const std::optional<std::string> given = call.arguments.text("label");
   std::optional<std::string> label = given ? given : days.label;
-  if (filters.described.empty()) {
+  if (filters.described().empty()) {
     return label;
   }
-  return concat(label.value_or(period.label), " · ", absl::StrJoin(filters.described, " · "));
+  return concat(label.value_or(period.label), " · ", absl::StrJoin(filters.described(), " · "));
+}
+
+std::optional<std::string> textOf(const std::optional<InternedText>& key) {
+  return key ? std::optional(std::string(key->text())) : std::nullopt;
+}
+
+std::optional<std::string> textOf(const std::optional<AgentIdentity>& agent) {
+  return agent ? std::optional(std::string(agent->description())) : std::nullopt;
 }
 
 // The account that documents with these axes are made of.
-Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Exporter::Axis> axes) {
+Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Axis> axes) {
   const Period period = periodOf(days, data);
-  const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
+  const Filters filters = filtersOf(call.arguments, data);
   Exporter::Options options{.generatedAt = data.now(), .calendar = data.calendar()};
   options.periodLabel = periodLabel(call, days, period, filters);
   options.from = period.from;
   options.to = period.through;
   options.recordFilter = filters.predicate;
-  options.narrowing = {.agent = filters.agent, .project = filters.project, .session = filters.session};
+  options.narrowing = {
+      .agent = textOf(filters.agent), .project = textOf(filters.project), .session = textOf(filters.session)};
   options.prices = data.prices();
   options.limitPerAxis = call.arguments.number("limit");
   options.byteOrderMark = call.arguments.has("bom");
   options.summaryRowLimit = call.arguments.number("rows").value_or(10);
-  Report report = data.report(period, filters.predicate, Exporter::neededFor(axes));
+  Report report = data.report(period, filters.predicate, neededFor(axes));
   options.summaryAxes = std::move(axes);
   options.sourceFiles = data.cache().recordsPerFile();
   return {std::move(report), std::move(options)};
 }
 
-void tellLimit(const Account& account, Exporter::Axis axis, const Console& console) {
-  const auto count =
-      static_cast<std::int64_t>(Exporter::rows(account.report, axis, account.options.calendar).size());
+void tellLimit(const Account& account, Axis axis, const Console& console) {
+  const auto count = static_cast<std::int64_t>(rows(account.report, axis, account.options.calendar).size());
   const std::int64_t limit = account.options.limitPerAxis.value_or(count);
   if (count > limit) {
     tell(concat("--limit ", std::to_string(limit), " left out ", counted(count - limit, "row", "rows"),
-                " of ", grouped(count), " by ", Exporter::rawValue(axis)),
+                " of ", grouped(count), " by ", rawValue(axis)),
          console);
   }
 }
@@ -119,10 +124,10 @@ void tellLimit(const Account& account, Exporter::Axis axis, const Console& conso
 struct AxisKind {
   std::string_view name;
   std::string_view extension;
-  std::string (*make)(const Report& report, Exporter::Axis axis, const Exporter::Options& options);
+  std::string (*make)(const Report& report, Axis axis, const Exporter::Options& options);
 };
 
-int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Exporter::Axis>& axes) {
+int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& axes) {
   const bool isAll = call.arguments.has("all");
   if (axes.empty() != isAll) {
     throw UsageError(concat("`export ", kind.name, "` needs either --axis AXIS, one of ",
@@ -134,9 +139,9 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Exporte
   const Days days = daysOf(call, "all");
   const Destination destination(call.arguments.text("out"), isAll);
   return withTranscripts(call, [&](DataSource& data) {
-    const Account account = accountOf(
-        call, days, data, isAll ? std::vector(Exporter::allAxes.begin(), Exporter::allAxes.end()) : axes);
-    const auto write = [&](Exporter::Axis one) {
+    const Account account =
+        accountOf(call, days, data, isAll ? std::vector(allAxes.begin(), allAxes.end()) : axes);
+    const auto write = [&](Axis one) {
       tellLimit(account, one, call.console);
       return destination.write(
           Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options, kind.extension),
@@ -146,8 +151,8 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Exporte
       return write(axes.front());
     }
     int status = done;
-    for (const Exporter::Axis one : Exporter::allAxes) {
-      const bool hasRows = !Exporter::rows(account.report, one, account.options.calendar).empty();
+    for (const Axis one : allAxes) {
+      const bool hasRows = !rows(account.report, one, account.options.calendar).empty();
       status = status == done && hasRows ? write(one) : status;
     }
     return status;
@@ -174,9 +179,9 @@ int exportWhole(const Call& call, const Kind& kind) {
   const Days days = daysOf(call, "all");
   const Destination destination(call.arguments.text("out"), false);
   return withTranscripts(call, [&](DataSource& data) {
-    std::vector<Exporter::Axis> axes = axesOf(call.arguments, "axes");
+    std::vector<Axis> axes = axesOf(call.arguments, "axes");
     if (axes.empty()) {
-      axes = {Exporter::Axis::project, Exporter::Axis::agent, Exporter::Axis::model};
+      axes = {Axis::project, Axis::agent, Axis::model};
     }
     const Account account = accountOf(call, days, data, std::move(axes));
     return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data),
@@ -226,9 +231,9 @@ Subcommand json() {
           .options = axisOptions("The axis of the rows (default project)", {}),
           .examples = {"tallyfin export json thisMonth --axis day | jq .total.cost.usd"},
           .run = [](const Call& call) {
-            std::vector<Exporter::Axis> axes = axesOf(call.arguments, "axis");
+            std::vector<Axis> axes = axesOf(call.arguments, "axis");
             if (axes.empty() && !call.arguments.has("all")) {
-              axes.push_back(Exporter::Axis::project);
+              axes.push_back(Axis::project);
             }
             return exportAxes(call, {"json", ".json", Exporter::breakdownJSON}, axes);
           }};
@@ -246,9 +251,9 @@ Subcommand whole(const Kind& kind, std::vector<Option> options) {
 
 std::vector<std::string> axisNames() {
   std::vector<std::string> names;
-  names.reserve(Exporter::allAxes.size());
-  for (const Exporter::Axis axis : Exporter::allAxes) {
-    names.emplace_back(Exporter::rawValue(axis));
+  names.reserve(allAxes.size());
+  for (const Axis axis : allAxes) {
+    names.emplace_back(rawValue(axis));
   }
   return names;
 }

@@ -1,16 +1,13 @@
 #include "Tallyfin/Status.hpp"
 
 #include "Platform/Concat.hpp"
+#include "Platform/Json.hpp"
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Questions.hpp"
 #include "Tallyfin/Transcripts.hpp"
-#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
-#include "TallyfinMCP/Filters.hpp"
-#include "TallyfinMCP/MCPError.hpp"
-#include "TallyfinMCP/Render.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
@@ -28,12 +25,6 @@ namespace {
 
 constexpr const char* kFormat = "{today} today · {rate} · {subagents} sub-agents";
 
-// An amount without its caveat; what has no price, and what was not spent, is no amount.
-std::string amount(const Bucket& bucket) {
-  return bucket.requests < 1 || bucket.cost.isUnknown() ? UnknownReason::placeholder
-                                                        : bucket.cost.formatted();
-}
-
 // What a line can be made of; reports are made when a place asks for them.
 class Figures {
  public:
@@ -48,8 +39,8 @@ class Figures {
   }
 
   std::string subagents() {
-    const auto [main, subagent] = reportOf("today").subagentSplit();
-    return main + subagent > 0 ? R::percent(subagent / (main + subagent) * 100) : UnknownReason::placeholder;
+    const Report::Split split = reportOf("today").subagentSplit();
+    return percent(split.share(split.subagent));
   }
 
   // Of the session that the client names on standard input.
@@ -154,7 +145,7 @@ int runBudget(const Call& call) {
   const Days days = daysOf(call, "today");
   return withTranscripts(call, [&](DataSource& data) {
     const Period period = periodOf(days, data);
-    const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
+    const Filters filters = filtersOf(call.arguments, data);
     const Bucket spent = data.report(period, filters.predicate).total;
     const std::optional<std::string> unread = unreadableNote(data);
     const bool isEmpty = data.diagnostics().filesScanned == 0;
@@ -172,7 +163,7 @@ int runBudget(const Call& call) {
                                                     : costInAnswer(spent);
     std::string text =
         concat(verdict, " (", CostEstimate::money(limit), "): ", amount, " — ", period.label, "\n");
-    for (const std::string& filter : filters.described) {
+    for (const std::string& filter : filters.described()) {
       append(text, "only ", filter, "\n");
     }
     if (unread) {

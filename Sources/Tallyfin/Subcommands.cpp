@@ -4,7 +4,7 @@
 #include "Tallyfin/Checks.hpp"
 #include "Tallyfin/CommandLine.hpp"
 #include "Tallyfin/Documents.hpp"
-#include "Tallyfin/Questions.hpp"
+#include "Tallyfin/ServerTexts.hpp"
 #include "Tallyfin/Status.hpp"
 #include "Tallyfin/Subcommand.hpp"
 #include "Tallyfin/Tables.hpp"
@@ -29,7 +29,7 @@ Subcommand helpCommand() {
 }
 
 std::vector<Subcommand> makeTable() {
-  std::vector<Subcommand> table = questions();
+  std::vector<Subcommand> table = serverTexts();
   const auto add = [&table](std::vector<Subcommand> rows) {
     std::ranges::move(rows, std::back_inserter(table));
   };

@@ -5,15 +5,12 @@
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
 #include "Tallyfin/Documents.hpp"
-#include "Tallyfin/Questions.hpp"
 #include "Tallyfin/TextTable.hpp"
 #include "Tallyfin/Transcripts.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
-#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 #include "TallyfinCore/Figures/TimeCuts.hpp"
-#include "TallyfinMCP/Filters.hpp"
-#include "TallyfinMCP/Render.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
@@ -28,68 +25,51 @@
 namespace tallyfin::Command {
 namespace {
 
-using Exporter::Axis;
-
-// An axis whose rows are stretches of the calendar, one after the other, so that idle ones can be told.
-struct Stretches {
-  Axis axis;
-  TimeStep step;
-  BucketsBy<TimePoint> Report::*buckets;
-  std::string (Calendar::*name)(TimePoint) const;
-};
-
-constexpr std::array kStretches = {
-    Stretches{Axis::day, TimeStep::day, &Report::byDay, &Calendar::formatDay},
-    Stretches{Axis::week, TimeStep::week, &Report::byWeek, &Calendar::formatWeek},
-    Stretches{Axis::month, TimeStep::month, &Report::byMonth, &Calendar::formatYearMonth}};
-
-const Stretches* stretchesOf(Axis axis) {
-  const auto* const found = std::ranges::find(kStretches, axis, &Stretches::axis);
-  return found == kStretches.end() ? nullptr : found;
+// The step of an axis whose rows follow each other on the calendar, so that idle ones can be shown. A block
+// begins with a request, so there are no idle ones.
+std::optional<TimeStep> calendarStep(Axis axis) {
+  const std::optional<TimeStep> step = stepOf(axis);
+  return step == TimeStep::block ? std::nullopt : step;
 }
 
 // The idle stretches from `at` up to `end`, without it; a long run of them is one row.
-void addIdle(std::vector<TextTable::Row>& rows, std::optional<TimePoint> at, TimePoint end,
-             const Stretches& stretches, const Calendar& calendar) {
+void addIdle(std::vector<TextTable::Row>& rows, std::optional<TimePoint> at, TimePoint end, TimeStep step,
+             const Calendar& calendar) {
   constexpr std::size_t kMostRows = 31;
   const std::size_t before = rows.size();
-  for (; at && *at < end; at = nextStep(stretches.step, *at, calendar)) {
+  for (; at && *at < end; at = nextStep(step, *at, calendar)) {
     if (rows.size() - before == kMostRows) {
       rows.resize(before);
       rows.push_back({"…", nullptr});
       return;
     }
-    rows.push_back({(calendar.*stretches.name)(*at), nullptr});
+    rows.push_back({nameOfStep(step, *at, calendar), nullptr});
   }
 }
 
 // All stretches of the range from the `first` request of the history, before which nothing is known, to
 // today.
-std::vector<TextTable::Row> rowsOf(const Report& report, const Stretches& stretches, const Period& period,
+std::vector<TextTable::Row> rowsOf(const Report& report, TimeStep step, const Period& period,
                                    std::optional<TimePoint> first, TimePoint now, const Calendar& calendar) {
-  std::map<TimePoint, const Bucket*> busy;
-  for (const auto& [start, bucket] : report.*stretches.buckets) {
-    busy.emplace(start, &bucket);
-  }
   std::vector<TextTable::Row> rows;
   std::optional<TimePoint> next;  // the first stretch that has no row yet
   if (period.from && first) {
-    next = startOfStep(stretches.step, std::max(*period.from, calendar.startOfDay(*first)), calendar);
+    next = startOfStep(step, std::max(*period.from, calendar.startOfDay(*first)), calendar);
   }
-  for (const auto& [start, bucket] : busy) {
-    addIdle(rows, next, start, stretches, calendar);
-    rows.push_back({(calendar.*stretches.name)(start), bucket});
-    next = nextStep(stretches.step, start, calendar);
+  for (const auto& [start, bucket] : inOrder(report.by(step))) {
+    addIdle(rows, next, start, step, calendar);
+    rows.push_back({nameOfStep(step, start, calendar), bucket});
+    next = nextStep(step, start, calendar);
   }
   const TimePoint today = calendar.startOfDay(now);
   const TimePoint last = std::min(period.through.value_or(today), today);
-  addIdle(rows, next, calendar.startOfDay(last, 1), stretches, calendar);
+  addIdle(rows, next, calendar.startOfDay(last, 1), step, calendar);
   return rows;
 }
 
 std::vector<TextTable::Row> rowsOf(const Report& report, Axis axis, const Calendar& calendar) {
   std::vector<TextTable::Row> rows;
-  for (const Exporter::Entry& entry : Exporter::rows(report, axis, calendar)) {
+  for (const Entry& entry : tallyfin::rows(report, axis, calendar)) {
     rows.push_back({entry.label, entry.bucket});
   }
   return rows;
@@ -104,15 +84,15 @@ void noteBeginning(std::vector<std::string>& notes, const Period& period, const 
 }
 
 // The first and the last stretch of the range, where it holds only a part of them.
-void noteCuts(std::vector<std::string>& notes, const Stretches& stretches, const Period& period,
+void noteCuts(std::vector<std::string>& notes, TimeStep step, const Period& period,
               const Calendar& calendar) {
-  if (period.from && startOfStep(stretches.step, *period.from, calendar) < *period.from) {
-    notes.push_back(concat((calendar.*stretches.name)(*period.from), " counts from ",
+  if (period.from && startOfStep(step, *period.from, calendar) < *period.from) {
+    notes.push_back(concat(nameOfStep(step, *period.from, calendar), " counts from ",
                            calendar.formatDay(*period.from), " on."));
   }
   if (period.through && !period.includesToday &&
-      startOfStep(stretches.step, calendar.startOfDay(*period.through, 1), calendar) <= *period.through) {
-    notes.push_back(concat((calendar.*stretches.name)(*period.through), " counts up to ",
+      startOfStep(step, calendar.startOfDay(*period.through, 1), calendar) <= *period.through) {
+    notes.push_back(concat(nameOfStep(step, *period.through, calendar), " counts up to ",
                            calendar.formatDay(*period.through), "."));
   }
 }
@@ -120,8 +100,8 @@ void noteCuts(std::vector<std::string>& notes, const Stretches& stretches, const
 // The block that is running, and what a block is not.
 void noteBlock(std::vector<std::string>& notes, const Report& report, const Period& period, TimePoint now,
                const Calendar& calendar) {
-  for (const auto& [start, bucket] : report.byBlock) {
-    const double left = start.seconds + blockSeconds - now.seconds;
+  for (const auto& [start, bucket] : report.by(TimeStep::block)) {
+    const double left = nextStep(TimeStep::block, start, calendar)->seconds - now.seconds;
     const bool isCut = period.from && start < *period.from;
     if (isCut) {
       notes.push_back(concat(calendar.formatDistinctMinute(start), " counts from ",
@@ -145,15 +125,15 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   if (report.total.requests < 1) {
     notes.emplace_back("There are no requests in this range.");
   }
-  for (const auto& note : {R::unpricedNote(report.total), R::ownPricesNote(report.total.cost),
-                           R::assumedNote(report.total), unreadableNote(data)}) {
+  for (const auto& note : {unpricedNote(report.total), ownPricesNote(report.total.cost),
+                           assumedNote(report.total), unreadableNote(data)}) {
     if (note) {
       notes.push_back(*note);
     }
   }
-  if (const Stretches* const stretches = stretchesOf(axis)) {
+  if (const std::optional<TimeStep> step = calendarStep(axis)) {
     noteBeginning(notes, period, data);
-    noteCuts(notes, *stretches, period, data.calendar());
+    noteCuts(notes, *step, period, data.calendar());
   } else if (axis == Axis::block) {
     noteBlock(notes, report, period, data.now(), data.calendar());
   }
@@ -178,23 +158,23 @@ void cut(std::vector<TextTable::Row>& rows, std::vector<std::string>& notes, std
 int show(const Call& call, Axis axis, const Days& days) {
   return withTranscripts(call, [&](DataSource& data) {
     const Period period = periodOf(days, data);
-    const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
-    const Report report = data.report(period, filters.predicate, Exporter::neededFor({&axis, 1}));
-    const Stretches* const stretches = stretchesOf(axis);
-    TextTable table{.title = concat(days.label ? concat(*days.label, " (", period.label, ")") : period.label,
-                                    " · by ", Exporter::rawValue(axis)),
-                    .heading = std::string(Exporter::rawValue(axis)),
-                    .rows = stretches != nullptr ? rowsOf(report, *stretches, period, firstRequest(data),
-                                                          data.now(), data.calendar())
-                                                 : rowsOf(report, axis, data.calendar()),
-                    .total = report.total,
-                    .hasModels = axis != Axis::model,
-                    .notes = notesOf(report, axis, period, data)};
-    for (const std::string& filter : filters.described) {
+    const Filters filters = filtersOf(call.arguments, data);
+    const Report report = data.report(period, filters.predicate, neededFor({&axis, 1}));
+    const std::optional<TimeStep> step = calendarStep(axis);
+    TextTable table{
+        .title = concat(days.label ? concat(*days.label, " (", period.label, ")") : period.label, " · by ",
+                        rawValue(axis)),
+        .heading = std::string(rawValue(axis)),
+        .rows = step ? rowsOf(report, *step, period, firstRequest(data), data.now(), data.calendar())
+                     : rowsOf(report, axis, data.calendar()),
+        .total = report.total,
+        .hasModels = axis != Axis::model,
+        .notes = notesOf(report, axis, period, data)};
+    for (const std::string& filter : filters.described()) {
       append(table.title, " · ", filter);
     }
     const std::int64_t limit = call.arguments.number("limit").value_or(std::ssize(table.rows));
-    cut(table.rows, table.notes, static_cast<std::size_t>(limit), Exporter::isChronological(axis));
+    cut(table.rows, table.notes, static_cast<std::size_t>(limit), isChronological(axis));
     return write(drawn(table, call.console), call.console);
   });
 }
@@ -246,7 +226,7 @@ Subcommand subcommandOf(const Named& named) {
     const std::optional<std::string> by = call.arguments.text("by");
     const Environment& environment = call.environment;
     return show(
-        call, by ? *Exporter::axisNamed(*by) : named.axis,
+        call, by ? *axisNamed(*by) : named.axis,
         namesDays(call.arguments) ? daysOf(call, "") : named.days(environment.now(), environment.calendar));
   };
   return subcommand;

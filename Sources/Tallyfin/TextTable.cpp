@@ -3,7 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinMCP/Render.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 #include "absl/strings/str_split.h"
 
 #include <algorithm>
@@ -109,10 +109,7 @@ class Drawing {
 
  private:
   static std::string costOf(const TextTable::Row& row) {
-    return row.bucket == nullptr          ? "idle"
-           : row.bucket->cost.isUnknown() ? std::string(UnknownReason::placeholder)
-           : row.bucket->requests < 1     ? std::string(UnknownReason::placeholder)
-                                          : row.bucket->cost.formatted();
+    return row.bucket == nullptr ? "idle" : amount(*row.bucket);
   }
 
   std::string shown(std::string_view text) const {
@@ -132,7 +129,7 @@ class Drawing {
     widen(cost_, shown(costOf(row)));
     if (row.bucket != nullptr) {
       widen(requests_, grouped(row.bucket->requests));
-      widen(tokens_, R::tokens(row.bucket->totalTokens()));
+      widen(tokens_, shortened(row.bucket->totalTokens()));
       widen(naturalModels_, shown(models(*row.bucket, std::numeric_limits<std::size_t>::max())));
       largest_ = row.bucket == &table_.total ? largest_ : std::max(largest_, row.bucket->cost.priced);
     }
@@ -184,7 +181,7 @@ class Drawing {
     }
     const Bucket& bucket = *row.bucket;
     const bool isOpen = !bucket.cost.isComplete();
-    line(name, shown(costOf(row)), grouped(bucket.requests), R::tokens(bucket.totalTokens()),
+    line(name, shown(costOf(row)), grouped(bucket.requests), shortened(bucket.totalTokens()),
          models_ > 0 ? shown(models(bucket, models_)) : "", barOf(bucket), colour, isOpen ? kYellow : kCyan);
   }
 

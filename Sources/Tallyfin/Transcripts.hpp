@@ -4,7 +4,7 @@
 // about the reading is written to standard error.
 
 #include "Tallyfin/Subcommand.hpp"
-#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinCore/Answers/DataSource.hpp"
 
 #include <functional>
 #include <optional>

@@ -1,21 +1,55 @@
 #pragma once
 
-// Reading the arguments of a tool call. An argument of the wrong type counts as absent, so a mistyped one
-// takes its default and never fails a call.
+// The arguments of one tool call, decoded once. A value of the wrong type counts as absent and an absent one
+// takes the default of the catalogue, so a mistyped argument never fails a call.
 
 #include "Platform/Json.hpp"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
+#include <vector>
 
-namespace tallyfin::Tools {
+namespace tallyfin {
 
-/// The argument when it is of that type. 5.0 is a whole number, 5.5 and "5" are none; one beyond 64 bits
-/// becomes the nearest that fits.
-std::optional<std::string> stringArgument(const JsonValue& arguments, std::string_view key);
-std::optional<std::int64_t> integerArgument(const JsonValue& arguments, std::string_view key);
-std::optional<bool> booleanArgument(const JsonValue& arguments, std::string_view key);
+/// One argument that a tool takes.
+struct ToolArgument {
+  enum class Type : std::uint8_t { string, integer, boolean };
+  using Value = std::variant<std::monostate, std::string, std::int64_t, bool>;
 
-}  // namespace tallyfin::Tools
+  std::string_view name;
+  Type type;
+  std::string description;              ///< names the accepted words and the default, as clients read it
+  Value fallback = {};                  ///< empty: none
+  std::vector<std::string> words = {};  ///< the accepted words, where these are few
+  bool isRequired = false;
+  bool isListed = true;  ///< whether clients are told of it; tools read it all the same
+};
+
+/// The name of the type in a JSON schema.
+std::string_view name(ToolArgument::Type type);
+
+/// What a call gives a tool.
+class Arguments {
+ public:
+  /// Takes what the tool knows from a JSON object. 5.0 is a whole number, 5.5 and "5" are none; one beyond 64
+  /// bits becomes the nearest that fits.
+  Arguments(const std::vector<ToolArgument>& known, const JsonValue& given);
+
+  /// The text, or its default; absent without either.
+  std::optional<std::string> text(std::string_view name) const;
+
+  /// The number or the flag, or its default, which the catalogue must have.
+  std::int64_t integer(std::string_view name) const {
+    return std::get<std::int64_t>(values_.find(name)->second);
+  }
+  bool flag(std::string_view name) const { return std::get<bool>(values_.find(name)->second); }
+
+ private:
+  std::map<std::string_view, ToolArgument::Value> values_;
+};
+
+}  // namespace tallyfin

@@ -4,25 +4,70 @@
 #include "TallyfinMCP/Tools/Tools.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <utility>
 
 namespace tallyfin {
 namespace {
 
 using enum ToolArgument::Type;
 
-// The span of a tool is three arguments: `period`, whose text names its default, `from` and `to`.
+ToolArgument text(std::string_view name, std::string description) {
+  return {.name = name, .type = string, .description = std::move(description)};
+}
+
+ToolArgument required(ToolArgument argument) {
+  argument.isRequired = true;
+  return argument;
+}
+
+ToolArgument unlisted(ToolArgument argument) {
+  argument.isListed = false;
+  return argument;
+}
+
+// `remark` stands behind the default.
+ToolArgument number(std::string_view name, std::string_view what, std::int64_t fallback,
+                    std::string_view remark = "") {
+  return {.name = name,
+          .type = integer,
+          .description = concat(what, " (default ", std::to_string(fallback), remark, ")."),
+          .fallback = fallback};
+}
+
+ToolArgument flag(std::string_view name, std::string_view what) {
+  return {.name = name, .type = boolean, .description = concat(what, " (default false)."), .fallback = false};
+}
+
+// The span of a tool is three arguments: `period`, `from` and `to`.
 ToolArgument period(std::string_view fallback) {
-  return {"period", string,
-          concat("Period: `today`, `yesterday`, `NNd` (the last NN days, e.g. `7d`), `all`. Defaults to `",
-                 fallback, "`. Or give `from`/`to` instead.")};
+  return {.name = "period",
+          .type = string,
+          .description = concat("Period: `today`, `yesterday`, `NNd` (the last NN days, e.g. `7d`), `all`. "
+                                "Defaults to `",
+                                fallback, "`. Or give `from`/`to` instead."),
+          .fallback = std::string(fallback)};
 }
 
 ToolArgument from() {
-  return {"from", string, "First day included, `yyyy-MM-dd`. Takes precedence over `period`."};
+  return text("from", "First day included, `yyyy-MM-dd`. Takes precedence over `period`.");
 }
 
 ToolArgument to() {
-  return {"to", string, "Last day included, `yyyy-MM-dd`. Defaults to today."};
+  return text("to", "Last day included, `yyyy-MM-dd`. Defaults to today.");
+}
+
+ToolArgument by() {
+  return {.name = "by",
+          .type = string,
+          .description = concat("Breakdown axis: ", Tools::breakdownAxes(), "."),
+          .fallback = Tools::breakdownNames().front(),
+          .words = Tools::breakdownNames()};
+}
+
+// Tools that rank take all three filters, also those that their descriptions do not list.
+ToolArgument unlistedFilter(std::string_view name) {
+  return unlisted(text(name, ""));
 }
 
 std::vector<Tool> makeCatalogue() {
@@ -31,66 +76,53 @@ std::vector<Tool> makeCatalogue() {
        "READ THIS FIRST. What today burned, the current rate in $/h, the comparison with yesterday at "
        "the same time, how much of the cost comes from sub-agents vs the main session, and the top "
        "agents and projects. The orientation verb — every question about usage starts here.",
-       {{"top", integer, "How many agents/projects at the head of each list (default 5)."}},
+       {number("top", "How many agents/projects at the head of each list", 5)},
        Tools::overview},
       {"tally_cost",
        "The cost for a day or a range, broken down day by day (and by hour when it is a single day). "
        "Can be narrowed to one agent, one project or one session — the filters combine.",
-       {period("today"),
-        from(),
-        to(),
-        {"agent", string, "Narrow to one agent: name, `agentId` (or a prefix), or `main`."},
-        {"project", string, "Narrow to one project (canonical label or a fragment)."},
-        {"session_id", string, "Narrow to one session (full id or a prefix)."},
-        {"by", string, concat("Breakdown axis: ", Tools::breakdownAxes(), ".")}},
+       {period("today"), from(), to(),
+        text("agent", "Narrow to one agent: name, `agentId` (or a prefix), or `main`."),
+        text("project", "Narrow to one project (canonical label or a fragment)."),
+        text("session_id", "Narrow to one session (full id or a prefix)."), by()},
        Tools::cost},
       {"tally_top_agents",
        "Agents ranked by cost — the axis that answers \"why did today cost that much\". For each one: "
        "cost, requests, tokens, models, the session and project it worked in, its activity range, and "
        "whether it is a named sub-agent, an anonymous sub-agent, or the main session.",
-       {period("today"),
-        from(),
-        to(),
-        {"limit", integer, "How many agents (default 15)."},
-        {"subagents_only", boolean, "Exclude the main session (default false)."},
-        {"project", string, "Only agents that worked in this project."}},
+       {period("today"), from(), to(), number("limit", "How many agents", 15),
+        flag("subagents_only", "Exclude the main session"),
+        text("project", "Only agents that worked in this project."), unlistedFilter("agent"),
+        unlistedFilter("session_id")},
        Tools::topAgents},
       {"tally_top_projects",
        "Projects ranked by cost, with the agents that drove each one underneath — a project on its own "
        "does not say who spent in it.",
-       {period("today"),
-        from(),
-        to(),
-        {"limit", integer, "How many projects (default 10)."},
-        {"agents_per_project", integer, "How many agents under each project (default 3; 0 = none)."}},
+       {period("today"), from(), to(), number("limit", "How many projects", 10),
+        number("agents_per_project", "How many agents under each project", 3, "; 0 = none"),
+        unlistedFilter("agent"), unlistedFilter("project"), unlistedFilter("session_id")},
        Tools::topProjects},
       {"tally_by_model",
        "The breakdown by model: cost, requests, tokens, share of the total, plus the agents that used "
        "each model. Models with no known price are listed by name — they are not counted in the cost, "
        "so the figure stays a lower bound.",
-       {period("today"),
-        from(),
-        to(),
-        {"agent", string, "Narrow to one agent."},
-        {"project", string, "Narrow to one project."},
-        {"agents_per_model", integer, "How many agents under each model (default 3; 0 = none)."}},
+       {period("today"), from(), to(), text("agent", "Narrow to one agent."),
+        text("project", "Narrow to one project."),
+        number("agents_per_model", "How many agents under each model", 3, "; 0 = none"),
+        unlistedFilter("session_id")},
        Tools::byModel},
       {"tally_session",
        "The thread of one session: the project, the range, the cost, the agents that worked in it "
        "(with what each of them cost), the models, and the activity by day. Accepts a `sessionId` "
        "prefix; if the prefix is ambiguous it returns the candidates rather than guessing.",
-       {{"session_id", string, "Full `sessionId` or a prefix (4 characters or more is useful).", true},
-        period("all"),
-        from(),
-        to()},
+       {required(text("session_id", "Full `sessionId` or a prefix (4 characters or more is useful).")),
+        period("all"), from(), to()},
        Tools::session},
       {"tally_agent",
        "The thread of one agent: the days it ran, its sessions and projects, the models, the range, "
        "and what the roster in `teams/session-*/config.json` says about it (when there is one). Looks "
        "it up by name or by `agentId`/prefix; on ambiguity it returns the candidates.",
-       {{"agent", string, "Agent name, `agentId` (or a prefix), or `main`.", true},
-        period("all"),
-        from(),
+       {required(text("agent", "Agent name, `agentId` (or a prefix), or `main`.")), period("all"), from(),
         to()},
        Tools::agent},
       {"tally_provenance",
@@ -98,13 +130,10 @@ std::vector<Tool> makeCatalogue() {
        "each one contributed, the home they came from, requests that appear in more than one file "
        "(resumed or forked sessions), the lines rejected while parsing, and the requests with no "
        "price. The verb that turns a number into a checkable claim.",
-       {period("today"),
-        from(),
-        to(),
-        {"agent", string, "The figure for one specific agent."},
-        {"project", string, "The figure for one specific project."},
-        {"session_id", string, "The figure for one specific session."},
-        {"limit", integer, "How many files to list (default 20)."}},
+       {period("today"), from(), to(), text("agent", "The figure for one specific agent."),
+        text("project", "The figure for one specific project."),
+        text("session_id", "The figure for one specific session."),
+        number("limit", "How many files to list", 20)},
        Tools::provenance},
       {"tally_sources",
        "The health of the measurement: the four Claude homes (present/empty/how many files/what cost), "
@@ -117,18 +146,6 @@ std::vector<Tool> makeCatalogue() {
 }
 
 }  // namespace
-
-std::string_view name(ToolArgument::Type type) {
-  switch (type) {
-    case string:
-      return "string";
-    case integer:
-      return "integer";
-    case boolean:
-      break;
-  }
-  return "boolean";
-}
 
 const std::vector<Tool>& catalogue() {
   static const std::vector<Tool> tools = makeCatalogue();

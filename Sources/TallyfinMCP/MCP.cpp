@@ -127,6 +127,9 @@ std::string listed(const Tool& tool) {
   std::vector<std::string> properties;
   std::vector<std::string> required;
   for (const ToolArgument& argument : tool.arguments) {
+    if (!argument.isListed) {
+      continue;
+    }
     properties.push_back(concat(jsonString(argument.name), R"(:{"type":)", jsonString(name(argument.type)),
                                 R"(,"description":)", jsonString(argument.description), "}"));
     if (argument.isRequired) {
@@ -200,7 +203,7 @@ MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue
   }
   ToolResult result;
   try {
-    result.text = tool->run(data_, arguments);
+    result.text = tool->run(data_, Arguments(tool->arguments, arguments));
   } catch (const MCPError& error) {
     result = {.text = error.message(), .isError = true};
   } catch (const std::exception& error) {

@@ -4,7 +4,7 @@
 // themselves are the business of `main`.
 
 #include "Platform/Json.hpp"
-#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinCore/Answers/DataSource.hpp"
 
 #include <functional>
 #include <optional>

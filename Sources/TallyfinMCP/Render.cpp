@@ -3,7 +3,6 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Figures/CostText.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/strings/str_join.h"
 
@@ -29,24 +28,6 @@ const std::string rule = [] {
 
 std::string requests(std::int64_t n) {
   return counted(n, "request", "requests");
-}
-
-std::string tokens(std::int64_t n) {
-  const auto value = static_cast<double>(n);
-  if (n >= 1'000'000'000) {
-    return absl::StrFormat("%.2fG", value / 1e9);
-  }
-  if (n >= 1'000'000) {
-    return absl::StrFormat("%.2fM", value / 1e6);
-  }
-  if (n >= 1'000) {
-    return absl::StrFormat("%.1fk", value / 1000);
-  }
-  return std::to_string(n);
-}
-
-std::string percent(double value) {
-  return decimal(value, 1) + "%";
 }
 
 std::string stamp(std::optional<TimePoint> time, const Calendar& calendar) {
@@ -91,40 +72,6 @@ std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t
     append(line, separator, *used);
   }
   return line;
-}
-
-std::optional<std::string> unpricedNote(const Bucket& bucket) {
-  if (bucket.cost.unpricedRequests < 1) {
-    return std::nullopt;
-  }
-  return concat("WARNING: ", requests(bucket.cost.unpricedRequests), " with no known price (",
-                bucket.cost.unpricedNames(", "), ") are not included — the figures above are lower bounds.");
-}
-
-std::optional<std::string> ownPricesNote(const CostEstimate& cost) {
-  const std::optional<std::string> models = cost.ownPriced();
-  return models ? std::optional(concat("NOTE: own prices for ", *models, " were used.")) : std::nullopt;
-}
-
-std::optional<std::string> assumedNote(const Bucket& bucket) {
-  if (bucket.cacheWriteAssumedRequests < 1) {
-    return std::nullopt;
-  }
-  return concat("NOTE: for ", requests(bucket.cacheWriteAssumedRequests),
-                " the cache_creation breakdown was missing or did not add up; 5m was assumed "
-                "(multiplier 1.25 instead of 2.00).");
-}
-
-std::string agent(const AgentIdentity& identity) {
-  switch (identity.kind()) {
-    case AgentIdentity::Kind::named:
-      return concat(identity.name().text(), "  [", identity.rawId().text(), "]");
-    case AgentIdentity::Kind::anonymous:
-      return concat("anonymous agent  [", identity.rawId().text(), "]");
-    case AgentIdentity::Kind::main:
-      break;
-  }
-  return "main session (no agentId)";
 }
 
 std::string shortAgent(const AgentIdentity& identity) {

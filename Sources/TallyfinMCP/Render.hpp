@@ -5,6 +5,7 @@
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 #include "TallyfinCore/Figures/Report.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
 
@@ -21,11 +22,10 @@ extern const std::string rule;
 /// "1 request", "1,204 requests".
 std::string requests(std::int64_t n);
 
-/// Shortened: "999", "1.2k", "2.35M", "1.50G".
-std::string tokens(std::int64_t n);
-
-/// One decimal and a percent sign, of a value from 0 to 100: "12.3%".
-std::string percent(double value);
+/// A count of tokens, shortened: "999", "1.2k", "2.35M", "1.50G".
+inline std::string tokens(std::int64_t n) {
+  return shortened(n);
+}
 
 /// yyyy-MM-dd HH:mm, or "unknown".
 std::string stamp(std::optional<TimePoint> time, const Calendar& calendar);
@@ -48,16 +48,10 @@ std::optional<std::string> models(const Bucket& bucket);
 /// One line of a ranked list, without its line feed; the label is fitted to `width` characters.
 std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t width);
 
-/// The warning that the figures are lower bounds; absent when every request has a price.
-std::optional<std::string> unpricedNote(const Bucket& bucket);
-
-/// The note on models that own prices priced; absent when there are none.
-std::optional<std::string> ownPricesNote(const CostEstimate& cost);
-/// The note on requests whose split between the caches was assumed; absent when there are none.
-std::optional<std::string> assumedNote(const Bucket& bucket);
-
 /// An agent with its id: "reviewer  [areviewer-0123456789abcdef]".
-std::string agent(const AgentIdentity& identity);
+inline std::string agent(const AgentIdentity& identity) {
+  return identity.labelWithId();
+}
 
 /// An agent in a list: its name, "anon:" and the first 9 characters of its id, or "(main session)".
 std::string shortAgent(const AgentIdentity& identity);

@@ -3,7 +3,7 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Streams.hpp"
-#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinCore/Answers/DataSource.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
 #include <cerrno>

@@ -133,7 +133,7 @@ TEST_F(Aggregation, AgreesWithANaivePassToTheLastBit) {
   ASSERT_EQ(naive.cells.size(), 1U + 17 + 24 + 26 + 12 + 12 + 30 + 41 + 2);
   const Report report = sums();
   naive.expect("total", report.total);
-  for (const auto& [day, bucket] : report.byDay) {
+  for (const auto& [day, bucket] : report.byDay()) {
     naive.expect("day " + berlin.formatDay(day), bucket);
   }
   for (const auto& [hour, bucket] : report.byHour) {
@@ -157,7 +157,7 @@ TEST_F(Aggregation, AgreesWithANaivePassToTheLastBit) {
 /// The agents under each key of one pass are those of a report over the records of that key alone.
 TEST_F(Aggregation, AgentsUnderEachKeyAreThoseOfItsOwnReportToTheLastBit) {
   const auto inSession = [](const UsageRecord& record) { return record.sessionId.text().ends_with('1'); };
-  OptionalAxes axes;
+  ReportParts axes;
   axes.agentsByProject = axes.agentsByModel = true;
   const Report whole = aggregator.aggregate(records, from, to, {}, axes, inSession);
   for (const bool byProject : {false, true}) {

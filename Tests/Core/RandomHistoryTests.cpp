@@ -371,9 +371,9 @@ void expectSameFigures(const RecordList& records, const RecordList& expected) {
   const Report report = aggregator.aggregate(records, {}, {}, {}, false);
   const Report wanted = aggregator.aggregate(expected, {}, {}, {}, false);
   EXPECT_EQ(report.total.cost, wanted.total.cost);
-  for (const auto& [day, bucket] : wanted.byDay) {
-    ASSERT_NE(report.byDay.find(day), nullptr);
-    EXPECT_EQ(report.byDay.find(day)->cost, bucket.cost);
+  for (const auto& [day, bucket] : wanted.byDay()) {
+    ASSERT_NE(report.byDay().find(day), nullptr);
+    EXPECT_EQ(report.byDay().find(day)->cost, bucket.cost);
   }
 }
 

@@ -17,7 +17,7 @@ namespace {
 /// Projects and working directories with their requests; then what is said of agents and sessions.
 std::string told(const ProjectResolver& resolver, const std::vector<UsageRecord>& records) {
   const Aggregator aggregator(Calendar::utc(), resolver);
-  OptionalAxes axes;
+  ReportParts axes;
   axes.agentsByProject = true;
   const Report report = aggregator.aggregate(records, {}, {}, {}, axes);
   std::string text;

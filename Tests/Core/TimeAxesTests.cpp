@@ -49,7 +49,7 @@ TEST(TimeAxes, KeysFollowTheZoneThroughYearEndsGapsAndClockChanges) {
       records.push_back(make({.at = time}));
     }
     const Report report = Aggregator(zone(name), ProjectResolver("/home/ada", false))
-                              .aggregate(records, {}, {}, {}, Exporter::neededFor({&axis, 1}));
+                              .aggregate(records, {}, {}, {}, neededFor({&axis, 1}));
     std::vector<std::string> found;
     for (const Exporter::Entry& entry : rows(report, axis, zone(name))) {
       found.push_back(entry.key);
@@ -64,9 +64,8 @@ TEST(TimeAxes, ABlockOfTheHistoryHoldsTheRequestsOfTheRangeAlone) {
                                             make({.at = "2026-11-23T04:00:00Z"})};
   const TimePoint day = records[0].timestamp;
   const Calendar utc = Calendar::utc();
-  const Report report =
-      Aggregator(utc, ProjectResolver("/home/ada", false))
-          .aggregate(records, utc.startOfDay(day), {}, {}, Exporter::neededFor(Exporter::allAxes));
+  const Report report = Aggregator(utc, ProjectResolver("/home/ada", false))
+                            .aggregate(records, utc.startOfDay(day), {}, {}, neededFor(allAxes));
   const auto blocks = rows(report, Exporter::Axis::block, utc);
   ASSERT_EQ(blocks.size(), 2U);
   EXPECT_EQ(blocks[0].key, "2026-11-22 22:00");

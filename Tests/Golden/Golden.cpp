@@ -158,16 +158,16 @@ class Session {
     options.byteOrderMark = given.value("bom", false);
     options.summaryRowLimit = given.value("rows", std::int64_t{10});
     for (const json& name : given.value("axes", json::array())) {
-      options.summaryAxes.push_back(Exporter::axisNamed(name.get<std::string>()).value());
+      options.summaryAxes.push_back(axisNamed(name.get<std::string>()).value());
     }
     if (given.value("files", true)) {
       options.sourceFiles = data_->cache().recordsPerFile();
     }
     if (kind == "name") {
-      return Exporter::suggestedFileName(
-          axis == "provenance" ? Exporter::Document::provenance()
-                               : Exporter::Document::breakdown(Exporter::axisNamed(axis).value()),
-          options);
+      return Exporter::suggestedFileName(axis == "provenance"
+                                             ? Exporter::Document::provenance()
+                                             : Exporter::Document::breakdown(axisNamed(axis).value()),
+                                         options);
     }
     const Aggregator aggregator(data_->calendar(), data_->resolver());
     const Report report =
@@ -187,7 +187,7 @@ class Session {
   /// The table of one axis, or of all that have rows.
   static std::string tables(const std::string& axis, const Report& report, const Exporter::Options& options) {
     if (axis != "all") {
-      return Exporter::breakdownCSV(report, Exporter::axisNamed(axis).value(), options);
+      return Exporter::breakdownCSV(report, axisNamed(axis).value(), options);
     }
     std::string all;
     for (const Exporter::AxisCSV& table : Exporter::allBreakdownCSVs(report, options)) {

@@ -4,8 +4,9 @@
 #include "Support/ArgumentsOf.hpp"
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
+#include "TallyfinCore/Answers/Filters.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
-#include "TallyfinMCP/Filters.hpp"
+#include "TallyfinMCP/Catalogue.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 
 #include <algorithm>
@@ -130,15 +131,16 @@ class SameSum : public testing::Test {
 void expectAllTheSame(DataSource& data, const std::string& question) {
   SCOPED_TRACE(question);
   const JsonValue arguments = argumentsOf(question + "}");
-  const Period period = Period::parse(arguments, "today", data.now(), data.calendar());
-  const Filters filters = buildFilters(data, arguments);
-  const Report report = data.report(period, filters.predicate, Exporter::neededFor(Exporter::allAxes));
+  const Arguments given(toolNamed("tally_cost")->arguments, arguments);
+  const Period period = Tools::periodOf(given, data);
+  const Filters filters = Tools::filtersOf(given, data);
+  const Report report = data.report(period, filters.predicate, neededFor(allAxes));
   Exporter::Options options{.generatedAt = data.now(), .calendar = data.calendar()};
   options.from = period.from;
   options.to = period.through;
   options.sourceFiles = data.cache().recordsPerFile();
   options.recordFilter = filters.predicate;
-  options.summaryAxes.assign(Exporter::allAxes.begin(), Exporter::allAxes.end());
+  options.summaryAxes.assign(allAxes.begin(), allAxes.end());
   options.summaryRowLimit = 1000;
 
   const Sum sum = sumOfTable(Exporter::breakdownCSV(report, Exporter::Axis::model, options));
@@ -150,7 +152,7 @@ void expectAllTheSame(DataSource& data, const std::string& question) {
     EXPECT_NEAR(other.dollars, sum.dollars, 0.0051 * other.amounts + 1e-4) << where;
   };
   const std::string summary = Exporter::clipboardSummary(report, options);
-  for (const Exporter::Axis axis : Exporter::allAxes) {
+  for (const Exporter::Axis axis : allAxes) {
     const std::string name(rawValue(axis));
     const Sum rows = sumOfTable(Exporter::breakdownCSV(report, axis, options));
     expectVolume(rows, name);

@@ -2,7 +2,7 @@
 // disk and saves: for checks that need many refreshes in little time.
 
 #include "Platform/Streams.hpp"
-#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinCore/Answers/DataSource.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
 #include <csignal>

@@ -15,7 +15,8 @@
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Figures/Aggregation.hpp"
-#include "TallyfinCore/Figures/CostText.hpp"
+#include "TallyfinCore/Figures/Axes.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 #include "TallyfinCore/Figures/RecordSelection.hpp"
 #include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
@@ -30,7 +31,11 @@
 
 namespace tallyfin::Exporter {
 
-/// The value of a money cell that has none.
+using tallyfin::Axis;
+using tallyfin::Entry;
+using tallyfin::rows;
+
+/// Printed in a cost cell when the cost is unknown.
 inline constexpr std::string_view unknown = UnknownReason::placeholder;
 
 /// Stands in a column that does not apply on the axis of the table.
@@ -45,44 +50,6 @@ extern const std::array<std::string_view, 26> breakdownColumns;
 
 /// The header of a provenance document.
 inline constexpr std::array<std::string_view, 4> provenanceColumns = {"section", "item", "value", "note"};
-
-/// What the rows of a table stand for.
-enum class Axis : std::uint8_t {
-  project,
-  rawCwd,
-  session,
-  agent,
-  model,
-  day,
-  hour,
-  source,
-  week,
-  month,
-  block
-};
-
-/// All axes in their order.
-inline constexpr std::array<Axis, 11> allAxes = {Axis::project, Axis::rawCwd, Axis::session, Axis::agent,
-                                                 Axis::model,   Axis::day,    Axis::hour,    Axis::source,
-                                                 Axis::week,    Axis::month,  Axis::block};
-
-/// The name of an axis: "project", "rawCwd", ...
-std::string_view rawValue(Axis axis);
-
-/// Its name in the column `axis` and in file names: "raw_cwd", "source_home", otherwise the raw value.
-std::string_view columnValue(Axis axis);
-
-/// Its title in the summary: "BY PROJECT".
-std::string_view title(Axis axis);
-
-/// Whether its rows stand in order of time instead of cost.
-bool isChronological(Axis axis);
-
-/// What a report must hold for these axes to have rows.
-OptionalAxes neededFor(std::span<const Axis> axes);
-
-/// The axis of a raw value; absent for any other text.
-std::optional<Axis> axisNamed(std::string_view rawValue);
 
 /// Which document is meant: the breakdown of an axis, or the provenance document.
 class Document {
@@ -123,14 +90,6 @@ struct Options {
   bool byteOrderMark = false;          ///< whether a CSV begins with U+FEFF
   std::vector<Axis> summaryAxes = {};  ///< the axes of the summary, in its order
   std::int64_t summaryRowLimit = 0;    ///< rows an axis there; not negative
-};
-
-/// One row of a breakdown.
-struct Entry {
-  std::string key;
-  std::string label;
-  const Bucket* bucket = nullptr;      ///< lives as long as the report
-  std::optional<AgentIdentity> agent;  ///< on the axis of agents alone
 };
 
 /// The date formats of one document.
@@ -182,15 +141,11 @@ struct ProvenanceLine {
 
 // Breakdown
 
-/// The rows of an axis: by time on a chronological one, else the highest priced cost first and equal costs by
-/// key. The report must outlive them.
-std::vector<Entry> rows(const Report& report, Axis axis, const Calendar& calendar);
-
 /// The table of an axis with its header. An axis without rows gives the header alone.
 std::string breakdownCSV(const Report& report, Axis axis, const Options& options);
 
-/// The tables of all axes that have rows; those of OptionalAxes are among them only in a report that holds
-/// them.
+/// The tables of all axes that have rows; those of ReportParts are among them only in a report that
+/// holds them.
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options);
 
 /// The same rows as one JSON document, in the form of docs/export.schema.json: numbers as numbers, what is

@@ -118,11 +118,6 @@ Markup figure(std::string_view term, const Markup& value, const Markup& detail =
                  detail.html().empty() ? Markup() : element("dd", {{"class", "detail"}}, detail));
 }
 
-Markup perDay(const Estimate<CostEstimate>& estimate) {
-  const CostEstimate* const cost = estimate.value();
-  return cost == nullptr || cost->isUnknown() ? UnknownReason::placeholder : cost->formatted();
-}
-
 Markup keyFigures(const Report& report) {
   const Bucket& total = report.total;
   if (total.requests < 1 && report.diagnostics.filesScanned < 1) {
@@ -131,8 +126,8 @@ Markup keyFigures(const Report& report) {
   const auto size = [](const auto& axis) { return grouped(static_cast<std::int64_t>(axis.size())); };
   Markup all = figure("Requests", grouped(total.requests));
   all += figure("Days with activity", grouped(report.activeDays()));
-  all += figure("Average of an active day", perDay(report.averagePerActiveDay()));
-  all += figure("Median of an active day", perDay(report.medianPerActiveDay()));
+  all += figure("Average of an active day", amount(report.averagePerActiveDay()));
+  all += figure("Median of an active day", amount(report.medianPerActiveDay()));
   all += figure("Agents", size(report.byAgent));
   all += figure("Sessions", size(report.bySession));
   all += figure("Tokens", grouped(total.totalTokens()),
@@ -143,23 +138,21 @@ Markup keyFigures(const Report& report) {
 
 // Who spent it: one bar, and what its colours mean, here and in the bars over time.
 Markup split(const Report& report, const TimeCuts& cuts) {
-  const auto [main, subagents] = report.subagentSplit();
-  const double sum = main + subagents;
+  const Report::Split costs = report.subagentSplit();
   const auto share = [&](std::string_view classes, std::string_view who, const Bucket& bucket,
-                         double dollars) {
+                         const CostEstimate& cost) {
     Markup text = element("span", {{"class", concat("key ", classes)}}, "");
     text += element("span", {{"class", "who"}}, who);
     if (bucket.requests < 1) {
       return element("li", {}, text, " no request");
     }
-    const std::string percent =
-        sum > 0 && !bucket.cost.isUnknown() ? concat(" ", decimal(dollars / sum * 100, 1), "%") : "";
-    return element("li", {}, text, " ", amountMarkup(bucket),
-                   element("span", {{"class", "detail"}}, percent));
+    const Estimate<double> part = costs.share(cost);
+    const std::string shown = part.isKnown() && !bucket.cost.isUnknown() ? concat(" ", percent(part)) : "";
+    return element("li", {}, text, " ", amountMarkup(bucket), element("span", {{"class", "detail"}}, shown));
   };
   return element("div", {{"class", "who-spent"}}, splitBar(cuts),
-                 element("ul", {}, share("main", "Main session", cuts.main, main),
-                         share("agents", "Sub-agents", cuts.subagents, subagents)));
+                 element("ul", {}, share("main", "Main session", cuts.main, costs.main),
+                         share("agents", "Sub-agents", cuts.subagents, costs.subagent)));
 }
 
 std::string_view stepNoun(TimeStep step) {
@@ -193,10 +186,11 @@ std::string page(const Report& report, const Aggregator& aggregator, const Recor
   const DateRange days = daysOf(report, options);
   const TimeCuts cuts = timeCuts(aggregator, records, options.from, options.to, options.recordFilter,
                                  stepFor(days.dayCount(calendar)));
-  OptionalAxes axes;
-  axes.agentsByProject = true;
+  ReportParts parts;
+  parts.agentsByProject = true;
   const AgentsByKey agents =
-      aggregator.aggregate(records, options.from, options.to, {}, axes, options.recordFilter).agentsByProject;
+      aggregator.aggregate(records, options.from, options.to, {}, parts, options.recordFilter)
+          .agentsByProject;
   const std::vector<Slot> slots = slotsOf(cuts, days, calendar);
   const std::vector<ProvenanceLine> lines = provenance(report, options);
   constexpr Section kRead[] = {Section::scan};

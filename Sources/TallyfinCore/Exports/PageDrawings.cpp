@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 #include "absl/strings/str_format.h"
 
 #include <algorithm>
@@ -147,11 +148,6 @@ Markup hourCell(const Bucket* bucket, int weekday, int hour, double largest) {
 
 Markup nothingInRange() {
   return element("p", {{"class", "none"}}, "unknown — no request in range");
-}
-
-std::string amount(const Bucket& bucket) {
-  return bucket.requests < 1 || bucket.cost.isUnknown() ? UnknownReason::placeholder
-                                                        : bucket.cost.formatted();
 }
 
 Markup amountMarkup(const Bucket& bucket) {

@@ -26,10 +26,7 @@ extern const char* const weekdays[7];
 /// What stands in the place of a drawing or table without rows.
 Markup nothingInRange();
 
-/// The amount of a bucket: "$1.20", "≥ $1.20", or "unknown".
-std::string amount(const Bucket& bucket);
-
-/// The same as a word or figure on the page, the reason in a tooltip when something is left out.
+/// `amount` as a word or figure on the page, the reason in a tooltip when something is left out.
 Markup amountMarkup(const Bucket& bucket);
 
 /// The main session and the sub-agents of the whole range as one bar.

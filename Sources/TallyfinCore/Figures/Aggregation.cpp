@@ -25,9 +25,9 @@ std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter
   TimePoint end;  // of the last block
   for (const TimePoint time : times) {
     if (starts.empty() || time >= end) {
-      const TimePoint hour = calendar.startOfHour(time);
-      starts.push_back(starts.empty() ? hour : std::max(hour, end));
-      end = {starts.back().seconds + blockSeconds};
+      const TimePoint start = startOfStep(TimeStep::block, time, calendar);
+      starts.push_back(starts.empty() ? start : std::max(start, end));
+      end = *nextStep(TimeStep::block, starts.back(), calendar);  // no calendar ends a block
     }
   }
   return starts;
@@ -37,12 +37,12 @@ std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter
 // key that comes in several spellings is shown in the first of them, everywhere in the report.
 class Pass {
  public:
-  Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, OptionalAxes axes,
+  Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, ReportParts parts,
        std::vector<TimePoint> blocks)
       : calendar_(calendar),
         resolver_(resolver),
         pricer_(calendar, prices),
-        axes_(axes),
+        parts_(parts),
         blocks_(std::move(blocks)) {}
 
   void add(const UsageRecord& record, TimePoint day) {
@@ -53,8 +53,8 @@ class Pass {
                      .session = record.sessionId,
                      .agent = record.agent,
                      .home = record.sourceHome,
-                     .hour = axes_.hours ? calendar_.hour(record.timestamp) : 0,
-                     .block = axes_.blocks ? blockOf(record.timestamp) : TimePoint()};
+                     .hour = parts_.hours ? calendar_.hour(record.timestamp) : 0,
+                     .block = parts_.steps[TimeStep::block] ? blockOf(record.timestamp) : TimePoint()};
     runs_.add(key, record, pricer_.cost(record, day),
               [this](const Key& last, const RequestRun& run) { addRun(last, run); });
   }
@@ -101,36 +101,38 @@ class Pass {
     attribute(key, run, directory.project, session, ofSession, ofAgent);
 
     report_.total.add(run);
-    report_.byDay[key.day].add(run);
+    for (const TimeStep step : allTimeSteps) {
+      if (parts_.steps[step]) {
+        report_.bySteps[step][startOf(step, key)].add(run);
+      }
+    }
     report_.byModel[key.model].add(run);
     report_.byProject.at(directory.projectRow).add(run);
     report_.byRawCwd.at(directory.rawCwdRow).add(run);
     ofSession.add(run);
     ofAgent.add(run);
     report_.bySource[key.home].add(run);
-    if (axes_.hours) {
+    if (parts_.hours) {
       report_.byHour[key.hour].add(run);
     }
-    if (axes_.weeks) {
-      report_.byWeek[calendar_.startOfWeek(key.day)].add(run);
-    }
-    if (axes_.months) {
-      report_.byMonth[calendar_.startOfMonth(key.day)].add(run);
-    }
-    if (axes_.blocks) {
-      report_.byBlock[key.block].add(run);
-    }
-    if (axes_.agentsByProject) {
+    if (parts_.agentsByProject) {
       report_.agentsByProject[directory.project][key.agent].add(run);
     }
-    if (axes_.agentsByModel) {
+    if (parts_.agentsByModel) {
       report_.agentsByModel[key.model][key.agent].add(run);
     }
   }
 
+  TimePoint startOf(TimeStep step, const Key& key) const {
+    return step == TimeStep::day     ? key.day
+           : step == TimeStep::block ? key.block
+                                     : startOfStep(step, key.day, calendar_);
+  }
+
   TimePoint blockOf(TimePoint time) const {
     const auto next = std::upper_bound(blocks_.begin(), blocks_.end(), time);
-    return next != blocks_.begin() ? *(next - 1) : calendar_.startOfHour(time);  // beyond the calendar's ends
+    // Beyond the calendar's ends there are no blocks.
+    return next != blocks_.begin() ? *(next - 1) : startOfStep(TimeStep::block, time, calendar_);
   }
 
   const Directory& directoryOf(InternedText rawCwd) {
@@ -164,7 +166,7 @@ class Pass {
   const Calendar& calendar_;
   const ProjectResolver& resolver_;
   Pricing::Pricer pricer_;
-  OptionalAxes axes_;
+  ReportParts parts_;
   std::vector<TimePoint> blocks_;  // their starts, in order
   RequestRuns<Key> runs_;
   Report report_;
@@ -176,9 +178,10 @@ class Pass {
 
 Report Aggregator::aggregate(const RecordList& records, std::optional<TimePoint> from,
                              std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
-                             OptionalAxes axes, const RecordFilter& filter) const {
-  Pass pass(calendar_, resolver_, prices_, axes,
-            axes.blocks ? blockStarts(records, filter, calendar_) : std::vector<TimePoint>());
+                             ReportParts parts, const RecordFilter& filter) const {
+  Pass pass(
+      calendar_, resolver_, prices_, parts,
+      parts.steps[TimeStep::block] ? blockStarts(records, filter, calendar_) : std::vector<TimePoint>());
   RecordSelection selection(calendar_, from, to, filter);
   for (const UsageRecord& record : records) {
     if (const TimePoint* const day = selection.day(record)) {

@@ -32,7 +32,7 @@ class Aggregator {
   /// in the order of the list. `filter`, when given, is asked about the records of these days alone, or about
   /// all records when blocks are wanted. `diagnostics` goes into the report as it is.
   Report aggregate(const RecordList& records, std::optional<TimePoint> from, std::optional<TimePoint> to,
-                   const ScanDiagnostics& diagnostics, OptionalAxes axes,
+                   const ScanDiagnostics& diagnostics, ReportParts parts,
                    const RecordFilter& filter = {}) const;
 
  private:

@@ -132,9 +132,9 @@ DateRange RangeSelection::resolved(TimePoint now, const Calendar& calendar) cons
 }
 
 Report report(const Aggregator& aggregator, const RecordList& records, const DateRange& range,
-              const ScanDiagnostics& diagnostics, std::optional<OptionalAxes> axes) {
+              const ScanDiagnostics& diagnostics, std::optional<ReportParts> parts) {
   return aggregator.aggregate(records, range.from(), range.through(), diagnostics,
-                              axes.value_or(range.isSingleDay()));
+                              parts.value_or(range.isSingleDay()));
 }
 
 Report report(const Aggregator& aggregator, const RecordList& records, const RangeSelection& selection,

@@ -101,10 +101,10 @@ struct RangeSelection {
   friend bool operator==(const RangeSelection&, const RangeSelection&) = default;
 };
 
-/// The report of a range. Hours are built when `axes` says so, by default for a single day. The range must
+/// The report of a range. Hours are built when `parts` says so, by default for a single day. The range must
 /// come from the aggregator's calendar.
 Report report(const Aggregator& aggregator, const RecordList& records, const DateRange& range,
-              const ScanDiagnostics& diagnostics, std::optional<OptionalAxes> axes = {});
+              const ScanDiagnostics& diagnostics, std::optional<ReportParts> parts = {});
 
 /// The report of a choice as of `now`.
 Report report(const Aggregator& aggregator, const RecordList& records, const RangeSelection& selection,

@@ -75,7 +75,7 @@ Estimate<CostEstimate> yesterdayAtSameTime(const RecordList& records, TimePoint 
 }
 
 Estimate<CostEstimate> yesterdayCost(const Report& report, TimePoint now, const Calendar& calendar) {
-  const Bucket* bucket = report.byDay.find(calendar.startOfDay(now, -1));
+  const Bucket* bucket = report.byDay().find(calendar.startOfDay(now, -1));
   if (bucket == nullptr) {
     return UnknownReason::noData();
   }
@@ -86,7 +86,7 @@ Estimate<CostEstimate> medianOfRecentDays(const Report& report, std::size_t coun
                                           const Calendar& calendar) {
   const TimePoint today = calendar.startOfDay(now);
   std::vector<std::pair<TimePoint, const Bucket*>> days;
-  for (const auto& [day, bucket] : report.byDay) {
+  for (const auto& [day, bucket] : report.byDay()) {
     if (day < today) {
       days.emplace_back(day, &bucket);
     }

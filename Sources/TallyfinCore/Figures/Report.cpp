@@ -52,6 +52,10 @@ Ranking<Key> best(Ranking<Key> rows, std::optional<std::int64_t> limit) {
 
 }  // namespace
 
+Estimate<double> percentage(double part, double whole) {
+  return whole > 0 ? Estimate<double>(part / whole * 100) : UnknownReason::noData();
+}
+
 void Bucket::add(const RequestRun& run) {
   requests += run.requests;
   UsageCounts::add(run.counts);
@@ -102,19 +106,19 @@ Estimate<DominantComponent> Bucket::dominantComponent() const {
 }
 
 Estimate<CostEstimate> Report::averagePerActiveDay() const {
-  if (byDay.empty()) {
+  if (byDay().empty()) {
     return UnknownReason::noData();
   }
   return total.cost.scaled(1.0 / static_cast<double>(activeDays()));
 }
 
 Estimate<CostEstimate> Report::medianPerActiveDay() const {
-  if (byDay.empty()) {
+  if (byDay().empty()) {
     return UnknownReason::noData();
   }
   std::vector<CostEstimate> costs;
-  costs.reserve(byDay.size());
-  for (const auto& [day, bucket] : byDay) {
+  costs.reserve(byDay().size());
+  for (const auto& [day, bucket] : byDay()) {
     costs.push_back(bucket.cost);
   }
   return CostEstimate::median(costs);
@@ -160,7 +164,7 @@ Ranking<InternedText> Report::topModels(std::int64_t limit) const {
 Report::Split Report::subagentSplit() const {
   Split split;
   for (const auto& [agent, bucket] : byAgent) {
-    (agent.isSubagent() ? split.subagent : split.main) += bucket.cost.priced;
+    (agent.isSubagent() ? split.subagent : split.main) += bucket.cost;
   }
   return split;
 }

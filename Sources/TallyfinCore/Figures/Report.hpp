@@ -8,10 +8,12 @@
 #include "TallyfinCore/Attribution/ProjectPath.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Figures/RequestRun.hpp"
+#include "TallyfinCore/Figures/TimeSteps.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
 #include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
 #include "absl/container/flat_hash_map.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -28,6 +30,9 @@ struct DominantComponent {
 
   friend bool operator==(const DominantComponent&, const DominantComponent&) = default;
 };
+
+/// A part of a whole, in percent; unknown (`noData`) unless the whole is above 0.
+Estimate<double> percentage(double part, double whole);
 
 /// Sums over requests.
 struct Bucket : UsageCounts {
@@ -78,35 +83,43 @@ Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std:
 /// What each agent spent under each key of another axis.
 using AgentsByKey = KeyedRows<InternedText, BucketsBy<AgentIdentity>>;
 
-/// The axes that a report holds on request only, since each makes the pass slower. A bool becomes the request
-/// for hours.
-struct OptionalAxes {
+/// The keys with their buckets, in ascending order.
+template <typename Key>
+std::vector<std::pair<Key, const Bucket*>> inOrder(const BucketsBy<Key>& buckets) {
+  std::vector<std::pair<Key, const Bucket*>> rows;
+  rows.reserve(buckets.size());
+  for (const auto& [key, bucket] : buckets) {
+    rows.emplace_back(key, &bucket);
+  }
+  std::sort(rows.begin(), rows.end(),
+            [](const auto& left, const auto& right) { return left.first < right.first; });
+  return rows;
+}
+
+/// What a report holds on request only, since each part makes the pass slower. A bool becomes the request for
+/// hours. Days are always there.
+struct ReportParts {
   bool hours = false;
-  bool weeks = false;
-  bool months = false;
-  bool blocks = false;
+  EachStep<bool> steps;
   bool agentsByProject = false;
   bool agentsByModel = false;
 
-  OptionalAxes(bool includeHours = false) : hours(includeHours) {}
+  ReportParts(bool includeHours = false) : hours(includeHours) { steps[TimeStep::day] = true; }
 };
-
-/// How long a block lasts, in seconds: five hours, the window in which subscriptions meter use.
-inline constexpr double blockSeconds = 5 * 3600;
 
 /// The answer to one question. A bucket exists only if a request went into it.
 struct Report {
   Bucket total;
-  BucketsBy<TimePoint> byDay;  ///< by start of the local day
+  /// By start of the day, week, month or block; only days unless more was asked for. A block begins at the
+  /// full local hour of the first request after the last block ended, and not before that end. Blocks are
+  /// those of the whole history that the filter lets pass, so that one begins at the same moment in every
+  /// range; here they hold the requests of the range alone.
+  EachStep<BucketsBy<TimePoint>> bySteps;
+  const BucketsBy<TimePoint>& by(TimeStep step) const { return bySteps[step]; }
+  const BucketsBy<TimePoint>& byDay() const { return by(TimeStep::day); }
 
   // On request only.
-  BucketsBy<int> byHour;         ///< by hour of the local day, 0 to 23, over all days
-  BucketsBy<TimePoint> byWeek;   ///< by start of the Monday
-  BucketsBy<TimePoint> byMonth;  ///< by start of the first day
-  /// By start of the block. A block begins at the full local hour of the first request after the last block
-  /// ended, and not before that end. Blocks are those of the whole history that the filter lets pass, so that
-  /// one begins at the same moment in every range; here they hold the requests of the range alone.
-  BucketsBy<TimePoint> byBlock;
+  BucketsBy<int> byHour;  ///< by hour of the local day, 0 to 23, over all days
   /// What each agent spent under each project or model. Each bucket is that of a report over the requests of
   /// that project or model alone, to the last bit.
   AgentsByKey agentsByProject;
@@ -126,7 +139,7 @@ struct Report {
   ScanDiagnostics diagnostics;  ///< what the scan saw and lost, of the whole history
 
   /// Days with at least one request.
-  std::int64_t activeDays() const { return static_cast<std::int64_t>(byDay.size()); }
+  std::int64_t activeDays() const { return static_cast<std::int64_t>(byDay().size()); }
 
   /// Cost per active day; unknown (`noData`) without days.
   Estimate<CostEstimate> averagePerActiveDay() const;
@@ -138,10 +151,15 @@ struct Report {
   Ranking<InternedText> topSessions(std::int64_t limit) const;
   Ranking<InternedText> topModels(std::int64_t limit) const;
 
-  /// Priced dollars of the main session and of all sub-agents together.
+  /// What the main session and all sub-agents together cost.
   struct Split {
-    double main = 0;
-    double subagent = 0;
+    CostEstimate main;
+    CostEstimate subagent;
+
+    /// A part of both in percent, by priced dollars; unknown (`noData`) unless both together are above 0.
+    Estimate<double> share(const CostEstimate& part) const {
+      return percentage(part.priced, main.priced + subagent.priced);
+    }
   };
   Split subagentSplit() const;
 };

@@ -19,20 +19,6 @@ bool isPlain(TimePoint day, const Calendar& calendar) {
 
 }  // namespace
 
-TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar) {
-  return step == TimeStep::week    ? calendar.startOfWeek(day)
-         : step == TimeStep::month ? calendar.startOfMonth(day)
-                                   : day;
-}
-
-std::optional<TimePoint> nextStep(TimeStep step, TimePoint start, const Calendar& calendar) {
-  if (step != TimeStep::month) {
-    return calendar.startOfDay(start, step == TimeStep::week ? 7 : 1);
-  }
-  const std::optional<CalendarInterval> month = calendar.month(start);
-  return month ? std::optional(month->end) : std::nullopt;
-}
-
 TimeCuts timeCuts(const Aggregator& aggregator, const RecordList& records, std::optional<TimePoint> from,
                   std::optional<TimePoint> to, const RecordFilter& filter, TimeStep step) {
   const Calendar& calendar = aggregator.calendar();

@@ -14,15 +14,6 @@
 
 namespace tallyfin {
 
-/// How long a step of a time axis is. Weeks begin on Monday.
-enum class TimeStep : std::uint8_t { day, week, month };
-
-/// The start of the step that a day falls in.
-TimePoint startOfStep(TimeStep step, TimePoint day, const Calendar& calendar);
-
-/// The start of the step after the one that starts at `start`; absent where the calendar ends.
-std::optional<TimePoint> nextStep(TimeStep step, TimePoint start, const Calendar& calendar);
-
 /// The sums of one step. `main` and `subagents` hold nothing, not a cost of 0, when they made no request.
 struct TimeShares {
   Bucket all;
@@ -30,7 +21,7 @@ struct TimeShares {
   Bucket subagents;
 };
 
-/// The sums of a range, cut in these ways.
+/// The sums of a range, cut in these ways. The step is none of `block`.
 struct TimeCuts {
   TimeStep step = TimeStep::day;
   Bucket main;                              ///< of the whole range

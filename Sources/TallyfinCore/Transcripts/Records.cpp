@@ -1,5 +1,6 @@
 #include "TallyfinCore/Transcripts/Records.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 
 #include <algorithm>
@@ -44,6 +45,13 @@ std::string AgentIdentity::label() const {
       break;
   }
   return "main session";
+}
+
+std::string AgentIdentity::labelWithId() const {
+  if (kind_ == Kind::main) {
+    return "main session (no agentId)";
+  }
+  return concat(kind_ == Kind::named ? name_.text() : "anonymous agent", "  [", rawId_.text(), "]");
 }
 
 std::string_view AgentIdentity::description() const {

@@ -49,6 +49,10 @@ class AgentIdentity {
   /// session".
   std::string label() const;
 
+  /// The same with the whole id: "reviewer  [areviewer-0123456789abcdef]", "anonymous agent  [f00d]", "main
+  /// session (no agentId)".
+  std::string labelWithId() const;
+
   /// The text on which rankings break ties: the raw id, or "(main)".
   std::string_view description() const;
 

@@ -1,11 +1,96 @@
 #include "Platform/Concat.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
+#include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
+#include "absl/strings/str_join.h"
 
 #include <algorithm>
+#include <ranges>
 
 namespace tallyfin::Tools {
+namespace {
+
+std::string countOf(const SeveralNames& names) {
+  return std::to_string(names.candidates.size());
+}
+
+// Why a period or a filter cannot be used.
+struct Wording {
+  std::string operator()(const NoSuchDay& day) const {
+    return concat("invalid date “", day.text, "” — the format is yyyy-MM-dd");
+  }
+  std::string operator()(const UnknownPeriod& period) const {
+    return concat("unknown period “", period.text,
+                  "” — accepted: today, yesterday, NNd (e.g. 7d), all, or from/to in yyyy-MM-dd");
+  }
+  std::string operator()(const ReversedDays& days) const {
+    return concat("reversed range: from=", days.from, " is later than to");
+  }
+  std::string operator()(const NoSuchName& name) const {
+    switch (name.kind) {
+      case NameKind::agent:
+        return concat("No agent matches “", name.text,
+                      "”. See `tally_top_agents` with `period: \"all\"` for the real names.");
+      case NameKind::project:
+        return concat("No project matches “", name.text,
+                      "”. See `tally_top_projects` with `period: \"all\"`.");
+      case NameKind::session:
+        break;
+    }
+    return concat("No session starts with “", name.text, "”.");
+  }
+  std::string operator()(const SeveralNames& names) const {
+    switch (names.kind) {
+      case NameKind::agent:
+        return concat("“", names.text, "” matches ", countOf(names),
+                      " agents. Pick one (give the exact name or the `agentId`):", listed(names));
+      case NameKind::project:
+        return concat("“", names.text, "” matches ", countOf(names), " projects:", listed(names));
+      case NameKind::session:
+        break;
+    }
+    return concat("The prefix “", names.text, "” matches ", countOf(names), " sessions:", listed(names));
+  }
+};
+
+template <typename T>
+T orThrow(Answered<T> answered) {
+  if (const Refusal* const refusal = std::get_if<Refusal>(&answered)) {
+    throw MCPError(std::visit(Wording(), *refusal));
+  }
+  return std::move(std::get<T>(answered));
+}
+
+}  // namespace
+
+Period periodOf(const Arguments& given, const DataSource& data) {
+  return orThrow(Period::parse({given.text("period"), given.text("from"), given.text("to")}, "", data.now(),
+                               data.calendar()));
+}
+
+Filters filtersOf(const Arguments& given, DataSource& data) {
+  return orThrow(buildFilters(data, {given.text("agent"), given.text("project"), given.text("session_id")}));
+}
+
+std::string listed(const SeveralNames& names) {
+  std::string text;
+  for (const Candidate& one : names.candidates) {
+    append(text, "\n  ", one.label);
+    if (!names.areEqual) {
+      append(text, " — ", costInAnswer(one.cost, one.requests));
+    }
+  }
+  return text;
+}
+
+std::string header(std::string_view title, const Period& period, const Filters& filters) {
+  std::string text = concat(title, " — ", period.label, "\n");
+  if (const std::vector<std::string> all = filters.described(); !all.empty()) {
+    append(text, "filters: ", absl::StrJoin(all, " · "), "\n");
+  }
+  return text;
+}
 
 Rows rowsOf(const Ranking<AgentIdentity>& agents) {
   Rows rows;
@@ -24,14 +109,8 @@ Rows rowsOf(const Ranking<InternedText>& keys) {
 }
 
 Rows dayRows(const Report& report, const Calendar& calendar) {
-  std::vector<std::pair<TimePoint, const Bucket*>> days;
-  for (const auto& [day, bucket] : report.byDay) {
-    days.emplace_back(day, &bucket);
-  }
-  std::sort(days.begin(), days.end(),
-            [](const auto& left, const auto& right) { return left.first > right.first; });
   Rows rows;
-  for (const auto& [day, bucket] : days) {
+  for (const auto& [day, bucket] : inOrder(report.byDay()) | std::views::reverse) {
     rows.emplace_back(calendar.formatDay(day), bucket);
   }
   return rows;
@@ -57,8 +136,7 @@ std::string footer(const Report& report, const Period& period, const CostEstimat
   if (period.includesToday) {
     text += "The period includes today — the figure is not final.\n";
   }
-  for (const auto& note :
-       {R::unpricedNote(report.total), R::assumedNote(report.total), R::ownPricesNote(shown)}) {
+  for (const auto& note : {unpricedNote(report.total), assumedNote(report.total), ownPricesNote(shown)}) {
     if (note) {
       append(text, *note, "\n");
     }
@@ -84,9 +162,8 @@ std::string modelsOf(const Bucket& bucket) {
   return R::models(bucket).value_or(UnknownReason::placeholder);
 }
 
-const RosterEntry* rosterEntry(const DataSource& data, const Report& report, const AgentIdentity& agent) {
-  const auto session = report.agentSession.find(agent);
-  return session == report.agentSession.end() ? nullptr : data.roster().entry(agent, session->second.text());
+std::string orUnknown(const std::optional<InternedText>& key) {
+  return key ? std::string(key->text()) : UnknownReason::placeholder;
 }
 
 std::string orUnknown(const std::optional<std::string>& text) {

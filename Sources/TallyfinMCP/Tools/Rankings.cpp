@@ -3,15 +3,16 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Figures/CostText.hpp"
-#include "TallyfinMCP/Filters.hpp"
+#include "TallyfinCore/Answers/Agents.hpp"
+#include "TallyfinCore/Answers/Models.hpp"
+#include "TallyfinCore/Answers/Projects.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
-#include <limits>
+#include <set>
 
 namespace tallyfin::Tools {
 namespace {
@@ -21,40 +22,34 @@ std::string numbered(std::size_t n) {
   return absl::StrFormat("%2d. ", n);
 }
 
-std::int64_t atLeastOne(const std::optional<std::int64_t>& given, std::int64_t fallback) {
-  return std::max<std::int64_t>(1, given.value_or(fallback));
+std::int64_t atLeastOne(std::int64_t given) {
+  return std::max<std::int64_t>(1, given);
 }
 
 std::string agentLine(const AgentIdentity& agent, std::string_view figures) {
   return concat("      · ", Text::fitted(R::shortAgent(agent), 28), " ", figures, "\n");
 }
 
-std::string textOr(const absl::flat_hash_map<AgentIdentity, InternedText>& map, const AgentIdentity& agent) {
-  const auto place = map.find(agent);
-  return place == map.end() ? UnknownReason::placeholder : std::string(place->second.text());
-}
-
-std::string agentBlock(const Report& report, const AgentIdentity& agent, const Bucket& bucket,
-                       const DataSource& data) {
+std::string agentBlock(const Answers::AgentRow& row, const Calendar& calendar) {
   std::string text = concat(
-      "    cost      ", costInAnswer(bucket), "\n", "    volume    ", volume(bucket), "\n", "    models    ",
-      modelsOf(bucket), "\n", "    session   ", textOr(report.agentSession, agent), "\n", "    project   ",
-      textOr(report.agentProject, agent), "\n", "    active    ", R::span(bucket, data.calendar()), "\n");
-  if (const RosterEntry* const entry = rosterEntry(data, report, agent)) {
-    append(text, "    roster    type=", orUnknown(entry->agentType), " model=", orUnknown(entry->model),
-           "\n");
+      "    cost      ", costInAnswer(*row.bucket), "\n", "    volume    ", volume(*row.bucket), "\n",
+      "    models    ", modelsOf(*row.bucket), "\n", "    session   ", orUnknown(row.session), "\n",
+      "    project   ", orUnknown(row.project), "\n", "    active    ", R::span(*row.bucket, calendar), "\n");
+  if (row.roster) {
+    append(text, "    roster    type=", orUnknown(row.roster->agentType),
+           " model=", orUnknown(row.roster->model), "\n");
   }
   return text;
 }
 
 // How the priced amount of the whole report parts between the main session and its agents.
 std::string ofWhich(const Report& report, std::size_t shown) {
-  const auto [main, subagent] = report.subagentSplit();
-  const double sum = main + subagent;
+  const Report::Split split = report.subagentSplit();
   std::string text = "\nOF WHICH\n";
-  if (sum > 0) {
-    append(text, "  main session ", CostEstimate::money(main), " (", R::percent(main / sum * 100),
-           ") · sub-agents ", CostEstimate::money(subagent), " (", R::percent(subagent / sum * 100), ")\n");
+  if (split.share(split.main).isKnown()) {
+    append(text, "  main session ", CostEstimate::money(split.main.priced), " (",
+           percent(split.share(split.main)), ") · sub-agents ", CostEstimate::money(split.subagent.priced),
+           " (", percent(split.share(split.subagent)), ")\n");
   } else {
     text += "  unknown — nothing priced in range\n";
   }
@@ -63,63 +58,47 @@ std::string ofWhich(const Report& report, std::size_t shown) {
   return text;
 }
 
-std::string labelDecision(const Report& report, InternedText project) {
-  const auto found = report.projectProvenance.find(project);
-  if (found == report.projectProvenance.end() || found->second.empty()) {
+std::string labelDecision(const std::set<Provenance>& labelReasons) {
+  if (labelReasons.empty()) {
     return {};
   }
   std::vector<std::string> reasons;
-  for (const Provenance reason : found->second) {
+  for (const Provenance reason : labelReasons) {
     reasons.emplace_back(text(reason));
   }
   std::sort(reasons.begin(), reasons.end());
   return concat("    how the label was decided: ", absl::StrJoin(reasons, ", "), "\n");
 }
 
-// The ranked agents of one row, which may have none.
-Ranking<AgentIdentity> agentsOf(const AgentsByKey& agents, InternedText key, std::int64_t limit) {
-  const auto* const axis = agents.find(key);
-  return axis == nullptr ? Ranking<AgentIdentity>() : rankedAgents(*axis, limit, true);
-}
-
 constexpr const char* kNoAgents = "    agents: unknown\n";
 
-std::string agentsUnderProject(const AgentsByKey& agents, InternedText project, std::int64_t shown) {
-  const auto all = agentsOf(agents, project, std::numeric_limits<std::int64_t>::max());
-  if (all.empty()) {
-    return kNoAgents;
-  }
-  const auto count = static_cast<std::int64_t>(all.size());
-  std::string text;
-  for (std::int64_t i = 0; i < std::min(shown, count); ++i) {
-    const auto& [agent, bucket] = all[static_cast<std::size_t>(i)];
+std::string agentsUnderProject(const Answers::ProjectRow& row) {
+  std::string text = row.agents.empty() ? kNoAgents : "";
+  for (const auto& [agent, bucket] : row.agents) {
     text += agentLine(agent, concat(costInAnswer(*bucket), " · ", R::requests(bucket->requests)));
   }
-  if (count > shown) {
-    append(text, "      (", counted(count - shown, "agent", "agents"), " more)\n");
+  if (row.moreAgents > 0) {
+    append(text, "      (", counted(row.moreAgents, "agent", "agents"), " more)\n");
   }
   return text;
 }
 
-std::string agentsUnderModel(const AgentsByKey& agents, InternedText model, std::int64_t shown) {
-  std::string text;
-  for (const auto& [agent, bucket] : agentsOf(agents, model, shown)) {
+std::string agentsUnderModel(const Answers::ModelRow& row) {
+  std::string text = row.agents.empty() ? kNoAgents : "";
+  for (const auto& [agent, bucket] : row.agents) {
     text += agentLine(agent, costInAnswer(*bucket));
   }
-  return text.empty() ? kNoAgents : text;
+  return text;
 }
 
-std::string shareOfTotal(const Bucket& bucket, const Bucket& total) {
-  return total.cost.priced > 0 ? R::percent(bucket.cost.priced / total.cost.priced * 100)
-                               : "unknown (nothing priced)";
-}
-
-std::string modelBlock(InternedText model, const Bucket& bucket, const Bucket& total) {
-  std::string text = concat(model.text(), "\n", "    cost   ", costInAnswer(bucket), "  (",
-                            shareOfTotal(bucket, total), " of the total)\n", "    volume ", volume(bucket),
-                            " (in ", R::tokens(bucket.input), " · out ", R::tokens(bucket.output), " · cw ",
+std::string modelBlock(const Answers::ModelRow& row) {
+  const Bucket& bucket = *row.bucket;
+  const std::string share = row.share.isKnown() ? percent(row.share) : "unknown (nothing priced)";
+  std::string text = concat(row.model.text(), "\n", "    cost   ", costInAnswer(bucket), "  (", share,
+                            " of the total)\n", "    volume ", volume(bucket), " (in ",
+                            R::tokens(bucket.input), " · out ", R::tokens(bucket.output), " · cw ",
                             R::tokens(bucket.cacheWrite()), " · cr ", R::tokens(bucket.cacheRead), ")\n");
-  if (bucket.cost.unpricedModels.contains(model)) {
+  if (!row.hasPrice) {
     text += "    PRICE  unknown — this model is not in the price table, its cost is NOT included anywhere\n";
   }
   return text;
@@ -127,76 +106,63 @@ std::string modelBlock(InternedText model, const Bucket& bucket, const Bucket& t
 
 }  // namespace
 
-std::string topAgents(DataSource& data, const JsonValue& arguments) {
-  const Period period = Period::parse(arguments, "today", data.now(), data.calendar());
-  const std::int64_t limit = atLeastOne(integerArgument(arguments, "limit"), 15);
-  const bool subagentsOnly = booleanArgument(arguments, "subagents_only").value_or(false);
-  const Filters filters = buildFilters(data, arguments);
-  const Report report = data.report(period, filters.predicate);
-
-  std::string text = header("Top agents by cost", period, filters);
+std::string topAgents(DataSource& data, const Arguments& given) {
+  const Period period = periodOf(given, data);
+  const bool subagentsOnly = given.flag("subagents_only");
+  const Answers::Agents answer = Answers::agents(data, {.period = period,
+                                                        .filters = filtersOf(given, data),
+                                                        .limit = atLeastOne(given.integer("limit")),
+                                                        .includesMain = !subagentsOnly});
+  std::string text = header("Top agents by cost", period, answer.filters);
   if (subagentsOnly) {
     text += "main session: excluded\n";
   }
   append(text, R::rule, "\n");
-  const auto rows = report.topAgents(limit, !subagentsOnly);
-  if (rows.empty()) {
+  if (answer.rows.empty()) {
     text += "  unknown — no agent with activity in range\n";
   }
   std::size_t position = 0;
-  for (const auto& [agent, bucket] : rows) {
-    append(text, numbered(++position), R::agent(agent), "\n", agentBlock(report, agent, *bucket, data));
+  for (const Answers::AgentRow& row : answer.rows) {
+    append(text, numbered(++position), R::agent(row.agent), "\n", agentBlock(row, data.calendar()));
   }
-  return text + ofWhich(report, rows.size()) + footer(report, period);
+  return text + ofWhich(*answer.report, answer.rows.size()) + footer(*answer.report, period);
 }
 
-std::string topProjects(DataSource& data, const JsonValue& arguments) {
-  const Period period = Period::parse(arguments, "today", data.now(), data.calendar());
-  const std::int64_t limit = atLeastOne(integerArgument(arguments, "limit"), 10);
-  const std::int64_t shown = integerArgument(arguments, "agents_per_project").value_or(3);
-  const Filters filters = buildFilters(data, arguments);
-  OptionalAxes axes;
-  axes.agentsByProject = shown > 0;
-  const Report report = data.report(period, filters.predicate, axes);
-
-  std::string text = concat(header("Top projects by cost", period, filters), R::rule, "\n");
-  const auto rows = report.topProjects(limit);
-  if (rows.empty()) {
+std::string topProjects(DataSource& data, const Arguments& given) {
+  const Period period = periodOf(given, data);
+  const std::int64_t agents = given.integer("agents_per_project");
+  const Answers::Projects answer = Answers::projects(data, {.period = period,
+                                                            .filters = filtersOf(given, data),
+                                                            .limit = atLeastOne(given.integer("limit")),
+                                                            .agents = agents});
+  std::string text = concat(header("Top projects by cost", period, answer.filters), R::rule, "\n");
+  if (answer.rows.empty()) {
     text += "  unknown — no project with activity in range\n";
   }
   std::size_t position = 0;
-  for (const auto& [project, bucket] : rows) {
-    append(text, numbered(++position), project.text(), "\n", "    cost   ", costInAnswer(*bucket), "  ·  ",
-           R::requests(bucket->requests), "  ·  ", R::tokens(bucket->totalTokens()), " tokens\n",
-           labelDecision(report, project));
-    if (shown > 0) {
-      text += agentsUnderProject(report.agentsByProject, project, shown);
-    }
+  for (const Answers::ProjectRow& row : answer.rows) {
+    const Bucket& bucket = *row.bucket;
+    append(text, numbered(++position), row.project.text(), "\n", "    cost   ", costInAnswer(bucket), "  ·  ",
+           R::requests(bucket.requests), "  ·  ", R::tokens(bucket.totalTokens()), " tokens\n",
+           labelDecision(row.labelReasons), agents > 0 ? agentsUnderProject(row) : "");
   }
-  return text + footer(report, period);
+  return text + footer(*answer.report, period);
 }
 
-std::string byModel(DataSource& data, const JsonValue& arguments) {
-  const Period period = Period::parse(arguments, "today", data.now(), data.calendar());
-  const std::int64_t shown = integerArgument(arguments, "agents_per_model").value_or(3);
-  const Filters filters = buildFilters(data, arguments);
-  OptionalAxes axes;
-  axes.agentsByModel = shown > 0;
-  const Report report = data.report(period, filters.predicate, axes);
-
-  std::string text = concat(header("Breakdown by model", period, filters), R::rule, "\n", "  TOTAL ",
-                            costInAnswer(report.total), "\n\n");
-  const auto rows = report.topModels(50);
-  if (rows.empty()) {
+std::string byModel(DataSource& data, const Arguments& given) {
+  const Period period = periodOf(given, data);
+  const std::int64_t agents = given.integer("agents_per_model");
+  const Answers::Models answer =
+      Answers::models(data, {.period = period, .filters = filtersOf(given, data), .agents = agents});
+  std::string text = concat(header("Breakdown by model", period, answer.filters), R::rule, "\n", "  TOTAL ",
+                            costInAnswer(answer.report->total), "\n\n");
+  if (answer.rows.empty()) {
     text += "  unknown — no model with activity in range\n";
   }
-  for (const auto& [model, bucket] : rows) {
-    text += modelBlock(model, *bucket, report.total);
-    if (shown > 0) {
-      text += agentsUnderModel(report.agentsByModel, model, shown);
-    }
+  for (const Answers::ModelRow& row : answer.rows) {
+    append(text, modelBlock(row), agents > 0 ? agentsUnderModel(row) : "");
   }
-  return text + footer(report, period);
+  return text + footer(*answer.report, period);
 }
 
 }  // namespace tallyfin::Tools

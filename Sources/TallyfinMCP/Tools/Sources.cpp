@@ -1,8 +1,8 @@
+#include "TallyfinCore/Answers/Sources.hpp"
+
 #include "Platform/Concat.hpp"
-#include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Figures/CostText.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
@@ -12,19 +12,15 @@
 namespace tallyfin::Tools {
 namespace {
 
-std::string homeLine(const SourceHome& home, const Report& report, const Calendar& calendar) {
-  const std::string name = concat("  ", Text::fitted(home.name, 18));
-  if (!Files::exists(home.projectsPath)) {
-    return concat(name, " not on disk (", home.projectsPath, ") — normal if you do not use that account\n");
+std::string homeLine(const Answers::HomeState& state, const Calendar& calendar) {
+  const std::string name = concat("  ", Text::fitted(state.home.name, 18));
+  if (!state.isOnDisk) {
+    return concat(name, " not on disk (", state.home.projectsPath,
+                  ") — normal if you do not use that account\n");
   }
-  const auto files = report.diagnostics.perHome.find(home.name);
-  const Bucket* const found = report.bySource.find(InternedText(home.name));
-  const Bucket bucket = found == nullptr ? Bucket() : *found;
-  return concat(name, " ",
-                files == report.diagnostics.perHome.end() ? UnknownReason::placeholder
-                                                          : counted(files->second, "file", "files"),
-                " · ", costInAnswer(bucket), " · ", R::requests(bucket.requests), " · ",
-                R::span(bucket, calendar), "\n");
+  return concat(name, " ", state.files ? counted(*state.files, "file", "files") : UnknownReason::placeholder,
+                " · ", costInAnswer(state.bucket), " · ", R::requests(state.bucket.requests), " · ",
+                R::span(state.bucket, calendar), "\n");
 }
 
 std::string scan(const ScanDiagnostics& seen, const ProjectResolver& paths) {
@@ -79,23 +75,18 @@ std::string ownPrices(const PriceList& prices, const ProjectResolver& paths) {
 
 }  // namespace
 
-std::string sources(DataSource& data, const JsonValue&) {
-  const TimePoint now = data.now();
-  const RefreshStats stats = data.ensureFresh();
-  const Report report = data.report(Period::all());
-  AgentRoster roster = data.roster();  // a copy, since its counters would add up from call to call
-  roster.recordCoverage(report.agentSession);
-
-  std::string text = concat("Sources and the health of the measurement — ", R::stamp(now, data.calendar()),
-                            "\n", R::rule, "\n", "CLAUDE HOMES\n");
-  for (const SourceHome& home : data.homes()) {
-    text += homeLine(home, report, data.calendar());
+std::string sources(DataSource& data, const Arguments&) {
+  const Answers::Sources answer = Answers::sources(data);
+  std::string text = concat("Sources and the health of the measurement — ",
+                            R::stamp(answer.now, data.calendar()), "\n", R::rule, "\n", "CLAUDE HOMES\n");
+  for (const Answers::HomeState& state : answer.homes) {
+    text += homeLine(state, data.calendar());
   }
-  text += scan(report.diagnostics, data.resolver());
-  text += incrementalCache(stats, data.resolver().tildify(data.cache().cachePath()));
-  text += agentRoster(roster.coverage());
+  text += scan(answer.diagnostics, data.resolver());
+  text += incrementalCache(answer.lastLook, data.resolver().tildify(answer.cachePath));
+  text += agentRoster(answer.rosters);
   text += ownPrices(data.prices(), data.resolver());
-  if (const std::optional<std::string> note = R::ownPricesNote(report.total.cost)) {
+  if (const std::optional<std::string> note = ownPricesNote(answer.total)) {
     append(text, "\n", *note);
   }
   return concat(text, "\n— ", Derived::disclaimer, "\n");

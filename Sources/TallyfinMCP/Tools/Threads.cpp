@@ -3,30 +3,40 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Figures/CostText.hpp"
-#include "TallyfinMCP/Lookup.hpp"
+#include "TallyfinCore/Answers/Agent.hpp"
+#include "TallyfinCore/Answers/Session.hpp"
 #include "TallyfinMCP/MCPError.hpp"
 #include "TallyfinMCP/Render.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 #include "absl/strings/str_join.h"
 
-#include <limits>
+#include <variant>
 
 namespace tallyfin::Tools {
 namespace {
 
-std::string required(const JsonValue& arguments, std::string_view key) {
-  const std::optional<std::string> value = stringArgument(arguments, key);
+std::string required(const Arguments& given, std::string_view key) {
+  const std::optional<std::string> value = given.text(key);
   if (!value || value->empty()) {
     throw MCPError(concat("`", key, "` is missing."));
   }
   return *value;
 }
 
-std::string pickOne(std::string_view opening, const std::vector<std::string>& candidates,
-                    std::string_view what) {
-  return concat(opening, std::to_string(candidates.size()), what, " — pick one:\n  ",
-                absl::StrJoin(candidates, "\n  "));
+// What to do about a name that does not come to one key.
+std::string pickOne(const Refusal& refusal) {
+  if (const SeveralNames* const names = std::get_if<SeveralNames>(&refusal)) {
+    const bool isSession = names->kind == NameKind::session;
+    return concat(isSession ? "The prefix “" : "“", names->text, "” matches ",
+                  std::to_string(names->candidates.size()), isSession ? " sessions" : " agents",
+                  " — pick one:", listed(*names));
+  }
+  const NoSuchName& name = std::get<NoSuchName>(refusal);
+  return name.kind == NameKind::session
+             ? concat("No session starts with “", name.text,
+                      "”. See `tally_cost` with `by: \"session\"` for the real ids.")
+             : concat("No agent matches “", name.text,
+                      "”. See `tally_top_agents` with `period: \"all\"` for the real names.");
 }
 
 // Cost, volume, activity and models of a thread.
@@ -40,8 +50,7 @@ std::string days(const Report& report, const Calendar& calendar) {
                 list(dayRows(report, calendar), "no day with activity in the period asked for"));
 }
 
-std::string agentsInSession(const Report& report, const Calendar& calendar) {
-  const auto agents = report.topAgents(std::numeric_limits<std::int64_t>::max(), true);
+std::string agentsInSession(const Ranking<AgentIdentity>& agents, const Calendar& calendar) {
   if (agents.empty()) {
     return "  unknown — no requests in the period asked for\n";
   }
@@ -53,9 +62,8 @@ std::string agentsInSession(const Report& report, const Calendar& calendar) {
   return text;
 }
 
-std::string rosterLine(const DataSource& data, const AgentIdentity& agent, const Report& wide) {
-  const RosterEntry* const entry = rosterEntry(data, wide, agent);
-  if (entry == nullptr) {
+std::string rosterLine(const std::optional<RosterEntry>& entry) {
+  if (!entry) {
     return "  roster    unknown — this agent is not in `teams/session-*/config.json` (the roster covers only "
            "a small share of agents; being absent is not an error)\n";
   }
@@ -63,66 +71,44 @@ std::string rosterLine(const DataSource& data, const AgentIdentity& agent, const
                 " model=", orUnknown(entry->model), " cwd=", orUnknown(entry->cwd), "\n");
 }
 
-std::string sessionThread(DataSource& data, InternedText id, const Period& period, const Report& wide) {
-  const Calendar& calendar = data.calendar();
-  const Report report =
-      data.report(period, [id](const UsageRecord& record) { return record.sessionId == id; });
-  const auto project = wide.sessionProject.find(id);
-  std::string text =
-      concat("Session ", id.text(), " — ", period.label, "\n", R::rule, "\n", "  project   ",
-             project == wide.sessionProject.end() ? UnknownReason::placeholder : project->second.text(), "\n",
-             figures(report.total, calendar), "\nAGENTS IN THIS SESSION (ranked by cost)\n",
-             agentsInSession(report, calendar), days(report, calendar));
+std::string textOf(const Answers::Session& answer, const Calendar& calendar) {
+  const Report& report = *answer.report;
+  std::string text = concat("Session ", answer.id.text(), " — ", answer.period.label, "\n", R::rule, "\n",
+                            "  project   ", orUnknown(answer.project), "\n", figures(report.total, calendar),
+                            "\nAGENTS IN THIS SESSION (ranked by cost)\n",
+                            agentsInSession(answer.agents, calendar), days(report, calendar));
   if (report.byProject.size() > 1) {
-    append(text, "\nPROJECTS TOUCHED (the session changed directory)\n",
-           list(rowsOf(report.topProjects(20)), ""));
+    append(text, "\nPROJECTS TOUCHED (the session changed directory)\n", list(rowsOf(answer.projects), ""));
   }
-  return text + footer(report, period);
+  return text + footer(report, answer.period);
 }
 
-std::string agentThread(DataSource& data, const AgentIdentity& identity, const Period& period,
-                        const Report& wide) {
-  const Calendar& calendar = data.calendar();
-  const Report report =
-      data.report(period, [identity](const UsageRecord& record) { return record.agent == identity; });
-  return concat("Agent ", R::agent(identity), " — ", period.label, "\n", R::rule, "\n", "  type      ",
-                identity.isSubagent() ? "sub-agent" : "main session", "\n", figures(report.total, calendar),
-                rosterLine(data, identity, wide), days(report, calendar), "\nSESSIONS\n",
-                list(rowsOf(report.topSessions(20)), "no session in the period asked for"), "\nPROJECTS\n",
-                list(rowsOf(report.topProjects(20)), "no project in the period asked for"),
-                footer(report, period));
+std::string textOf(const Answers::Agent& answer, const Calendar& calendar) {
+  const Report& report = *answer.report;
+  return concat("Agent ", R::agent(answer.agent), " — ", answer.period.label, "\n", R::rule, "\n",
+                "  type      ", answer.agent.isSubagent() ? "sub-agent" : "main session", "\n",
+                figures(report.total, calendar), rosterLine(answer.roster), days(report, calendar),
+                "\nSESSIONS\n", list(rowsOf(answer.sessions), "no session in the period asked for"),
+                "\nPROJECTS\n", list(rowsOf(answer.projects), "no project in the period asked for"),
+                footer(report, answer.period));
+}
+
+template <typename Answer>
+std::string textOf(const Answered<Answer>& answered, const Calendar& calendar) {
+  const Refusal* const refusal = std::get_if<Refusal>(&answered);
+  return refusal != nullptr ? pickOne(*refusal) : textOf(std::get<Answer>(answered), calendar);
 }
 
 }  // namespace
 
-std::string session(DataSource& data, const JsonValue& arguments) {
-  const std::string value = required(arguments, "session_id");
-  const Period period = Period::parse(arguments, "all", data.now(), data.calendar());
-  const Report wide = data.report(Period::all());
-  const auto found = resolveSession(value, wide);
-  if (const auto* const candidates = found.candidates()) {
-    return pickOne(concat("The prefix “", value, "” matches "), *candidates, " sessions");
-  }
-  if (found.key() == nullptr) {
-    return concat("No session starts with “", value,
-                  "”. See `tally_cost` with `by: \"session\"` for the real ids.");
-  }
-  return sessionThread(data, *found.key(), period, wide);
+std::string session(DataSource& data, const Arguments& given) {
+  const std::string id = required(given, "session_id");
+  return textOf(Answers::session(data, {id, periodOf(given, data)}), data.calendar());
 }
 
-std::string agent(DataSource& data, const JsonValue& arguments) {
-  const std::string value = required(arguments, "agent");
-  const Period period = Period::parse(arguments, "all", data.now(), data.calendar());
-  const Report wide = data.report(Period::all());
-  const auto found = resolveAgent(value, wide);
-  if (const auto* const candidates = found.candidates()) {
-    return pickOne(concat("“", value, "” matches "), *candidates, " agents");
-  }
-  if (found.key() == nullptr) {
-    return concat("No agent matches “", value,
-                  "”. See `tally_top_agents` with `period: \"all\"` for the real names.");
-  }
-  return agentThread(data, *found.key(), period, wide);
+std::string agent(DataSource& data, const Arguments& given) {
+  const std::string name = required(given, "agent");
+  return textOf(Answers::agent(data, {name, periodOf(given, data)}), data.calendar());
 }
 
 }  // namespace tallyfin::Tools

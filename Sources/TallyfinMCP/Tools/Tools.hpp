@@ -3,11 +3,9 @@
 // The tools, one function each: arguments in, plain text out. What a tool cannot do it throws as MCPError;
 // the message is then the whole answer.
 
-#include "Platform/Json.hpp"
-#include "TallyfinCore/Figures/Aggregation.hpp"
+#include "TallyfinCore/Answers/Filters.hpp"
+#include "TallyfinCore/Figures/Axes.hpp"
 #include "TallyfinMCP/Arguments.hpp"
-#include "TallyfinMCP/DataSource.hpp"
-#include "TallyfinMCP/Period.hpp"
 
 #include <optional>
 #include <string>
@@ -18,36 +16,51 @@
 namespace tallyfin::Tools {
 
 /// What today cost, at which rate, who spent it, and the history behind it. Never throws.
-std::string overview(DataSource& data, const JsonValue& arguments);
+std::string overview(DataSource& data, const Arguments& given);
 
 /// What a period cost, broken down along one axis.
-std::string cost(DataSource& data, const JsonValue& arguments);
+std::string cost(DataSource& data, const Arguments& given);
 
-/// The names of the axes of `cost`, some with a remark: "`day` (default), `hour` (single day only), `agent`".
+/// The names of the axes of `cost`, the default first, and the same in a sentence, some with a remark: "`day`
+/// (default), `hour` (single day only), `agent`".
+std::vector<std::string> breakdownNames();
 std::string breakdownAxes();
 
 /// Agents by cost, with what each worked on.
-std::string topAgents(DataSource& data, const JsonValue& arguments);
+std::string topAgents(DataSource& data, const Arguments& given);
 
 /// Projects by cost, with the agents behind each.
-std::string topProjects(DataSource& data, const JsonValue& arguments);
+std::string topProjects(DataSource& data, const Arguments& given);
 
 /// Models by cost, with the agents behind each.
-std::string byModel(DataSource& data, const JsonValue& arguments);
+std::string byModel(DataSource& data, const Arguments& given);
 
 /// The thread of one session. Candidates and misses are normal answers.
-std::string session(DataSource& data, const JsonValue& arguments);
+std::string session(DataSource& data, const Arguments& given);
 
 /// The thread of one agent. Candidates and misses are normal answers.
-std::string agent(DataSource& data, const JsonValue& arguments);
+std::string agent(DataSource& data, const Arguments& given);
 
 /// The files and lines behind a figure, and what was lost on the way to it.
-std::string provenance(DataSource& data, const JsonValue& arguments);
+std::string provenance(DataSource& data, const Arguments& given);
 
 /// The health of the measurement. Takes no arguments and never throws.
-std::string sources(DataSource& data, const JsonValue& arguments);
+std::string sources(DataSource& data, const Arguments& given);
 
 // What the tools share.
+
+/// The span that `period`, `from` and `to` name. Throws MCPError with what is accepted.
+Period periodOf(const Arguments& given, const DataSource& data);
+
+/// What `agent`, `project` and `session_id` narrow to. Throws MCPError at the first that does not come to one
+/// key.
+Filters filtersOf(const Arguments& given, DataSource& data);
+
+/// Candidates as a tool lists them, a line each.
+std::string listed(const SeveralNames& names);
+
+/// The first lines of an answer: title and period, then the filters if there are any.
+std::string header(std::string_view title, const Period& period, const Filters& filters);
 
 /// Rows of a list: a label and its bucket, which must outlive the rows.
 using Rows = std::vector<std::pair<std::string, const Bucket*>>;
@@ -77,9 +90,8 @@ std::string volume(const Bucket& bucket);
 /// The models of a bucket, or "unknown".
 std::string modelsOf(const Bucket& bucket);
 
-/// What the rosters say of an agent, by the session that `report` counts it under; null when they say
-/// nothing.
-const RosterEntry* rosterEntry(const DataSource& data, const Report& report, const AgentIdentity& agent);
+/// A key, or "unknown".
+std::string orUnknown(const std::optional<InternedText>& key);
 
 /// A text of a roster entry, or "unknown".
 std::string orUnknown(const std::optional<std::string>& text);

@@ -1,4 +1,4 @@
-#include "TallyfinMCP/DataSource.hpp"
+#include "TallyfinCore/Answers/DataSource.hpp"
 
 #include "Platform/Memory.hpp"
 #include "Platform/Parallel.hpp"
@@ -83,10 +83,11 @@ void DataSource::finishSaving() {
   }
 }
 
-Report DataSource::report(const Period& period, const Filter& filter, std::optional<OptionalAxes> axes) {
+Report DataSource::report(const Period& period, const RecordFilter& filter,
+                          std::optional<ReportParts> parts) {
   ensureFresh();
   return aggregator_.aggregate(records_, period.from, period.through, diagnostics_,
-                               axes.value_or(period.isSingleDay), filter);
+                               parts.value_or(period.isSingleDay), filter);
 }
 
 }  // namespace tallyfin

@@ -1,4 +1,4 @@
-#include "Tallyfin/Questions.hpp"
+#include "Tallyfin/ServerTexts.hpp"
 
 #include "Platform/Concat.hpp"
 #include "Tallyfin/Command.hpp"
@@ -13,6 +13,7 @@
 #include <iterator>
 #include <optional>
 #include <utility>
+#include <variant>
 
 namespace tallyfin::Command {
 namespace {
@@ -47,20 +48,6 @@ constexpr std::array kTellings = {
             "tallyfin sources"},
 };
 
-// The words that a description has between backticks: those that the tool accepts.
-std::vector<std::string> quotedWords(std::string_view description) {
-  std::vector<std::string> words;
-  for (std::size_t at = description.find('`'); at != std::string_view::npos; at = description.find('`', at)) {
-    const std::size_t end = description.find('`', at + 1);
-    if (end == std::string_view::npos) {
-      break;
-    }
-    words.emplace_back(description.substr(at + 1, end - at - 1));
-    at = end + 1;
-  }
-  return words;
-}
-
 Option optionOf(const ToolArgument& argument) {
   Option option{.name = dashed(argument.name), .value = "TEXT", .help = argument.description};
   option.isRequired = argument.isRequired;
@@ -81,7 +68,7 @@ Option optionOf(const ToolArgument& argument) {
     option.values = Values::session;
   } else if (argument.name == "by") {
     option.value = "AXIS";
-    option.words = quotedWords(argument.description);
+    option.words = argument.words;
   }
   return option;
 }
@@ -98,12 +85,14 @@ JsonValue valueOf(const ToolArgument& argument, const std::string& name, const A
   return *given.text(name);
 }
 
-// The period that a tool takes when none is given: what its description says.
-std::string defaultPeriod(const ToolArgument& argument) {
-  constexpr std::string_view kMark = "Defaults to `";
-  const std::size_t at = argument.description.find(kMark);
-  const std::size_t begin = at == std::string::npos ? 0 : at + kMark.size();
-  return argument.description.substr(begin, argument.description.find('`', begin) - begin);
+// The days as arguments of a tool. Looks at the transcripts when the first day is that of all history.
+JsonValue::Object daysArguments(const Days& days, DataSource& data) {
+  if (days.period) {
+    return {{"period", *days.period}};
+  }
+  const Period period = periodOf(days, data);
+  return {{"from", data.calendar().formatDay(*period.from)},
+          {"to", data.calendar().formatDay(*period.through)}};
 }
 
 bool isOfDays(std::string_view argument) {
@@ -113,7 +102,7 @@ bool isOfDays(std::string_view argument) {
 int ask(const Tool& tool, const Call& call) {
   const std::optional<Days> days = namesDays(call.arguments) ? std::optional(daysOf(call, "")) : std::nullopt;
   return withTranscripts(call, [&](DataSource& data) {
-    JsonValue::Object arguments = days ? toolArguments(*days, data) : JsonValue::Object();
+    JsonValue::Object arguments = days ? daysArguments(*days, data) : JsonValue::Object();
     for (const ToolArgument& argument : tool.arguments) {
       const std::string name = dashed(argument.name);
       if (!isOfDays(argument.name) && call.arguments.has(name)) {
@@ -135,8 +124,9 @@ Subcommand subcommandOf(const Tool& tool) {
                         .summary = std::string(tool.description.substr(0, tool.description.find('.')))};
   for (const ToolArgument& argument : tool.arguments) {
     if (argument.name == "period") {  // a person may say more than the tool knows
-      std::ranges::move(daysOptions(defaultPeriod(argument)), std::back_inserter(subcommand.options));
-    } else if (!isOfDays(argument.name)) {
+      std::ranges::move(daysOptions(std::get<std::string>(argument.fallback)),
+                        std::back_inserter(subcommand.options));
+    } else if (argument.isListed && !isOfDays(argument.name)) {
       subcommand.options.push_back(optionOf(argument));
     }
   }
@@ -152,7 +142,7 @@ Subcommand subcommandOf(const Tool& tool) {
 
 }  // namespace
 
-std::vector<Subcommand> questions() {
+std::vector<Subcommand> serverTexts() {
   std::vector<Subcommand> all;
   for (const Tool& tool : catalogue()) {
     all.push_back(subcommandOf(tool));
@@ -163,26 +153,6 @@ std::vector<Subcommand> questions() {
   today.examples = {"tallyfin today --top 10"};
   all.insert(all.begin() + 1, std::move(today));
   return all;
-}
-
-std::vector<Option> choosingOptions(const std::string& fallback) {
-  std::vector<Option> options = daysOptions(fallback);
-  for (const ToolArgument& argument : toolNamed("tally_cost")->arguments) {
-    if (argument.name == "agent" || argument.name == "project" || argument.name == "session_id") {
-      options.push_back(optionOf(argument));
-    }
-  }
-  return options;
-}
-
-JsonValue::Object narrowingArguments(const Arguments& arguments) {
-  JsonValue::Object object;
-  for (const char* const name : {"agent", "project", "session_id"}) {
-    if (const auto value = arguments.text(dashed(name))) {
-      object.emplace_back(name, *value);
-    }
-  }
-  return object;
 }
 
 }  // namespace tallyfin::Command

@@ -1,18 +1,16 @@
 #pragma once
 
-// Holds what was read: decides where transcripts and cache lie and when a look at the disk is due, keeps the
-// unified records, and turns a period into a report. Works on the server's one thread, without locks; on
-// others the rosters are read, while transcripts are, and the cache file is written, while the answer is
-// made.
+// Holds what was read: decides where transcripts and cache lie and when to look at the disk again, keeps the
+// unified records, and turns a period into a report. Used from one thread, without locks. Two jobs run in the
+// background: loading the rosters during a refresh, and saving the cache while the answer is built.
 
 #include "Platform/Calendar.hpp"
+#include "TallyfinCore/Answers/Period.hpp"
 #include "TallyfinCore/Attribution/AgentRoster.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Environment.hpp"
 #include "TallyfinCore/Figures/Aggregation.hpp"
-#include "TallyfinMCP/Period.hpp"
 
-#include <functional>
 #include <future>
 #include <optional>
 #include <string>
@@ -23,8 +21,6 @@ namespace tallyfin {
 
 class DataSource {
  public:
-  using Filter = std::function<bool(const UsageRecord&)>;
-
   /// Reads the own prices, but no transcript and no cache; makes the folder of a given cache path. Empty
   /// variables count as unset.
   explicit DataSource(Environment environment);
@@ -47,8 +43,8 @@ class DataSource {
   const std::string& savingError() const { return savingError_; }
 
   /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds
-  /// what `axes` asks for, by default the hours of a single day.
-  Report report(const Period& period, const Filter& filter = {}, std::optional<OptionalAxes> axes = {});
+  /// what `parts` asks for, by default the hours of a single day.
+  Report report(const Period& period, const RecordFilter& filter = {}, std::optional<ReportParts> parts = {});
 
   const std::vector<SourceHome>& homes() const { return homes_; }
   const ScanCache& cache() const { return cache_; }

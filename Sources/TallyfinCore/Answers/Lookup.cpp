@@ -1,0 +1,139 @@
+#include "TallyfinCore/Answers/Lookup.hpp"
+
+#include "Platform/Text.hpp"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tallyfin {
+namespace {
+
+constexpr std::size_t kMostCandidates = 25;
+
+// A text as lookups compare it: in lower case and canonical form.
+std::string folded(std::string_view text) {
+  return Text::canonical(Text::lowercased(text));
+}
+
+std::string query(const std::string& text) {
+  return folded(Text::trimmedBlanks(text));
+}
+
+std::string candidateLabel(InternedText key) {
+  return std::string(key.text());
+}
+
+std::string candidateLabel(const AgentIdentity& agent) {
+  return agent.labelWithId();
+}
+
+// Both texts are folded. A part longer than the text cannot match and is ruled out first: a query may hold
+// megabytes, which would be prepared for the search with each key anew.
+bool contains(const std::string& text, const std::string& part) {
+  return part.size() <= text.size() && Text::contains(text, part);
+}
+
+bool beginsWith(const std::string& text, const std::string& start) {
+  return start.size() <= text.size() && Text::hasPrefix(text, start);
+}
+
+// A key with its bucket, which has the key's figures.
+template <typename Key>
+using Hits = std::vector<std::pair<Key, const Bucket*>>;
+
+template <typename Key>
+std::vector<Candidate> candidatesOf(const Hits<Key>& hits) {
+  std::vector<Candidate> candidates;
+  candidates.reserve(hits.size());
+  for (const auto& [key, bucket] : hits) {
+    candidates.push_back({candidateLabel(key), bucket->cost, bucket->requests, bucket->lastActivity});
+  }
+  std::ranges::stable_sort(candidates, [](const Candidate& left, const Candidate& right) {
+    return Text::compare(left.label, right.label) < 0;
+  });
+  return candidates;
+}
+
+// The one key, or the candidates by cost, highest first, then by label.
+template <typename Key>
+Answered<Key> oneOf(const Hits<Key>& hits, NameKind kind, const std::string& text) {
+  if (hits.empty()) {
+    return NoSuchName{kind, text};
+  }
+  if (hits.size() == 1) {
+    return hits.front().first;
+  }
+  std::vector<Candidate> candidates = candidatesOf(hits);
+  std::ranges::stable_sort(candidates, [](const Candidate& left, const Candidate& right) {
+    return left.cost.priced > right.cost.priced;
+  });
+  candidates.resize(std::min(candidates.size(), kMostCandidates));
+  return SeveralNames{kind, text, std::move(candidates)};
+}
+
+using Matches = bool (*)(const std::string& text, const std::string& part);
+
+Answered<InternedText> resolveText(NameKind kind, const std::string& text,
+                                   const BucketsBy<InternedText>& axis, Matches matches) {
+  const std::string wanted = query(text);
+  if (wanted.empty()) {
+    return NoSuchName{kind, text};
+  }
+  Hits<InternedText> hits;
+  for (const auto& [key, bucket] : axis) {
+    const std::string known = folded(key.text());
+    if (known == wanted) {
+      return key;
+    }
+    if (matches(known, wanted)) {
+      hits.emplace_back(key, &bucket);
+    }
+  }
+  return oneOf(hits, kind, text);
+}
+
+}  // namespace
+
+Answered<InternedText> resolveProject(const std::string& text, const Report& report) {
+  return resolveText(NameKind::project, text, report.byProject, contains);
+}
+
+Answered<InternedText> resolveSession(const std::string& text, const Report& report) {
+  return resolveText(NameKind::session, text, report.bySession, beginsWith);
+}
+
+Answered<AgentIdentity> resolveAgent(const std::string& text, const Report& report) {
+  const std::string wanted = query(text);
+  const NoSuchName none{NameKind::agent, text};
+  if (wanted.empty()) {
+    return none;
+  }
+  if (wanted == "main" || wanted == "main session" || wanted == "main-session") {
+    const bool isThere = report.byAgent.find(AgentIdentity::main()) != nullptr;
+    return isThere ? Answered<AgentIdentity>(AgentIdentity::main()) : none;
+  }
+  Hits<AgentIdentity> equal;
+  Hits<AgentIdentity> similar;
+  for (const auto& [agent, bucket] : report.byAgent) {
+    if (!agent.isSubagent()) {
+      continue;
+    }
+    const std::string name =
+        folded(agent.name().text());  // empty for an anonymous agent, which matches nothing
+    const std::string rawId = folded(agent.rawId().text());
+    if (name == wanted || rawId == wanted) {
+      equal.emplace_back(agent, &bucket);
+    }
+    if (contains(name, wanted) || beginsWith(rawId, wanted)) {
+      similar.emplace_back(agent, &bucket);
+    }
+  }
+  if (equal.size() > 1) {
+    return SeveralNames{NameKind::agent, text, candidatesOf(equal), true};
+  }
+  return oneOf(equal.empty() ? similar : equal, NameKind::agent, text);
+}
+
+}  // namespace tallyfin

@@ -1,0 +1,33 @@
+#pragma once
+
+// What today cost, at which rate, and who spent it, beside yesterday and the days before.
+
+#include "TallyfinCore/Answers/DataSource.hpp"
+
+#include <cstdint>
+#include <memory>
+
+namespace tallyfin::Answers {
+
+struct OverviewQuestion {
+  std::int64_t top = 5;  ///< rows of each ranking; not negative
+};
+
+struct Overview {
+  TimePoint now;
+  Period day;                             ///< today, labelled "today"
+  std::shared_ptr<const Report> today;    ///< with its hours; the rankings point into it
+  Estimate<CostEstimate> rate;            ///< dollars per hour now (Derived::currentHourlyRate)
+  Estimate<CostEstimate> yesterdaySoFar;  ///< by the same time of day
+  Estimate<double> change;                ///< from `yesterdaySoFar` to today, in percent
+  Estimate<CostEstimate> yesterday;       ///< the whole day
+  Estimate<CostEstimate> usualDay;        ///< median of the last seven days with activity before today
+  Ranking<AgentIdentity> agents;          ///< of today
+  Ranking<InternedText> projects;         ///< of today
+  Bucket history;                         ///< everything on record
+  std::int64_t activeDays = 0;            ///< of the history
+};
+
+Overview overview(DataSource& data, const OverviewQuestion& question);
+
+}  // namespace tallyfin::Answers

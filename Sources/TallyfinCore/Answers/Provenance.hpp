@@ -1,0 +1,31 @@
+#pragma once
+
+// Where a figure comes from: the unified report beside the files' own records, in which a request that stands
+// in two files counts in both.
+
+#include "TallyfinCore/Answers/Filters.hpp"
+#include "TallyfinCore/Figures/FileContributions.hpp"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tallyfin::Answers {
+
+struct ProvenanceQuestion {
+  Period period;
+  Filters filters = {};
+};
+
+struct FigureProvenance {
+  Period period;
+  Filters filters;
+  std::shared_ptr<const Report> report;
+  FileContributions files;                        ///< highest priced cost first
+  std::vector<std::optional<std::string>> homes;  ///< of those files, in their order; absent: below none
+};
+
+FigureProvenance provenance(DataSource& data, const ProvenanceQuestion& question);
+
+}  // namespace tallyfin::Answers

@@ -1,0 +1,34 @@
+#pragma once
+
+// The health of the measurement: where was looked, what was read and lost, and the state of cache, rosters
+// and own prices.
+
+#include "TallyfinCore/Answers/DataSource.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tallyfin::Answers {
+
+struct HomeState {
+  SourceHome home;
+  bool isOnDisk = false;
+  std::optional<std::int64_t> files;  ///< transcripts; absent when it was not listed
+  Bucket bucket;                      ///< of the whole history
+};
+
+struct Sources {
+  TimePoint now;
+  std::vector<HomeState> homes;
+  ScanDiagnostics diagnostics;
+  RefreshStats lastLook;
+  std::string cachePath;
+  RosterCoverage rosters;
+  CostEstimate total;  ///< of the whole history
+};
+
+Sources sources(DataSource& data);
+
+}  // namespace tallyfin::Answers

@@ -1,0 +1,70 @@
+#pragma once
+
+// Costs, shares and rates in words, for each kind of reader. All tell the same three cases apart: no
+// requests, requests of which none has a price, and an amount, which may be a lower bound.
+
+#include "TallyfinCore/Figures/Report.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tallyfin {
+
+// In short.
+
+/// "$1.20", "≥ $1.20", or "unknown".
+std::string amount(const Bucket& bucket);
+std::string amount(const Estimate<CostEstimate>& cost);
+
+/// "$2.70/h", "≥ $2.70/h", or "unknown rate".
+std::string rateInLine(const Estimate<CostEstimate>& rate);
+
+/// A value from 0 to 100 with one decimal: "12.3%".
+std::string percent(double value);
+
+/// A share as `percent`, or "unknown".
+std::string percent(const Estimate<double>& share);
+
+/// A count of tokens, shortened: "999", "1.2k", "2.35M", "1.50G".
+std::string shortened(std::int64_t tokens);
+
+// In sentences.
+
+/// In an answer: "$41.07", "≥ $3.00 [...]", "unknown (no requests in range)".
+std::string costInAnswer(const Bucket& bucket);
+std::string costInAnswer(const CostEstimate& cost, std::int64_t requests);
+
+/// In the summary: the same amounts, "unknown — no request in range".
+std::string costInSummary(const Bucket& bucket);
+
+/// The warning that figures are lower bounds; absent when every request has a price.
+std::optional<std::string> unpricedNote(const Bucket& bucket);
+
+/// The note on models that own prices priced; absent when there are none.
+std::optional<std::string> ownPricesNote(const CostEstimate& cost);
+
+/// The note on requests whose split between the caches was assumed; absent when there are none.
+std::optional<std::string> assumedNote(const Bucket& bucket);
+
+// In documents.
+
+/// In a table: the amount as a plain number with six decimals, or "unknown", and what kind of amount that is.
+struct CostCells {
+  static constexpr int decimals = 6;
+
+  std::string amount;
+  std::string_view basis;
+};
+CostCells costInTable(const Bucket& bucket);
+
+/// For a program: the number that a table has, and why it is missing or a lower bound.
+struct CostFigure {
+  std::optional<double> usd;          ///< absent when unknown
+  std::string_view basis;             ///< "complete", "lower_bound" or "unknown"
+  std::optional<std::string> reason;  ///< absent when complete
+};
+CostFigure costAsFigure(const Bucket& bucket);
+
+}  // namespace tallyfin
