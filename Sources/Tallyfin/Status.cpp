@@ -112,10 +112,13 @@ void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
     if (begin == std::string_view::npos) {
       return;
     }
-    const std::size_t end = format.find('}', begin);
-    const std::string_view name = format.substr(begin + 1, std::min(end, format.size()) - begin - 1);
+    const std::size_t end = std::min(format.find_first_of("{}", begin + 1), format.size());
+    if (!format.substr(end).starts_with('}')) {
+      throw UsageError(concat("--format: \"", format.substr(begin, end - begin), "\" has no closing brace"));
+    }
+    const std::string_view name = format.substr(begin + 1, end - begin - 1);
     const auto* const found = std::ranges::find(kPlaces, name, &Place::name);
-    if (end == std::string_view::npos || found == kPlaces.end()) {
+    if (found == kPlaces.end()) {
       throw UsageError(concat("--format: \"{", name, "}\" names no place; there are ", placeNames()));
     }
     place(*found);
@@ -186,15 +189,16 @@ int runBudget(const Call& call) {
 }  // namespace
 
 Subcommand statusLine() {
-  return {
-      .name = "status",
-      .summary = "One line for a status bar",
-      .options = {{.name = "format",
-                   .value = "TEXT",
-                   .help = concat("The line, with ", placeNames(), " for figures (default \"", kFormat,
-                                  "\"); {session} is the one that a client's hook names on standard input")}},
-      .examples = {"tallyfin status --format '{session} here, {today} today'"},
-      .run = runStatus};
+  return {.name = "status",
+          .summary = "One line for a status bar",
+          .options = {{.name = "format",
+                       .value = "TEXT",
+                       .help = concat(
+                           "The line, in which ", placeNames(), " stand for figures (default \"", kFormat,
+                           "\"). {session} is the cost of the session that a client's hook names on "
+                           "standard input")}},
+          .examples = {"tallyfin status --format '{session} here, {today} today'"},
+          .run = runStatus};
 }
 
 Subcommand budget() {
