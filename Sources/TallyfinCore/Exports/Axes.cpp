@@ -29,7 +29,7 @@ std::vector<Entry> agents(const Report& report, const Calendar&) {
   return entries;
 }
 
-// The rows in order of their keys, which are ASCII.
+// The rows in order of their keys, which are ASCII: the day 10000-01-01 stands before 9999-12-31.
 std::vector<Entry> byKey(std::vector<Entry> entries) {
   std::sort(entries.begin(), entries.end(),
             [](const Entry& left, const Entry& right) { return left.key < right.key; });
