@@ -152,6 +152,14 @@ double dollars(const std::string& text) {
   return value;
 }
 
+// The amount as it is printed with four decimals. Sums of binary fractions differ from the decimal amount in
+// their last bits, and three times 0.1 is to be within 0.3.
+double toCentOfCent(double amount) {
+  const std::string text = decimal(amount, 4);
+  std::from_chars(text.data(), text.data() + text.size(), amount);
+  return amount;
+}
+
 int runBudget(const Call& call) {
   const double limit = dollars(*call.arguments.text("amount"));
   const Days days = daysOf(call, "today");
@@ -160,13 +168,14 @@ int runBudget(const Call& call) {
     const Filters filters = buildFilters(data, narrowingArguments(call.arguments));
     const Bucket spent = data.report(period, filters.predicate).total;
     const std::optional<std::string> unread = unreadableNote(data);
+    const std::int64_t rejected = data.diagnostics().totalRejected();
     const bool isEmpty = data.diagnostics().filesScanned == 0;
     int status = done;
     std::string_view verdict = "within budget";
-    if (spent.cost.priced > limit) {
+    if (toCentOfCent(spent.cost.priced) > toCentOfCent(limit)) {
       status = overBudget;
       verdict = "over budget";
-    } else if (!spent.cost.isComplete() || unread || isEmpty) {
+    } else if (!spent.cost.isComplete() || unread || rejected > 0 || isEmpty) {
       status = unknownBudget;
       verdict = "cannot be told";
     }
@@ -180,6 +189,9 @@ int runBudget(const Call& call) {
     }
     if (unread) {
       append(text, *unread, "\n");
+    }
+    if (rejected > 0) {
+      append(text, counted(rejected, "line was", "lines were"), " rejected; see `tallyfin sources`\n");
     }
     const int printed = print(text, call.console);
     return printed == done ? status : printed;
