@@ -5,10 +5,10 @@ _tallyfin() {
   COMPREPLY=()
   while IFS= read -r offer; do
     case $offer in
-      :files)
+      $'\tfiles')
         compopt -o filenames 2>/dev/null
         mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$word") ;;
-      :folders)
+      $'\tfolders')
         compopt -o filenames 2>/dev/null
         mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -d -- "$word") ;;
       *) printf -v 'COMPREPLY[${#COMPREPLY[@]}]' '%q' "${offer%%$'\t'*}" ;;

@@ -1,5 +1,7 @@
 #include "Platform/Calendar.hpp"
 
+#include "Platform/Concat.hpp"
+#include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/time/civil_time.h"
@@ -35,10 +37,56 @@ TimePoint startOf(absl::CivilDay day, absl::TimeZone zone) {
   return fromAbsl(info.kind == absl::TimeZone::TimeInfo::SKIPPED ? info.trans : info.pre);
 }
 
-// yyyy-MM-dd; a year before 0 has its four digits behind a minus.
+std::string yearText(std::int64_t year) {
+  return absl::StrFormat("%0*d", year < 0 ? 5 : 4, year);  // the width counts the minus
+}
+
 template <typename Civil>
 std::string dateText(Civil time) {
-  return absl::StrFormat("%0*d-%02d-%02d", time.year() < 0 ? 5 : 4, time.year(), time.month(), time.day());
+  return yearText(time.year()) + absl::StrFormat("-%02d-%02d", time.month(), time.day());
+}
+
+// Where the zone library reads the zone from.
+std::string zoneFile(std::string_view zone) {
+  if (zone.starts_with("file:")) {
+    zone.remove_prefix(5);
+  }
+  if (zone.starts_with('/')) {
+    return std::string(zone);
+  }
+  const char* const folder = std::getenv("TZDIR");
+  return concat(folder != nullptr && *folder != '\0' ? folder : "/usr/share/zoneinfo", "/", zone);
+}
+
+// Whether a zone file (RFC 8536) holds all that its headers announce. The zone library allocates what they
+// announce before it reads it.
+bool isWholeZone(std::string_view file) {
+  constexpr std::size_t kHeader = 44;
+  constexpr std::size_t kCounts = 20;  // where the header's six counts begin
+  for (const std::uint64_t timeSize : {4U, 8U}) {
+    if (!file.starts_with("TZif") || file.size() < kHeader) {
+      return false;
+    }
+    // Sizes of what is counted: UT and standard indicators, leap seconds, transitions, types, names.
+    std::uint64_t length = 0;
+    std::size_t at = kCounts;
+    for (const std::uint64_t size : {std::uint64_t{1}, std::uint64_t{1}, timeSize + 4, timeSize + 1,
+                                     std::uint64_t{6}, std::uint64_t{1}}) {
+      std::uint64_t count = 0;
+      for (const std::size_t end = at + 4; at < end; ++at) {
+        count = count << 8U | static_cast<unsigned char>(file[at]);
+      }
+      length += count * size;
+    }
+    if (length > file.size() - kHeader) {
+      return false;
+    }
+    if (file[4] == '\0') {
+      return true;  // version 1 has times of four bytes alone
+    }
+    file.remove_prefix(kHeader + length);
+  }
+  return true;
 }
 
 template <typename Civil>
@@ -62,6 +110,14 @@ Calendar Calendar::utc() {
 }
 
 std::optional<Calendar> Calendar::named(const std::string& zone) {
+  constexpr std::uint64_t kLargestFile = 1 << 20;  // those of the tz database hold less than 10 KB
+  const std::string file = zoneFile(zone);
+  if (Files::exists(file)) {  // the library knows names without a file, such as "UTC0"
+    const std::optional<Buffer> content = Files::contents(file, kLargestFile);
+    if (!content || !isWholeZone(content->bytes())) {
+      return std::nullopt;
+    }
+  }
   absl::TimeZone found;
   if (!absl::LoadTimeZone(zone, &found)) {
     return std::nullopt;
@@ -69,8 +125,21 @@ std::optional<Calendar> Calendar::named(const std::string& zone) {
   return Calendar(found);
 }
 
+std::string Calendar::localZone() {
+  constexpr const char* kSystemFile = "/etc/localtime";
+  const char* const variable = std::getenv("TZ");
+  std::string zone = variable != nullptr ? variable : "localtime";
+  if (zone.starts_with(':')) {
+    zone.erase(0, 1);
+  }
+  if (zone == "localtime" && Files::exists(kSystemFile)) {
+    return kSystemFile;
+  }
+  return zone.empty() || zone == "localtime" ? "UTC" : zone;
+}
+
 Calendar Calendar::local() {
-  return Calendar(absl::LocalTimeZone());
+  return named(localZone()).value_or(utc());
 }
 
 TimePoint Calendar::startOfDay(TimePoint time) const {
@@ -165,7 +234,7 @@ std::string Calendar::formatMonth(TimePoint time) const {
   constexpr const char* kNames[] = {"January", "February", "March",     "April",   "May",      "June",
                                     "July",    "August",   "September", "October", "November", "December"};
   const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
-  return absl::StrFormat("%s %04d", kNames[day.month() - 1], day.year());
+  return concat(kNames[day.month() - 1], " ", yearText(day.year()));
 }
 
 std::string Calendar::formatMinute(TimePoint time) const {
@@ -176,7 +245,7 @@ std::string Calendar::formatMinute(TimePoint time) const {
 std::string Calendar::formatWeek(TimePoint time) const {
   const absl::CivilDay day = absl::ToCivilDay(toAbsl(time), zone_);
   const absl::CivilDay thursday = day - weekday(time) + 3;
-  return absl::StrFormat("%04d-W%02d", thursday.year(), (absl::GetYearDay(thursday) - 1) / 7 + 1);
+  return yearText(thursday.year()) + absl::StrFormat("-W%02d", (absl::GetYearDay(thursday) - 1) / 7 + 1);
 }
 
 std::string Calendar::formatYearMonth(TimePoint time) const {
@@ -185,10 +254,11 @@ std::string Calendar::formatYearMonth(TimePoint time) const {
 }
 
 std::string Calendar::formatDistinctMinute(TimePoint time) const {
-  constexpr std::size_t kOffset = 19;  // where formatInstant writes the offset, behind yyyy-MM-ddTHH:mm:ss
   const absl::CivilMinute minute(absl::ToCivilSecond(toAbsl(time), zone_));
   const bool isRepeated = zone_.At(absl::CivilSecond(minute)).kind == absl::TimeZone::TimeInfo::REPEATED;
-  return isRepeated ? formatMinute(time) + formatInstant(time).substr(kOffset) : formatMinute(time);
+  const std::string text = formatMinute(time);
+  // formatInstant is as long up to the minute; the offset stands behind the seconds.
+  return isRepeated ? text + formatInstant(time).substr(text.size() + 3) : text;
 }
 
 std::string Calendar::formatInstant(TimePoint time) const {

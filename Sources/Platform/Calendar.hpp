@@ -1,7 +1,8 @@
 #pragma once
 
 // The Gregorian calendar of one time zone. Moments and calendar days are related only through a zone, so
-// whoever needs days or hours takes a Calendar. Only Calendar::local asks the process for its zone.
+// whoever needs days or hours takes a Calendar. Only Calendar::localZone and Calendar::local ask the process
+// for its zone.
 //
 //   const Calendar saoPaulo = *Calendar::named("America/Sao_Paulo");
 //   saoPaulo.startOfDay(t);  // on 2018-11-04 that is 01:00, since clocks jumped over midnight
@@ -41,10 +42,15 @@ class Calendar {
   /// The calendar of UTC.
   static Calendar utc();
 
-  /// The calendar of a zone of the tz database, such as "Australia/Lord_Howe"; absent when there is none.
+  /// The calendar of a zone of the tz database, such as "Australia/Lord_Howe", or of a zone file by its full
+  /// path. Absent when there is none, and when its file is no regular one, is larger than 1 MiB or damaged.
   static std::optional<Calendar> named(const std::string& zone);
 
-  /// The calendar of the process's zone (TZ, else the system's). Only a `main` calls this, once.
+  /// The process's zone, for `named`: what TZ says, without a colon before it; the system's zone file when TZ
+  /// is unset or "localtime"; "UTC" when TZ is empty or the system has no zone file.
+  static std::string localZone();
+
+  /// The calendar of the process's zone, or of UTC where `named` gives none. Only a `main` calls this, once.
   static Calendar local();
 
   /// The first moment of the day that `time` falls on. Where the clocks jump over midnight that is the moment
@@ -97,7 +103,8 @@ class Calendar {
   /// Minute of the local hour, 0 to 59.
   int minute(TimePoint time) const;
 
-  /// The date as yyyy-MM-dd, or -yyyy-MM-dd before the year 0.
+  /// The date as yyyy-MM-dd. Here and in the texts below a year has at least four digits; before year 1 there
+  /// is a year 0, and years before it have a minus: 0000-12-31, -0001-12-31, 10000-01-01.
   std::string formatDay(TimePoint time) const;
 
   /// The month in English and the year, as "March 2026".

@@ -29,11 +29,11 @@ class Listing {
  public:
   explicit Listing(const std::string& path, int flags = 0) {
     Descriptor descriptor(path, O_RDONLY | O_DIRECTORY | flags);
-    if (descriptor.isOpen()) {
-      entries_ = ::fdopendir(descriptor.number());
-      if (entries_ != nullptr) {
-        descriptor.release();
-      }
+    entries_ = descriptor.isOpen() ? ::fdopendir(descriptor.number()) : nullptr;
+    if (entries_ == nullptr) {
+      error_ = errno;
+    } else {
+      descriptor.release();
     }
   }
   ~Listing() {
@@ -47,18 +47,23 @@ class Listing {
 
   bool isOpen() const { return entries_ != nullptr; }
 
-  /// The next entry but "." and ".."; null behind the last.
+  /// The errno of the failure to open the directory or to read its next entry; 0 without one.
+  int error() const { return error_; }
+
+  /// The next entry but "." and ".."; null behind the last, and after a failure.
   const dirent* next() {
+    errno = 0;
     while (const dirent* entry = ::readdir(entries_)) {
       const std::string_view name = entry->d_name;
       if (name != "." && name != "..") {
         return entry;
       }
     }
+    error_ = errno;
     return nullptr;
   }
 
-  /// Attributes of what an entry is or leads to; absent when they cannot be had.
+  /// Attributes of what an entry is or leads to; absent, with the reason in errno, when they cannot be had.
   std::optional<Attributes> attributes(const dirent& entry) const {
     return fileAttributes(::dirfd(entries_), entry.d_name);
   }
@@ -75,10 +80,26 @@ class Listing {
 
  private:
   DIR* entries_ = nullptr;
+  int error_ = 0;
 };
 
+// On failure errno tells why.
 bool look(const std::string& path, struct stat& status) {
-  return canBePath(path) && ::stat(path.c_str(), &status) == 0;
+  if (!canBePath(path)) {
+    errno = ENOENT;
+    return false;
+  }
+  return ::stat(path.c_str(), &status) == 0;
+}
+
+// Whether nothing is lost when the system gives this error for an entry of a directory: the entry vanished or
+// was replaced since it was listed, or it is a link that leads nowhere.
+bool isGone(int error) {
+  return error == ENOENT || error == ENOTDIR || error == ELOOP;
+}
+
+std::error_code codeOf(int error) {
+  return {error, std::generic_category()};
 }
 
 bool hasExtension(std::string_view name, std::string_view extension) {
@@ -90,13 +111,15 @@ bool hasExtension(std::string_view name, std::string_view extension) {
 struct FoundEntries {
   std::vector<FoundFile> files;
   std::vector<std::string> directories;  // their paths
+  int error = 0;  // why entries are missing or files could not be looked at; 0 when nothing is lost
 };
 
-/// Nothing when the directory cannot be read. `flags` are those of open(2).
+/// `flags` are those of open(2).
 FoundEntries entriesOf(std::string directory, int flags, std::string_view extension) {
   FoundEntries found;
   Listing listing(directory, flags);
   if (!listing.isOpen()) {
+    found.error = isGone(listing.error()) ? 0 : listing.error();
     return found;
   }
   if (!directory.ends_with('/')) {
@@ -113,10 +136,17 @@ FoundEntries entriesOf(std::string directory, int flags, std::string_view extens
     if (hasExtension(name, extension)) {
       std::string path = concat(directory, name);
       // A file with too long a path could not be opened by it, so it gets no attributes.
+      errno = ENAMETOOLONG;
       const std::optional<Attributes> attributes =
           path.size() < PATH_MAX ? listing.attributes(*entry) : std::nullopt;
+      if (!attributes && !isGone(errno)) {
+        found.error = errno;
+      }
       found.files.push_back({std::move(path), attributes});
     }
+  }
+  if (!isGone(listing.error()) && listing.error() != 0) {
+    found.error = listing.error();
   }
   return found;
 }
@@ -177,12 +207,21 @@ bool isDirectory(const std::string& path) {
 }
 
 std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension,
-                                                 std::size_t threads) {
+                                                 std::size_t threads,
+                                                 std::vector<UnreadableFolder>* unreadable) {
   constexpr std::size_t kWorthThreads = 8;  // directories
-  if (!isDirectory(root)) {
+  struct stat status {};
+  if (!look(root, status)) {
+    if (unreadable != nullptr && errno != ENOENT && errno != ENOTDIR) {
+      unreadable->push_back({root, codeOf(errno)});
+    }
+    return std::nullopt;
+  }
+  if (!S_ISDIR(status.st_mode)) {
     return std::nullopt;
   }
   std::vector<FoundFile> found;
+  std::vector<UnreadableFolder> failed;
   std::vector<std::string> level = {root};
   int flags = 0;  // the root may be a link; links below it are not followed
   while (!level.empty()) {
@@ -190,14 +229,26 @@ std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::s
     forEachIndex(level.size(), level.size() < kWorthThreads ? 1 : threads,
                  [&](std::size_t at) { below[at] = entriesOf(level[at], flags, extension); });
     flags = O_NOFOLLOW;
-    level.clear();
-    for (FoundEntries& entries : below) {
-      std::ranges::move(entries.files, std::back_inserter(found));
-      std::ranges::move(entries.directories, std::back_inserter(level));
+    std::vector<std::string> next;
+    for (std::size_t at = 0; at < level.size(); ++at) {
+      std::ranges::move(below[at].files, std::back_inserter(found));
+      std::ranges::move(below[at].directories, std::back_inserter(next));
+      if (below[at].error != 0) {
+        failed.push_back({std::move(level[at]), codeOf(below[at].error)});
+      }
     }
+    level = std::move(next);
   }
   sortAsText(found);
+  if (unreadable != nullptr) {
+    std::ranges::sort(failed, {}, &UnreadableFolder::path);
+    std::ranges::move(failed, std::back_inserter(*unreadable));
+  }
   return found;
+}
+
+std::error_code listingError(const std::string& directory) {
+  return codeOf(Listing(directory).error());
 }
 
 std::optional<std::vector<std::string>> entryNames(const std::string& directory) {
@@ -247,7 +298,7 @@ std::error_code createDirectories(const std::string& path) {
     if (::mkdir(part.c_str(), 0777) != 0) {
       const int error = errno;
       if (!isDirectory(part)) {
-        return {error, std::generic_category()};
+        return codeOf(error);
       }
     }
   }

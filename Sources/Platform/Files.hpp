@@ -33,13 +33,28 @@ struct FoundFile {
   std::optional<Attributes> attributes;  ///< absent when they cannot be had
 };
 
+/// A directory that could not be listed to its end, and why.
+struct UnreadableFolder {
+  std::string path;
+  std::error_code error;
+
+  friend bool operator==(const UnreadableFolder&, const UnreadableFolder&) = default;
+};
+
 /// All entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a name must
 /// have something before that dot. Entries whose name begins with a dot are left out, with all that lies
-/// below them. Symbolic links to directories are not followed, but `root` may be one. Directories that cannot
-/// be read are passed over. Sorted by the code points of the paths' canonical forms, then by bytes. Absent
-/// when `root` is no directory. `threads` may work on it, where there are many directories.
+/// below them. Symbolic links to directories are not followed, but `root` may be one. Sorted by the code
+/// points of the paths' canonical forms, then by bytes. Absent when `root` is no directory, or when that
+/// cannot be found out. `threads` may work on it, where there are many directories. The walk goes on when a
+/// directory cannot be listed. It adds to `unreadable`, if given, each directory whose entries it did not
+/// see, or whose files it could not look at; sorted by path. A directory that vanished during the walk is not
+/// among them, nor is a missing `root`.
 std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension,
-                                                 std::size_t threads = 1);
+                                                 std::size_t threads = 1,
+                                                 std::vector<UnreadableFolder>* unreadable = nullptr);
+
+/// Why a directory cannot be opened for listing; false as a condition when it can.
+std::error_code listingError(const std::string& directory);
 
 /// Names of the entries of a directory, unsorted, without "." and ".."; absent when it cannot be listed.
 std::optional<std::vector<std::string>> entryNames(const std::string& directory);

@@ -33,6 +33,7 @@ int runVerification(const Call& call) {
                                          call.environment.now, own, progress);
   });
   const int status = print(concat(result.summary(), "\n"), call.console);
+  tellUnlisted(result.foldersUnreadable, call.console);
   return result.isClean() ? status : failed;
 }
 
@@ -50,11 +51,14 @@ int runScan(const Call& call) {
   if (seen.filesScanned == 0) {
     losses = "unknown — no transcript was found";  // nothing was read, so nothing can have been lost or kept
   }
-  return print(concat("files      ", grouped(seen.filesScanned), "\n", "requests   ",
-                      seen.filesScanned == 0 ? losses : grouped(seen.uniqueRequests), "\n", "bytes      ",
-                      grouped(static_cast<std::int64_t>(seen.bytesRead)), "\n", "losses     ", losses, "\n",
-                      "time       ", absl::StrFormat("%.3f", seen.duration), " s\n"),
-               call.console);
+  const int status =
+      print(concat("files      ", grouped(seen.filesScanned), "\n", "requests   ",
+                   seen.filesScanned == 0 ? losses : grouped(seen.uniqueRequests), "\n", "bytes      ",
+                   grouped(static_cast<std::int64_t>(seen.bytesRead)), "\n", "losses     ", losses, "\n",
+                   "time       ", absl::StrFormat("%.3f", seen.duration), " s\n"),
+            call.console);
+  tellUnlisted(seen.foldersUnreadable, call.console);
+  return status;
 }
 
 int runPrices(const Call& call) {

@@ -18,9 +18,8 @@ int runLine(const std::vector<std::string>& arguments, Environment environment, 
     return print(*line.text, console);
   }
   environment = withOptions(std::move(environment), line.arguments);
-  if (environment.unknownZone) {
-    tell(concat("the zone \"", *environment.unknownZone, "\" (TZ) is not known: days are those of UTC"),
-         console);
+  if (const std::optional<std::string> note = environment.zoneNote()) {
+    tell(*note, console);
   }
   return line.subcommand->run({.arguments = line.arguments, .environment = environment, .console = console});
 }

@@ -17,7 +17,7 @@ inline constexpr int done = 0;
 inline constexpr int failed = 1;      ///< the work failed, or `verify` found a divergence
 inline constexpr int wrongUsage = 2;  ///< nothing was done
 inline constexpr int overBudget = 3;  ///< the budget is exceeded
-/// Whether the budget holds is not known, since requests have no price.
+/// Whether the budget holds is not known, since requests have no price or something could not be read.
 inline constexpr int unknownBudget = 4;
 
 /// Runs the command with its arguments, without its own name; gives the exit status.

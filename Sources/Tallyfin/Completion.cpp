@@ -17,14 +17,14 @@
 namespace tallyfin::Command {
 namespace {
 
-// Collects what fits the word that is being typed.
+// Collects what fits the word that is being typed, a line each.
 class Offers {
  public:
   explicit Offers(std::string word) : word_(std::move(word)) {}
 
   void add(std::string_view text, std::string_view meaning = {}) {
-    // A text that a terminal would not show as it is cannot be typed either; one with a line feed would
-    // become two offers.
+    // A text that a terminal would not show as it is, such as one with a tab, cannot be typed either; one
+    // with a line feed would become two offers.
     if (text.starts_with(word_) && visible(text) == text && text.find('\n') == std::string_view::npos) {
       append(lines_, text, meaning.empty() ? "" : "\t", meaning, "\n");
     }
@@ -82,9 +82,9 @@ void offerValues(const Option& option, const Environment& environment, Offers& o
     case Values::words:
       return offerList(option, offers);
     case Values::file:
-      return offers.addLine(":files");
+      return offers.addLine("\tfiles");
     case Values::directory:
-      return offers.addLine(":folders");
+      return offers.addLine("\tfolders");
     case Values::agent:
       offers.add("main");
       [[fallthrough]];

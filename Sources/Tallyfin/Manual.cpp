@@ -159,7 +159,7 @@ the cache matches; for
 .Cm budget :
 within it.
 .It 1
-The work failed, there is no home directory, the question names something that is not there, or
+The work failed, there is no home directory or it cannot be opened, the question names something that is not there, or
 .Cm verify
 found a divergence or no cache, or the file of
 .Cm prices Fl -check
@@ -171,7 +171,7 @@ Wrong usage; nothing was done.
 over it.
 .It 4
 .Cm budget :
-cannot be told, since requests without a price may have gone beyond it.
+cannot be told, since requests without a price, or what could not be read, may have gone beyond it.
 .El
 .Sh SEE ALSO
 .Xr TallyfinMCP 1

@@ -103,10 +103,13 @@ void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
     if (begin == std::string_view::npos) {
       return;
     }
-    const std::size_t end = format.find('}', begin);
-    const std::string_view name = format.substr(begin + 1, std::min(end, format.size()) - begin - 1);
+    const std::size_t end = std::min(format.find_first_of("{}", begin + 1), format.size());
+    if (!format.substr(end).starts_with('}')) {
+      throw UsageError(concat("--format: \"", format.substr(begin, end - begin), "\" has no closing brace"));
+    }
+    const std::string_view name = format.substr(begin + 1, end - begin - 1);
     const auto* const found = std::ranges::find(kPlaces, name, &Place::name);
-    if (end == std::string_view::npos || found == kPlaces.end()) {
+    if (found == kPlaces.end()) {
       throw UsageError(concat("--format: \"{", name, "}\" names no place; there are ", placeNames()));
     }
     place(*found);
@@ -140,6 +143,14 @@ double dollars(const std::string& text) {
   return value;
 }
 
+// The amount as it is printed with four decimals. Sums of binary fractions differ from the decimal amount in
+// their last bits, and three times 0.1 is to be within 0.3.
+double toCentOfCent(double amount) {
+  const std::string text = decimal(amount, 4);
+  std::from_chars(text.data(), text.data() + text.size(), amount);
+  return amount;
+}
+
 int runBudget(const Call& call) {
   const double limit = dollars(*call.arguments.text("amount"));
   const Days days = daysOf(call, "today");
@@ -148,13 +159,14 @@ int runBudget(const Call& call) {
     const Filters filters = filtersOf(call.arguments, data);
     const Bucket spent = data.report(period, filters.predicate).total;
     const std::optional<std::string> unread = unreadableNote(data);
+    const std::int64_t rejected = data.diagnostics().totalRejected();
     const bool isEmpty = data.diagnostics().filesScanned == 0;
     int status = done;
     std::string_view verdict = "within budget";
-    if (spent.cost.priced > limit) {
+    if (toCentOfCent(spent.cost.priced) > toCentOfCent(limit)) {
       status = overBudget;
       verdict = "over budget";
-    } else if (!spent.cost.isComplete() || unread || isEmpty) {
+    } else if (!spent.cost.isComplete() || unread || rejected > 0 || isEmpty) {
       status = unknownBudget;
       verdict = "cannot be told";
     }
@@ -169,6 +181,9 @@ int runBudget(const Call& call) {
     if (unread) {
       append(text, *unread, "\n");
     }
+    if (rejected > 0) {
+      append(text, counted(rejected, "line was", "lines were"), " rejected; see `tallyfin sources`\n");
+    }
     const int printed = print(text, call.console);
     return printed == done ? status : printed;
   });
@@ -177,15 +192,16 @@ int runBudget(const Call& call) {
 }  // namespace
 
 Subcommand statusLine() {
-  return {
-      .name = "status",
-      .summary = "One line for a status bar",
-      .options = {{.name = "format",
-                   .value = "TEXT",
-                   .help = concat("The line, with ", placeNames(), " for figures (default \"", kFormat,
-                                  "\"); {session} is the one that a client's hook names on standard input")}},
-      .examples = {"tallyfin status --format '{session} here, {today} today'"},
-      .run = runStatus};
+  return {.name = "status",
+          .summary = "One line for a status bar",
+          .options = {{.name = "format",
+                       .value = "TEXT",
+                       .help = concat(
+                           "The line, in which ", placeNames(), " stand for figures (default \"", kFormat,
+                           "\"). {session} is the cost of the session that a client's hook names on "
+                           "standard input")}},
+          .examples = {"tallyfin status --format '{session} here, {today} today'"},
+          .run = runStatus};
 }
 
 Subcommand budget() {

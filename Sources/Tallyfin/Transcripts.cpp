@@ -65,9 +65,30 @@ Environment withOptions(Environment environment, const Arguments& arguments) {
 
 void requireHome(const Environment& environment) {
   const std::string home = homeDirectory(environment);
-  if (!Files::isDirectory(home)) {
-    throw std::runtime_error(concat("\"", home, "\" is ", Files::exists(home) ? "no directory" : "missing",
-                                    "; looked for transcripts in ", places(sourceHomes(environment))));
+  const std::error_code error = Files::listingError(home);
+  if (!error || error == std::errc::permission_denied) {
+    return;
+  }
+  const bool isMissing = error == std::errc::no_such_file_or_directory;
+  if (!isMissing && error != std::errc::not_a_directory) {
+    throw std::system_error(error, concat("cannot open \"", home, "\""));
+  }
+  throw std::runtime_error(concat("\"", home, "\" is ", isMissing ? "missing" : "no directory",
+                                  "; looked for transcripts in ", places(sourceHomes(environment))));
+}
+
+void tellUnlisted(const std::vector<Files::UnreadableFolder>& folders, const Console& console) {
+  constexpr std::size_t kMostNamed = 10;
+  const std::size_t named = std::min(folders.size(), kMostNamed);
+  for (std::size_t at = 0; at < named; ++at) {
+    tell(concat("\"", folders[at].path,
+                "\" could not be listed, so transcripts may be missing: ", folders[at].error.message()),
+         console);
+  }
+  if (named < folders.size()) {
+    tell(concat(counted(static_cast<std::int64_t>(folders.size() - named), "more folder", "more folders"),
+                " could not be listed"),
+         console);
   }
 }
 
@@ -93,6 +114,7 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
   if (!data.savingError().empty()) {
     tell(concat("the cache could not be written: ", data.savingError()), call.console);
   }
+  tellUnlisted(data.diagnostics().foldersUnreadable, call.console);
   if (data.diagnostics().filesScanned == 0) {
     tell(concat("no transcripts; looked in ", places(data.homes())), call.console);
   }
@@ -105,10 +127,15 @@ std::optional<TimePoint> firstRequest(const DataSource& data) {
 }
 
 std::optional<std::string> unreadableNote(const DataSource& data) {
-  const auto count = static_cast<std::int64_t>(data.diagnostics().filesUnreadable.size());
-  return count > 0 ? std::optional(concat(counted(count, "file", "files"),
-                                          " could not be read; see `tallyfin sources`"))
-                   : std::nullopt;
+  const auto files = static_cast<std::int64_t>(data.diagnostics().filesUnreadable.size());
+  const auto folders = static_cast<std::int64_t>(data.diagnostics().foldersUnreadable.size());
+  if (files + folders == 0) {
+    return std::nullopt;
+  }
+  return concat(files > 0 ? concat(counted(files, "file", "files"), " could not be read") : "",
+                files > 0 && folders > 0 ? ", " : "",
+                folders > 0 ? concat(counted(folders, "folder", "folders"), " could not be listed") : "",
+                "; see `tallyfin sources`");
 }
 
 void showingProgress(const Call& call, const std::function<void(const ReadProgress&)>& work) {

@@ -16,20 +16,27 @@ namespace tallyfin::Command {
 /// beside the usual one, so that reading another home does not replace what the usual one holds.
 Environment withOptions(Environment environment, const Arguments& arguments);
 
-/// Throws std::runtime_error, with the places that were looked at, when there is no home directory.
+/// Throws std::runtime_error, with the places that were looked at, when there is no home directory or it
+/// cannot be opened, for one because no descriptor is left. One without permission passes: folders in it may
+/// have it.
 void requireHome(const Environment& environment);
+
+/// Tells which folders could not be listed and why: the first ten, and how many more.
+void tellUnlisted(const std::vector<Files::UnreadableFolder>& folders, const Console& console);
 
 /// Tells that a file of own prices is not used, and why.
 void tellUnused(const PriceList& prices, const Console& console);
 
 /// Runs `work`, which gives the exit status, over the transcripts. A long read shows how far it is. After the
-/// work a message tells when there was nothing to read or the cache could not be written.
+/// work messages tell when the cache could not be written, folders could not be listed or there was nothing
+/// to read.
 int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work);
 
 /// When the first request of the whole history was made; absent without any.
 std::optional<TimePoint> firstRequest(const DataSource& data);
 
-/// Tells that files could not be read, and where more is said; absent when all could.
+/// Tells how many files could not be read and folders not be listed, and where more is said; absent when all
+/// could.
 std::optional<std::string> unreadableNote(const DataSource& data);
 
 /// Calls `work` with the function that shows how far its reading is.

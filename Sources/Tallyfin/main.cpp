@@ -25,6 +25,15 @@ extern "C" void stop(int signal) {
   (void)std::raise(signal);
 }
 
+// Has `stop` handle the signal, unless the process was started with it ignored, as by nohup or in the
+// background of a script.
+void stopOn(int signal) {
+  struct sigaction found {};
+  if (sigaction(signal, nullptr, &found) == 0 && found.sa_handler != SIG_IGN) {
+    (void)std::signal(signal, stop);
+  }
+}
+
 // Opens /dev/null in place of each standard stream that is closed, so that no file opened later, such as the
 // cache, gets its number. It is opened for reading, so that writing to it fails as with a closed stream.
 void openMissingStreams() {
@@ -41,8 +50,8 @@ int main(int argc, char** argv) {
   openMissingStreams();
   (void)std::signal(SIGPIPE, SIG_IGN);  // a reader that went away shows as a failed write
   (void)std::signal(SIGXFSZ, SIG_IGN);  // and a limit of file sizes as a failed save
-  (void)std::signal(SIGINT, stop);
-  (void)std::signal(SIGTERM, stop);
+  stopOn(SIGINT);
+  stopOn(SIGTERM);
   return tallyfin::Command::run({argv + (argc > 0 ? 1 : 0), argv + argc}, tallyfin::Environment::ofProcess(),
                                 tallyfin::Command::consoleOfProcess());
 }

@@ -1,5 +1,6 @@
 #include "TallyfinCore/Environment.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 
 #include <chrono>
@@ -13,16 +14,6 @@ std::optional<std::string> variable(const char* name) {
   return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-// The value of TZ when it names no known zone; a colon before the name is ignored.
-std::optional<std::string> zoneNotUnderstood() {
-  std::optional<std::string> zone = variable("TZ");
-  if (!zone || zone->empty() || *zone == "localtime" || *zone == ":localtime" ||
-      Calendar::named(zone->substr(zone->starts_with(':') ? 1 : 0))) {
-    return std::nullopt;
-  }
-  return zone;
-}
-
 TimePoint wallClock() {
   const std::chrono::duration<double> sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
   return TimePoint{sinceEpoch.count()};
@@ -31,13 +22,23 @@ TimePoint wallClock() {
 }  // namespace
 
 Environment Environment::ofProcess() {
+  const std::string zone = Calendar::localZone();
+  const std::optional<Calendar> calendar = Calendar::named(zone);
   return {.home = Files::homeDirectory(),
           .tallyfinHome = variable("TALLYFIN_HOME"),
           .tallyfinCachePath = variable("TALLYFIN_CACHE_PATH"),
           .tallyfinPrices = variable("TALLYFIN_PRICES"),
-          .calendar = Calendar::local(),
+          .calendar = calendar.value_or(Calendar::utc()),
           .now = wallClock,
-          .unknownZone = zoneNotUnderstood()};
+          .unknownZone = calendar ? std::nullopt : std::optional(zone)};
+}
+
+std::optional<std::string> Environment::zoneNote() const {
+  if (!unknownZone) {
+    return std::nullopt;
+  }
+  return concat("the time zone \"", *unknownZone,
+                "\" is not known or its file cannot be used: days are those of UTC");
 }
 
 std::optional<std::string> Environment::expanded(const std::optional<std::string>& variable) const {

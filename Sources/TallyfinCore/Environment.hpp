@@ -19,12 +19,15 @@ struct Environment {
   std::optional<std::string> tallyfinPrices = {};  ///< TALLYFIN_PRICES: the file of one's own prices
   Calendar calendar = Calendar::utc();             ///< of the machine's zone
   Clock now;                                       ///< the wall clock
-  std::optional<std::string> unknownZone =
-      {};  ///< the value of TZ when it names no known zone: days are then those of UTC
+  /// The machine's zone if it is not known or its file cannot be used; `calendar` is then that of UTC.
+  std::optional<std::string> unknownZone = {};
 
   /// Asks the process: HOME and the password database, the three variables, the zone, the clock. Only a
   /// `main` calls this, once; tests hand in an environment of their own.
   static Environment ofProcess();
+
+  /// A sentence that says so; absent without an `unknownZone`.
+  std::optional<std::string> zoneNote() const;
 
   /// The value of one of the variables with a leading tilde expanded; absent when it is unset or empty.
   std::optional<std::string> expanded(const std::optional<std::string>& variable) const;

@@ -96,9 +96,13 @@ int main(int argc, char** argv) {
   }
   const int output = reserveOutput();
 
-  DataSource data(Environment::ofProcess());
+  const Environment environment = Environment::ofProcess();
+  DataSource data(environment);
   MCPServer server(data, writeLog);
   writeLog(startLine(data));
+  if (const std::optional<std::string> note = environment.zoneNote()) {
+    writeLog(*note);
+  }
   if (data.prices().problem) {
     writeLog(concat("own prices are not used: ", data.prices().file, ": ", *data.prices().problem));
   }

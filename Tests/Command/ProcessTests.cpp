@@ -1,8 +1,10 @@
 // The real executable, as a shell runs it.
 
+#include "Platform/Concat.hpp"
 #include "Support/TempHome.hpp"
 #include "Support/UsageLine.hpp"
 
+#include <csignal>
 #include <cstdlib>
 #include <string>
 
@@ -72,9 +74,22 @@ TEST_F(ProcessTest, AnIdlePipeHoldsNothingUp) {
   EXPECT_EQ(home_.read("out"), "unknown\n");
   EXPECT_EQ(shell("echo '{\"session_id\":\"session-1\"}' | \"$T\" status --format '{session}' > out"), 0);
   EXPECT_EQ(home_.read("out"), "unknown\n") << "a model without a price";
-  EXPECT_EQ(shell("TZ=CET-1CEST \"$T\" status > out 2> err"), 0);
-  EXPECT_THAT(home_.read("err"), testing::HasSubstr("CET-1CEST"));
+  for (const char* zone : {"CET-1CEST", "$PWD/pipe", ":$PWD"}) {
+    EXPECT_EQ(shell(concat("TZ=", zone, " timeout 5 \"$T\" export csv --axis day > out 2> err")), 0) << zone;
+    EXPECT_THAT(home_.read("out"), testing::HasSubstr("\nday,2026-05-04,")) << "the day in UTC";
+    EXPECT_THAT(home_.read("err"), testing::HasSubstr("days are those of UTC"));
+  }
   EXPECT_EQ(shell("for i in 1 2 3 4 5 6 7 8; do \"$T\" > /dev/null & done; wait; \"$T\" verify > out"), 0);
+}
+
+TEST_F(ProcessTest, ASignalThatWasIgnoredAtTheStartStaysIgnored) {
+  // The pipe is full, so that the answer waits until it is read: the signals come while the process runs.
+  const std::string line =
+      "exec 3<>pipe; head -c 65536 /dev/zero >&3; \"$T\" status >&3 & sleep 0.5; kill -INT $!; kill -TERM "
+      "$!; "
+      "head -c 65536 <&3 > out; wait $!";
+  EXPECT_EQ(shell("mkfifo pipe; trap '' INT TERM; " + line), 0);
+  EXPECT_EQ(shell("trap - TERM; " + line), 128 + SIGTERM);
 }
 
 TEST_F(ProcessTest, ReportsAreFilesAsTheUserWantsThemAndReplaceOldOnes) {

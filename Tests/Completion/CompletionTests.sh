@@ -9,10 +9,12 @@ failures=0
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
-# A home with a project that has a blank in its name.
+# A home with a project that has a blank in its name, and one whose name begins as no path does.
 export HOME=$scratch TALLYFIN_HOME= TALLYFIN_CACHE_PATH= PATH=$(dirname "$tallyfin"):$PATH
 mkdir -p "$scratch/.claude/projects/p" "$scratch/folder"
-printf '%s\n' '{"timestamp":"2026-05-04T10:00:00Z","requestId":"r","sessionId":"s","cwd":"/nowhere/two words","message":{"id":"a","model":"claude-opus-5","usage":{"output_tokens":7}}}' >"$scratch/.claude/projects/p/one.jsonl"
+for cwd in "/nowhere/two words" :files; do
+  printf '{"timestamp":"2026-05-04T10:00:00Z","requestId":"%s","sessionId":"s","cwd":"%s","message":{"id":"a","model":"claude-opus-5","usage":{"output_tokens":7}}}\n' "$cwd" "$cwd"
+done >"$scratch/.claude/projects/p/one.jsonl"
 "$tallyfin" status >/dev/null
 cd "$scratch"
 
@@ -48,6 +50,7 @@ for shell in "${shells[@]}"; do
     expect "$shell" "$(in_command "${words[@]}" | sorted)" "${words[@]}"
   done
   expect "$shell" "folder " tallyfin --home fo
+  expect "$shell" ":files " tallyfin cost --project :
 done
 expect in_bash '/nowhere/two\ words ' tallyfin cost --project /no
 expect in_bash '/nowhere/two\ words ' tallyfin cost --project tw

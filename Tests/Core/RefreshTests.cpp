@@ -2,6 +2,7 @@
 // they go through in time is the matter of RandomHistoryTests.cpp.
 
 #include "Platform/Files.hpp"
+#include "Support/LimitedTo.hpp"
 #include "Support/Machine.hpp"
 #include "Support/RawLine.hpp"
 #include "Support/SameDiagnostics.hpp"
@@ -160,6 +161,43 @@ TEST_F(Refresh, AFileThatWasReadableKeepsItsFiguresWhileItIsNot) {
   home.setMode(kA, 0600);
   const auto healed = refresh().result;
   EXPECT_THAT(healed.diagnostics.filesUnreadable, IsEmpty());
+  expectSame(healed, fullScan());
+}
+
+// Request 1 stands in two homes, and the home that describes it cannot be listed for a while.
+TEST_F(Refresh, AFolderThatCannotBeListedIsToldAndMissedOnlyMeanwhile) {
+  const std::string folder = home.path(".claude/projects");
+  home.write(kA, rawLine(1).text());
+  home.write(kB, rawLine(2).text() + rawLine(3).text());
+  home.write(kWork, rawLine(1).text());
+  refresh();
+  cache.save();
+  const auto isMissed = [&](std::size_t requests) {
+    bool isKept = false;
+    const auto [result, stats] = cache.refresh(homes, stopped, [&] { isKept = true; });
+    EXPECT_EQ(result.records.size(), requests);
+    EXPECT_EQ(cache.recordsPerFile().size(), requests == 0 ? 0 : 1);
+    EXPECT_EQ(result.diagnostics.foldersUnreadable.front().path, folder);
+    expectSame(result, fullScan());
+    return isKept;
+  };
+  {
+    const LimitedTo none(RLIMIT_NOFILE, 0);
+    EXPECT_FALSE(isMissed(0));
+  }
+  EXPECT_EQ(refresh().stats.filesUnchanged, 3) << "what ran out of descriptors has forgotten nothing";
+
+  home.rename(".claude/projects", "aside");
+  home.link(".claude/projects", folder);  // to itself
+  home.append(kWork, rawLine(4).text());
+  EXPECT_TRUE(isMissed(2));
+  cache.save();
+  home.remove(".claude/projects");
+  home.rename("aside", ".claude/projects");
+  ASSERT_TRUE(cache.load());
+  const auto [healed, stats] = refresh();
+  EXPECT_EQ(stats.filesNew, 2);
+  EXPECT_THAT(healed.diagnostics.foldersUnreadable, IsEmpty());
   expectSame(healed, fullScan());
 }
 

@@ -23,6 +23,9 @@ TEST(TimeAxes, KeysFollowTheZoneThroughYearEndsGapsAndClockChanges) {
       {week, "UTC", {"2024-12-30T00:00:00Z", "2025-01-05T23:00:00Z"}, {"2025-W01"}},
       {week, "Asia/Tokyo", {"2026-11-15T14:59:00Z", "2026-11-15T15:00:00Z"}, {"2026-W46", "2026-W47"}},
       {week, "America/Sao_Paulo", {"2018-11-04T02:59:59Z", "2018-11-05T02:00:00Z"}, {"2018-W44", "2018-W45"}},
+      // In order of time, whatever the order of the texts.
+      {month, "Asia/Tokyo", {"9999-12-31T14:59:00Z", "9999-12-31T15:00:00Z"}, {"9999-12", "10000-01"}},
+      {day, "Asia/Tokyo", {"9999-12-31T14:59:00Z", "9999-12-31T15:00:00Z"}, {"9999-12-31", "10000-01-01"}},
       {month, "Europe/Berlin", {"2026-10-31T22:59:00Z", "2026-10-31T23:00:00Z"}, {"2026-10", "2026-11"}},
       // Out of order; the second begins five hours after the first or later, at its own full hour.
       {block,

@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,14 +39,15 @@ class ServerTest : public testing::Test {
   }
 
   /// Runs a session; what was logged lies in `log` then. The server must end well.
-  std::string outputOf(const std::string& input, bool isOutputClosed = false) const {
+  std::string outputOf(const std::string& input, bool isOutputClosed = false,
+                       const std::string& zone = "America/Sao_Paulo") const {
     home_.write("in", input);
     std::fflush(nullptr);  // what waits to be written is written once
     const pid_t process = fork();
     if (process == 0) {
       const std::string variables[] = {
           concat("HOME=", home_.path("real")), concat("TALLYFIN_HOME=", home_.path("made")),
-          concat("TALLYFIN_CACHE_PATH=", home_.path("cache/scan.bin")), "TZ=America/Sao_Paulo"};
+          concat("TALLYFIN_CACHE_PATH=", home_.path("cache/scan.bin")), concat("TZ=", zone)};
       const char* environment[] = {variables[0].c_str(), variables[1].c_str(), variables[2].c_str(),
                                    variables[3].c_str(), nullptr};
       const bool isReady = std::freopen(home_.path("in").c_str(), "r", stdin) != nullptr &&
@@ -114,6 +116,13 @@ TEST_F(ServerTest, FiguresAreTheSameFromScratchFromTheCacheAndOverGarbage) {
     EXPECT_EQ(history(), expectedHistory_);
     EXPECT_EQ(home_.read("cache/scan.bin").size(), cache.size()) << "and the file is whole again";
   }
+}
+
+TEST_F(ServerTest, AZoneFileThatCannotBeReadIsLogged) {
+  ASSERT_EQ(mkfifo(home_.path("fifo").c_str(), 0600), 0);
+  EXPECT_EQ(outputOf(R"({"id":1,"method":"ping"})", false, home_.path("fifo")), pong + "\n");
+  EXPECT_THAT(home_.read("log"),
+              HasSubstr("\n[tallyfin-mcp] the time zone \"" + home_.path("fifo") + "\" is not known or "));
 }
 
 TEST_F(ServerTest, AClosedStandardOutputIsNoFileOfOurs) {

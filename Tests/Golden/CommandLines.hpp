@@ -4,6 +4,7 @@
 
 #include "Golden/Steps.hpp"
 #include "Platform/Concat.hpp"
+#include "Support/LimitedTo.hpp"
 #include "Tallyfin/Command.hpp"
 
 #include <algorithm>
@@ -17,10 +18,11 @@ class CommandLines {
   explicit CommandLines(const Machine& machine) : machine_(machine) {}
 
   /// What the next command lines find: "terminal [COLUMNS [ascii|colour]]", "closed", "TZ NAME", "input
-  /// TEXT", "nothing".
+  /// TEXT", "no-descriptor", "nothing".
   void give(const std::string& what, const std::string& value) {
     isTerminal_ = what == "terminal";
     isClosed_ = what == "closed";
+    hasDescriptors_ = what != "no-descriptor";
     input_ = what == "input" ? value : "";
     zone_ = what == "TZ" ? std::optional(value) : std::nullopt;
     width_ = isTerminal_ && !value.empty() ? std::stoi(value) : 80;
@@ -48,6 +50,10 @@ class CommandLines {
                              .hasUtf8 = hasUtf8_};
     Environment environment = machine_.environment();
     environment.unknownZone = zone_;
+    std::optional<LimitedTo> few;
+    if (!hasDescriptors_) {
+      few.emplace(RLIMIT_NOFILE, 0);
+    }
     const int status = Command::run(words, environment, console);
     std::istringstream lines(err);
     for (std::string message; std::getline(lines, message);) {
@@ -95,6 +101,7 @@ class CommandLines {
   const Machine& machine_;
   bool isTerminal_ = false;
   bool isClosed_ = false;
+  bool hasDescriptors_ = true;
   int width_ = 80;
   bool hasUtf8_ = true;
   bool hasColour_ = false;

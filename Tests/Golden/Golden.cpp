@@ -191,7 +191,7 @@ class Session {
     }
     std::string all;
     for (const Exporter::AxisCSV& table : Exporter::allBreakdownCSVs(report, options)) {
-      all += concat(Exporter::rawValue(table.axis), "\n", table.csv);
+      all += concat(rawValue(table.axis), "\n", table.csv);
     }
     return all;
   }

@@ -113,13 +113,13 @@ test('what is lost, left out or not known is told', () => {
   const document = validated(tallyfin(homes.hostile, 'json', '--axis', 'model', '--limit', '2'));
   assert.equal(document.rows.length, 2);
   assert.ok(document.rows_left_out > 5);
-  assert.deepEqual(document.losses, { files_unreadable: 1, lines_rejected: 1 });
+  assert.deepEqual(document.losses, { files_unreadable: 1, folders_unreadable: 0, lines_rejected: 1 });
   assert.equal(document.total.cost.basis, 'lower_bound');
   assert.deepEqual(document.total.cost.own_priced_models, ['local-coder']);
 
   mkdirSync(join(scratch, 'empty'));
   const empty = validated(tallyfin(join(scratch, 'empty'), 'json'));
-  assert.deepEqual(empty.losses, { files_unreadable: null, lines_rejected: null });
+  assert.deepEqual(empty.losses, { files_unreadable: null, folders_unreadable: null, lines_rejected: null });
   assert.deepEqual([empty.total.cost.usd, empty.total.cost.basis, empty.rows], [null, 'unknown', []]);
 });
 

@@ -7,6 +7,7 @@
 #include "TallyfinCore/Answers/Filters.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
 #include "TallyfinMCP/Catalogue.hpp"
+#include "TallyfinMCP/MCP.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
 
 #include <algorithm>
@@ -130,8 +131,10 @@ class SameSum : public testing::Test {
 
 void expectAllTheSame(DataSource& data, const std::string& question) {
   SCOPED_TRACE(question);
-  const JsonValue arguments = argumentsOf(question + "}");
-  const Arguments given(toolNamed("tally_cost")->arguments, arguments);
+  const auto answer = [&](std::string_view tool, const std::string& arguments) {
+    return MCPServer(data, [](std::string_view) {}).callTool(tool, argumentsOf(arguments)).text;
+  };
+  const Arguments given(toolNamed("tally_cost")->arguments, argumentsOf(question + "}"));
   const Period period = Tools::periodOf(given, data);
   const Filters filters = Tools::filtersOf(given, data);
   const Report report = data.report(period, filters.predicate, neededFor(allAxes));
@@ -176,19 +179,19 @@ void expectAllTheSame(DataSource& data, const std::string& question) {
   }
 
   for (const char* axis : {"day", "agent", "project", "model", "session"}) {
-    const std::string cost = Tools::cost(data, argumentsOf(question + R"(,"by":")" + axis + "\"}"));
+    const std::string cost = answer("tally_cost", question + R"(,"by":")" + axis + "\"}");
     expectVolume(sumOf(section(cost, "BREAKDOWN BY")), axis);
     expectDollars(sumOf(section(cost, "BREAKDOWN BY")), axis);
     expectDollars(sumOf(line(cost, "  TOTAL  ")), axis);
     EXPECT_EQ(cost.find("  tokens " + std::to_string(sum.tokens) + " (in ") != std::string::npos,
               sum.requests > 0);
   }
-  const std::string models = Tools::byModel(data, argumentsOf(question + R"(,"agents_per_model":0})"));
+  const std::string models = answer("tally_by_model", question + R"(,"agents_per_model":0})");
   const std::size_t rows = models.find("\n\n");
   expectVolume(sumOf(models.substr(rows)), "tally_by_model");
   expectDollars(sumOf(models.substr(rows)), "tally_by_model");
   expectDollars(sumOf(line(models, "  TOTAL ")), "tally_by_model");
-  const std::string provenance = Tools::provenance(data, arguments);
+  const std::string provenance = answer("tally_provenance", question + "}");
   expectDollars(sumOf(line(provenance, "  cost   ")), "tally_provenance");
   expectVolume(sumOf(section(provenance, "BY HOME")), "tally_provenance");
   expectDollars(sumOf(section(provenance, "BY HOME")), "tally_provenance");

@@ -1,14 +1,20 @@
 #include "Platform/Calendar.hpp"
+#include "Support/TempHome.hpp"
 #include "absl/strings/str_cat.h"
 #include "absl/time/civil_time.h"
 #include "gtest/gtest.h"
 
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 namespace tallyfin {
 namespace {
@@ -102,6 +108,41 @@ TEST(Calendar, ClocksAreThoseOfTheirMoment) {
   EXPECT_FALSE(Calendar::named("Mars/Olympus_Mons") || Calendar::named("../../etc/passwd"));
 }
 
+TEST(Calendar, AZoneFileThatIsDamagedIsNoZone) {
+  const TempHome home;
+  const Calendar kathmandu = in("Asia/Kathmandu");
+  const char* const folder = std::getenv("TZDIR");
+  std::ifstream file(std::string(folder != nullptr ? folder : "/usr/share/zoneinfo") + "/Asia/Kathmandu",
+                     std::ios::binary);
+  const std::string whole{std::istreambuf_iterator<char>(file), {}};
+  const std::size_t second = whole.find("TZif", 4);  // the header of the times of eight bytes
+  ASSERT_NE(second, std::string::npos);
+  // The library keeps what it loaded under a name, so each file has its own.
+  int count = 0;
+  const auto load = [&](const std::string& content) {
+    const std::string name = "zone" + std::to_string(++count);
+    home.write(name, content);
+    return Calendar::named(home.path(name));
+  };
+  ASSERT_TRUE(load(whole));
+  EXPECT_EQ(load(whole)->formatInstant({0}), kathmandu.formatInstant({0}));
+  EXPECT_TRUE(load(whole + std::string(1'000'000, '\n')));
+  EXPECT_FALSE(load(whole + std::string(1 << 20, '\n'))) << "too large";
+  for (const std::size_t size : {std::size_t{0}, std::size_t{43}, second - 1, second + 43, second + 60}) {
+    EXPECT_FALSE(load(whole.substr(0, size))) << size;
+  }
+  for (const std::size_t header : {std::size_t{0}, second}) {
+    for (std::size_t at = header + 20; at < header + 44; at += 4) {  // the six counts
+      for (const char* const number : {"\x7F\xFF\xFF\xFF", "\xFF\xFF\xFF\xFF"}) {
+        std::string changed = whole;
+        EXPECT_FALSE(load(changed.replace(at, 4, number))) << at;
+      }
+    }
+  }
+  ASSERT_EQ(mkfifo(home.path("fifo").c_str(), 0600), 0);
+  EXPECT_FALSE(Calendar::named(home.path("fifo")) || Calendar::named("file:" + home.path("fifo")));
+}
+
 TEST(Calendar, DaysAreCountedByDateNotByHours) {
   const Calendar apia = in("Pacific/Apia");  // 2011 had no 30 December: its start is that of the 31st
   const TimePoint before = utc("2011-12-29T20:00:00");
@@ -148,7 +189,9 @@ TEST(Calendar, DaysAreCountedBeyondTheYearsThatADateCanName) {
     const TimePoint today = calendar.startOfDay(utc("2026-03-10T06:00:00"));
     EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, -739'684)), "0001-01-01");
     EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, -739'685)), "0000-12-31");
-    EXPECT_EQ(calendar.formatMinute(calendar.startOfDay(today, -799'999)), "-0165-11-13 00:00");
+    const TimePoint early = calendar.startOfDay(today, -799'999);
+    EXPECT_EQ(calendar.formatMinute(early), "-0165-11-13 00:00");
+    EXPECT_EQ(calendar.formatMonth(early) + calendar.formatWeek(early), "November -0165-0165-W46");
     EXPECT_EQ(calendar.formatDay(calendar.startOfDay(today, 3'000'000)), "10239-11-29");
     TimePoint last = today;
     for (const std::int64_t days : {std::int64_t{1}, std::int64_t{4'000'000}, std::int64_t{100'000'000'000},

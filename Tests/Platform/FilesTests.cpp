@@ -1,10 +1,12 @@
 #include "Platform/AtomicFile.hpp"
 #include "Platform/Files.hpp"
+#include "Support/LimitedTo.hpp"
 #include "Support/TempHome.hpp"
 
 #include <atomic>
 #include <csignal>
 #include <limits>
+#include <map>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -16,7 +18,6 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,24 +29,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Optional;
+using testing::Pair;
 using testing::UnorderedElementsAre;
-
-/// Sets a soft limit of this process until the end of the scope.
-class LimitedTo {
- public:
-  LimitedTo(decltype(RLIMIT_NOFILE) resource, rlim_t soft) : resource_(resource) {
-    ::getrlimit(resource_, &before_);
-    const rlimit limited = {soft, before_.rlim_max};
-    ::setrlimit(resource_, &limited);
-  }
-  ~LimitedTo() { ::setrlimit(resource_, &before_); }
-  LimitedTo(const LimitedTo&) = delete;
-  LimitedTo& operator=(const LimitedTo&) = delete;
-
- private:
-  decltype(RLIMIT_NOFILE) resource_;
-  rlimit before_{};
-};
 
 std::optional<std::string> contents(const std::string& path, std::uint64_t limit) {
   const auto content = Files::contents(path, limit);
@@ -66,6 +51,17 @@ class FilesTests : public testing::Test {
       paths.push_back(file.path.substr(home.path(root).size() + (root.empty() ? 0 : 1)));
     }
     return paths;
+  }
+
+  /// The paths of the folders, relative to the home, that a walk could not list, and why.
+  std::map<std::string, std::errc> unlisted(const std::string& root = "") const {
+    std::vector<Files::UnreadableFolder> folders;
+    Files::filesBelow(home.path(root), "jsonl", 3, &folders);
+    std::map<std::string, std::errc> errors;
+    for (const auto& [path, error] : folders) {
+      errors[path.substr(home.path().size() + 1)] = static_cast<std::errc>(error.value());
+    }
+    return errors;
   }
 
   std::string makeFifo(const std::string& name) const {
@@ -140,6 +136,20 @@ TEST_F(FilesTests, ADeepTreeNeedsFewDescriptorsAndEndsAtTheLongestPath) {
   ::close(directory);
   const LimitedTo few(RLIMIT_NOFILE, 64);
   EXPECT_THAT(found(), ElementsAre(deep + "bottom.jsonl"));
+  EXPECT_THAT(unlisted(), ElementsAre(Pair(HasSubstr(name), std::errc::filename_too_long)));
+}
+
+TEST_F(FilesTests, AFolderThatIsThereAndCannotBeListedIsTold) {
+  home.link("loop", home.path("loop"));
+  home.write("some/link.jsonl", "");
+  home.link("some/loop.jsonl", home.path("loop"));
+  EXPECT_THAT(unlisted("loop"), ElementsAre(Pair("loop", std::errc::too_many_symbolic_link_levels)));
+  for (const char* nothingLost : {"some", "some/link.jsonl", "missing", "some/link.jsonl/below"}) {
+    EXPECT_THAT(unlisted(nothingLost), IsEmpty()) << nothingLost;
+  }
+  const LimitedTo none(RLIMIT_NOFILE, 0);
+  EXPECT_THAT(unlisted("some"), ElementsAre(Pair("some", std::errc::too_many_files_open)));
+  EXPECT_EQ(Files::listingError(home.path("some")), std::errc::too_many_files_open);
 }
 
 TEST_F(FilesTests, UnreadableDirectoriesArePassedOver) {
@@ -149,6 +159,12 @@ TEST_F(FilesTests, UnreadableDirectoriesArePassedOver) {
   home.write("closed/lost.jsonl", "");
   home.write("open/kept.jsonl", "");
   home.setMode("closed", 0);
+  home.write("names-only/lost.jsonl", "");
+  home.setMode("names-only", 0444);
+  EXPECT_THAT(unlisted(), ElementsAre(Pair("closed", std::errc::permission_denied),
+                                      Pair("names-only", std::errc::permission_denied)));
+  EXPECT_THAT(unlisted("closed/below"), ElementsAre(Pair("closed/below", std::errc::permission_denied)));
+  home.remove("names-only");
   EXPECT_THAT(found(), ElementsAre("open/kept.jsonl"));
   EXPECT_EQ(Files::attributes(home.path("closed/lost.jsonl")), std::nullopt);
   EXPECT_EQ(contents(home.path("closed/lost.jsonl"), 100), std::nullopt);

@@ -12,6 +12,7 @@ namespace tallyfin {
 inline void expectSame(const ScanDiagnostics& seen, const ScanDiagnostics& expected) {
   EXPECT_EQ(seen.filesScanned, expected.filesScanned);
   EXPECT_EQ(seen.filesUnreadable, expected.filesUnreadable);
+  EXPECT_EQ(seen.foldersUnreadable, expected.foldersUnreadable);
   EXPECT_EQ(seen.bytesRead, expected.bytesRead);
   EXPECT_EQ(seen.usageLinesSeen, expected.usageLinesSeen);
   EXPECT_EQ(seen.linesRejectedInvalidJSON, expected.linesRejectedInvalidJSON);

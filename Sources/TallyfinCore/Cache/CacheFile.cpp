@@ -404,7 +404,8 @@ bool ScanCache::load() {
       return false;
     }
     TextTable texts(*ofTexts, threads_ > 1 && file.attributes().size > kWorthAThread);
-    replaceKnown(Reader(std::move(*ofRecords), texts).readFiles());
+    Reader reader(std::move(*ofRecords), texts);
+    replaceFound(std::make_shared<const std::vector<FileProvenance>>(reader.readFiles()), true);
   } catch (const DecodeError&) {
     return false;
   } catch (const DamagedValue&) {

@@ -58,7 +58,7 @@ std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<Fi
 
 // What is known after the files were read, sorted by path. A file that is listed twice counts as it was read
 // first.
-std::vector<FileProvenance> filesOf(const std::vector<FileReading>& readings) {
+std::shared_ptr<const std::vector<FileProvenance>> filesOf(const std::vector<FileReading>& readings) {
   std::vector<FileProvenance> files;
   files.reserve(readings.size());
   for (const FileReading& reading : readings) {
@@ -67,7 +67,7 @@ std::vector<FileProvenance> filesOf(const std::vector<FileReading>& readings) {
     }
   }
   sortByPath(files);
-  return files;
+  return std::make_shared<const std::vector<FileProvenance>>(std::move(files));
 }
 
 bool isUnchanged(const std::vector<FileReading>& readings, const std::vector<FileProvenance>& known) {
@@ -75,6 +75,15 @@ bool isUnchanged(const std::vector<FileReading>& readings, const std::vector<Fil
   const auto isKnown = [](const FileReading& reading) { return reading.now == reading.before; };
   return std::ranges::count_if(readings, isThere) == std::ssize(known) &&
          std::ranges::all_of(readings, isKnown);
+}
+
+// Whether descriptors or memory ran out while folders were listed: the next look may well see them again.
+bool wasShortOfMeans(const ScanDiagnostics& seen) {
+  return std::ranges::any_of(seen.foldersUnreadable, [](const Files::UnreadableFolder& folder) {
+    return folder.error == std::errc::too_many_files_open ||
+           folder.error == std::errc::too_many_files_open_in_system ||
+           folder.error == std::errc::not_enough_memory;
+  });
 }
 
 }  // namespace
@@ -143,10 +152,11 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   stats.fromCache = !before->empty();
   stats.filesGone = static_cast<std::int64_t>(before->size()) - matchKnown(readings, *before);
   read(readings, threads_, progress);
-  if (!isUnchanged(readings, *before)) {
-    replaceKnown(filesOf(readings));
+  const bool isKept = !wasShortOfMeans(diagnostics);
+  replaceFound(isUnchanged(readings, *before) ? before : filesOf(readings), isKept);
+  if (isKept) {
+    looked();
   }
-  looked();
 
   UnifiedRequests requests;
   requests.reserve(requestsIn(readings));
@@ -172,14 +182,15 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
 
 void ScanCache::clear() {
   const std::lock_guard guard(lock_);
-  files_ = std::make_shared<const std::vector<FileProvenance>>();
+  files_ = found_ = std::make_shared<const std::vector<FileProvenance>>();
   saved_.reset();
   lastVerification_.reset();
   Files::removeFile(path_);
 }
 
 std::vector<FileProvenance> ScanCache::recordsPerFile() const {
-  return *known();
+  const std::lock_guard guard(lock_);
+  return *found_;
 }
 
 ScanCache::KnownFiles ScanCache::known() const {
@@ -187,10 +198,12 @@ ScanCache::KnownFiles ScanCache::known() const {
   return files_;
 }
 
-void ScanCache::replaceKnown(std::vector<FileProvenance> files) {
-  auto fresh = std::make_shared<const std::vector<FileProvenance>>(std::move(files));
+void ScanCache::replaceFound(KnownFiles files, bool isKept) {
   const std::lock_guard guard(lock_);
-  files_ = std::move(fresh);
+  found_ = std::move(files);
+  if (isKept) {
+    files_ = found_;
+  }
 }
 
 }  // namespace tallyfin

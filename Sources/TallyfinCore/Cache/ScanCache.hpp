@@ -91,8 +91,12 @@ class ScanCache {
 
   /// Brings what is known up to date, reading on where files grew, and unifies the requests of all files.
   /// Cannot fail; a file that cannot be read is told in the diagnostics and tried again at the next refresh.
-  /// `clock` times it. `looked` is called when all files were read, before their requests are unified: from
-  /// there on `save` writes what this refresh found. `progress`, when given, is told of the reading.
+  /// Transcripts below a folder that cannot be listed are in no figure of this refresh. When the reason may
+  /// stay, such as a missing permission, they are forgotten, and read as new ones when the folder can be
+  /// listed again. When descriptors or memory ran out, what was known before stays: the next refresh goes on
+  /// from there, and `looked` is not called. `clock` times it. `looked` is called when all files were read,
+  /// before their requests are unified: from there on `save` writes what this refresh found. `progress`, when
+  /// given, is told of the reading.
   Refreshed refresh(
       const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
       const ReadProgress& progress = {});
@@ -116,7 +120,7 @@ class ScanCache {
   /// Forgets everything and deletes the file.
   void clear();
 
-  /// One entry for each known file, sorted by path.
+  /// What each file gave to the last refresh or load, sorted by path.
   std::vector<FileProvenance> recordsPerFile() const;
 
  private:
@@ -126,12 +130,14 @@ class ScanCache {
   Refreshed look(const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked,
                  const ReadProgress& progress, bool isStart);
   KnownFiles known() const;
-  void replaceKnown(std::vector<FileProvenance> files);
+  // Sets what the last look found. When `isKept`, the next one goes on from it and `save` writes it.
+  void replaceFound(KnownFiles files, bool isKept);
 
   std::string path_;
   std::size_t threads_;
   mutable std::mutex lock_;  // guards what follows; never held while files are read
   KnownFiles files_ = std::make_shared<const std::vector<FileProvenance>>();
+  KnownFiles found_ = files_;                // by the last look; another than `files_` when that was not kept
   KnownFiles saved_;                         // what the cache file holds; null: not known
   std::optional<FileAttributes> savedFile_;  // attributes of the cache file when it held `saved_`
   std::optional<VerificationResult> lastVerification_;

@@ -64,8 +64,9 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
   const TimePoint start = clock();
   const KnownFiles files = known();
   VerificationResult result;
-  ScanDiagnostics unused;
-  const std::vector<TranscriptFile> listed = Scanner::listing(homes, unused);
+  ScanDiagnostics seen;
+  const std::vector<TranscriptFile> listed = Scanner::listing(homes, seen);
+  result.foldersUnreadable = std::move(seen.foldersUnreadable);
   absl::flat_hash_map<std::string_view, std::shared_ptr<const FileState>> notListed;
   for (const FileProvenance& file : *files) {
     notListed.emplace(file.path, file.state);

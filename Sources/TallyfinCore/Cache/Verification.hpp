@@ -2,10 +2,12 @@
 
 // What a check of the cache against a fresh read found (ScanCache::verifyAgainstFullScan).
 
+#include "Platform/Files.hpp"
 #include "Platform/TimePoint.hpp"
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tallyfin {
 
@@ -21,6 +23,8 @@ struct VerificationResult {
   std::int64_t extraInCache = 0;        ///< requests of the cache only
   std::int64_t mismatchedRecords = 0;   ///< requests of both with different token counts
   double duration = 0;                  ///< seconds that the check took
+  /// Folders that could not be listed: the cached requests of what lies below them count as `extraInCache`.
+  std::vector<Files::UnreadableFolder> foldersUnreadable = {};
 
   /// Whether both hold the same requests with the same tokens. Costs, whose last bits may differ, and bytes
   /// not compared play no part.

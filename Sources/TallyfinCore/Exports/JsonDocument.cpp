@@ -82,11 +82,14 @@ Json rowOf(const Entry& entry, Axis axis, const Report& report, const Stamps& st
   return row;
 }
 
-// When no file was read the counters are not known, which is not 0.
+// When no file was read the counters are not known, which is not 0. A folder that could not be listed is
+// known also then.
 Json lossesOf(const ScanDiagnostics& seen) {
   const bool hasScanned = seen.filesScanned > 0;
   Json losses;
   losses["files_unreadable"] = hasScanned ? Json(seen.filesUnreadable.size()) : Json();
+  losses["folders_unreadable"] =
+      hasScanned || !seen.foldersUnreadable.empty() ? Json(seen.foldersUnreadable.size()) : Json();
   losses["lines_rejected"] = hasScanned ? Json(seen.totalRejected()) : Json();
   return losses;
 }

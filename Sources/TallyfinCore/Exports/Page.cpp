@@ -105,6 +105,11 @@ Markup caveats(const Report& report, const Options& options, const DateRange& da
                 concat(counted(lost, "line", "lines"), " rejected · ", counted(unreadable, "file", "files"),
                        " unreadable")));
   }
+  if (const auto folders = static_cast<std::int64_t>(report.diagnostics.foldersUnreadable.size());
+      folders > 0) {
+    add(concat(counted(folders, "folder", "folders"),
+               " could not be listed: the transcripts below are in no figure"));
+  }
   if (const std::optional<std::string> own = total.cost.ownPriced()) {
     add(name(concat("own prices for ", *own, " were used"), kLongest));
   }

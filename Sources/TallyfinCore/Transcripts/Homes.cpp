@@ -43,7 +43,7 @@ std::vector<TranscriptFile> listing(const std::vector<SourceHome>& homes, ScanDi
   std::vector<TranscriptFile> listed;
   for (const SourceHome& home : homes) {
     std::optional<std::vector<Files::FoundFile>> files =
-        Files::filesBelow(home.projectsPath, kExtension, threads);
+        Files::filesBelow(home.projectsPath, kExtension, threads, &diagnostics.foldersUnreadable);
     if (!files) {
       continue;
     }

@@ -42,7 +42,8 @@ struct TranscriptFile {
 namespace Scanner {
 
 /// The transcripts of all homes: first home first, each home's sorted by path. Sets `perHome` in
-/// `diagnostics`; a home without a projects folder leaves no entry. `threads` may work on it.
+/// `diagnostics`, where a home without a projects folder leaves no entry, and adds folders that could not be
+/// listed. `threads` may work on it.
 std::vector<TranscriptFile> listing(const std::vector<SourceHome>& homes, ScanDiagnostics& diagnostics,
                                     std::size_t threads = 1);
 

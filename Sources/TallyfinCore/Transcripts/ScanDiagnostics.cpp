@@ -32,6 +32,8 @@ void ScanDiagnostics::merge(const ScanDiagnostics& other) {
   add(other, other.longestLinePath);
   filesScanned += other.filesScanned;
   filesUnreadable.insert(filesUnreadable.end(), other.filesUnreadable.begin(), other.filesUnreadable.end());
+  foldersUnreadable.insert(foldersUnreadable.end(), other.foldersUnreadable.begin(),
+                           other.foldersUnreadable.end());
   bytesRead += other.bytesRead;
   for (const auto& [home, files] : other.perHome) {
     perHome[home] += files;

@@ -2,6 +2,8 @@
 
 // What a scan saw and lost: every line that could not be used ends in one of these counters.
 
+#include "Platform/Files.hpp"
+
 #include <array>
 #include <cstdint>
 #include <map>
@@ -65,18 +67,20 @@ inline constexpr std::array<LineCounter, 7> lineCounters = {{
 struct ScanDiagnostics : LineCounters {
   std::int64_t filesScanned = 0;             ///< transcripts listed, those that failed included
   std::vector<std::string> filesUnreadable;  ///< paths on which reading failed
-  std::uint64_t bytesRead = 0;               ///< bytes of complete lines, over all files read to their end
-  std::string longestLinePath;               ///< the file of the longest line
-  std::int64_t uniqueRequests = 0;           ///< requests after unification
-  double duration = 0;                       ///< seconds that the scan took
+  /// Folders that could not be listed to their end: transcripts below them may be missing from all figures.
+  std::vector<Files::UnreadableFolder> foldersUnreadable;
+  std::uint64_t bytesRead = 0;      ///< bytes of complete lines, over all files read to their end
+  std::string longestLinePath;      ///< the file of the longest line
+  std::int64_t uniqueRequests = 0;  ///< requests after unification
+  double duration = 0;              ///< seconds that the scan took
   /// Transcripts listed, by home; a home without a projects folder has no entry.
   std::map<std::string, std::int64_t> perHome;
 
   /// Adds the counters of a file; the longest line, with `path`, only when it is longer than any before.
   void add(const FileDiagnostics& file, const std::string& path);
 
-  /// Adds another scan's share: counts are summed, unreadable files appended, the longer line kept (this
-  /// one's on a tie). `uniqueRequests` and `duration` stay.
+  /// Adds another scan's share: counts are summed, unreadable files and folders appended, the longer line
+  /// kept (this one's on a tie). `uniqueRequests` and `duration` stay.
   void merge(const ScanDiagnostics& other);
 };
 
