@@ -75,6 +75,10 @@ class Temporary {
   Temporary(const Temporary&) = delete;
   Temporary& operator=(const Temporary&) = delete;
 
+  /// Sets the permission bits, those too that the umask took away. A failure is ignored: the file then has
+  /// fewer of them.
+  void setMode(mode_t mode) const { (void)::fchmod(file_.number(), mode); }
+
   /// Collects small pieces, so that a file of many strings is written in few calls.
   void append(std::string_view bytes) {
     if (pending_.size() + bytes.size() > kCollected) {
@@ -172,20 +176,29 @@ void removeStaleTemporaries(const std::string& directory, const std::string& sta
 
 }  // namespace
 
-FileAttributes replace(const std::string& path, absl::FunctionRef<void(Output)> produce, unsigned mode) {
+FileAttributes replace(const std::string& path, absl::FunctionRef<void(Output)> produce, Access access) {
   if (!canBePath(path)) {
     fail(ENOENT, "cannot replace ", path);
   }
   struct stat status {};
-  if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
-    // Renaming over a device, such as /dev/null, would turn it into a plain file.
+  const bool isThere = ::stat(path.c_str(), &status) == 0;
+  if (isThere && !S_ISREG(status.st_mode)) {
+    // Renaming over a device such as /dev/null, or over a link to one, would turn it into a plain file.
     fail(S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP, "cannot replace ", path);
   }
   const std::size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   removeStaleTemporaries(directory, temporaryStart(path).substr(slash + 1));
 
+  const bool keepsMode = access == Access::usual && isThere;
+  mode_t mode = access == Access::usual ? 0666 : 0600;
+  if (keepsMode) {
+    mode = static_cast<mode_t>(status.st_mode & 0777U);
+  }
   Temporary temporary(path, mode);
+  if (keepsMode) {
+    temporary.setMode(mode);
+  }
   produce([&](std::string_view bytes) { temporary.append(bytes); });
   return temporary.replaceTarget();
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
 #include <tuple>
 #include <utility>
@@ -249,6 +250,57 @@ std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::s
 
 std::error_code listingError(const std::string& directory) {
   return codeOf(Listing(directory).error());
+}
+
+std::string target(const std::string& path) {
+  namespace fs = std::filesystem;
+  constexpr int kMostLinks = 40;
+  fs::path now = path;
+  for (int i = 0; i < kMostLinks && canBePath(path); ++i) {
+    std::error_code error;
+    now = fs::absolute(now, error);
+    now = error ? now : fs::weakly_canonical(now, error);
+    if (error) {
+      break;
+    }
+    if (!fs::is_symlink(fs::symlink_status(now, error))) {
+      return std::string(withoutTrailingSlashes(now.native()));
+    }
+    now = now.parent_path() / fs::read_symlink(now, error);  // a dangling link
+  }
+  return path;
+}
+
+bool isWithin(const std::string& path, const std::vector<std::string>& directories) {
+  std::vector<struct stat> existing;  // compared by file number, since one directory can have several paths
+  std::vector<std::string> missing;
+  for (const std::string& directory : directories) {
+    struct stat status {};
+    if (look(directory, status)) {
+      existing.push_back(status);
+    } else {
+      missing.push_back(target(directory));
+    }
+  }
+  const auto isOne = [&](const std::string& at) {
+    struct stat status {};
+    const bool isThere = look(at, status);
+    return std::ranges::find(missing, at) != missing.end() ||
+           std::ranges::any_of(existing, [&](const struct stat& other) {
+             return isThere && other.st_dev == status.st_dev && other.st_ino == status.st_ino;
+           });
+  };
+  const std::string places[] = {target(path), target(std::string(withoutLastComponent(path)))};
+  return std::ranges::any_of(places, [&](std::string at) {
+    while (!isOne(at)) {
+      std::string above(withoutLastComponent(at));
+      if (above == at) {
+        return false;
+      }
+      at = std::move(above);
+    }
+    return true;
+  });
 }
 
 std::optional<std::vector<std::string>> entryNames(const std::string& directory) {

@@ -56,6 +56,14 @@ std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::s
 /// Why a directory cannot be opened for listing; false as a condition when it can.
 std::error_code listingError(const std::string& directory);
 
+/// The absolute path of the file or directory that `path` leads to, without links, "." and "..". What does
+/// not exist keeps its name; a dangling link leads to what it names. `path` itself when this cannot be told.
+std::string target(const std::string& path);
+
+/// Whether `path` lies in one of these directories, at any depth, or leads there: the file itself, or what it
+/// leads to when it is a link. Neither it nor they need exist.
+bool isWithin(const std::string& path, const std::vector<std::string>& directories);
+
 /// Names of the entries of a directory, unsorted, without "." and ".."; absent when it cannot be listed.
 std::optional<std::vector<std::string>> entryNames(const std::string& directory);
 

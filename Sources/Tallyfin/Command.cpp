@@ -18,6 +18,7 @@ int runLine(const std::vector<std::string>& arguments, Environment environment, 
     return print(*line.text, console);
   }
   environment = withOptions(std::move(environment), line.arguments);
+  requireCacheOrNothing(environment, line.arguments);
   if (const std::optional<std::string> note = environment.zoneNote()) {
     tell(*note, console);
   }

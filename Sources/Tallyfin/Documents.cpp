@@ -30,33 +30,55 @@ struct Account {
 // fails before the transcripts are read.
 class Destination {
  public:
-  // A path that ends in a slash or is a folder means a folder; so does a name without an extension.
-  Destination(const std::optional<std::string>& path, bool isFolder) : path_(path) {
+  // A path that ends in a slash or is a folder means a folder; so does a name without an extension, unless it
+  // is that of a link to a name with one. The call must outlive the destination.
+  Destination(const Call& call, bool isFolder) : call_(call), path_(call.arguments.text("out")) {
     if (!path_) {
       return;
     }
-    const std::string_view name = Files::lastComponent(*path_);
-    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(*path_) ||
-                Files::withoutExtension(name) == name;
-    const std::string folder = isFolder_ ? *path_ : std::string(Files::withoutLastComponent(*path_));
-    if (const std::error_code error = folder.empty() ? std::error_code() : Files::createDirectories(folder)) {
+    if (path_->empty()) {
+      throw UsageError("--out needs the path of a folder or a file");
+    }
+    const std::string place = placeOf(*path_);
+    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(place) ||
+                (!hasExtension(*path_) && !hasExtension(place));
+    const std::string folder = isFolder_ ? place : std::string(Files::withoutLastComponent(place));
+    if (const std::error_code error = Files::createDirectories(folder)) {
       throw std::system_error(error, concat("cannot make the folder \"", folder, "\""));
     }
   }
 
   // To standard output without a path; otherwise prints where the document is.
-  int write(const std::string& name, std::string_view document, const Console& console) const {
+  int write(const std::string& name, std::string_view document) const {
     if (!path_) {
-      return print(document, console);
+      return print(document, call_.console);
     }
-    constexpr unsigned kReadableByAll = 0666;  // less what the user's mask takes away, as for any report
     const std::string path = isFolder_ ? concat(*path_, path_->ends_with('/') ? "" : "/", name) : *path_;
     AtomicFile::replace(
-        path, [&](AtomicFile::Output out) { out(document); }, kReadableByAll);
-    return print(concat(path, "\n"), console);
+        placeOf(path), [&](AtomicFile::Output out) { out(document); }, AtomicFile::Access::usual);
+    return print(concat(path, "\n"), call_.console);
   }
 
  private:
+  static bool hasExtension(std::string_view path) {
+    const std::string_view name = Files::lastComponent(path);
+    return Files::withoutExtension(name) != name;
+  }
+
+  // What a path leads to. Throws UsageError when nothing may be written there.
+  std::string placeOf(const std::string& path) const {
+    std::string place = Files::target(path);
+    if (const std::optional<std::string> reason = whyNotWritable(place, call_.environment)) {
+      throw UsageError(concat("--out: ", *reason));
+    }
+    if (const auto found = Files::attributes(place);
+        found && !found->isRegular && !Files::isDirectory(place)) {
+      throw UsageError(concat("--out: \"", path, "\" is neither a folder nor a plain file"));
+    }
+    return place;
+  }
+
+  const Call& call_;
   std::optional<std::string> path_;
   bool isFolder_ = false;
 };
@@ -137,7 +159,7 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
     throw UsageError("--all writes several files: it needs --out FOLDER");
   }
   const Days days = daysOf(call, "all");
-  const Destination destination(call.arguments.text("out"), isAll);
+  const Destination destination(call, isAll);
   return withTranscripts(call, [&](DataSource& data) {
     const Account account =
         accountOf(call, days, data, isAll ? std::vector(allAxes.begin(), allAxes.end()) : axes);
@@ -145,7 +167,7 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
       tellLimit(account, one, call.console);
       return destination.write(
           Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options, kind.extension),
-          kind.make(account.report, one, account.options), call.console);
+          kind.make(account.report, one, account.options));
     };
     if (!isAll) {
       return write(axes.front());
@@ -177,15 +199,14 @@ struct Kind {
 
 int exportWhole(const Call& call, const Kind& kind) {
   const Days days = daysOf(call, "all");
-  const Destination destination(call.arguments.text("out"), false);
+  const Destination destination(call, false);
   return withTranscripts(call, [&](DataSource& data) {
     std::vector<Axis> axes = axesOf(call.arguments, "axes");
     if (axes.empty()) {
       axes = {Axis::project, Axis::agent, Axis::model};
     }
     const Account account = accountOf(call, days, data, std::move(axes));
-    return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data),
-                             call.console);
+    return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data));
   });
 }
 

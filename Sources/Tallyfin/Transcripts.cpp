@@ -8,9 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 namespace tallyfin::Command {
@@ -20,14 +18,6 @@ std::atomic<bool> isOnTerminal = false;
 
 std::string homeDirectory(const Environment& environment) {
   return environment.expanded(environment.tallyfinHome).value_or(environment.home);
-}
-
-// The directory without links, "." and "..", so that different spellings of it are equal; as given when that
-// fails.
-std::string spelled(const std::string& directory) {
-  std::error_code error;
-  const std::filesystem::path path = std::filesystem::weakly_canonical(directory, error);
-  return error ? directory : path.string();
 }
 
 // FNV-1a: the same on every machine and in every version.
@@ -49,18 +39,30 @@ std::string places(const std::vector<SourceHome>& homes) {
 Environment withOptions(Environment environment, const Arguments& arguments) {
   const std::optional<std::string> home = arguments.text("home");
   const std::optional<std::string> cache = arguments.text("cache");
-  const std::string usual = spelled(homeDirectory(environment));
-  if (home) {
-    environment.tallyfinHome = home;
+  const std::string usual = Files::target(homeDirectory(environment));
+  const std::string chosen =
+      home ? Files::target(environment.expanded(home).value_or(environment.home)) : usual;
+  const bool isOther = chosen != usual;
+  if (isOther) {
+    // A cache knows transcripts by their paths, which must begin alike however the home is spelled.
+    environment.tallyfinHome = chosen;
   }
-  const std::string chosen = spelled(homeDirectory(environment));
   if (cache && !cache->empty()) {
-    environment.tallyfinCachePath = cache;
-  } else if (chosen != usual && Files::isDirectory(chosen)) {
+    environment.tallyfinCachePath = Files::target(*environment.expanded(cache));
+  } else if (isOther) {
     environment.tallyfinCachePath = concat(Files::withoutLastComponent(cacheLocation(environment)),
                                            absl::StrFormat("/home-%016x.bin", hashOf(chosen)));
   }
   return environment;
+}
+
+void requireCacheOrNothing(const Environment& environment, const Arguments& arguments) {
+  if (arguments.text("cache").value_or("").empty()) {
+    return;
+  }
+  if (const std::string path = cacheLocation(environment); ScanCache::isOccupied(path)) {
+    throw UsageError(concat("--cache: \"", path, "\" is no cache and is not replaced by one"));
+  }
 }
 
 void requireHome(const Environment& environment) {

@@ -13,8 +13,13 @@
 namespace tallyfin::Command {
 
 /// The environment with the options --home and --cache in it. With --home alone the cache is another file
-/// beside the usual one, so that reading another home does not replace what the usual one holds.
+/// beside the usual one, so that reading another home does not replace what the usual one holds. All
+/// spellings of one directory give the same paths. --cache names the file that a link leads to.
 Environment withOptions(Environment environment, const Arguments& arguments);
+
+/// Throws UsageError when the option --cache names something that is no cache, which saving would replace.
+/// `environment` is what `withOptions` gave.
+void requireCacheOrNothing(const Environment& environment, const Arguments& arguments);
 
 /// Throws std::runtime_error, with the places that were looked at, when there is no home directory or it
 /// cannot be opened, for one because no descriptor is left. One without permission passes: folders in it may

@@ -12,6 +12,7 @@
 void printProjects(const tallyfin::Environment& machine) {  // in an application: Environment::ofProcess()
   using namespace tallyfin;
   ScanCache cache(cacheLocation(machine));
+  cache.makeFolder();
   cache.load();
   const auto [scan, stats] = cache.refresh(sourceHomes(machine), machine.now);
   cache.save();  // throws std::system_error where it cannot write

@@ -103,6 +103,26 @@ TEST_F(ProcessTest, ReportsAreFilesAsTheUserWantsThemAndReplaceOldOnes) {
   EXPECT_THAT(home_.read("old"), testing::StartsWith("section"))
       << "who has the old file open keeps it whole";
   EXPECT_EQ(shell("test \"$(ls -A reports)\" = tallyfin-provenance-x.csv"), 0) << "nothing is left behind";
+  EXPECT_EQ(
+      shell("chmod 666 old; ln -s old link.csv; ln -s new.csv dangling; umask 077; for at in link.csv "
+            "dangling; do \"$T\" export csv --axis day --out $at || exit 9; done > out; test -L link.csv "
+            "&& test -L dangling && test -s new.csv && test \"$(ls -l old | cut -c-10)\" = -rw-rw-rw-"),
+      0);
+  EXPECT_THAT(home_.read("old"), testing::StartsWith("axis,"));
+  EXPECT_EQ(shell("mkfifo pipe.csv; timeout 5 \"$T\" export csv --axis day --out pipe.csv 2> err"), 2);
+  EXPECT_EQ(shell("mkfifo pipe; timeout 5 \"$T\" --cache pipe 2> err"), 2);
+  EXPECT_EQ(shell("\"$T\" --cache /dev/stdout | cat > out; test ! -s out && test -L /dev/stdout"), 0);
+}
+
+TEST_F(ProcessTest, AllSpellingsOfAHomeShareACache) {
+  EXPECT_EQ(shell("ln -s . home; mkdir below; for home in . home \"$HOME/\" '~' below/..; do \"$T\" sources "
+                  "--home \"$home\" --cache c; done > out"),
+            0);
+  EXPECT_EQ(shell("test $(grep -c ' 1 unchanged' out) -eq 4"), 0) << home_.read("out");
+  EXPECT_EQ(shell("mkdir other; cp -r .claude other; ln -s other link; for home in other link ./other; do "
+                  "\"$T\" sources --home $home; done > out; test $(grep -c ' 1 unchanged' out) -eq 2"),
+            0)
+      << home_.read("out");
 }
 
 TEST_F(ProcessTest, OtherProgramsReadTheTables) {

@@ -233,6 +233,26 @@ TEST_F(Refresh, AFileCutBackBelowWhatWasReadIsReadAgain) {
   expectSame(result, fullScan());
 }
 
+// A removed file's number may go to a directory that gets its name.
+TEST_F(Refresh, WhatIsNoPlainFileAnyMoreKeepsNothing) {
+  home.write(kA, rawLine(1).text());
+  refresh();
+  FileState state = *cache.recordsPerFile()[0].state;
+  home.remove(kA);
+  const TranscriptFile file{home.makeDirectory(kA), InternedText("home"), Files::attributes(home.path(kA))};
+  state.inode = file.attributes->number;
+  state.mtime = file.attributes->modified;
+  for (const std::uint64_t size : {file.attributes->size, file.attributes->size / 2}) {
+    state.size = size;
+    FileReading reading{.file = &file, .before = std::make_shared<const FileState>(state)};
+    read({&reading, 1}, 1);
+    EXPECT_TRUE(reading.hasFailed);
+    EXPECT_EQ(reading.change, FileChange::rewound);
+    EXPECT_EQ(reading.now->records.size(), 0U);
+    EXPECT_EQ(reading.seen.usageLinesSeen, 0);
+  }
+}
+
 // The larger file is read first; meanwhile another takes the name of one that was looked at.
 TEST_F(Refresh, WhatCountsIsTheFileThatIsRead) {
   home.write(kA, rawLine(1).text());

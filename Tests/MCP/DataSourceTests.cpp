@@ -16,6 +16,10 @@
 namespace tallyfin {
 namespace {
 
+using testing::ElementsAre;
+using testing::Optional;
+using testing::UnorderedElementsAre;
+
 const std::string transcript = ".claude/projects/p/one.jsonl";
 
 class DataSourceTest : public testing::Test {
@@ -76,6 +80,28 @@ TEST_F(DataSourceTest, VariablesMoveTranscriptsAndCacheButNotTheHome) {
   environment.tallyfinCachePath = "";
   EXPECT_EQ(DataSource(environment).cache().cachePath(),
             ScanCache::defaultPath(Files::applicationSupportDirectory(machine_.home.path())));
+}
+
+TEST_F(DataSourceTest, NothingIsWrittenAmongTranscripts) {
+  addRequest("m1");
+  machine_.home.link("link", machine_.home.path(".claude/projects/p"));
+  machine_.home.link("rosters", machine_.home.path(".claude-work/teams"));
+  machine_.home.link(".claude/teams/cache.bin", machine_.home.path("outside.bin"));
+  Environment environment = machine_.environment();
+  for (const char* place :
+       {"link/cache.bin", "link/below/../../one", ".claude/projects/new/../../cache.bin",
+        ".claude-yahoo/teams/cache.bin", "rosters/cache.bin", ".claude/teams/cache.bin"}) {
+    environment.tallyfinCachePath = machine_.home.path(place);
+    DataSource data(environment);
+    EXPECT_EQ(data.report(Period::all()).total.requests, 1);
+    data.finishSaving();
+    EXPECT_NE(data.savingError(), "") << place;
+  }
+  EXPECT_THAT(Files::entryNames(machine_.home.path(".claude/projects")), Optional(ElementsAre("p")));
+  EXPECT_THAT(Files::entryNames(machine_.home.path(".claude/projects/p")),
+              Optional(ElementsAre("one.jsonl")));
+  EXPECT_THAT(Files::entryNames(machine_.home.path()),
+              Optional(UnorderedElementsAre(".claude", "link", "rosters")));
 }
 
 TEST_F(DataSourceTest, ALookThatFailsIsTakenAgain) {

@@ -253,7 +253,10 @@ TEST_F(ReplaceTests, AFailureNamesThePathAndLeavesTheOldFileAlone) {
   const std::string missing = home.path("missing/cache.bin");
   EXPECT_THAT(failure(missing), HasSubstr(missing));
   EXPECT_THAT(failure(home.path("a\0b"s)), HasSubstr(home.path("a")));
-  for (const std::string& special : {home.makeDirectory("directory"), makeFifo("fifo")}) {
+  home.makeDirectory("directory");
+  makeFifo("fifo");
+  home.link("link", "fifo");
+  for (const std::string& special : {home.path("directory"), home.path("fifo"), home.path("link")}) {
     EXPECT_THAT(failure(special), HasSubstr(special));
   }
   const std::string path = home.write("cache.bin", "old");
@@ -264,7 +267,7 @@ TEST_F(ReplaceTests, AFailureNamesThePathAndLeavesTheOldFileAlone) {
   }
   std::signal(SIGXFSZ, before);
   EXPECT_EQ(home.read("cache.bin"), "old");
-  EXPECT_THAT(names(), UnorderedElementsAre("directory", "fifo", "cache.bin"));
+  EXPECT_THAT(names(), UnorderedElementsAre("directory", "fifo", "link", "cache.bin"));
   EXPECT_THAT(Files::entryNames(home.path("directory")), Optional(IsEmpty()));
 }
 

@@ -23,7 +23,13 @@ DataSource::DataSource(Environment environment)
       homes_(sourceHomes(environment_)),
       cache_(cacheLocation(environment_)),
       aggregator_(environment_.calendar, ProjectResolver(environment_.home, true),
-                  PriceList::of(environment_)) {}
+                  PriceList::of(environment_)),
+      savingError_(whyNotWritable(cache_.cachePath(), environment_).value_or("")),
+      usesCache_(savingError_.empty()) {
+  if (usesCache_) {
+    cache_.makeFolder();
+  }
+}
 
 const RefreshStats& DataSource::ensureFresh() {
   // A clock that was set back gives a negative age: no refresh until it has caught up.
@@ -42,7 +48,7 @@ const RefreshStats& DataSource::ensureFresh() {
     });
   }
   const auto looked = [this] { startSaving(); };
-  ScanCache::Refreshed refreshed = lastRefresh_
+  ScanCache::Refreshed refreshed = lastRefresh_ || !usesCache_
                                        ? cache_.refresh(homes_, environment_.now, looked, progress_)
                                        : cache_.loadAndRefresh(homes_, environment_.now, looked, progress_);
   if (roster.valid()) {
@@ -61,8 +67,10 @@ const RefreshStats& DataSource::ensureFresh() {
 void DataSource::startSaving() {
   saving_ = std::async(onTheSide(), [this] {
     try {
-      cache_.save();
-      savingError_.clear();
+      if (usesCache_) {
+        cache_.save();
+        savingError_.clear();
+      }
     } catch (const std::exception& error) {  // the answer is in memory; the next refresh tries again
       savingError_ = error.what();
     }

@@ -21,8 +21,8 @@ namespace tallyfin {
 
 class DataSource {
  public:
-  /// Reads the own prices, but no transcript and no cache; makes the folder of a given cache path. Empty
-  /// variables count as unset.
+  /// Reads the own prices, but no transcript and no cache; makes the folder of the cache. Empty variables
+  /// count as unset. A cache that would lie among the transcripts is neither read nor written.
   explicit DataSource(Environment environment);
 
   /// Sets the function that is told how far a read is, from the next read on.
@@ -39,7 +39,7 @@ class DataSource {
   void finishSaving();
 
   /// Why the cache file could not be written the last time; empty when that succeeded, or before the first
-  /// time.
+  /// time unless it is never written.
   const std::string& savingError() const { return savingError_; }
 
   /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds
@@ -81,6 +81,7 @@ class DataSource {
   bool rosterLoaded_ = false;
   ReadProgress progress_;
   std::string savingError_;   // read when nothing is being saved
+  bool usesCache_;            // false: its file is neither read nor written
   std::future<void> saving_;  // ends before the cache does
 };
 

@@ -27,7 +27,6 @@
 namespace tallyfin {
 namespace {
 
-constexpr std::string_view kMagic = "TFC1";
 // More than the table of strings has room for: almost five million requests. A larger file is not used: the
 // transcripts are read again.
 constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;  // bytes
@@ -166,7 +165,8 @@ class Writer {
 // version.
 std::optional<BinaryReader> readerOf(const PlainFile& file) {
   BinaryReader reader(file);
-  const bool isOurs = reader.bytesLeft() > kMagic.size() + 1 && reader.readBytes(kMagic.size()) == kMagic &&
+  const bool isOurs = reader.bytesLeft() > ScanCache::magic.size() + 1 &&
+                      reader.readBytes(ScanCache::magic.size()) == ScanCache::magic &&
                       reader.readUInt() == ScanCache::formatVersion;
   return isOurs ? std::optional(std::move(reader)) : std::nullopt;
 }
@@ -428,7 +428,7 @@ void ScanCache::save() {
     }
   }
   Writer writer(*files);
-  std::string header(kMagic);
+  std::string header(magic);
   header.push_back(static_cast<char>(formatVersion));
   const FileAttributes written =
       AtomicFile::replace(path_, [&](AtomicFile::Output out) { writer.finish(header, out, threads_); });

@@ -1,5 +1,7 @@
 #include "TallyfinCore/Cache/ScanCache.hpp"
 
+#include "Platform/Concat.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Parallel.hpp"
@@ -7,6 +9,8 @@
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <filesystem>
 #include <future>
 #include <optional>
@@ -98,9 +102,25 @@ Estimate<double> RefreshStats::savedFraction() const {
 ScanCache::ScanCache(std::string path, std::size_t threads) : path_(std::move(path)), threads_(threads) {}
 
 std::string ScanCache::defaultPath(const std::string& applicationSupport) {
-  const std::string folder = applicationSupport + "/" + folderName;
-  Files::createDirectories(folder);  // a failure shows when saving fails
-  return folder + "/" + fileName;
+  return concat(applicationSupport, "/", folderName, "/", fileName);
+}
+
+bool ScanCache::isOccupied(const std::string& path) {
+  std::error_code unknown;  // then `save` tells what is wrong with the path
+  if (!std::filesystem::exists(std::filesystem::symlink_status(path, unknown))) {
+    return false;
+  }
+  const PlainFile file(path);
+  std::array<char, magic.size()> start{};
+  const std::ptrdiff_t count = file.isOpen() ? file.read(start.data(), start.size(), 0) : -1;
+  return count < 0 || (count > 0 && std::string_view(start.data(), static_cast<std::size_t>(count)) != magic);
+}
+
+void ScanCache::makeFolder() const {
+  // Resolved first, so that no folder is made which a later ".." leaves again.
+  if (const std::string_view folder = Files::withoutLastComponent(path_); !folder.empty()) {
+    Files::createDirectories(Files::target(std::string(folder)));
+  }
 }
 
 std::string cacheLocation(const Environment& environment) {
@@ -110,11 +130,7 @@ std::string cacheLocation(const Environment& environment) {
   }
   std::error_code error;
   const std::filesystem::path absolute = std::filesystem::absolute(*given, error);
-  std::string path = error ? *given : absolute.string();
-  if (const std::string_view folder = Files::withoutLastComponent(path); !folder.empty()) {
-    Files::createDirectories(std::string(folder));
-  }
-  return path;
+  return error ? *given : absolute.string();
 }
 
 ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,

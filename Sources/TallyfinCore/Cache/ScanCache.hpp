@@ -26,6 +26,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tallyfin {
@@ -51,8 +52,7 @@ struct RefreshStats {
 void sortByPath(std::vector<FileProvenance>& files);
 
 /// Where the cache file lies: TALLYFIN_CACHE_PATH, with its tilde expanded and made absolute, or the default
-/// place. Makes the folder; when that fails the path is given all the same: a cache that cannot be saved only
-/// makes the next start slower.
+/// place.
 std::string cacheLocation(const Environment& environment);
 
 /// The cache in memory and its file. Safe from any thread; of two refreshes at once, the result of the one
@@ -61,18 +61,29 @@ class ScanCache {
  public:
   static constexpr std::uint64_t formatVersion = 2;
 
+  /// What a cache file of any version begins with.
+  static constexpr std::string_view magic = "TFC1";
+
   /// The name of the file in its folder, and that folder below the application-support directory.
   static constexpr const char* fileName = "scan-cache.v2.bin";
   static constexpr const char* folderName = "net.quillpond.tallyfin";
 
-  /// `path` is where the cache file lies. Nothing is read before `load`, and no folder is made at any time:
-  /// `cacheLocation` and `defaultPath` do that. Transcripts are read on at most `threads` threads.
+  /// `path` is where the cache file lies. Nothing is read before `load`, and no folder is made before
+  /// `makeFolder`. Transcripts are read on at most `threads` threads.
   explicit ScanCache(std::string path, std::size_t threads = processors());
 
-  /// The default place below an application-support directory; makes the folder, ignoring a failure.
+  /// The default place below an application-support directory.
   static std::string defaultPath(const std::string& applicationSupport);
 
+  /// Whether something lies at `path` that is neither a cache, of whatever version and state, nor an empty
+  /// file. What cannot be read counts as no cache.
+  static bool isOccupied(const std::string& path);
+
   const std::string& cachePath() const { return path_; }
+
+  /// Makes the folder of the cache file with its missing parents. A failure is ignored: it shows when saving
+  /// fails.
+  void makeFolder() const;
 
   /// Replaces what is known by the file's content; false, and nothing changed, when the file is missing,
   /// foreign, of another version, cut off or damaged.

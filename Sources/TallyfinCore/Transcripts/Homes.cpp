@@ -1,8 +1,10 @@
 #include "TallyfinCore/Transcripts/Homes.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -19,6 +21,21 @@ std::vector<SourceHome> SourceHome::defaults(const std::string& home) {
 
 std::vector<SourceHome> sourceHomes(const Environment& environment) {
   return SourceHome::defaults(environment.expanded(environment.tallyfinHome).value_or(environment.home));
+}
+
+std::optional<std::string> whyNotWritable(const std::string& path, const Environment& environment) {
+  std::vector<SourceHome> homes = sourceHomes(environment);
+  if (environment.tallyfinHome) {
+    std::ranges::move(SourceHome::defaults(environment.home), std::back_inserter(homes));
+  }
+  std::vector<std::string> folders;
+  for (const SourceHome& home : homes) {
+    folders.insert(folders.end(), {home.projectsPath, home.teamsPath});
+  }
+  if (!Files::isWithin(path, folders)) {
+    return std::nullopt;
+  }
+  return concat("\"", path, "\" lies in a folder of transcripts or rosters, where nothing is written");
 }
 
 namespace Scanner {

@@ -32,6 +32,10 @@ struct SourceHome {
 /// leading tilde is expanded.
 std::vector<SourceHome> sourceHomes(const Environment& environment);
 
+/// Why no file may be written at `path`: links followed, it leads into the `projects` or `teams` folder of a
+/// home below TALLYFIN_HOME or the user's home. Absent anywhere else.
+std::optional<std::string> whyNotWritable(const std::string& path, const Environment& environment);
+
 /// One transcript to read: its path and the name of its home. The position in the listing is its rank.
 struct TranscriptFile {
   std::string path;

@@ -29,7 +29,9 @@ FileChange classify(const FileState* before, const FileAttributes& now) {
   }
   // Shorter than at the last look, or than what was read of it: the file was cut back or replaced.
   const bool isShorter = now.size < before->size || before->consumed > before->size;
-  if (now.number != before->inode || isShorter || before->mtime - kTolerance > now.modified) {
+  // A directory, say, can get the number of a removed file. The requests of that file no longer count.
+  const bool isGone = !now.isRegular && (before->consumed > 0 || before->records.size() > 0);
+  if (isGone || now.number != before->inode || isShorter || before->mtime - kTolerance > now.modified) {
     return FileChange::rewound;
   }
   return now.size == before->size && now.modified <= before->mtime + kTolerance ? FileChange::unchanged
