@@ -1,5 +1,7 @@
 #include "TallyfinMCP/Arguments.hpp"
 
+#include <utility>
+
 namespace tallyfin {
 namespace {
 
@@ -39,8 +41,10 @@ Arguments::Arguments(const std::vector<ToolArgument>& known, const JsonValue& gi
   for (const ToolArgument& argument : known) {
     const JsonValue* const member = given.member(argument.name);
     ToolArgument::Value value = member != nullptr ? decoded(argument.type, *member) : ToolArgument::Value();
-    const bool isAbsent = std::holds_alternative<std::monostate>(value);
-    values_.emplace(argument.name, isAbsent ? argument.fallback : std::move(value));
+    if (std::holds_alternative<std::monostate>(value)) {
+      value = argument.fallback;
+    }
+    values_.emplace(argument.name, std::move(value));
   }
 }
 

@@ -92,7 +92,8 @@ std::string_view rawValue(RangePreset preset) {
 }
 
 std::optional<RangePreset> rangePreset(std::string_view text) {
-  const auto found = std::ranges::find(allRangePresets, text, rawValue);
+  const auto found =
+      std::ranges::find(allRangePresets, text, [](RangePreset preset) { return rawValue(preset); });
   return found == allRangePresets.end() ? std::nullopt : std::optional(*found);
 }
 

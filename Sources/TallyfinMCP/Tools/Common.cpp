@@ -6,7 +6,6 @@
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
-#include <ranges>
 
 namespace tallyfin::Tools {
 namespace {
@@ -110,9 +109,10 @@ Rows rowsOf(const Ranking<InternedText>& keys) {
 
 Rows dayRows(const Report& report, const Calendar& calendar) {
   Rows rows;
-  for (const auto& [day, bucket] : inOrder(report.byDay()) | std::views::reverse) {
+  for (const auto& [day, bucket] : inOrder(report.byDay())) {
     rows.emplace_back(calendar.formatDay(day), bucket);
   }
+  std::ranges::reverse(rows);
   return rows;
 }
 

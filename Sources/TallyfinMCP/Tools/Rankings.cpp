@@ -63,6 +63,7 @@ std::string labelDecision(const std::set<Provenance>& labelReasons) {
     return {};
   }
   std::vector<std::string> reasons;
+  reasons.reserve(labelReasons.size());
   for (const Provenance reason : labelReasons) {
     reasons.emplace_back(text(reason));
   }

@@ -31,7 +31,7 @@ std::string pickOne(const Refusal& refusal) {
                   std::to_string(names->candidates.size()), isSession ? " sessions" : " agents",
                   " — pick one:", listed(*names));
   }
-  const NoSuchName& name = std::get<NoSuchName>(refusal);
+  const auto& name = std::get<NoSuchName>(refusal);
   return name.kind == NameKind::session
              ? concat("No session starts with “", name.text,
                       "”. See `tally_cost` with `by: \"session\"` for the real ids.")
