@@ -85,7 +85,7 @@ std::string wordsOf(const Refusal& refusal) {
                                                       "”. See `tally_top_projects` with `period: \"all\"`.")
                                              : concat("No session starts with “", name->text, "”.");
   }
-  const SeveralNames& names = std::get<SeveralNames>(refusal);
+  const auto& names = std::get<SeveralNames>(refusal);
   const std::string count = std::to_string(names.candidates.size());
   return names.kind == NameKind::agent
              ? concat("“", names.text, "” matches ", count,

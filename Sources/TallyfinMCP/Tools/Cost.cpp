@@ -44,6 +44,7 @@ const Breakdown& breakdownBy(const std::string& axis) {
 Rows labelled(const std::vector<Entry>& entries, Axis axis) {
   constexpr std::size_t kSessionLetters = 12;
   Rows rows;
+  rows.reserve(entries.size());
   for (const Entry& entry : entries) {
     rows.emplace_back(entry.agent             ? R::shortAgent(*entry.agent)
                       : axis == Axis::session ? std::string(Text::prefix(entry.label, kSessionLetters))
