@@ -21,9 +21,9 @@ Environment withOptions(Environment environment, const Arguments& arguments);
 /// `environment` is what `withOptions` gave.
 void requireCacheOrNothing(const Environment& environment, const Arguments& arguments);
 
-/// Throws std::runtime_error, with the places that were looked at, when there is no home directory or it
-/// cannot be opened, for one because no descriptor is left. One without permission passes: folders in it may
-/// have it.
+/// Throws std::runtime_error when there is no home directory, with the places that were looked at, or when it
+/// cannot be opened, for example because no descriptor is left. A home that may not be listed is accepted,
+/// since the folders in it may be readable.
 void requireHome(const Environment& environment);
 
 /// Tells which folders could not be listed and why: the first ten, and how many more.

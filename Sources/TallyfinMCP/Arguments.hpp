@@ -26,7 +26,7 @@ struct ToolArgument {
   Value fallback = {};                  ///< empty: none
   std::vector<std::string> words = {};  ///< the accepted words, where these are few
   bool isRequired = false;
-  bool isListed = true;  ///< whether clients are told of it; tools read it all the same
+  bool isListed = true;  ///< false: the tool reads it, but `tools/list` leaves it out
 };
 
 /// The name of the type in a JSON schema.

@@ -38,8 +38,8 @@ class DataSource {
   /// answer leaves, so that nothing is lost when the client kills the server after it.
   void finishSaving();
 
-  /// Why the cache file could not be written the last time; empty when that succeeded, or before the first
-  /// time unless it is never written.
+  /// Why the cache file could not be written the last time; empty when that succeeded, and before the first
+  /// time. When the file is never written, the reason, from the start on.
   const std::string& savingError() const { return savingError_; }
 
   /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds

@@ -35,7 +35,7 @@ bool isGiven(const std::optional<std::string>& word) {
   return word && !word->empty();
 }
 
-// Looks a word up, if it is given, and keeps the key. Gives the refusal.
+// Looks up a word, if it is given, and stores its key. Returns the refusal, if any.
 template <typename Key>
 std::optional<Refusal> keep(std::optional<Key>& key, const std::optional<std::string>& word,
                             Answered<Key> (*resolve)(const std::string&, const Report&), const Report& wide) {

@@ -39,7 +39,7 @@ bool beginsWith(const std::string& text, const std::string& start) {
   return start.size() <= text.size() && Text::hasPrefix(text, start);
 }
 
-// A key with its bucket, which has the key's figures.
+// Keys that match, with their figures.
 template <typename Key>
 using Hits = std::vector<std::pair<Key, const Bucket*>>;
 

@@ -82,8 +82,8 @@ Json rowOf(const Entry& entry, Axis axis, const Report& report, const Stamps& st
   return row;
 }
 
-// When no file was read the counters are not known, which is not 0. A folder that could not be listed is
-// known also then.
+// When no file was read the counters are unknown, which is not 0. Folders that could not be listed are known
+// even then.
 Json lossesOf(const ScanDiagnostics& seen) {
   const bool hasScanned = seen.filesScanned > 0;
   Json losses;

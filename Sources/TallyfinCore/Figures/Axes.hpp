@@ -49,8 +49,8 @@ std::string_view title(Axis axis);
 /// Whether its rows stand in order of time instead of cost.
 bool isChronological(Axis axis);
 
-/// The step that each of its rows is; absent for axes that are no steps of time. The hour of the day is none,
-/// since it folds all days.
+/// The step of time that a row covers; absent for other axes. The hour of the day is not a step, since it
+/// folds all days.
 std::optional<TimeStep> stepOf(Axis axis);
 
 /// Why a row stands under its key, where every row of the axis has the same reason; otherwise empty.

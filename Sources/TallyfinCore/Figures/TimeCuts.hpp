@@ -21,7 +21,7 @@ struct TimeShares {
   Bucket subagents;
 };
 
-/// The sums of a range, cut in these ways. The step is none of `block`.
+/// The sums of a range, cut in these ways. `step` is never `block`.
 struct TimeCuts {
   TimeStep step = TimeStep::day;
   Bucket main;                              ///< of the whole range

@@ -1,6 +1,6 @@
 #pragma once
 
-// The stretches that a time axis is cut into. The table in TimeSteps.cpp is the only list of them.
+// The stretches into which a time axis is cut. The table in TimeSteps.cpp is the only list of them.
 
 #include "Platform/Calendar.hpp"
 
@@ -18,7 +18,7 @@ enum class TimeStep : std::uint8_t { day, week, month, block };
 
 inline constexpr std::array allTimeSteps = {TimeStep::day, TimeStep::week, TimeStep::month, TimeStep::block};
 
-/// The start of the step that `time` falls in. For a block: where a block begins whose first request is made
+/// The start of the step that `time` falls in. For a block: the start of a block whose first request is made
 /// at `time`.
 TimePoint startOfStep(TimeStep step, TimePoint time, const Calendar& calendar);
 

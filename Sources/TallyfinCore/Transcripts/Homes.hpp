@@ -32,8 +32,8 @@ struct SourceHome {
 /// leading tilde is expanded.
 std::vector<SourceHome> sourceHomes(const Environment& environment);
 
-/// Why no file may be written at `path`: links followed, it leads into the `projects` or `teams` folder of a
-/// home below TALLYFIN_HOME or the user's home. Absent anywhere else.
+/// Why no file may be written at `path`; absent when one may. Nothing is written in the `projects` and
+/// `teams` folders of the homes below TALLYFIN_HOME and the user's home, nor through a link that leads there.
 std::optional<std::string> whyNotWritable(const std::string& path, const Environment& environment);
 
 /// One transcript to read: its path and the name of its home. The position in the listing is its rank.

@@ -106,8 +106,9 @@ std::string cost(DataSource& data, const Arguments& given) {
   if (total.requests > 0) {
     text += details(total, data.calendar());
   }
-  append(text, "\nBREAKDOWN BY ", absl::AsciiStrToUpper(std::string(rawValue(axis)).c_str()), "\n",
-         list(labelled(answer.rows, axis), empty));
+  std::string heading(rawValue(axis));
+  absl::AsciiStrToUpper(&heading);
+  append(text, "\nBREAKDOWN BY ", heading, "\n", list(labelled(answer.rows, axis), empty));
   if (axis != Axis::agent && total.requests > 0) {
     append(text, "\nWHO (top 5 agents over the same range)\n",
            list(rowsOf(answer.report->topAgents(5, true)), "no agent in range"));
