@@ -44,7 +44,6 @@ const Breakdown& breakdownBy(const std::string& axis) {
 Rows labelled(const std::vector<Entry>& entries, Axis axis) {
   constexpr std::size_t kSessionLetters = 12;
   Rows rows;
-  rows.reserve(entries.size());
   for (const Entry& entry : entries) {
     rows.emplace_back(entry.agent             ? R::shortAgent(*entry.agent)
                       : axis == Axis::session ? std::string(Text::prefix(entry.label, kSessionLetters))
@@ -77,6 +76,7 @@ std::string details(const Bucket& total, const Calendar& calendar) {
 
 std::vector<std::string> breakdownNames() {
   std::vector<std::string> names;
+  names.reserve(kBreakdowns.size());
   for (const Breakdown& one : kBreakdowns) {
     names.emplace_back(rawValue(one.axis));
   }
