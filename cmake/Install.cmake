@@ -5,7 +5,8 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS TallyfinMCP RUNTIME COMPONENT programs)
 install(FILES docs/man/TallyfinMCP.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
-install(FILES CHANGELOG.md README.md docs/EXPORTS.md docs/export.schema.json DESTINATION ${CMAKE_INSTALL_DOCDIR}
+install(FILES CHANGELOG.md README.md docs/COMMAND.md docs/EXPORTS.md docs/FAQ.md docs/PRICES.md docs/TOOLS.md
+  docs/export.schema.json DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT programs)
 if(TARGET tallyfin)
   install(TARGETS tallyfin RUNTIME COMPONENT programs)
