@@ -19,9 +19,9 @@ int runVerification(const Call& call) {
   requireHome(call.environment);
   ScanCache cache(cacheLocation(call.environment));
   if (!cache.load()) {
-    tell(concat("nothing to verify: the cache \"", cache.cachePath(), "\" ",
-                Files::exists(cache.cachePath()) ? "cannot be read, or is of another version or damaged"
-                                                 : "does not exist; any other command makes it"),
+    tell(concat("cannot verify: the cache \"", cache.cachePath(), "\" ",
+                Files::exists(cache.cachePath()) ? "cannot be read, is damaged or has another version"
+                                                 : "does not exist; any other command creates it"),
          call.console);
     return failed;
   }
@@ -76,10 +76,10 @@ int runPrices(const Call& call) {
 
 Subcommand prices() {
   return {.name = "prices",
-          .summary = "The prices in use, the models without one, and what to paste for these",
+          .summary = "The prices in use, the models without a price, and the lines that would add one",
           .options = {{.name = "check",
                        .value = "FILE",
-                       .help = "Only tell whether a file of own prices can be used, or why not",
+                       .help = "Check a file of own prices and say what is wrong with it",
                        .values = Values::file}},
           .examples = {"tallyfin prices --check ~/.config/net.quillpond.tallyfin/prices.json"},
           .run = runPrices};
@@ -87,7 +87,7 @@ Subcommand prices() {
 
 Subcommand verification() {
   return {.name = "verify",
-          .summary = "Compare the cache with a fresh read of what it claims",
+          .summary = "Compare the cache with a fresh read of the transcripts",
           .options = {},
           .examples = {"tallyfin verify"},
           .run = runVerification};
@@ -95,7 +95,7 @@ Subcommand verification() {
 
 Subcommand scan() {
   return {.name = "scan",
-          .summary = "Read every transcript from scratch and time it",
+          .summary = "Read all transcripts without the cache and show the time",
           .options = {{.name = "serial", .value = "", .help = "Use one processor only"}},
           .examples = {"tallyfin scan"},
           .run = runScan};

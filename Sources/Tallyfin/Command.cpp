@@ -37,9 +37,7 @@ int run(const std::vector<std::string>& arguments, Environment environment, cons
     }
     return runLine(arguments, std::move(environment), console);
   } catch (const UsageError& error) {
-    tell(concat(error.what(),
-                "\ntallyfin: `tallyfin help` tells the commands, `tallyfin help COMMAND` the options of one"),
-         console);
+    tell(error.what(), console);
     return wrongUsage;
   } catch (const std::exception& error) {
     tell(error.what(), console);

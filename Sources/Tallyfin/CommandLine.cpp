@@ -35,6 +35,9 @@ class Parser {
 
   std::string help() const { return app_.help(); }
 
+  // The end of a message that does not say itself what is accepted.
+  std::string seeHelp() const { return concat("; see `tallyfin help ", subcommand_.name, "`"); }
+
   // Throws CLI::ParseError, UsageError.
   Arguments parse(const std::vector<std::string>& words) {
     std::vector<std::string> backwards = apart(words);
@@ -91,7 +94,7 @@ class Parser {
 
   [[noreturn]] void refuse(const std::string& word) const {
     if (!word.starts_with('-')) {
-      throw UsageError(concat("`", subcommand_.name, "` has no use for \"", word, "\""));
+      throw UsageError(concat("`", subcommand_.name, "` takes no argument \"", word, "\"", seeHelp()));
     }
     std::vector<std::string> known = {"--help"};
     for (const auto& [option, parsed] : added_) {
@@ -99,7 +102,7 @@ class Parser {
     }
     const std::string meant = nearest(word.substr(0, word.find('=')), known);
     throw UsageError(concat("`", subcommand_.name, "` has no option ", word,
-                            meant.empty() ? "" : concat("; did you mean ", meant, "?")));
+                            meant.empty() ? seeHelp() : concat("; did you mean ", meant, "?")));
   }
 
   // The word of a list that a text means, whatever its letter case.
@@ -110,13 +113,13 @@ class Parser {
       }
     }
     throw UsageError(
-        concat("--", option.name, ": \"", text, "\" is none of ", absl::StrJoin(option.words, ", ")));
+        concat("--", option.name, ": \"", text, "\" is not one of ", absl::StrJoin(option.words, ", ")));
   }
 
   static std::string checked(const Option& option, const std::string& text) {
     if (option.values == Values::number &&
         (text.empty() || text.find_first_not_of("0123456789") != std::string::npos)) {
-      throw UsageError(concat("--", option.name, ": \"", text, "\" is no whole number of 0 or more"));
+      throw UsageError(concat("--", option.name, ": \"", text, "\" is not a whole number of 0 or more"));
     }
     if (option.values == Values::word) {
       return wordOf(option, text);
@@ -171,7 +174,8 @@ std::string secondWords(const std::string& first) {
     meant = one == word || (meant.empty() && one.ends_with(second)) ? one : meant;
   }
   throw UsageError(concat("there is no command \"", name, "\"",
-                          meant.empty() ? "" : concat("; did you mean `tallyfin ", meant, "`?")));
+                          meant.empty() ? "; `tallyfin help` lists the commands"
+                                        : concat("; did you mean `tallyfin ", meant, "`?")));
 }
 
 // Two columns, the second of which begins at the same place in every line.
@@ -230,12 +234,16 @@ CommandLine parse(const std::vector<std::string>& arguments) {
     line.text = concat("tallyfin ", TALLYFIN_VERSION, "\n");
     return line;
   }
+  Parser parser(*line.subcommand);
   try {
-    line.arguments = Parser(*line.subcommand).parse(named.rest);
+    line.arguments = parser.parse(named.rest);
   } catch (const CLI::CallForHelp&) {
     line.text = textOfHelp(named);
+  } catch (const CLI::ArgumentMismatch& error) {  // "--limit: 1 required N missing"
+    const std::string text = error.what();
+    throw UsageError(concat(text.substr(0, text.find(':')), " needs a value", parser.seeHelp()));
   } catch (const CLI::ParseError& error) {
-    throw UsageError(error.what());
+    throw UsageError(concat(error.what(), parser.seeHelp()));
   }
   return line;
 }
@@ -246,16 +254,16 @@ std::string help(const Subcommand& subcommand) {
 
 std::string help() {
   std::string text =
-      "What coding agents cost on this machine, from their transcripts. Alone: today's overview.\n"
+      "Shows what coding agents cost on this machine. Without a command: today's overview.\n"
       "Usage: tallyfin [COMMAND] [WORDS] [OPTIONS]\n\nCommands:\n";
   for (const Subcommand& one : subcommands()) {
     appendColumns(text, one.name, one.summary);
   }
-  text += "\nOptions of all commands, before the command or behind it:\n";
+  text += "\nOptions of all commands, before or after the command:\n";
   for (const Option& option : commonOptions()) {
     appendColumns(text, concat("--", option.name, " ", option.value), option.help);
   }
-  appendColumns(text, "-h, --help", "Tell the options of a command");
+  appendColumns(text, "-h, --help", "Show the options of a command");
   appendColumns(text, "--version", "Print the version");
   return text +
          "\nA PERIOD is today, yesterday, 7d (any number of days), thisWeek, lastWeek, thisMonth, "

@@ -140,7 +140,7 @@ void offerOptions(const std::vector<Option>& options, bool isNamed, Offers& offe
       offers.add(concat("--", option.name), option.help);
     }
   }
-  offers.add("--help", "Tell the options");
+  offers.add("--help", "Show the options");
   if (!isNamed) {
     offers.add("--version", "Print the version");
   }

@@ -48,7 +48,7 @@ Days explicitDays(const std::optional<std::string>& from, const std::optional<st
                        const std::optional<std::string>& text) -> std::optional<TimePoint> {
     std::optional<TimePoint> start = text ? calendar.parseDay(*text) : std::nullopt;
     if (text && !start) {
-      faults.push_back(concat(option, ": \"", *text, "\" is no day"));
+      faults.push_back(concat(option, ": \"", *text, "\" is not a day"));
     }
     return start;
   };
@@ -60,7 +60,7 @@ Days explicitDays(const std::optional<std::string>& from, const std::optional<st
     days.through = calendar.startOfDay(environment.now());
   }
   if (days.from && *days.from > *days.through) {
-    throw UsageError(concat("reversed range: ", *from, " is later than ", to ? *to : "today"));
+    throw UsageError(concat("--from ", *from, " is later than ", to ? concat("--to ", *to) : "today"));
   }
   return days;
 }
@@ -75,24 +75,20 @@ std::string listed(const SeveralNames& names) {
   return text;
 }
 
-// Why a name cannot narrow a question.
+std::string_view wordOf(NameKind kind) {
+  return kind == NameKind::agent ? "agent" : kind == NameKind::project ? "project" : "session";
+}
+
+// Why a name cannot narrow a question, and how to find the right one.
 std::string wordsOf(const Refusal& refusal) {
   if (const NoSuchName* const name = std::get_if<NoSuchName>(&refusal)) {
-    return name->kind == NameKind::agent
-               ? concat("No agent matches “", name->text,
-                        "”. See `tally_top_agents` with `period: \"all\"` for the real names.")
-           : name->kind == NameKind::project ? concat("No project matches “", name->text,
-                                                      "”. See `tally_top_projects` with `period: \"all\"`.")
-                                             : concat("No session starts with “", name->text, "”.");
+    const std::string_view kind = wordOf(name->kind);
+    return concat("no ", kind, name->kind == NameKind::session ? " begins with \"" : " matches \"",
+                  name->text, "\"; `tallyfin table --by ", kind, " all` lists the ", kind, "s");
   }
   const auto& names = std::get<SeveralNames>(refusal);
-  const std::string count = std::to_string(names.candidates.size());
-  return names.kind == NameKind::agent
-             ? concat("“", names.text, "” matches ", count,
-                      " agents. Pick one (give the exact name or the `agentId`):", listed(names))
-         : names.kind == NameKind::project
-             ? concat("“", names.text, "” matches ", count, " projects:", listed(names))
-             : concat("The prefix “", names.text, "” matches ", count, " sessions:", listed(names));
+  return concat("\"", names.text, "\" fits ", std::to_string(names.candidates.size()), " ",
+                wordOf(names.kind), "s; give a longer name or id:", listed(names));
 }
 
 }  // namespace
@@ -100,7 +96,7 @@ std::string wordsOf(const Refusal& refusal) {
 std::vector<Option> daysOptions(const std::string& fallback) {
   return {{.name = "period",
            .value = "PERIOD",
-           .help = concat("Days by name, or 7d for the last seven (default ", fallback, ")"),
+           .help = concat("A word such as thisWeek, or 7d for the last seven days (default ", fallback, ")"),
            .values = Values::days,
            .words = periodWords(),
            .isWord = true,
@@ -131,7 +127,7 @@ Days daysOf(const Call& call, const std::string& fallback) {
   const std::optional<std::string> to = call.arguments.text("to");
   if (from || to) {
     if (given) {
-      throw UsageError("days are named by a period or by --from and --to, not by both");
+      throw UsageError("give either a period or --from and --to, not both");
     }
     return explicitDays(from, to, call.environment);
   }
@@ -144,7 +140,8 @@ Days daysOf(const Call& call, const std::string& fallback) {
     }
   }
   if (!Period::named(period, now, calendar)) {
-    throw UsageError(concat("\"", *given, "\" is no period; accepted: ", absl::StrJoin(periodWords(), ", "),
+    throw UsageError(concat("\"", *given,
+                            "\" is not a period; accepted: ", absl::StrJoin(periodWords(), ", "),
                             " (7d: any number of days), or --from and --to"));
   }
   return {.period = period, .from = {}, .through = {}, .label = {}};

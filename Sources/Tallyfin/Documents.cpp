@@ -44,7 +44,7 @@ class Destination {
                 (!hasExtension(*path_) && !hasExtension(place));
     const std::string folder = isFolder_ ? place : std::string(Files::withoutLastComponent(place));
     if (const std::error_code error = Files::createDirectories(folder)) {
-      throw std::system_error(error, concat("cannot make the folder \"", folder, "\""));
+      throw std::system_error(error, concat("cannot create the folder \"", folder, "\""));
     }
   }
 
@@ -152,11 +152,11 @@ struct AxisKind {
 int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& axes) {
   const bool isAll = call.arguments.has("all");
   if (axes.empty() != isAll) {
-    throw UsageError(concat("`export ", kind.name, "` needs either --axis AXIS, one of ",
-                            absl::StrJoin(axisNames(), ", "), ", or --all with --out FOLDER"));
+    throw UsageError(concat("`export ", kind.name, "` needs either --axis AXIS (one of ",
+                            absl::StrJoin(axisNames(), ", "), ") or --all with --out FOLDER"));
   }
   if (isAll && !call.arguments.has("out")) {
-    throw UsageError("--all writes several files: it needs --out FOLDER");
+    throw UsageError("--all writes several files, so it needs --out FOLDER");
   }
   const Days days = daysOf(call, "all");
   const Destination destination(call, isAll);
@@ -211,16 +211,16 @@ int exportWhole(const Call& call, const Kind& kind) {
 }
 
 const Option kBom = {
-    .name = "bom", .value = "", .help = "Begin with a byte order mark, for spreadsheets that want it"};
+    .name = "bom", .value = "", .help = "Begin with a byte order mark, which some spreadsheets need"};
 
 // The options of one kind, and those of all.
 std::vector<Option> withCommon(std::vector<Option> options) {
   std::ranges::move(choosingOptions("all"), std::back_inserter(options));
   options.push_back(
-      {.name = "label", .value = "TEXT", .help = "Name of the period in the document and its file's name"});
+      {.name = "label", .value = "TEXT", .help = "Name of the period in the document and in its file name"});
   options.push_back({.name = "out",
                      .value = "PATH",
-                     .help = "Write into this folder, or, one document, to this file, and print the path",
+                     .help = "Write into this folder or to this file, and print the path",
                      .values = Values::file});
   return options;
 }
@@ -229,15 +229,18 @@ std::vector<Option> withCommon(std::vector<Option> options) {
 std::vector<Option> axisOptions(const std::string& axisHelp, const std::vector<Option>& own) {
   std::vector<Option> options = {
       {.name = "axis", .value = "AXIS", .help = axisHelp, .values = Values::word, .words = axisNames()},
-      {.name = "all", .value = "", .help = "Every axis that has rows, a file each; needs --out"},
-      {.name = "limit", .value = "N", .help = "At most so many rows of an axis", .values = Values::number}};
+      {.name = "all", .value = "", .help = "Write a file for each axis that has rows; needs --out FOLDER"},
+      {.name = "limit",
+       .value = "N",
+       .help = "Write at most this many rows of an axis",
+       .values = Values::number}};
   options.insert(options.end(), own.begin(), own.end());
   return withCommon(std::move(options));
 }
 
 Subcommand csv() {
   return {.name = "export csv",
-          .summary = "A table of one axis, or of all, with 26 columns a row",
+          .summary = "A table of one axis, or one file for each, for spreadsheets",
           .options = axisOptions("The axis of one table", {kBom}),
           .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
                        "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
@@ -248,7 +251,7 @@ Subcommand csv() {
 
 Subcommand json() {
   return {.name = "export json",
-          .summary = "The figures of the CSV for programs, with total, losses and reasons",
+          .summary = "The figures of the CSV for programs, with the total, losses and reasons",
           .options = axisOptions("The axis of the rows (default project)", {}),
           .examples = {"tallyfin export json thisMonth --axis day | jq .total.cost.usd"},
           .run = [](const Call& call) {
@@ -295,7 +298,7 @@ std::vector<Subcommand> documents() {
               .help = "Axes to show (default project,agent,model)",
               .values = Values::words,
               .words = axisNames()},
-             {.name = "rows", .value = "N", .help = "Rows an axis (default 10)", .values = Values::number}}),
+             {.name = "rows", .value = "N", .help = "Rows per axis (default 10)", .values = Values::number}}),
       whole({.name = "provenance",
              .extension = ".csv",
              .summary = "Where the figures come from: totals, losses, files, assumptions",

@@ -11,7 +11,7 @@
 namespace tallyfin::Command {
 namespace {
 
-constexpr const char* kHead = R"(.Dd November 23, 2026
+constexpr const char* kHead = R"(.Dd November 24, 2026
 .Dt TALLYFIN 1
 .Os
 .Sh NAME
@@ -24,17 +24,17 @@ constexpr const char* kHead = R"(.Dd November 23, 2026
 .Op Ar option ...
 .Sh DESCRIPTION
 .Nm
-reads the transcripts that Claude Code leaves on this machine and tells what the requests in them cost at list API
-prices.
-Without a command it prints the overview of today.
-It gives the figures of the server
-.Xr TallyfinMCP 1 ,
-whose tools are its first commands and answer in the same words.
+reads the transcripts that Claude Code keeps on this machine and shows what their requests cost at list API prices.
+Without a command it prints today's overview.
+Its first commands are the tools of the server
+.Xr TallyfinMCP 1
+and print the same text.
 .Pp
 Every figure is an estimate, not a bill.
-What cannot be computed is the word
+What cannot be computed is
 .Ql unknown
-with its reason, or a lower bound, never 0 and never an empty cell.
+with its reason, or a lower bound.
+It is never 0 and never an empty cell.
 .Ss Commands
 )";
 
@@ -43,86 +43,90 @@ A
 .Ar PERIOD
 is
 .Cm today , yesterday , 7d
-.Pq any number of days, today among them ,
+.Pq any number of days, including today ,
 .Cm thisWeek , lastWeek
 .Pq from Monday ,
 .Cm thisMonth , lastMonth , last7Days , last30Days , yearToDate
 or
 .Cm all ,
-in any letter case; or days as yyyy-MM-dd with
+in any letter case.
+Instead of a period,
 .Fl -from
 and
-.Fl -to ,
-both included: without
 .Fl -to
-up to today, without
+take days as yyyy-MM-dd, both included.
 .Fl -from
-since the first request.
+alone means up to today,
+.Fl -to
+alone from the first request.
 Days are those of the machine's time zone.
 .Ss Names
-Agents, projects and sessions are named by a few letters.
-Where these fit several, the candidates are told; nothing is guessed.
+A few letters of an agent's, project's or session's name are enough.
+If they fit several names, the candidates are listed.
 .Ss Options of all commands
 )";
 
-constexpr const char* kTail = R"(.Ss What is shown on a terminal
-Names come from transcripts, which anyone may have written: on a terminal control characters and marks that turn the
-direction of writing are shown as escapes such as \ex1B.
-A file or a pipe gets them as they are.
-A read that takes longer than 0.3 seconds shows how far it is.
+constexpr const char* kTail = R"(.Ss On a terminal
+Names come from transcripts, which anyone may have written.
+On a terminal, control characters and marks that change the direction of writing are shown as escapes such as \ex1B.
+Files and pipes get the names as they are.
+A read that takes longer than 0.3 seconds shows its progress.
 .Sh ENVIRONMENT
-Of the first three, empty counts as unset, and a leading tilde is the home directory.
+The first three count as unset if they are empty, and a leading tilde is the home directory.
 .Bl -tag -width Ds
 .It Ev TALLYFIN_HOME
 The directory that holds the four folders listed below, instead of the home directory.
 .It Ev TALLYFIN_CACHE_PATH
 The cache file, instead of the one listed below.
 .It Ev TALLYFIN_PRICES
-The file of own prices, instead of the one listed below.
+The file of your own prices, instead of the one listed below.
 .It Ev TZ
-The time zone in which days and hours are counted: the name of a zone, or of its file.
-A rule such as CET-1CEST is not understood, nor is an unknown name: days are those of UTC then, and a line on standard
-error says so.
+The time zone of days and hours: the name of a zone, or the path of its file.
+A rule such as CET-1CEST is not supported.
+If the zone is not known, days are those of UTC, and a message says so.
 .It Ev NO_COLOR
-When it is set, tables have no colours.
+If set, tables have no colours.
 .It Ev COLUMNS
 The width of tables, instead of the terminal's.
 .El
 .Sh FILES
 .Bl -tag -width Ds
 .It Pa @HOMES@
-The folders with transcripts, which are only read.
-Other folders are not read; a symbolic link of one of these names is followed.
+The folders with transcripts.
+They are only read.
+Other folders are not read, but a symbolic link with one of these names is followed.
 .It Pa ~/.cache/net.quillpond.tallyfin/scan-cache.v2.bin
 The cache, shared with the server.
-It may be deleted at any time.
+You can delete it at any time.
 .It Pa ~/.cache/net.quillpond.tallyfin/home-*.bin
-The cache of a directory that was named with
+The cache of a directory given with
 .Fl -home .
 .It Pa ~/.config/net.quillpond.tallyfin/prices.json
-Own prices, which add to list prices or replace them; need not be there.
+Your own prices, which add to list prices or replace them.
+The file is optional.
 .El
 .Sh AXES OF TIME
-Days are those of the local time zone; rows hold the requests of the range alone.
+Axes of time use the local time zone.
+Rows contain only requests inside the range.
 .Bl -tag -width Ds
 .It Cm day
 A calendar day, as
 .Ql 2026-11-22 .
 .It Cm hour
-An hour of the day, all days of the range folded.
+An hour of the day, summed over all days of the range.
 .It Cm week
-A week of ISO 8601, as
-.Ql 2026-W47 :
-it begins on Monday, and week 1 holds the first Thursday of the year.
+An ISO 8601 week, as
+.Ql 2026-W47 .
+It begins on Monday, and week 1 contains the first Thursday of the year.
 .It Cm month
 A calendar month, as
 .Ql 2026-11 .
 .It Cm block
-Five hours, as subscriptions meter, as
-.Ql 2026-11-22 14:00 :
-a block begins at the full local hour of the first request after the last block ended.
+Five hours, as in the limits of subscriptions, as
+.Ql 2026-11-22 14:00 .
+A block begins at the full local hour of the first request after the end of the last block.
 Where blocks begin does not depend on the range.
-Real limits are not in transcripts: a block tells what was used, not what is left.
+A block shows what was used, not what is left: limits are not in the transcripts.
 .El
 .Sh OWN PRICES
 The file is a JSON object whose member
@@ -131,15 +135,16 @@ is an array of objects with the members
 .Ql model ,
 .Ql input
 and
-.Ql output ,
-and where wanted
+.Ql output .
+The optional members are
 .Ql cache_write_5m ,
 .Ql cache_write_1h
 and
 .Ql cache_read ,
-US dollars per million tokens each, and
+and
 .Ql until ,
-the last day of the price as yyyy-MM-dd:
+the last day of the price as yyyy-MM-dd.
+Prices are in US dollars per million tokens:
 .Bd -literal -offset indent
 {"prices": [
   {"model": "nova-1", "input": 2.5, "output": 10, "until": "2026-12-31"},
@@ -147,9 +152,9 @@ the last day of the price as yyyy-MM-dd:
 ]}
 .Ed
 .Pp
-Of the models, own and built in, that an id is or begins with, the longest that has a price on the day decides, an own
-one before a built-in one of the same length.
-A file that is wrong anywhere is not used at all.
+A price applies to each id that is its model or begins with it.
+If several apply on a day, the longest model wins, and an own price wins over a built-in one of the same model.
+A file with any mistake is not used at all.
 .Sh EXIT STATUS
 .Bl -tag -width Ds
 .It 0
@@ -157,9 +162,9 @@ Done; for
 .Cm verify :
 the cache matches; for
 .Cm budget :
-within it.
+within the amount.
 .It 1
-The work failed, there is no home directory or it cannot be opened, the question names something that is not there, or
+The work failed, the home directory is missing or cannot be opened, a name was not found,
 .Cm verify
 found a divergence or no cache, or the file of
 .Cm prices Fl -check
@@ -168,10 +173,10 @@ cannot be used.
 Wrong usage; nothing was done.
 .It 3
 .Cm budget :
-over it.
+over the amount.
 .It 4
 .Cm budget :
-cannot be told, since requests without a price, or what could not be read, may have gone beyond it.
+cannot be told, because requests without a price, or what could not be read, might have gone over the amount.
 .El
 .Sh SEE ALSO
 .Xr TallyfinMCP 1

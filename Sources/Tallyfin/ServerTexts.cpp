@@ -34,7 +34,7 @@ struct Telling {
 };
 
 constexpr std::array kTellings = {
-    Telling{"tally_overview", "What today cost, at which rate, and who spent it", "tallyfin"},
+    Telling{"tally_overview", "What today cost, the current rate, and who spent it", "tallyfin"},
     Telling{"tally_cost", "What a period cost, along one axis", "tallyfin cost 7d --by project"},
     Telling{"tally_top_agents", "Agents by cost", "tallyfin top-agents yesterday --subagents-only"},
     Telling{"tally_top_projects", "Projects by cost, with the agents in each",
@@ -44,7 +44,7 @@ constexpr std::array kTellings = {
     Telling{"tally_agent", "One agent: its days, sessions and projects", "tallyfin agent reviewer 30d"},
     Telling{"tally_provenance", "The files behind a figure, and what was lost",
             "tallyfin provenance yesterday --limit 5"},
-    Telling{"tally_sources", "Where was looked, what was read, and the state of the cache",
+    Telling{"tally_sources", "Where Tallyfin looked, what it read, and the state of the cache",
             "tallyfin sources"},
 };
 

@@ -110,7 +110,7 @@ void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
     const std::string_view name = format.substr(begin + 1, end - begin - 1);
     const auto* const found = std::ranges::find(kPlaces, name, &Place::name);
     if (found == kPlaces.end()) {
-      throw UsageError(concat("--format: \"{", name, "}\" names no place; there are ", placeNames()));
+      throw UsageError(concat("--format: \"{", name, "}\" is not a figure; accepted: ", placeNames()));
     }
     place(*found);
     format.remove_prefix(end + 1);
@@ -138,7 +138,7 @@ double dollars(const std::string& text) {
       std::from_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed);
   if (error != std::errc() || end != digits.data() + digits.size() || !std::isfinite(value) ||
       std::signbit(value)) {
-    throw UsageError(concat("\"", text, "\" is no amount of dollars such as 20 or 12.50"));
+    throw UsageError(concat("\"", text, "\" is not an amount in dollars, such as 20 or 12.50"));
   }
   return value;
 }
@@ -196,10 +196,10 @@ Subcommand statusLine() {
           .summary = "One line for a status bar",
           .options = {{.name = "format",
                        .value = "TEXT",
-                       .help = concat(
-                           "The line, in which ", placeNames(), " stand for figures (default \"", kFormat,
-                           "\"). {session} is the cost of the session that a client's hook names on "
-                           "standard input")}},
+                       .help = concat("The line to print, with the figures ", placeNames(), " (default \"",
+                                      kFormat,
+                                      "\"). {session} is the cost of the session that the client names on "
+                                      "standard input")}},
           .examples = {"tallyfin status --format '{session} here, {today} today'"},
           .run = runStatus};
 }

@@ -18,11 +18,11 @@ namespace {
 
 Subcommand helpCommand() {
   return {.name = "help",
-          .summary = "Tell the commands, or the options of one",
+          .summary = "List the commands, or show the options of one",
           .options = {{.name = "command", .value = "COMMAND", .help = "The command", .isWord = true},
                       {.name = "document",
                        .value = "DOCUMENT",
-                       .help = "Behind export: the document",
+                       .help = "After export: the document",
                        .isWord = true}},
           .examples = {"tallyfin help cost"},
           .run = runHelp};
@@ -56,10 +56,10 @@ const std::vector<Option>& commonOptions() {
   static const std::vector<Option> options = {
       {.name = "home",
        .value = "DIR",
-       .help = "Directory that holds the folders with transcripts, with a cache of its own unless --cache "
+       .help = "Read the transcripts in the folders of this directory, with a separate cache unless --cache "
                "names one",
        .values = Values::directory},
-      {.name = "cache", .value = "FILE", .help = "The cache file", .values = Values::file}};
+      {.name = "cache", .value = "FILE", .help = "Use this cache file", .values = Values::file}};
   return options;
 }
 

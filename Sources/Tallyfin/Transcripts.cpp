@@ -61,7 +61,7 @@ void requireCacheOrNothing(const Environment& environment, const Arguments& argu
     return;
   }
   if (const std::string path = cacheLocation(environment); ScanCache::isOccupied(path)) {
-    throw UsageError(concat("--cache: \"", path, "\" is no cache and is not replaced by one"));
+    throw UsageError(concat("--cache: \"", path, "\" is not a cache; name a cache or a new file"));
   }
 }
 
@@ -75,7 +75,8 @@ void requireHome(const Environment& environment) {
   if (!isMissing && error != std::errc::not_a_directory) {
     throw std::system_error(error, concat("cannot open \"", home, "\""));
   }
-  throw std::runtime_error(concat("\"", home, "\" is ", isMissing ? "missing" : "no directory",
+  throw std::runtime_error(concat("the home directory \"", home, "\" ",
+                                  isMissing ? "does not exist" : "is not a directory",
                                   "; looked for transcripts in ", places(sourceHomes(environment))));
 }
 
@@ -118,7 +119,7 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
   }
   tellUnlisted(data.diagnostics().foldersUnreadable, call.console);
   if (data.diagnostics().filesScanned == 0) {
-    tell(concat("no transcripts; looked in ", places(data.homes())), call.console);
+    tell(concat("there are no transcripts in ", places(data.homes())), call.console);
   }
   return status;
 }
