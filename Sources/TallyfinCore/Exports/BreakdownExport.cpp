@@ -125,11 +125,11 @@ const std::array<std::string_view, 26> breakdownColumns = [] {
   return headers;
 }();
 
-std::vector<std::pair<std::string_view, std::int64_t>> counts(const Bucket& bucket) {
-  std::vector<std::pair<std::string_view, std::int64_t>> all;
+std::vector<CountColumn> countColumns() {
+  std::vector<CountColumn> all;
   for (const Column& column : kColumns) {
     if (column.count != nullptr) {
-      all.emplace_back(column.header, column.count(bucket));
+      all.push_back({column.header, column.count});
     }
   }
   return all;

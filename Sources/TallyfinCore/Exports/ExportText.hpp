@@ -44,8 +44,14 @@ struct Attribution {
 };
 Attribution attribution(const Entry& entry, Axis axis, const Report& report);
 
-/// What a row counts beside its cost: the columns of counts of a breakdown, in their order.
-std::vector<std::pair<std::string_view, std::int64_t>> counts(const Bucket& bucket);
+/// A column of a breakdown that counts something: "requests", "input_tokens", ...
+struct CountColumn {
+  std::string_view id;
+  std::int64_t (*of)(const Bucket& bucket);
+};
+
+/// These columns in their order.
+std::vector<CountColumn> countColumns();
 
 /// The first rows, as many as `limitPerAxis` allows.
 std::span<const Entry> limited(std::span<const Entry> entries, const Options& options);

@@ -1,8 +1,13 @@
-// The breakdown of a report along one axis for programs. docs/export.schema.json tells its form; a change
-// that could break a reader gets a new version number.
+// A sheet as a JSON document for programs. docs/export.schema.json describes it; a change that could break a
+// reader gets a new version number.
 
+#include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Exports/AxisSheet.hpp"
 #include "TallyfinCore/Exports/ExportText.hpp"
+#include "absl/strings/str_replace.h"
+
+#include <cstddef>
 
 #include <nlohmann/json.hpp>
 
@@ -18,17 +23,12 @@ Json textOf(std::string_view text) {
   return Text::repaired(text);
 }
 
-template <typename Text>
-Json textOrNull(const std::optional<Text>& text) {
+Json textOrNull(const std::optional<std::string>& text) {
   return text ? textOf(*text) : Json();
 }
 
 Json dayOrNull(const std::optional<TimePoint>& time, const Stamps& stamps) {
   return time ? Json(stamps.day(*time)) : Json();
-}
-
-Json instantOrNull(const std::optional<TimePoint>& time, const Stamps& stamps) {
-  return time ? Json(stamps.instant(*time)) : Json();
 }
 
 Json namesOf(const std::set<InternedText>& names) {
@@ -39,47 +39,84 @@ Json namesOf(const std::set<InternedText>& names) {
   return all;
 }
 
-Json costOf(const Bucket& bucket) {
-  const CostFigure figure = costAsFigure(bucket);
-  Json cost;
-  cost["usd"] = figure.usd ? Json(*figure.usd) : Json();
-  cost["basis"] = figure.basis;
-  cost["reason"] = textOrNull(figure.reason);
-  cost["unpriced_requests"] = bucket.cost.unpricedRequests;
-  cost["unpriced_models"] = namesOf(bucket.cost.unpricedModels);
-  cost["own_priced_models"] = namesOf(bucket.cost.ownPricedModels);
-  return cost;
+// The value of a cell.
+class Values {
+ public:
+  explicit Values(const Stamps& stamps) : stamps_(stamps) {}
+
+  Json operator()(std::monostate) const { return {}; }
+  Json operator()(Sheet::Idle) const { return {}; }
+  Json operator()(const std::string& text) const { return textOf(text); }
+  Json operator()(std::int64_t count) const { return count; }
+  Json operator()(TimePoint time) const { return stamps_.instant(time); }
+
+  Json operator()(const Sheet::Amount& amount) const {
+    const CostFigure figure = costAsFigure(*amount.bucket);
+    const CostEstimate& estimate = amount.bucket->cost;
+    Json cost;
+    cost["usd"] = figure.usd ? Json(*figure.usd) : Json();
+    cost["basis"] = figure.basis;
+    cost["reason"] = textOrNull(figure.reason);
+    cost["unpriced_requests"] = estimate.unpricedRequests;
+    cost["unpriced_models"] = namesOf(estimate.unpricedModels);
+    cost["own_priced_models"] = namesOf(estimate.ownPricedModels);
+    return cost;
+  }
+
+  Json operator()(const Sheet::Models& models) const {
+    Json uses = Json::array();
+    for (const auto& [model, requests] : models.bucket->modelsByUse()) {
+      Json use;
+      use["model"] = textOf(model.text());
+      use["requests"] = requests;
+      uses.push_back(std::move(use));
+    }
+    return uses;
+  }
+
+  Json operator()(const Sheet::Share& share) const {
+    return share.whole > 0 ? Json(share.bucket->cost.priced / share.whole) : Json();
+  }
+
+ private:
+  const Stamps& stamps_;
+};
+
+Json totalOf(const Sheet& sheet, const Values& values) {
+  Json total = Json::object();
+  for (const Sheet::Column& column : sheet.columns) {
+    if (column.total && !column.id.empty()) {
+      total[std::string(column.id)] = std::visit(values, *column.total);
+    }
+  }
+  return total;
 }
 
-// What rows and total have in common.
-void addSums(Json& json, const Bucket& bucket, const Stamps& stamps) {
-  json["models"] = Json::array();
-  for (const auto& [model, requests] : bucket.modelsByUse()) {
-    Json use;
-    use["model"] = textOf(model.text());
-    use["requests"] = requests;
-    json["models"].push_back(std::move(use));
+Json rowOf(const Sheet& sheet, std::size_t row, const Values& values) {
+  Json json;
+  for (const Sheet::Column& column : sheet.columns) {
+    if (!column.id.empty()) {
+      json[std::string(column.id)] = std::visit(values, column.cell(row));
+    }
   }
-  json["first_activity"] = instantOrNull(bucket.firstActivity, stamps);
-  json["last_activity"] = instantOrNull(bucket.lastActivity, stamps);
-  for (const auto& [column, count] : counts(bucket)) {
-    json[std::string(column)] = count;
-  }
-  json["cost"] = costOf(bucket);
+  return json;
 }
 
-Json rowOf(const Entry& entry, Axis axis, const Report& report, const Stamps& stamps) {
-  const Attribution cells = attribution(entry, axis, report);
-  Json row;
-  row["key"] = textOf(entry.key);
-  row["label"] = textOf(entry.label);
-  row["project"] = textOrNull(cells.project);
-  row["session"] = textOrNull(cells.session);
-  row["agent"] = textOrNull(cells.agent);
-  row["agent_kind"] = textOrNull(cells.agentKind);
-  row["attribution_note"] = textOf(cells.note);
-  addSums(row, *entry.bucket, stamps);
-  return row;
+// The document with its rows. They are written one by one, since the values of all rows together take many
+// times the memory of their text.
+std::string withRows(const Json& document, const Sheet& sheet, const Values& values) {
+  constexpr std::string_view kEnd = "]\n}";
+  const std::string margin(std::size_t{2} * kIndentation, ' ');
+  std::string text = document.dump(kIndentation);
+  if (sheet.rowCount > 0) {
+    text.resize(text.size() - kEnd.size());
+    for (std::size_t row = 0; row < sheet.rowCount; ++row) {
+      const std::string lines = rowOf(sheet, row, values).dump(kIndentation);
+      append(text, row == 0 ? "\n" : ",\n", margin, absl::StrReplaceAll(lines, {{"\n", "\n" + margin}}));
+    }
+    append(text, "\n", std::string(kIndentation, ' '), kEnd);
+  }
+  return text += '\n';
 }
 
 // When no file was read the counters are unknown, which is not 0. Folders that could not be listed are known
@@ -94,33 +131,41 @@ Json lossesOf(const ScanDiagnostics& seen) {
   return losses;
 }
 
-}  // namespace
-
-std::string breakdownJSON(const Report& report, Axis axis, const Options& options) {
+std::string jsonOf(const Sheet& sheet, const ScanDiagnostics& seen, const Options& options) {
   const Stamps stamps(options.calendar);
-  const std::vector<Entry> entries = rows(report, axis, options.calendar);
-  const std::span<const Entry> shown = limited(entries, options);
+  const Values values(stamps);
   Json document;
   document["format"] = "tallyfin-export";
   document["version"] = kVersion;
   document["generated"] = stamps.instant(options.generatedAt);
-  document["range"]["label"] = periodDescription(report, options, stamps);
-  document["range"]["from"] = dayOrNull(options.from, stamps);
-  document["range"]["to"] = dayOrNull(options.to, stamps);
-  document["filters"]["agent"] = textOrNull(options.narrowing.agent);
-  document["filters"]["project"] = textOrNull(options.narrowing.project);
-  document["filters"]["session"] = textOrNull(options.narrowing.session);
-  document["currency"] = currencyCode;
-  document["losses"] = lossesOf(report.diagnostics);
-  document["total"] = Json::object();
-  addSums(document["total"], report.total, stamps);
-  document["axis"] = columnValue(axis);
-  document["rows_left_out"] = entries.size() - shown.size();
-  document["rows"] = Json::array();
-  for (const Entry& entry : shown) {
-    document["rows"].push_back(rowOf(entry, axis, report, stamps));
+  document["range"]["label"] = sheet.range.label;
+  document["range"]["from"] = dayOrNull(sheet.range.from, stamps);
+  document["range"]["to"] = dayOrNull(sheet.range.through, stamps);
+  for (const auto& [id, value] : sheet.filters) {
+    document["filters"][std::string(id)] = textOrNull(value);
   }
-  return document.dump(kIndentation) + "\n";
+  document["currency"] = currencyCode;
+  document["losses"] = lossesOf(seen);
+  document["total"] = totalOf(sheet, values);
+  document["axis"] = sheet.id;
+  document["rows_left_out"] = sheet.rowsLeftOut;
+  document["rows"] = Json::array();
+  return withRows(document, sheet, values);
+}
+
+}  // namespace
+
+std::string breakdownJSON(const Report& report, Axis axis, const Options& options) {
+  std::vector<Entry> entries = rows(report, axis, options.calendar);
+  const std::size_t all = entries.size();
+  entries.resize(limited(entries, options).size());
+  Sheet sheet = axisSheet(report, axis, std::move(entries));
+  sheet.rowsLeftOut = all - sheet.rowCount;
+  sheet.range = {periodDescription(report, options, Stamps(options.calendar)), options.from, options.to};
+  sheet.filters = {{"agent", options.narrowing.agent},
+                   {"project", options.narrowing.project},
+                   {"session", options.narrowing.session}};
+  return jsonOf(sheet, report.diagnostics, options);
 }
 
 }  // namespace tallyfin::Exporter
