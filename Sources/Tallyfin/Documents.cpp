@@ -7,8 +7,12 @@
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
 #include "Tallyfin/Transcripts.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
+#include "TallyfinCore/Exports/BreakdownJSON.hpp"
+#include "TallyfinCore/Exports/ClipboardSummary.hpp"
+#include "TallyfinCore/Exports/FileNames.hpp"
 #include "TallyfinCore/Exports/Page.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>

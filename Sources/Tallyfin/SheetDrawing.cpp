@@ -198,10 +198,9 @@ class Drawing {
     for (Shown& shown : columns_) {
       const auto widen = [&](const Sheet::Cell& cell) {
         const auto* const models = std::get_if<Sheet::Models>(&cell);
-        shown.width =
-            std::max(shown.width, models == nullptr
-                                      ? Text::characterCount(textOf(cell, shown.column->unit, kAnyWidth))
-                                      : widthOfModels(*models->bucket, whole()));
+        shown.width = std::max(
+            shown.width, models == nullptr ? Text::characterCount(textOf(cell, shown.column->unit, kAnyWidth))
+                                           : widthOfModels(*models->bucket, whole()));
       };
       if (shown.column->unit == Unit::share) {
         constexpr std::size_t kLongestBar = 40;

@@ -51,7 +51,7 @@ void addIdle(std::vector<Entry>& rows, std::optional<TimePoint> at, TimePoint en
 // All stretches of the range from the `first` request of the history, before which nothing is known, to
 // today.
 std::vector<Entry> rowsOf(const Report& report, TimeStep step, const Period& period,
-                                   std::optional<TimePoint> first, TimePoint now, const Calendar& calendar) {
+                          std::optional<TimePoint> first, TimePoint now, const Calendar& calendar) {
   std::vector<Entry> rows;
   std::optional<TimePoint> next;  // the first stretch that has no row yet
   if (period.from && first) {
@@ -136,8 +136,7 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
 }
 
 // Leaves `limit` rows: the latest of what is in order of time, the first of what is ranked.
-void cut(std::vector<Entry>& rows, std::vector<std::string>& notes, std::size_t limit,
-         bool isInTime) {
+void cut(std::vector<Entry>& rows, std::vector<std::string>& notes, std::size_t limit, bool isInTime) {
   if (rows.size() <= limit) {
     return;
   }

@@ -4,7 +4,7 @@
 // [example]
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Environment.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Figures/Aggregation.hpp"
 
 #include <iostream>
 

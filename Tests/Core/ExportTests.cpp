@@ -3,7 +3,12 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
+#include "TallyfinCore/Exports/BreakdownJSON.hpp"
+#include "TallyfinCore/Exports/CSVText.hpp"
+#include "TallyfinCore/Exports/ClipboardSummary.hpp"
+#include "TallyfinCore/Exports/FileNames.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 
 #include <limits>
 #include <memory>

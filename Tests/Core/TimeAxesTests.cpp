@@ -1,7 +1,7 @@
 // Weeks, months and blocks: where they begin, what they are called, and that their rows add up to the range.
 
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
 
 #include <string>
 #include <vector>

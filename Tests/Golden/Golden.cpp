@@ -24,9 +24,12 @@
 #include "Golden/CommandLines.hpp"
 #include "Golden/Steps.hpp"
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
+#include "TallyfinCore/Exports/ClipboardSummary.hpp"
+#include "TallyfinCore/Exports/FileNames.hpp"
 #include "TallyfinCore/Exports/Page.hpp"
 #include "TallyfinCore/Exports/PageTemplate.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
 #include <algorithm>

@@ -1,7 +1,6 @@
-// What a row of a breakdown tells beside its sums: where it belongs, and why it stands under its key.
+#include "TallyfinCore/Exports/Attribution.hpp"
 
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Exports/ExportText.hpp"
 #include "absl/strings/str_join.h"
 
 #include <map>

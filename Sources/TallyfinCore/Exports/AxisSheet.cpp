@@ -1,7 +1,8 @@
 #include "TallyfinCore/Exports/AxisSheet.hpp"
 
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/Attribution.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
 
 #include <algorithm>
 #include <memory>
@@ -87,9 +88,9 @@ Sheet axisSheet(const Report& report, Axis axis, std::vector<Entry> given) {
   columns.push_back(words({.id = "label", .title = rawValue(axis), .worth = Sheet::always + 2}, entries,
                           [](const Entry& entry) { return entry.label; }));
   addAttribution(columns, entries, axis, report);
-  columns.push_back(sums(
-      {.id = "models", .title = "models", .unit = Unit::models, .worth = axis == Axis::model ? 0 : 2}, entries,
-      total, [](const Bucket& bucket) { return Sheet::Models{&bucket}; }));
+  columns.push_back(
+      sums({.id = "models", .title = "models", .unit = Unit::models, .worth = axis == Axis::model ? 0 : 2},
+           entries, total, [](const Bucket& bucket) { return Sheet::Models{&bucket}; }));
   columns.push_back(sums({.id = "first_activity", .unit = Unit::time}, entries, total,
                          [](const Bucket& bucket) { return orNothing(bucket.firstActivity); }));
   columns.push_back(sums({.id = "last_activity", .unit = Unit::time}, entries, total,
@@ -99,7 +100,9 @@ Sheet axisSheet(const Report& report, Axis axis, std::vector<Entry> given) {
       {.id = "cost", .title = "cost", .unit = Unit::dollars, .worth = Sheet::always + 1}, entries, total,
       [](const Bucket& bucket) { return Sheet::Amount{&bucket}; }, Sheet::Idle()));
   columns.push_back(sums({.id = "", .title = "", .unit = Unit::share, .worth = 1}, entries, total,
-                         [largest](const Bucket& bucket) { return Sheet::Share{&bucket, largest}; }));
+                         [largest](const Bucket& bucket) {
+                           return Sheet::Share{&bucket, largest};
+                         }));
   columns.back().total = std::nullopt;
   return sheet;
 }

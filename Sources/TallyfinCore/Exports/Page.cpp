@@ -9,6 +9,7 @@
 #include "TallyfinCore/Exports/PageTemplate.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 
 #include <algorithm>
 #include <optional>

@@ -4,7 +4,7 @@
 // asks for nothing from anywhere. It shows figures of the report and of its cuts and works out none of its
 // own. Layout and style are Page/page.html and Page/page.css, which the build puts into the library.
 
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/Options.hpp"
 #include "TallyfinCore/Figures/Aggregation.hpp"
 
 #include <span>

@@ -2,9 +2,9 @@
 
 // The page's tables. Whatever a drawing shows stands in one of them as text.
 
-#include "TallyfinCore/Exports/Exporter.hpp"
 #include "TallyfinCore/Exports/PageDrawings.hpp"
 #include "TallyfinCore/Exports/PageMarkup.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 #include "TallyfinCore/Figures/TimeCuts.hpp"
 
 #include <span>

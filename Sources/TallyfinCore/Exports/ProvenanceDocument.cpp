@@ -1,12 +1,15 @@
-// The account of where a figure comes from. A counter that was never filled says so instead of 0, and a list
-// that nobody supplied says that its absence proves nothing.
+// A counter that was never filled says so instead of 0, and a list that nobody supplied says that its absence
+// proves nothing.
+
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/CSVText.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinCore/Figures/FileContributions.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 
 #include <algorithm>
 #include <cstddef>

@@ -37,12 +37,13 @@ struct Sheet {
     double whole;
   };
   /// std::monostate: there is nothing to say. A text is a name from the transcripts or words of our own.
-  using Cell = std::variant<std::monostate, std::string, std::int64_t, TimePoint, Amount, Idle, Models, Share>;
+  using Cell =
+      std::variant<std::monostate, std::string, std::int64_t, TimePoint, Amount, Idle, Models, Share>;
 
   enum class Unit : std::uint8_t { text, dollars, count, tokens, time, models, share };
 
   struct Column {
-    std::string_view id;     ///< the name in documents; empty in a column that documents do not have
+    std::string_view id;          ///< the name in documents; empty in a column that documents do not have
     std::string_view title = {};  ///< the heading that a person sees
     Unit unit = Unit::text;
     /// A person sees the columns in the order of their worth, highest first. When the width shrinks, those

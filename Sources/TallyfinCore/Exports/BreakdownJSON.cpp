@@ -1,10 +1,10 @@
-// A sheet as a JSON document for programs. docs/export.schema.json describes it; a change that could break a
-// reader gets a new version number.
+#include "TallyfinCore/Exports/BreakdownJSON.hpp"
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Exports/AxisSheet.hpp"
-#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 #include "absl/strings/str_replace.h"
 
 #include <cstddef>
@@ -16,6 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// A change of the form that could break a reader gets a new number.
 constexpr int kVersion = 1;
 constexpr int kIndentation = 2;
 

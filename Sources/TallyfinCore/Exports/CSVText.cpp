@@ -1,7 +1,6 @@
-#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/CSVText.hpp"
 
 #include "Platform/Concat.hpp"
-#include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
 
 namespace tallyfin::Exporter {
@@ -42,14 +41,6 @@ std::string textField(std::string_view text) {
     quoted.append(byte == '"' ? 2 : 1, byte);
   }
   return quoted += '"';
-}
-
-std::string grouped(std::int64_t n) {
-  return tallyfin::grouped(n);
-}
-
-std::string decimal(double value, int places) {
-  return tallyfin::decimal(value, places);
 }
 
 }  // namespace tallyfin::Exporter

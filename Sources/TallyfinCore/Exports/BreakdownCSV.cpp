@@ -1,7 +1,8 @@
-// The breakdown of a report along one axis as a table.
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
 
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/Attribution.hpp"
+#include "TallyfinCore/Exports/CSVText.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
@@ -133,11 +134,6 @@ std::vector<CountColumn> countColumns() {
     }
   }
   return all;
-}
-
-std::span<const Entry> limited(std::span<const Entry> entries, const Options& options) {
-  const auto limit = static_cast<std::uint64_t>(std::max<std::int64_t>(options.limitPerAxis.value_or(0), 0));
-  return options.limitPerAxis && limit < entries.size() ? entries.first(limit) : entries;
 }
 
 std::string breakdownCSV(const Report& report, Axis axis, const Options& options) {
