@@ -67,10 +67,13 @@ std::vector<TextTable::Row> rowsOf(const Report& report, TimeStep step, const Pe
   return rows;
 }
 
-std::vector<TextTable::Row> rowsOf(const Report& report, Axis axis, const Calendar& calendar) {
+std::vector<TextTable::Row> rowsOf(const Report& report, Axis axis, const Calendar& calendar,
+                                   std::optional<std::int64_t> limit) {
+  const std::vector<Entry> entries = tallyfin::rows(report, axis, calendar, limit);
   std::vector<TextTable::Row> rows;
-  for (const Entry& entry : tallyfin::rows(report, axis, calendar)) {
-    rows.push_back({entry.label, entry.bucket});
+  rows.reserve(entries.size());
+  for (const Entry& entry : entries) {
+    rows.push_back({entry.label(), entry.bucket});
   }
   return rows;
 }
@@ -125,7 +128,7 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   if (report.total.requests < 1) {
     notes.emplace_back("There are no requests in this range.");
   }
-  for (const auto& note : {unpricedNote(report.total), ownPricesNote(report.total.cost),
+  for (const auto& note : {unpricedNote(report.total, mostNames), ownPricesNote(report.total.cost, mostNames),
                            assumedNote(report.total), unreadableNote(data)}) {
     if (note) {
       notes.push_back(*note);
@@ -141,40 +144,46 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   return notes;
 }
 
-// Leaves `limit` rows: the latest of what is in order of time, the first of what is ranked.
-void cut(std::vector<TextTable::Row>& rows, std::vector<std::string>& notes, std::size_t limit,
-         bool isInTime) {
-  if (rows.size() <= limit) {
+// Leaves `limit` of `all` rows: the latest of what is in order of time, the first of what is ranked.
+void cut(std::vector<TextTable::Row>& rows, std::vector<std::string>& notes, std::int64_t limit,
+         std::int64_t all, bool isInTime) {
+  const std::int64_t count = all - limit;
+  if (count <= 0) {
     return;
   }
-  const auto count = static_cast<std::ptrdiff_t>(rows.size() - limit);
   notes.insert(notes.begin(),
                concat("--limit ", std::to_string(limit), " left out ",
                       counted(count, isInTime ? "earlier row" : "row", isInTime ? "earlier rows" : "rows"),
                       "; the total has them."));
-  rows.erase(isInTime ? rows.begin() : rows.end() - count, isInTime ? rows.begin() + count : rows.end());
+  if (isInTime) {
+    rows.erase(rows.begin(), rows.begin() + count);
+  }
 }
 
 int show(const Call& call, Axis axis, const Days& days) {
   return withTranscripts(call, [&](DataSource& data) {
     const Period period = periodOf(days, data);
     const Filters filters = filtersOf(call.arguments, data);
-    const Report report = data.report(period, filters.predicate, neededFor({&axis, 1}));
+    ReportParts parts = neededFor({&axis, 1});
+    parts.origins = false;
+    const Report report = data.report(period, filters.predicate, parts);
     const std::optional<TimeStep> step = calendarStep(axis);
+    const bool isInTime = isChronological(axis);
+    const std::optional<std::int64_t> limit = call.arguments.number("limit");
     TextTable table{
         .title = concat(days.label ? concat(*days.label, " (", period.label, ")") : period.label, " · by ",
                         rawValue(axis)),
         .heading = std::string(rawValue(axis)),
         .rows = step ? rowsOf(report, *step, period, firstRequest(data), data.now(), data.calendar())
-                     : rowsOf(report, axis, data.calendar()),
+                     : rowsOf(report, axis, data.calendar(), isInTime ? std::nullopt : limit),
         .total = report.total,
         .hasModels = axis != Axis::model,
         .notes = notesOf(report, axis, period, data)};
     for (const std::string& filter : filters.described()) {
       append(table.title, " · ", filter);
     }
-    const std::int64_t limit = call.arguments.number("limit").value_or(std::ssize(table.rows));
-    cut(table.rows, table.notes, static_cast<std::size_t>(limit), isChronological(axis));
+    const std::int64_t all = isInTime ? std::ssize(table.rows) : rowCount(report, axis);
+    cut(table.rows, table.notes, limit.value_or(all), all, isInTime);
     return write(drawn(table, call.console), call.console);
   });
 }

@@ -59,10 +59,11 @@ std::string onTheRight(std::string_view text, std::size_t width) {
 // As many of the models, most used first, as fit; how many others there are.
 std::string models(const Bucket& bucket, std::size_t width) {
   constexpr std::size_t kShortestName = 4;
-  const auto used = bucket.modelsByUse();
+  const auto used = bucket.modelsByUse(width);  // a name takes a column or more
+  const std::size_t count = bucket.modelCounts.size();
   std::string text;
   for (std::size_t i = 0; i < used.size(); ++i) {
-    const std::size_t left = used.size() - i - 1;
+    const std::size_t left = count - i - 1;
     const std::string others = left > 0 ? concat(" +", std::to_string(left)) : "";
     const std::size_t most = width - std::min(width, others.size());
     const std::string name = Text::visible(used[i].first.text(), std::max(kShortestName, most));
@@ -71,7 +72,7 @@ std::string models(const Bucket& bucket, std::size_t width) {
     }
     append(text, i > 0 ? " " : "", name);
   }
-  return text;
+  return used.size() < count ? concat(text, " +", std::to_string(count - used.size())) : text;
 }
 
 class Drawing {
@@ -130,9 +131,22 @@ class Drawing {
     if (row.bucket != nullptr) {
       widen(requests_, grouped(row.bucket->requests));
       widen(tokens_, shortened(row.bucket->totalTokens()));
-      widen(naturalModels_, shown(models(*row.bucket, std::numeric_limits<std::size_t>::max())));
+      naturalModels_ = std::max(naturalModels_, widthOfModels(*row.bucket));
       largest_ = row.bucket == &table_.total ? largest_ : std::max(largest_, row.bucket->cost.priced);
     }
+  }
+
+  // The columns that the names of all models take; the whole width if they take more.
+  std::size_t widthOfModels(const Bucket& bucket) const {
+    const auto most = static_cast<std::size_t>(std::max(console_.width, 1));
+    std::size_t width = 0;
+    for (const auto& [model, requests] : bucket.modelCounts) {
+      width += Text::characterCount(concat(width > 0 ? " " : "", shown(model.text())));
+      if (width > most) {
+        return most;
+      }
+    }
+    return width;
   }
 
   // Gives what is left of the width to the columns that need not be there.
@@ -220,7 +234,7 @@ class Drawing {
   std::size_t cost_ = 4;
   std::size_t requests_ = 8;
   std::size_t tokens_ = 6;
-  std::size_t naturalModels_ = 0;  // what all models would take
+  std::size_t naturalModels_ = 0;  // what all models would take, at most the whole width
   std::size_t models_ = 0;         // 0: no such column
   std::size_t bar_ = 0;
   bool hasTokens_ = false;

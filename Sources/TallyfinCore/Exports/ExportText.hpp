@@ -34,11 +34,11 @@ class CSVWriter {
 };
 
 /// The cells of a row that depend on its axis. A cell is absent when it does not apply on that axis. The
-/// views live as long as the entry and the report.
+/// views live as long as the report.
 struct Attribution {
   std::optional<std::string_view> project = {};
   std::optional<std::string_view> session = {};
-  std::optional<std::string_view> agent = {};
+  std::optional<std::string> agent = {};
   std::optional<std::string_view> agentKind = {};
   std::string note;  ///< why the row stands under its key
 };
@@ -46,8 +46,5 @@ Attribution attribution(const Entry& entry, Axis axis, const Report& report);
 
 /// What a row counts beside its cost: the columns of counts of a breakdown, in their order.
 std::vector<std::pair<std::string_view, std::int64_t>> counts(const Bucket& bucket);
-
-/// The first rows, as many as `limitPerAxis` allows.
-std::span<const Entry> limited(std::span<const Entry> entries, const Options& options);
 
 }  // namespace tallyfin::Exporter

@@ -4,6 +4,8 @@
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Exports/ExportText.hpp"
 
+#include <iterator>
+
 #include <nlohmann/json.hpp>
 
 namespace tallyfin::Exporter {
@@ -31,7 +33,7 @@ Json instantOrNull(const std::optional<TimePoint>& time, const Stamps& stamps) {
   return time ? Json(stamps.instant(*time)) : Json();
 }
 
-Json namesOf(const std::set<InternedText>& names) {
+Json namesOf(const ModelSet& names) {
   Json all = Json::array();
   for (const InternedText name : names) {
     all.push_back(textOf(name.text()));
@@ -71,8 +73,8 @@ void addSums(Json& json, const Bucket& bucket, const Stamps& stamps) {
 Json rowOf(const Entry& entry, Axis axis, const Report& report, const Stamps& stamps) {
   const Attribution cells = attribution(entry, axis, report);
   Json row;
-  row["key"] = textOf(entry.key);
-  row["label"] = textOf(entry.label);
+  row["key"] = textOf(entry.key.text());
+  row["label"] = textOf(entry.label());
   row["project"] = textOrNull(cells.project);
   row["session"] = textOrNull(cells.session);
   row["agent"] = textOrNull(cells.agent);
@@ -98,8 +100,7 @@ Json lossesOf(const ScanDiagnostics& seen) {
 
 std::string breakdownJSON(const Report& report, Axis axis, const Options& options) {
   const Stamps stamps(options.calendar);
-  const std::vector<Entry> entries = rows(report, axis, options.calendar);
-  const std::span<const Entry> shown = limited(entries, options);
+  const std::vector<Entry> shown = rows(report, axis, options.calendar, options.limitPerAxis);
   Json document;
   document["format"] = "tallyfin-export";
   document["version"] = kVersion;
@@ -115,7 +116,7 @@ std::string breakdownJSON(const Report& report, Axis axis, const Options& option
   document["total"] = Json::object();
   addSums(document["total"], report.total, stamps);
   document["axis"] = columnValue(axis);
-  document["rows_left_out"] = entries.size() - shown.size();
+  document["rows_left_out"] = rowCount(report, axis) - std::ssize(shown);
   document["rows"] = Json::array();
   for (const Entry& entry : shown) {
     document["rows"].push_back(rowOf(entry, axis, report, stamps));

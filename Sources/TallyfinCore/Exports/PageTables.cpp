@@ -114,10 +114,10 @@ std::vector<Part> topAgents(const BucketsBy<AgentIdentity>& agents) {
 
 // The projects that an agent worked on.
 Markup projectsOf(const AgentIdentity& agent, const AgentsByKey& agentsByProject) {
-  BucketsBy<InternedText> own;
+  Ranking<InternedText> own;
   for (const auto& [project, agents] : agentsByProject) {
     if (const Bucket* const spent = agents.find(agent)) {
-      own[project] = *spent;
+      own.emplace_back(project, spent);
     }
   }
   std::vector<Part> parts;
@@ -125,6 +125,15 @@ Markup projectsOf(const AgentIdentity& agent, const AgentsByKey& agentsByProject
     parts.emplace_back(name(project.text(), 40), bucket);
   }
   return partsOf(parts, own.size());
+}
+
+template <typename Key>
+Shown<Key> copied(const Ranking<Key>& ranking, std::size_t all) {
+  Shown<Key> shown{.rows = {}, .all = all};
+  for (const auto& [key, bucket] : ranking) {
+    shown.rows[key] = *bucket;
+  }
+  return shown;
 }
 
 Markup dominant(const Bucket& bucket) {
@@ -149,25 +158,43 @@ Markup readableValue(std::string_view value) {
 
 }  // namespace
 
-Markup agentsTable(const Report& report, const AgentsByKey& agentsByProject) {
+Shown<AgentIdentity> shownAgents(const BucketsBy<AgentIdentity>& agents) {
+  return copied(rankedAgents(agents, kRows, true), agents.size());
+}
+
+Shown<InternedText> shownRows(const BucketsBy<InternedText>& rows) {
+  return copied(ranked(rows, kRows), rows.size());
+}
+
+ShownSessions shownSessions(const Report& report) {
+  ShownSessions shown{shownRows(report.bySession), {}};
+  for (const auto& [session, bucket] : shown.rows) {
+    if (const auto project = report.sessionProject.find(session); project != report.sessionProject.end()) {
+      shown.projects.emplace(session, project->second);
+    }
+  }
+  return shown;
+}
+
+Markup agentsTable(const Shown<AgentIdentity>& agents, const AgentsByKey& agentsByProject) {
   std::vector<RankedRow> rows;
-  for (const auto& [agent, bucket] : report.topAgents(kRows, true)) {
-    rows.push_back({agentName(agent), projectsOf(agent, agentsByProject), bucket,
+  for (const auto& [agent, bucket] : agents.rows) {
+    rows.push_back({agentName(agent), projectsOf(agent, agentsByProject), &bucket,
                     agent.isSubagent() ? "agents" : "main"});
   }
-  return rankedTable("Agents by cost, with the projects each worked on", "Agent", rows, report.byAgent.size(),
+  return rankedTable("Agents by cost, with the projects each worked on", "Agent", rows, agents.all,
                      "more agent", "more agents");
 }
 
-Markup projectsTable(const Report& report, const AgentsByKey& agentsByProject) {
+Markup projectsTable(const Shown<InternedText>& projects, const AgentsByKey& agentsByProject) {
   std::vector<RankedRow> rows;
-  for (const auto& [project, bucket] : report.topProjects(kRows)) {
+  for (const auto& [project, bucket] : projects.rows) {
     const BucketsBy<AgentIdentity>* const agents = agentsByProject.find(project);
     rows.push_back({name(project.text()),
-                    agents == nullptr ? Markup() : partsOf(topAgents(*agents), agents->size()), bucket});
+                    agents == nullptr ? Markup() : partsOf(topAgents(*agents), agents->size()), &bucket});
   }
-  return rankedTable("Projects by cost, with the agents behind each", "Project", rows,
-                     report.byProject.size(), "more project", "more projects");
+  return rankedTable("Projects by cost, with the agents behind each", "Project", rows, projects.all,
+                     "more project", "more projects");
 }
 
 Markup modelsTable(const Report& report) {
@@ -178,20 +205,20 @@ Markup modelsTable(const Report& report) {
   return rankedTable("Models by cost", "Model", rows, report.byModel.size(), "more model", "more models");
 }
 
-Markup sessionsTable(const Report& report, const Calendar& calendar) {
+Markup sessionsTable(const ShownSessions& sessions, const Calendar& calendar) {
   std::vector<RankedRow> rows;
-  for (const auto& [session, bucket] : report.topSessions(kRows)) {
-    const auto project = report.sessionProject.find(session);
-    const std::string time = bucket->firstActivity && bucket->lastActivity
-                                 ? concat(calendar.formatMinute(*bucket->firstActivity), " → ",
-                                          calendar.formatMinute(*bucket->lastActivity))
+  for (const auto& [session, bucket] : sessions.rows) {
+    const auto project = sessions.projects.find(session);
+    const std::string time = bucket.firstActivity && bucket.lastActivity
+                                 ? concat(calendar.formatMinute(*bucket.firstActivity), " → ",
+                                          calendar.formatMinute(*bucket.lastActivity))
                                  : UnknownReason::placeholder;
-    Markup what = project == report.sessionProject.end() ? Markup() : name(project->second.text());
+    Markup what = project == sessions.projects.end() ? Markup() : name(project->second.text());
     what += element("span", {{"class", "id"}}, " ", name(session.text()));
-    rows.push_back({what, time, bucket});
+    rows.push_back({what, time, &bucket});
   }
   return rankedTable("Sessions by cost, with project and first to last request", "Session", rows,
-                     report.bySession.size(), "more session", "more sessions");
+                     sessions.all, "more session", "more sessions");
 }
 
 Markup homesTable(const Report& report) {
