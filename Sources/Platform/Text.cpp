@@ -313,6 +313,9 @@ std::string_view trimmedWhitespace(std::string_view text) {
 }
 
 std::size_t characterCount(std::string_view text) {
+  if (isAscii(text) && text.find('\r') == std::string_view::npos) {  // CR LF is one character
+    return text.size();
+  }
   std::size_t count = 0;
   for (std::size_t position = 0; position < text.size(); ++count) {
     position = characterEnd(text, position);
@@ -321,6 +324,9 @@ std::size_t characterCount(std::string_view text) {
 }
 
 std::string_view prefix(std::string_view text, std::size_t count) {
+  if (text.size() <= count) {  // a character has at least one byte
+    return text;
+  }
   std::size_t end = 0;
   for (; count > 0 && end < text.size(); --count) {
     end = characterEnd(text, end);
@@ -349,6 +355,10 @@ std::string fitted(std::string_view text, std::size_t width) {
 }
 
 std::string visible(std::string_view text, std::size_t limit) {
+  const auto isPlain = [](char byte) { return byte >= 0x20 && byte < 0x7F; };
+  if (text.size() <= limit && std::ranges::all_of(text, isPlain)) {
+    return std::string(text);
+  }
   std::vector<CodePoint> points;
   for (std::size_t at = 0; at < text.size();) {
     const Decoded decoded = decode(text, at);

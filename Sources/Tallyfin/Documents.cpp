@@ -115,8 +115,9 @@ std::optional<std::string> textOf(const std::optional<AgentIdentity>& agent) {
   return agent ? std::optional(std::string(agent->description())) : std::nullopt;
 }
 
-// The account that documents with these axes are made of.
-Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Axis> axes) {
+// The account that documents with these axes are made of, from a report that holds the parts.
+Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Axis> axes,
+                  const ReportParts& parts) {
   const Period period = periodOf(days, data);
   const Filters filters = filtersOf(call.arguments, data);
   Exporter::Options options{.generatedAt = data.now(), .calendar = data.calendar()};
@@ -130,14 +131,14 @@ Account accountOf(const Call& call, const Days& days, DataSource& data, std::vec
   options.limitPerAxis = call.arguments.number("limit");
   options.byteOrderMark = call.arguments.has("bom");
   options.summaryRowLimit = call.arguments.number("rows").value_or(10);
-  Report report = data.report(period, filters.predicate, neededFor(axes));
+  Report report = data.report(period, filters.predicate, parts);
   options.summaryAxes = std::move(axes);
   options.sourceFiles = data.cache().recordsPerFile();
   return {std::move(report), std::move(options)};
 }
 
 void tellLimit(const Account& account, Axis axis, const Console& console) {
-  const auto count = static_cast<std::int64_t>(rows(account.report, axis, account.options.calendar).size());
+  const std::int64_t count = rowCount(account.report, axis);
   const std::int64_t limit = account.options.limitPerAxis.value_or(count);
   if (count > limit) {
     tell(concat("--limit ", std::to_string(limit), " left out ", counted(count - limit, "row", "rows"),
@@ -165,8 +166,8 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
   const Days days = daysOf(call, "all");
   const Destination destination(call, isAll);
   return withTranscripts(call, [&](DataSource& data) {
-    const Account account =
-        accountOf(call, days, data, isAll ? std::vector(allAxes.begin(), allAxes.end()) : axes);
+    const std::vector<Axis> wanted = isAll ? std::vector(allAxes.begin(), allAxes.end()) : axes;
+    const Account account = accountOf(call, days, data, wanted, neededFor(wanted));
     const auto write = [&](Axis one) {
       tellLimit(account, one, call.console);
       return destination.write(
@@ -178,7 +179,7 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
     }
     int status = done;
     for (const Axis one : allAxes) {
-      const bool hasRows = !rows(account.report, one, account.options.calendar).empty();
+      const bool hasRows = rowCount(account.report, one) > 0;
       status = status == done && hasRows ? write(one) : status;
     }
     return status;
@@ -199,6 +200,8 @@ struct Kind {
   std::string_view summary;
   std::string_view example;
   std::string (*make)(const Account& account, const DataSource& data);
+  std::vector<Axis> axes = {};  // unless the call names others
+  bool hasLabels = true;        // whether it tells how the labels of projects were reached
 };
 
 int exportWhole(const Call& call, const Kind& kind) {
@@ -207,9 +210,11 @@ int exportWhole(const Call& call, const Kind& kind) {
   return withTranscripts(call, [&](DataSource& data) {
     std::vector<Axis> axes = axesOf(call.arguments, "axes");
     if (axes.empty()) {
-      axes = {Axis::project, Axis::agent, Axis::model};
+      axes = kind.axes;
     }
-    const Account account = accountOf(call, days, data, std::move(axes));
+    ReportParts parts = neededFor(axes);
+    parts.projects |= kind.hasLabels;
+    const Account account = accountOf(call, days, data, std::move(axes), parts);
     return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data));
   });
 }
@@ -293,7 +298,8 @@ std::vector<Subcommand> documents() {
              .make =
                  [](const Account& account, const DataSource&) {
                    return Exporter::clipboardSummary(account.report, account.options);
-                 }},
+                 },
+             .axes = {Axis::project, Axis::agent, Axis::model}},
             {{.name = "axes",
               .value = "AXIS,...",
               .help = "Axes to show (default project,agent,model)",
@@ -318,7 +324,8 @@ std::vector<Subcommand> documents() {
                    return Exporter::page(account.report,
                                          Aggregator(data.calendar(), data.resolver(), data.prices()),
                                          data.records(), account.options);
-                 }},
+                 },
+             .hasLabels = false},
             {})};
 }
 

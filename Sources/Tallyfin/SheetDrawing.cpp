@@ -75,10 +75,11 @@ std::size_t shortest(Unit unit) {
 // As many of the models, most used first, as fit; how many others there are.
 std::string modelsIn(const Bucket& bucket, std::size_t width) {
   constexpr std::size_t kShortestName = 4;
-  const auto used = bucket.modelsByUse();
+  const auto used = bucket.modelsByUse(width);  // a name takes a column or more
+  const std::size_t count = bucket.modelCounts.size();
   std::string text;
   for (std::size_t i = 0; i < used.size(); ++i) {
-    const std::size_t left = used.size() - i - 1;
+    const std::size_t left = count - i - 1;
     const std::string others = left > 0 ? concat(" +", std::to_string(left)) : "";
     const std::size_t most = width - std::min(width, others.size());
     const std::string name = Text::visible(used[i].first.text(), std::max(kShortestName, most));
@@ -87,7 +88,7 @@ std::string modelsIn(const Bucket& bucket, std::size_t width) {
     }
     append(text, i > 0 ? " " : "", name);
   }
-  return text;
+  return used.size() < count ? concat(text, " +", std::to_string(count - used.size())) : text;
 }
 
 // The width that the names of all models of a bucket take, or more than `most`.

@@ -59,19 +59,24 @@ class Figures {
     }
     const InternedText session(*id);
     return amount(data_
-                      .report(Period::all(),
-                              [session](const UsageRecord& record) { return record.sessionId == session; })
+                      .report(
+                          Period::all(),
+                          [session](const UsageRecord& record) { return record.sessionId == session; },
+                          ReportParts::only())
                       .total);
   }
 
  private:
-  const Report& reportOf(const std::string& period) {
-    const auto made = reports_.find(period);
+  const Report& reportOf(const std::string& name) {
+    const auto made = reports_.find(name);
     if (made != reports_.end()) {
       return made->second;
     }
     const Call none{.arguments = {}, .environment = call_.environment, .console = call_.console};
-    return reports_.emplace(period, data_.report(periodOf(daysOf(none, period), data_))).first->second;
+    const Period period = periodOf(daysOf(none, name), data_);
+    ReportParts parts = ReportParts::only(&ReportParts::agents);
+    parts.hours = period.isSingleDay;
+    return reports_.emplace(name, data_.report(period, {}, parts)).first->second;
   }
 
   DataSource& data_;
@@ -157,7 +162,7 @@ int runBudget(const Call& call) {
   return withTranscripts(call, [&](DataSource& data) {
     const Period period = periodOf(days, data);
     const Filters filters = filtersOf(call.arguments, data);
-    const Bucket spent = data.report(period, filters.predicate).total;
+    const Bucket spent = data.report(period, filters.predicate, ReportParts::only()).total;
     const std::optional<std::string> unread = unreadableNote(data);
     const std::int64_t rejected = data.diagnostics().totalRejected();
     const bool isEmpty = data.diagnostics().filesScanned == 0;
@@ -172,7 +177,7 @@ int runBudget(const Call& call) {
     }
     const std::string amount = isEmpty              ? "no transcript was found"
                                : spent.requests < 1 ? "nothing was spent"
-                                                    : costInAnswer(spent);
+                                                    : costInAnswer(spent, mostNames);
     std::string text =
         concat(verdict, " (", CostEstimate::money(limit), "): ", amount, " — ", period.label, "\n");
     for (const std::string& filter : filters.described()) {

@@ -40,11 +40,10 @@ void addIdle(std::vector<Entry>& rows, std::optional<TimePoint> at, TimePoint en
   for (; at && *at < end; at = nextStep(step, *at, calendar)) {
     if (rows.size() - before == kMostRows) {
       rows.resize(before);
-      rows.push_back({"…", "…"});
+      rows.push_back({.key = InternedText("…")});
       return;
     }
-    const std::string name = nameOfStep(step, *at, calendar);
-    rows.push_back({name, name});
+    rows.push_back({.key = InternedText(nameOfStep(step, *at, calendar))});
   }
 }
 
@@ -59,8 +58,7 @@ std::vector<Entry> rowsOf(const Report& report, TimeStep step, const Period& per
   }
   for (const auto& [start, bucket] : inOrder(report.by(step))) {
     addIdle(rows, next, start, step, calendar);
-    const std::string name = nameOfStep(step, start, calendar);
-    rows.push_back({name, name, bucket});
+    rows.push_back({.key = InternedText(nameOfStep(step, start, calendar)), .bucket = bucket});
     next = nextStep(step, start, calendar);
   }
   const TimePoint today = calendar.startOfDay(now);
@@ -119,7 +117,7 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   if (report.total.requests < 1) {
     notes.emplace_back("There are no requests in this range.");
   }
-  for (const auto& note : {unpricedNote(report.total), ownPricesNote(report.total.cost),
+  for (const auto& note : {unpricedNote(report.total, mostNames), ownPricesNote(report.total.cost, mostNames),
                            assumedNote(report.total), unreadableNote(data)}) {
     if (note) {
       notes.push_back(*note);
@@ -135,37 +133,42 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   return notes;
 }
 
-// Leaves `limit` rows: the latest of what is in order of time, the first of what is ranked.
-void cut(std::vector<Entry>& rows, std::vector<std::string>& notes, std::size_t limit, bool isInTime) {
-  if (rows.size() <= limit) {
-    return;
-  }
-  const auto count = static_cast<std::ptrdiff_t>(rows.size() - limit);
+// Tells how many rows a limit left out.
+void noteLimit(std::vector<std::string>& notes, std::int64_t limit, std::size_t leftOut, bool isInTime) {
   notes.insert(notes.begin(),
                concat("--limit ", std::to_string(limit), " left out ",
-                      counted(count, isInTime ? "earlier row" : "row", isInTime ? "earlier rows" : "rows"),
+                      counted(static_cast<std::int64_t>(leftOut), isInTime ? "earlier row" : "row",
+                              isInTime ? "earlier rows" : "rows"),
                       "; the total has them."));
-  rows.erase(isInTime ? rows.begin() : rows.end() - count, isInTime ? rows.begin() + count : rows.end());
 }
 
 int show(const Call& call, Axis axis, const Days& days) {
   return withTranscripts(call, [&](DataSource& data) {
     const Period period = periodOf(days, data);
     const Filters filters = filtersOf(call.arguments, data);
-    const Report report = data.report(period, filters.predicate, neededFor({&axis, 1}));
+    ReportParts parts = neededFor({&axis, 1});
+    parts.origins = false;  // no column of a table tells them
+    const Report report = data.report(period, filters.predicate, parts);
     const std::optional<TimeStep> step = calendarStep(axis);
+    const bool isInTime = isChronological(axis);
+    const std::optional<std::int64_t> limit = call.arguments.number("limit");
     std::vector<Entry> entries =
         step ? rowsOf(report, *step, period, firstRequest(data), data.now(), data.calendar())
-             : rows(report, axis, data.calendar());
-    std::vector<std::string> notes = notesOf(report, axis, period, data);
-    const std::int64_t limit = call.arguments.number("limit").value_or(std::ssize(entries));
-    cut(entries, notes, static_cast<std::size_t>(limit), isChronological(axis));
+             : rows(report, axis, data.calendar(), isInTime ? std::nullopt : limit);
+    const auto all = isInTime ? entries.size() : static_cast<std::size_t>(rowCount(report, axis));
+    if (limit && std::cmp_less(*limit, entries.size())) {  // of rows in order of time the latest stay
+      entries.erase(entries.begin(), entries.end() - *limit);
+    }
     Sheet sheet = axisSheet(report, axis, std::move(entries));
     sheet.range.label = days.label ? concat(*days.label, " (", period.label, ")") : period.label;
     for (const auto& [name, value] : filters.named()) {
       sheet.filters.emplace_back(name, value);
     }
-    sheet.notes = std::move(notes);
+    sheet.notes = notesOf(report, axis, period, data);
+    sheet.rowsLeftOut = all - sheet.rowCount;
+    if (sheet.rowsLeftOut > 0) {
+      noteLimit(sheet.notes, *limit, sheet.rowsLeftOut, isInTime);
+    }
     return draw(sheet, call.console);
   });
 }

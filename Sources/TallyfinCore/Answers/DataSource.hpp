@@ -42,8 +42,8 @@ class DataSource {
   /// time. When the file is never written, the reason, from the start on.
   const std::string& savingError() const { return savingError_; }
 
-  /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds
-  /// what `parts` asks for, by default the hours of a single day.
+  /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds what
+  /// `parts` asks for; without them the parts that are there by default and the hours of a single day.
   Report report(const Period& period, const RecordFilter& filter = {}, std::optional<ReportParts> parts = {});
 
   const std::vector<SourceHome>& homes() const { return homes_; }

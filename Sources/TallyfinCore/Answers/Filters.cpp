@@ -95,7 +95,11 @@ Answered<Filters> buildFilters(DataSource& data, const FilterWords& words) {
   if (!isGiven(words.agent) && !isGiven(words.project) && !isGiven(words.session)) {
     return filters;
   }
-  const Report wide = data.report(Period::all());
+  ReportParts named = ReportParts::only();
+  named.agents = isGiven(words.agent);
+  named.projects = isGiven(words.project);
+  named.sessions = isGiven(words.session);
+  const Report wide = data.report(Period::all(), {}, named);
   std::optional<Refusal> refusal = keep(filters.agent, words.agent, resolveAgent, wide);
   if (!refusal) {
     refusal = keep(filters.project, words.project, resolveProject, wide);

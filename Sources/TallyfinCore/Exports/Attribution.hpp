@@ -11,11 +11,11 @@
 namespace tallyfin::Exporter {
 
 /// The cells of a row that depend on its axis. A cell is absent when it does not apply on that axis. The
-/// views live as long as the entry and the report.
+/// views live as long as the report.
 struct Attribution {
   std::optional<std::string_view> project = {};
   std::optional<std::string_view> session = {};
-  std::optional<std::string_view> agent = {};
+  std::optional<std::string> agent = {};
   std::optional<std::string_view> agentKind = {};
   std::string note;  ///< why the row stands under its key
 };

@@ -33,7 +33,8 @@ Sheet::Column words(Sheet::Column column, const Entries& entries, OfEntry ofEntr
   return column;
 }
 
-Sheet::Cell orNothing(const std::optional<std::string_view>& text) {
+template <typename Text>
+Sheet::Cell orNothing(const std::optional<Text>& text) {
   return text ? Sheet::Cell(std::string(*text)) : Sheet::Cell();
 }
 
@@ -43,16 +44,15 @@ Sheet::Cell orNothing(const std::optional<TimePoint>& time) {
 
 void addAttribution(std::vector<Sheet::Column>& columns, const Entries& entries, Axis axis,
                     const Report& report) {
-  using Field = std::optional<std::string_view> Exporter::Attribution::*;
-  const std::pair<std::string_view, Field> fields[] = {{"project", &Exporter::Attribution::project},
-                                                       {"session", &Exporter::Attribution::session},
-                                                       {"agent", &Exporter::Attribution::agent},
-                                                       {"agent_kind", &Exporter::Attribution::agentKind}};
-  for (const auto& [id, field] : fields) {
-    columns.push_back(words({.id = id}, entries, [&report, axis, field = field](const Entry& entry) {
+  const auto add = [&](std::string_view id, auto field) {
+    columns.push_back(words({.id = id}, entries, [&report, axis, field](const Entry& entry) {
       return orNothing(Exporter::attribution(entry, axis, report).*field);
     }));
-  }
+  };
+  add("project", &Exporter::Attribution::project);
+  add("session", &Exporter::Attribution::session);
+  add("agent", &Exporter::Attribution::agent);
+  add("agent_kind", &Exporter::Attribution::agentKind);
   columns.push_back(words({.id = "attribution_note"}, entries, [&report, axis](const Entry& entry) {
     return Exporter::attribution(entry, axis, report).note;
   }));
@@ -84,9 +84,10 @@ Sheet axisSheet(const Report& report, Axis axis, std::vector<Entry> given) {
   }
   Sheet sheet{.id = columnValue(axis), .title = concat("by ", rawValue(axis)), .rowCount = entries->size()};
   std::vector<Sheet::Column>& columns = sheet.columns;
-  columns.push_back(words({.id = "key"}, entries, [](const Entry& entry) { return entry.key; }));
+  columns.push_back(
+      words({.id = "key"}, entries, [](const Entry& entry) { return std::string(entry.key.text()); }));
   columns.push_back(words({.id = "label", .title = rawValue(axis), .worth = Sheet::always + 2}, entries,
-                          [](const Entry& entry) { return entry.label; }));
+                          [](const Entry& entry) { return entry.label(); }));
   addAttribution(columns, entries, axis, report);
   columns.push_back(
       sums({.id = "models", .title = "models", .unit = Unit::models, .worth = axis == Axis::model ? 0 : 2},

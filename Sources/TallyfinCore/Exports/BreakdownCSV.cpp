@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <functional>
-#include <span>
 
 namespace tallyfin::Exporter {
 namespace {
@@ -21,8 +20,8 @@ struct Row : Attribution, CostCells {
   const Stamps& stamps;
   std::string_view currency = currencyCode;
 
-  std::string_view key() const { return entry.key; }
-  std::string_view label() const { return entry.label; }
+  std::string_view key() const { return entry.key.text(); }
+  std::string label() const { return entry.label(); }
 
   std::string models() const {
     if (bucket.modelCounts.empty()) {
@@ -57,7 +56,8 @@ void text(CSVWriter& csv, const Row& row) {
 
 template <auto Cell>
 void attributed(CSVWriter& csv, const Row& row) {
-  csv.text(std::invoke(Cell, row).value_or(notBrokenDown));
+  const auto& cell = std::invoke(Cell, row);
+  csv.text(cell ? std::string_view(*cell) : notBrokenDown);
 }
 
 void unpricedRequests(CSVWriter& csv, const Row& row) {
@@ -99,24 +99,6 @@ constexpr std::array<Column, breakdownColumns.size()> kColumns = {{
     count<&Bucket::cacheWriteAssumedRequests>("cache_write_assumed_requests"),
 }};
 
-std::string table(std::span<const Entry> entries, const Report& report, Axis axis, const Options& options) {
-  const Stamps stamps(options.calendar);
-  CSVWriter csv(options.byteOrderMark, breakdownColumns);
-  for (const Entry& entry : limited(entries, options)) {
-    const Row row{{attribution(entry, axis, report)},
-                  {costInTable(*entry.bucket)},
-                  columnValue(axis),
-                  entry,
-                  *entry.bucket,
-                  stamps};
-    for (const Column& column : kColumns) {
-      column.write(csv, row);
-    }
-    csv.endRow();
-  }
-  return std::move(csv).document();
-}
-
 }  // namespace
 
 const std::array<std::string_view, 26> breakdownColumns = [] {
@@ -137,15 +119,28 @@ std::vector<CountColumn> countColumns() {
 }
 
 std::string breakdownCSV(const Report& report, Axis axis, const Options& options) {
-  return table(rows(report, axis, options.calendar), report, axis, options);
+  const Stamps stamps(options.calendar);
+  CSVWriter csv(options.byteOrderMark, breakdownColumns);
+  for (const Entry& entry : rows(report, axis, options.calendar, options.limitPerAxis)) {
+    const Row row{{attribution(entry, axis, report)},
+                  {costInTable(*entry.bucket)},
+                  columnValue(axis),
+                  entry,
+                  *entry.bucket,
+                  stamps};
+    for (const Column& column : kColumns) {
+      column.write(csv, row);
+    }
+    csv.endRow();
+  }
+  return std::move(csv).document();
 }
 
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options) {
   std::vector<AxisCSV> tables;
   for (const Axis axis : allAxes) {
-    const std::vector<Entry> entries = rows(report, axis, options.calendar);
-    if (!entries.empty()) {
-      tables.push_back({axis, table(entries, report, axis, options)});
+    if (rowCount(report, axis) > 0) {
+      tables.push_back({axis, breakdownCSV(report, axis, options)});
     }
   }
   return tables;

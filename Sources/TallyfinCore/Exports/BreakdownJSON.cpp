@@ -32,7 +32,7 @@ Json dayOrNull(const std::optional<TimePoint>& time, const Stamps& stamps) {
   return time ? Json(stamps.day(*time)) : Json();
 }
 
-Json namesOf(const std::set<InternedText>& names) {
+Json namesOf(const ModelSet& names) {
   Json all = Json::array();
   for (const InternedText name : names) {
     all.push_back(textOf(name.text()));
@@ -157,11 +157,8 @@ std::string jsonOf(const Sheet& sheet, const ScanDiagnostics& seen, const Option
 }  // namespace
 
 std::string breakdownJSON(const Report& report, Axis axis, const Options& options) {
-  std::vector<Entry> entries = rows(report, axis, options.calendar);
-  const std::size_t all = entries.size();
-  entries.resize(limited(entries, options).size());
-  Sheet sheet = axisSheet(report, axis, std::move(entries));
-  sheet.rowsLeftOut = all - sheet.rowCount;
+  Sheet sheet = axisSheet(report, axis, rows(report, axis, options.calendar, options.limitPerAxis));
+  sheet.rowsLeftOut = static_cast<std::size_t>(rowCount(report, axis)) - sheet.rowCount;
   sheet.range = {periodDescription(report, options, Stamps(options.calendar)), options.from, options.to};
   sheet.filters = {{"agent", options.narrowing.agent},
                    {"project", options.narrowing.project},

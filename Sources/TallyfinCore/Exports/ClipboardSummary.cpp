@@ -47,17 +47,15 @@ void appendTotal(std::string& out, const Report& report, const Stamps& stamps) {
 }
 
 void appendAxis(std::string& out, const Report& report, Axis axis, const Options& options) {
-  const std::vector<Entry> entries = rows(report, axis, options.calendar);
-  if (entries.empty()) {
+  const std::int64_t count = rowCount(report, axis);
+  if (count == 0) {
     return;
   }
   append(out, "\n", title(axis), "\n");
-  const auto count = static_cast<std::int64_t>(entries.size());
   const std::int64_t shown = std::clamp<std::int64_t>(options.summaryRowLimit, 0, count);
-  for (std::int64_t i = 0; i < shown; ++i) {
-    const Entry& entry = entries[static_cast<std::size_t>(i)];
-    append(out, "  ", Text::fitted(entry.label, kLabelWidth), "  ", costInSummary(*entry.bucket), kSeparator,
-           volume(*entry.bucket), "\n");
+  for (const Entry& entry : rows(report, axis, options.calendar, shown)) {
+    append(out, "  ", Text::fitted(entry.label(), kLabelWidth), "  ", costInSummary(*entry.bucket),
+           kSeparator, volume(*entry.bucket), "\n");
   }
   if (count > shown) {
     append(out, "  (", counted(count - shown, "more row", "more rows"),

@@ -21,7 +21,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -79,8 +78,5 @@ class Stamps {
  private:
   Calendar calendar_;
 };
-
-/// The first rows, as many as `limitPerAxis` allows.
-std::span<const Entry> limited(std::span<const Entry> entries, const Options& options);
 
 }  // namespace tallyfin::Exporter

@@ -189,8 +189,10 @@ class ProvenanceWriter {
     }
     std::map<std::string_view, std::int64_t> projects;  // by how the label was reached
     for (const auto& [project, provenances] : report_.projectProvenance) {
-      for (const Provenance provenance : provenances) {
-        ++projects[text(provenance)];
+      for (const Provenance provenance : allProvenances) {
+        if (provenances.contains(provenance)) {
+          ++projects[text(provenance)];
+        }
       }
     }
     for (const auto& [provenance, count] : projects) {
