@@ -175,9 +175,10 @@ class Drawing {
   }
 
   // A cell in words, where it has some; elastic ones in `width`.
-  std::string textOf(const Sheet::Cell& cell, Unit unit, std::size_t width) const {
+  std::string textOf(const Sheet::Cell& cell, Unit unit, std::size_t width = kAnyWidth) const {
     if (const auto* const name = std::get_if<std::string>(&cell)) {
-      return shown(width == kAnyWidth ? *name : Text::visible(shown(*name), std::max<std::size_t>(width, 4)));
+      std::string text = shown(*name);
+      return text.size() <= width ? text : shown(Text::visible(text, std::max<std::size_t>(width, 4)));
     }
     if (const auto* const count = std::get_if<std::int64_t>(&cell)) {
       return unit == Unit::tokens ? shortened(*count) : grouped(*count);
@@ -196,23 +197,23 @@ class Drawing {
 
   // Gives each column the width that its cells need.
   void measure() {
-    for (Shown& shown : columns_) {
-      const auto widen = [&](const Sheet::Cell& cell) {
-        const auto* const models = std::get_if<Sheet::Models>(&cell);
-        shown.width = std::max(
-            shown.width, models == nullptr ? Text::characterCount(textOf(cell, shown.column->unit, kAnyWidth))
-                                           : widthOfModels(*models->bucket, whole()));
-      };
-      if (shown.column->unit == Unit::share) {
-        constexpr std::size_t kLongestBar = 40;
-        shown.width = kLongestBar;
-        continue;
+    for (std::size_t row = 0; row < sheet_.rowCount; ++row) {
+      for (Shown& shown : columns_) {
+        widen(shown, shown.column->cell(row));
       }
-      for (std::size_t row = 0; row < sheet_.rowCount; ++row) {
-        widen(shown.column->cell(row));
-      }
-      widen(totalOf(*shown.column));
     }
+    for (Shown& shown : columns_) {
+      widen(shown, totalOf(*shown.column));
+    }
+  }
+
+  void widen(Shown& shown, const Sheet::Cell& cell) const {
+    constexpr std::size_t kLongestBar = 40;
+    const auto* const models = std::get_if<Sheet::Models>(&cell);
+    const std::size_t width = shown.column->unit == Unit::share ? kLongestBar
+                              : models != nullptr               ? widthOfModels(*models->bucket, whole())
+                                                  : Text::characterCount(textOf(cell, shown.column->unit));
+    shown.width = std::max(shown.width, width);
   }
 
   std::size_t whole() const { return static_cast<std::size_t>(std::max(console_.width, 1)); }
