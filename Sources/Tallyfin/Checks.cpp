@@ -6,6 +6,7 @@
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Prices.hpp"
 #include "Tallyfin/Transcripts.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "absl/strings/str_format.h"
 
@@ -17,7 +18,7 @@ namespace {
 
 int runVerification(const Call& call) {
   requireHome(call.environment);
-  ScanCache cache(cacheLocation(call.environment));
+  ScanCache cache(CacheFile::pathFor(call.environment));
   if (!cache.load()) {
     tell(concat("nothing to verify: the cache \"", cache.cachePath(), "\" ",
                 Files::exists(cache.cachePath()) ? "cannot be read, or is of another version or damaged"

@@ -7,6 +7,7 @@
 #include "Tallyfin/Days.hpp"
 #include "Tallyfin/Transcripts.hpp"
 #include "TallyfinCore/Attribution/ProjectPath.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 
 #include <algorithm>
@@ -50,7 +51,7 @@ class Offers {
 
 // All names of one kind that the cache knows, in the order of their texts.
 std::set<InternedText> namesOf(Values kind, const Environment& environment) {
-  ScanCache cache(cacheLocation(environment));
+  ScanCache cache(CacheFile::pathFor(environment));
   cache.load();
   const ProjectResolver resolver(environment.home, true);
   std::set<InternedText> names;

@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/strings/str_join.h"
 
@@ -50,7 +51,7 @@ Environment withOptions(Environment environment, const Arguments& arguments) {
   if (cache && !cache->empty()) {
     environment.tallyfinCachePath = Files::target(*environment.expanded(cache));
   } else if (isOther) {
-    environment.tallyfinCachePath = concat(Files::withoutLastComponent(cacheLocation(environment)),
+    environment.tallyfinCachePath = concat(Files::withoutLastComponent(CacheFile::pathFor(environment)),
                                            absl::StrFormat("/home-%016x.bin", hashOf(chosen)));
   }
   return environment;
@@ -60,7 +61,7 @@ void requireCacheOrNothing(const Environment& environment, const Arguments& argu
   if (arguments.text("cache").value_or("").empty()) {
     return;
   }
-  if (const std::string path = cacheLocation(environment); ScanCache::isOccupied(path)) {
+  if (const std::string path = CacheFile::pathFor(environment); CacheFile::isForeign(path)) {
     throw UsageError(concat("--cache: \"", path, "\" is no cache and is not replaced by one"));
   }
 }

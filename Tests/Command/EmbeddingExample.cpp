@@ -2,6 +2,7 @@
 // equal.
 
 // [example]
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Environment.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
@@ -11,8 +12,9 @@
 /// Prints what each project cost, of all history.
 void printProjects(const tallyfin::Environment& machine) {  // in an application: Environment::ofProcess()
   using namespace tallyfin;
-  ScanCache cache(cacheLocation(machine));
-  cache.makeFolder();
+  const std::string path = CacheFile::pathFor(machine);
+  CacheFile::makeFolderOf(path);
+  ScanCache cache(path);
   cache.load();
   const auto [scan, stats] = cache.refresh(sourceHomes(machine), machine.now);
   cache.save();  // throws std::system_error where it cannot write

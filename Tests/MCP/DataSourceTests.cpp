@@ -79,7 +79,7 @@ TEST_F(DataSourceTest, VariablesMoveTranscriptsAndCacheButNotTheHome) {
   EXPECT_EQ(unsaved.report(Period::all()).total.requests, 2) << "from memory";
   environment.tallyfinCachePath = "";
   EXPECT_EQ(DataSource(environment).cache().cachePath(),
-            ScanCache::defaultPath(Files::applicationSupportDirectory(machine_.home.path())));
+            CacheFile::defaultPath(Files::applicationSupportDirectory(machine_.home.path())));
 }
 
 TEST_F(DataSourceTest, NothingIsWrittenAmongTranscripts) {

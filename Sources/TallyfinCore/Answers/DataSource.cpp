@@ -2,6 +2,7 @@
 
 #include "Platform/Memory.hpp"
 #include "Platform/Parallel.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 
 #include <chrono>
 #include <exception>
@@ -21,13 +22,13 @@ bool leavesMemory(const RefreshStats& stats) {
 DataSource::DataSource(Environment environment)
     : environment_(std::move(environment)),
       homes_(sourceHomes(environment_)),
-      cache_(cacheLocation(environment_)),
+      cache_(CacheFile::pathFor(environment_)),
       aggregator_(environment_.calendar, ProjectResolver(environment_.home, true),
                   PriceList::of(environment_)),
       savingError_(whyNotWritable(cache_.cachePath(), environment_).value_or("")),
       usesCache_(savingError_.empty()) {
   if (usesCache_) {
-    cache_.makeFolder();
+    CacheFile::makeFolderOf(cache_.cachePath());
   }
 }
 

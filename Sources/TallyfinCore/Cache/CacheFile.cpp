@@ -1,11 +1,11 @@
-// The cache file of ScanCache: its writer and its reader.
+#include "TallyfinCore/Cache/CacheFile.hpp"
 
 #include "Platform/AtomicFile.hpp"
+#include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
-#include "TallyfinCore/Cache/ScanCache.hpp"
 #include "absl/cleanup/cleanup.h"
 #include "absl/container/flat_hash_map.h"
 
@@ -14,6 +14,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <future>
 #include <limits>
 #include <mutex>
@@ -22,10 +23,15 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
-namespace tallyfin {
+namespace tallyfin::CacheFile {
 namespace {
+
+// What a file of any version begins with, and the version of the layout that is read and written.
+constexpr std::string_view kMagic = "TFC1";
+constexpr std::uint64_t kFormatVersion = 2;
 
 // More than the table of strings has room for: almost five million requests. A larger file is not used: the
 // transcripts are read again.
@@ -165,9 +171,8 @@ class Writer {
 // version.
 std::optional<BinaryReader> readerOf(const PlainFile& file) {
   BinaryReader reader(file);
-  const bool isOurs = reader.bytesLeft() > ScanCache::magic.size() + 1 &&
-                      reader.readBytes(ScanCache::magic.size()) == ScanCache::magic &&
-                      reader.readUInt() == ScanCache::formatVersion;
+  const bool isOurs = reader.bytesLeft() > kMagic.size() + 1 && reader.readBytes(kMagic.size()) == kMagic &&
+                      reader.readUInt() == kFormatVersion;
   return isOurs ? std::optional(std::move(reader)) : std::nullopt;
 }
 
@@ -306,8 +311,8 @@ class Reader {
     return state;
   }
 
-  // Notes that the file being read has the key. Only damaged ones hold a key
-  // twice, so the index of the records, which takes a sixth of a load, is seldom built.
+  // Whether the file being read has not had the key before; notes that it has it now. Saved files hold each
+  // key once, so the index of the records, which takes a sixth of a load, is built for damaged ones only.
   bool isNewInFile(InternedText key) {
     if (key.number() >= fileOf_.size()) {
       fileOf_.resize(InternedText::count() + 1024, 0);
@@ -391,50 +396,65 @@ void sortByPath(std::vector<FileProvenance>& files) {
   files.erase(std::unique(files.begin(), files.end(), isSame), files.end());
 }
 
-bool ScanCache::load() {
+std::optional<Contents> load(const std::string& path, std::size_t threads) {
   constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;  // bytes
-  const PlainFile file(path_);
+  const PlainFile file(path);
   if (!file.isOpen() || file.attributes().size > kLargestFile) {
-    return false;
+    return std::nullopt;
   }
   try {
     std::optional<BinaryReader> ofTexts = readerOf(file);
     std::optional<BinaryReader> ofRecords = readerOf(file);
     if (!ofTexts || !ofRecords) {
-      return false;
+      return std::nullopt;
     }
-    TextTable texts(*ofTexts, threads_ > 1 && file.attributes().size > kWorthAThread);
-    Reader reader(std::move(*ofRecords), texts);
-    replaceFound(std::make_shared<const std::vector<FileProvenance>>(reader.readFiles()), true);
+    TextTable texts(*ofTexts, threads > 1 && file.attributes().size > kWorthAThread);
+    return Contents{Reader(std::move(*ofRecords), texts).readFiles(), file.attributes()};
   } catch (const DecodeError&) {
-    return false;
+    return std::nullopt;
   } catch (const DamagedValue&) {
+    return std::nullopt;
+  }
+}
+
+FileAttributes save(const std::string& path, const std::vector<FileProvenance>& files, std::size_t threads) {
+  Writer writer(files);
+  std::string header(kMagic);
+  header.push_back(static_cast<char>(kFormatVersion));
+  return AtomicFile::replace(path, [&](AtomicFile::Output out) { writer.finish(header, out, threads); });
+}
+
+std::string pathFor(const Environment& environment) {
+  const std::optional<std::string> given = environment.expanded(environment.tallyfinCachePath);
+  if (!given) {
+    return defaultPath(Files::applicationSupportDirectory(environment.home));
+  }
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(*given, error);
+  return error ? *given : absolute.string();
+}
+
+std::string defaultPath(const std::string& applicationSupport) {
+  return concat(applicationSupport, "/net.quillpond.tallyfin/scan-cache.v2.bin");
+}
+
+void makeFolderOf(const std::string& path) {
+  // Resolved first, so that no folder is made which a later ".." leaves again.
+  if (const std::string_view folder = Files::withoutLastComponent(path); !folder.empty()) {
+    Files::createDirectories(Files::target(std::string(folder)));
+  }
+}
+
+bool isForeign(const std::string& path) {
+  std::error_code unknown;  // then `save` tells what is wrong with the path
+  if (!std::filesystem::exists(std::filesystem::symlink_status(path, unknown))) {
     return false;
   }
-  const std::lock_guard guard(lock_);
-  saved_ = files_;
-  savedFile_ = file.attributes();
-  return true;
+  const PlainFile file(path);
+  std::array<char, kMagic.size()> start{};
+  const std::ptrdiff_t count = file.isOpen() ? file.read(start.data(), start.size(), 0) : -1;
+  return count < 0 ||
+         (count > 0 && std::string_view(start.data(), static_cast<std::size_t>(count)) != kMagic);
 }
 
-void ScanCache::save() {
-  const std::optional<FileAttributes> there = Files::attributes(path_);
-  KnownFiles files;
-  {
-    const std::lock_guard guard(lock_);
-    files = files_;
-    if (files == saved_ && there == savedFile_) {
-      return;
-    }
-  }
-  Writer writer(*files);
-  std::string header(magic);
-  header.push_back(static_cast<char>(formatVersion));
-  const FileAttributes written =
-      AtomicFile::replace(path_, [&](AtomicFile::Output out) { writer.finish(header, out, threads_); });
-  const std::lock_guard guard(lock_);
-  saved_ = files;
-  savedFile_ = written;
-}
-
-}  // namespace tallyfin
+}  // namespace tallyfin::CacheFile

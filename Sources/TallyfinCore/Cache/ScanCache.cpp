@@ -1,20 +1,15 @@
 #include "TallyfinCore/Cache/ScanCache.hpp"
 
-#include "Platform/Concat.hpp"
-#include "Platform/Descriptor.hpp"
 #include "Platform/Files.hpp"
-#include "Platform/Numbers.hpp"
 #include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <filesystem>
 #include <future>
 #include <optional>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -70,7 +65,7 @@ std::shared_ptr<const std::vector<FileProvenance>> filesOf(const std::vector<Fil
       files.push_back({reading.file->path, reading.now});
     }
   }
-  sortByPath(files);
+  CacheFile::sortByPath(files);
   return std::make_shared<const std::vector<FileProvenance>>(std::move(files));
 }
 
@@ -101,36 +96,31 @@ Estimate<double> RefreshStats::savedFraction() const {
 
 ScanCache::ScanCache(std::string path, std::size_t threads) : path_(std::move(path)), threads_(threads) {}
 
-std::string ScanCache::defaultPath(const std::string& applicationSupport) {
-  return concat(applicationSupport, "/", folderName, "/", fileName);
-}
-
-bool ScanCache::isOccupied(const std::string& path) {
-  std::error_code unknown;  // then `save` tells what is wrong with the path
-  if (!std::filesystem::exists(std::filesystem::symlink_status(path, unknown))) {
+bool ScanCache::load() {
+  std::optional<CacheFile::Contents> contents = CacheFile::load(path_, threads_);
+  if (!contents) {
     return false;
   }
-  const PlainFile file(path);
-  std::array<char, magic.size()> start{};
-  const std::ptrdiff_t count = file.isOpen() ? file.read(start.data(), start.size(), 0) : -1;
-  return count < 0 || (count > 0 && std::string_view(start.data(), static_cast<std::size_t>(count)) != magic);
+  const std::lock_guard guard(lock_);
+  files_ = found_ = saved_ = std::make_shared<const std::vector<FileProvenance>>(std::move(contents->files));
+  savedFile_ = contents->attributes;
+  return true;
 }
 
-void ScanCache::makeFolder() const {
-  // Resolved first, so that no folder is made which a later ".." leaves again.
-  if (const std::string_view folder = Files::withoutLastComponent(path_); !folder.empty()) {
-    Files::createDirectories(Files::target(std::string(folder)));
+void ScanCache::save() {
+  const std::optional<FileAttributes> there = Files::attributes(path_);
+  KnownFiles files;
+  {
+    const std::lock_guard guard(lock_);
+    files = files_;
+    if (files == saved_ && there == savedFile_) {
+      return;
+    }
   }
-}
-
-std::string cacheLocation(const Environment& environment) {
-  const std::optional<std::string> given = environment.expanded(environment.tallyfinCachePath);
-  if (!given) {
-    return ScanCache::defaultPath(Files::applicationSupportDirectory(environment.home));
-  }
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(*given, error);
-  return error ? *given : absolute.string();
+  const FileAttributes written = CacheFile::save(path_, *files, threads_);
+  const std::lock_guard guard(lock_);
+  saved_ = files;
+  savedFile_ = written;
 }
 
 ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,
@@ -194,6 +184,20 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   diagnostics.uniqueRequests = static_cast<std::int64_t>(done.result.records.size());
   diagnostics.duration = stats.duration = std::max(0.0, clock().seconds - start.seconds);
   return done;
+}
+
+VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome>& homes,
+                                                    const Calendar& calendar, const Clock& clock,
+                                                    const PriceList& prices, const ReadProgress& progress) {
+  const VerificationResult result = verifyCache(*known(), homes, calendar, clock, prices, threads_, progress);
+  const std::lock_guard guard(lock_);
+  lastVerification_ = result;
+  return result;
+}
+
+std::optional<VerificationResult> ScanCache::lastVerification() const {
+  const std::lock_guard guard(lock_);
+  return lastVerification_;
 }
 
 void ScanCache::clear() {

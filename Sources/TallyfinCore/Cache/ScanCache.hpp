@@ -1,15 +1,6 @@
 #pragma once
 
-// What each transcript contributed, in memory and in one file, so that a look at the transcripts reads only
-// what grew. A pure optimisation: a lost, old or damaged file costs a full read and nothing else, so nothing
-// in it is ever repaired or migrated.
-//
-//   "TFC1" | version 2 | string table | file count | files, sorted by path
-//   file:   path size mtime inode consumed  8 counters  record count  records
-//   record: key timestamp model session cwd home agent  7 counts  assumed  rank
-//
-// Integers and texts as in BinaryCodec.hpp, mtime and timestamp are doubles, `assumed` is a byte. No
-// alignment, no checksum. Any other version means: read everything again.
+// What each transcript contributed, in memory and in the cache file, so that a refresh reads only what grew.
 
 #include "Platform/Calendar.hpp"
 #include "Platform/Parallel.hpp"
@@ -26,7 +17,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace tallyfin {
@@ -47,43 +37,15 @@ struct RefreshStats {
   Estimate<double> savedFraction() const;
 };
 
-/// Brings files into the order of their paths: by code points of the canonical forms, then by bytes. Of
-/// several entries with the same path the first stays.
-void sortByPath(std::vector<FileProvenance>& files);
-
-/// Where the cache file lies: TALLYFIN_CACHE_PATH, with its tilde expanded and made absolute, or the default
-/// place.
-std::string cacheLocation(const Environment& environment);
-
 /// The cache in memory and its file. Safe from any thread; of two refreshes at once, the result of the one
 /// that ends later is kept.
 class ScanCache {
  public:
-  static constexpr std::uint64_t formatVersion = 2;
-
-  /// What a cache file of any version begins with.
-  static constexpr std::string_view magic = "TFC1";
-
-  /// The name of the file in its folder, and that folder below the application-support directory.
-  static constexpr const char* fileName = "scan-cache.v2.bin";
-  static constexpr const char* folderName = "net.quillpond.tallyfin";
-
-  /// `path` is where the cache file lies. Nothing is read before `load`, and no folder is made before
-  /// `makeFolder`. Transcripts are read on at most `threads` threads.
+  /// `path` is where the cache file lies (CacheFile::pathFor). Nothing is read before `load`, and no folder
+  /// is made. Transcripts are read on at most `threads` threads.
   explicit ScanCache(std::string path, std::size_t threads = processors());
 
-  /// The default place below an application-support directory.
-  static std::string defaultPath(const std::string& applicationSupport);
-
-  /// Whether something lies at `path` that is neither a cache, of whatever version and state, nor an empty
-  /// file. What cannot be read counts as no cache.
-  static bool isOccupied(const std::string& path);
-
   const std::string& cachePath() const { return path_; }
-
-  /// Makes the folder of the cache file with its missing parents. A failure is ignored: it shows when saving
-  /// fails.
-  void makeFolder() const;
 
   /// Replaces what is known by the file's content; false, and nothing changed, when the file is missing,
   /// foreign, of another version, cut off or damaged.
