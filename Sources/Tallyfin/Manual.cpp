@@ -1,7 +1,7 @@
 #include "Tallyfin/Manual.hpp"
 
 #include "Platform/Concat.hpp"
-#include "Tallyfin/Subcommand.hpp"
+#include "Tallyfin/Subcommands.hpp"
 #include "TallyfinCore/Transcripts/Homes.hpp"
 #include "absl/strings/str_join.h"
 #include "absl/strings/str_replace.h"

@@ -1,9 +1,8 @@
-#include "Tallyfin/ServerTexts.hpp"
-
 #include "Platform/Concat.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinMCP/Catalogue.hpp"
 #include "TallyfinMCP/MCP.hpp"
 

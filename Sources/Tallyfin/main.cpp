@@ -3,7 +3,7 @@
 
 #include "Platform/Streams.hpp"
 #include "Tallyfin/Command.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Progress.hpp"
 
 #include <cerrno>
 #include <csignal>

@@ -1,12 +1,11 @@
-#include "Tallyfin/Documents.hpp"
-
 #include "Platform/AtomicFile.hpp"
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinCore/Exports/Exporter.hpp"
 #include "TallyfinCore/Exports/Page.hpp"
 #include "absl/strings/str_join.h"
@@ -279,7 +278,7 @@ std::vector<std::string> axisNames() {
   return names;
 }
 
-std::vector<Subcommand> documents() {
+std::vector<Subcommand> exports() {
   return {
       csv(), json(),
       whole({.name = "summary",
