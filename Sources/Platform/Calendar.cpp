@@ -290,7 +290,7 @@ std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {
   return start && this->date(*start) == date ? start : std::nullopt;
 }
 
-void DayLookup::look(TimePoint time) {
+void DayLookup::lookUp(TimePoint time) {
   start_ = calendar_.startOfDay(time);
   end_ = start_;
   // Where a clock change makes midnight come twice, the date goes back for a while. So only days of 24 hours

@@ -146,13 +146,13 @@ class DayLookup {
   /// As Calendar::startOfDay.
   TimePoint startOfDay(TimePoint time) {
     if (!(time >= start_ && time < end_)) {
-      look(time);
+      lookUp(time);
     }
     return start_;
   }
 
  private:
-  void look(TimePoint time);
+  void lookUp(TimePoint time);
 
   const Calendar& calendar_;
   TimePoint start_;  // of the last day looked up

@@ -11,10 +11,10 @@
 namespace tallyfin {
 namespace {
 
-/// The most bytes of one read, so that little is buffered behind a long line.
+// The most bytes of one read, so that little is buffered behind a long line.
 constexpr std::size_t kChunk = std::size_t{256} * 1024;
 
-/// Whether the call that just failed is worth repeating; waits until the descriptor is ready if need be.
+// Whether the call that just failed is worth repeating; waits until the descriptor is ready if need be.
 bool canRetry(int descriptor, short event) {
   if (errno == EINTR) {
     return true;
@@ -49,7 +49,7 @@ std::optional<std::string_view> LineInput::next() {
   }
 }
 
-/// Reads on behind the pending bytes, which move to the front; false at the end of input.
+// Reads on behind the pending bytes, which move to the front; false at the end of input.
 bool LineInput::fill() {
   if (begin_ > 0) {
     buffer_.dropFront(begin_);

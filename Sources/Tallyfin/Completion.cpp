@@ -59,12 +59,12 @@ std::set<InternedText> namesOf(Values kind, const Environment& environment) {
   InternedText last;
   for (const FileProvenance& file : cache.recordsPerFile()) {
     for (const auto& [key, record] : file.records().entries()) {
-      const InternedText source = kind == Values::project ? record.rawCwd
-                                  : kind == Values::agent ? record.agent.name()
-                                                          : record.sessionId;
-      if (source != last && !source.text().empty()) {
-        names.insert(kind == Values::project ? resolver.resolve(source).canonical : source);
-        last = source;
+      const InternedText text = kind == Values::project ? record.rawCwd
+                                : kind == Values::agent ? record.agent.name()
+                                                        : record.sessionId;
+      if (text != last && !text.text().empty()) {
+        names.insert(kind == Values::project ? resolver.resolve(text).canonical : text);
+        last = text;
       }
     }
   }

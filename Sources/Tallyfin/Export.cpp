@@ -38,10 +38,10 @@ class Destination {
     if (path_->empty()) {
       throw UsageError("--out needs the path of a folder or a file");
     }
-    const std::string place = placeOf(*path_);
-    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(place) ||
-                (!hasExtension(*path_) && !hasExtension(place));
-    const std::string folder = isFolder_ ? place : std::string(Files::withoutLastComponent(place));
+    const std::string location = locationOf(*path_);
+    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(location) ||
+                (!hasExtension(*path_) && !hasExtension(location));
+    const std::string folder = isFolder_ ? location : std::string(Files::withoutLastComponent(location));
     if (const std::error_code error = Files::createDirectories(folder)) {
       throw std::system_error(error, concat("cannot make the folder \"", folder, "\""));
     }
@@ -54,7 +54,7 @@ class Destination {
     }
     const std::string path = isFolder_ ? concat(*path_, path_->ends_with('/') ? "" : "/", name) : *path_;
     AtomicFile::replace(
-        placeOf(path), [&](AtomicFile::Output out) { out(document); }, AtomicFile::Access::usual);
+        locationOf(path), [&](AtomicFile::Output out) { out(document); }, AtomicFile::Access::usual);
     return print(concat(path, "\n"), call_.console);
   }
 
@@ -65,16 +65,16 @@ class Destination {
   }
 
   // What a path leads to. Throws UsageError when nothing may be written there.
-  std::string placeOf(const std::string& path) const {
-    std::string place = Files::target(path);
-    if (const std::optional<std::string> reason = whyNotWritable(place, call_.environment)) {
+  std::string locationOf(const std::string& path) const {
+    std::string location = Files::target(path);
+    if (const std::optional<std::string> reason = whyNotWritable(location, call_.environment)) {
       throw UsageError(concat("--out: ", *reason));
     }
-    if (const auto found = Files::attributes(place);
-        found && !found->isRegular && !Files::isDirectory(place)) {
+    if (const auto found = Files::attributes(location);
+        found && !found->isRegular && !Files::isDirectory(location)) {
       throw UsageError(concat("--out: \"", path, "\" is neither a folder nor a plain file"));
     }
-    return place;
+    return location;
   }
 
   const Call& call_;

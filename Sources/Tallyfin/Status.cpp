@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kFormat = "{today} today · {rate} · {subagents} sub-agents";
 
-// What a line can be made of; reports are made when a place asks for them.
+// What a line can be made of; reports are made when a placeholder asks for them.
 class Figures {
  public:
   Figures(DataSource& data, const Call& call) : data_(data), call_(call) {}
@@ -73,23 +73,24 @@ class Figures {
   std::map<std::string, Report> reports_;
 };
 
-struct Place {
+struct Placeholder {
   std::string_view name;
   std::string (Figures::*text)();
 };
 
-constexpr std::array kPlaces = {Place{"today", &Figures::today},         Place{"rate", &Figures::rate},
-                                Place{"subagents", &Figures::subagents}, Place{"week", &Figures::week},
-                                Place{"month", &Figures::month},         Place{"session", &Figures::session}};
+constexpr std::array kPlaceholders = {
+    Placeholder{"today", &Figures::today},         Placeholder{"rate", &Figures::rate},
+    Placeholder{"subagents", &Figures::subagents}, Placeholder{"week", &Figures::week},
+    Placeholder{"month", &Figures::month},         Placeholder{"session", &Figures::session}};
 
-std::string placeNames() {
-  return absl::StrJoin(kPlaces, ", ",
-                       [](std::string* out, const Place& place) { append(*out, "{", place.name, "}"); });
+std::string placeholderNames() {
+  return absl::StrJoin(kPlaceholders, ", ",
+                       [](std::string* out, const Placeholder& one) { append(*out, "{", one.name, "}"); });
 }
 
-// Calls `text` for what stands between places and `place` for each of these.
-template <typename OnText, typename OnPlace>
-void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
+// Calls `text` for what stands between placeholders and `placeholder` for each of these.
+template <typename OnText, typename OnPlaceholder>
+void readFormat(std::string_view format, OnText&& text, OnPlaceholder&& placeholder) {
   while (!format.empty()) {
     const std::size_t begin = format.find('{');
     text(format.substr(0, begin));
@@ -101,11 +102,11 @@ void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
       throw UsageError(concat("--format: \"", format.substr(begin, end - begin), "\" has no closing brace"));
     }
     const std::string_view name = format.substr(begin + 1, end - begin - 1);
-    const auto* const found = std::ranges::find(kPlaces, name, &Place::name);
-    if (found == kPlaces.end()) {
-      throw UsageError(concat("--format: \"{", name, "}\" names no place; there are ", placeNames()));
+    const auto* const found = std::ranges::find(kPlaceholders, name, &Placeholder::name);
+    if (found == kPlaceholders.end()) {
+      throw UsageError(concat("--format: \"{", name, "}\" names no place; there are ", placeholderNames()));
     }
-    place(*found);
+    placeholder(*found);
     format.remove_prefix(end + 1);
   }
 }
@@ -113,13 +114,13 @@ void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
 int runStatus(const Call& call) {
   const std::string format = call.arguments.text("format").value_or(kFormat);
   readFormat(
-      format, [](std::string_view) {}, [](const Place&) {});
+      format, [](std::string_view) {}, [](const Placeholder&) {});
   return withTranscripts(call, [&](DataSource& data) {
     Figures figures(data, call);
     std::string line;
     readFormat(
         format, [&](std::string_view text) { line += text; },
-        [&](const Place& place) { line += (figures.*place.text)(); });
+        [&](const Placeholder& one) { line += (figures.*one.text)(); });
     return print(concat(line, "\n"), call.console);
   });
 }
@@ -127,16 +128,17 @@ int runStatus(const Call& call) {
 }  // namespace
 
 Subcommand status() {
-  return {.name = "status",
-          .summary = "One line for a status bar",
-          .options = {{.name = "format",
-                       .value = "TEXT",
-                       .help = concat(
-                           "The line, in which ", placeNames(), " stand for figures (default \"", kFormat,
-                           "\"). {session} is the cost of the session that a client's hook names on "
-                           "standard input")}},
-          .examples = {"tallyfin status --format '{session} here, {today} today'"},
-          .run = runStatus};
+  return {
+      .name = "status",
+      .summary = "One line for a status bar",
+      .options = {{.name = "format",
+                   .value = "TEXT",
+                   .help = concat("The line, in which ", placeholderNames(), " stand for figures (default \"",
+                                  kFormat,
+                                  "\"). {session} is the cost of the session that a client's hook names on "
+                                  "standard input")}},
+      .examples = {"tallyfin status --format '{session} here, {today} today'"},
+      .run = runStatus};
 }
 
 }  // namespace tallyfin::Command

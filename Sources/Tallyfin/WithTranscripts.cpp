@@ -28,7 +28,7 @@ std::uint64_t hashOf(std::string_view text) {
   return hash;
 }
 
-std::string places(const std::vector<SourceHome>& homes) {
+std::string folders(const std::vector<SourceHome>& homes) {
   return absl::StrJoin(homes, ", ",
                        [](std::string* out, const SourceHome& home) { out->append(home.projectsPath); });
 }
@@ -75,7 +75,7 @@ void requireHome(const Environment& environment) {
     throw std::system_error(error, concat("cannot open \"", home, "\""));
   }
   throw std::runtime_error(concat("\"", home, "\" is ", isMissing ? "missing" : "no directory",
-                                  "; looked for transcripts in ", places(sourceHomes(environment))));
+                                  "; looked for transcripts in ", folders(sourceHomes(environment))));
 }
 
 void tellUnlisted(const std::vector<Files::UnreadableFolder>& folders, const Console& console) {
@@ -117,7 +117,7 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
   }
   tellUnlisted(data.diagnostics().foldersUnreadable, call.console);
   if (data.diagnostics().filesScanned == 0) {
-    tell(concat("no transcripts; looked in ", places(data.homes())), call.console);
+    tell(concat("no transcripts; looked in ", folders(data.homes())), call.console);
   }
   return status;
 }

@@ -21,7 +21,7 @@ Environment withOptions(Environment environment, const Arguments& arguments);
 /// `environment` is what `withOptions` gave.
 void requireCacheOrNothing(const Environment& environment, const Arguments& arguments);
 
-/// Throws std::runtime_error when there is no home directory, with the places that were looked at, or when it
+/// Throws std::runtime_error when there is no home directory, with the folders that were searched, or when it
 /// cannot be opened, for example because no descriptor is left. A home that may not be listed is accepted,
 /// since the folders in it may be readable.
 void requireHome(const Environment& environment);

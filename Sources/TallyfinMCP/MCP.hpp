@@ -37,7 +37,7 @@ class MCPServer {
   ToolResult callTool(std::string_view name, const JsonValue& arguments);
 
  private:
-  /// The answer to a request; `id` and `params` are JSON, `params` empty when there is none.
+  // The answer to a request; `id` and `params` are JSON, `params` empty when there is none.
   std::string dispatch(std::string_view method, std::string_view id, std::string_view params);
 
   DataSource& data_;

@@ -21,8 +21,8 @@ namespace {
 
 using namespace tallyfin;
 
-/// Opens /dev/null in place of each standard stream that the client left closed, so that no file opened later
-/// gets its number.
+// Opens /dev/null in place of each standard stream that the client left closed, so that no file opened later
+// gets its number.
 void openMissingStreams() {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
@@ -31,8 +31,8 @@ void openMissingStreams() {
   }
 }
 
-/// Keeps standard output for the protocol: gives the descriptor to write replies to, and sends whatever else
-/// might print there to standard error.
+// Keeps standard output for the protocol: gives the descriptor to write replies to, and sends whatever else
+// might print there to standard error.
 int reserveOutput() {
   const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (output == -1) {
@@ -42,7 +42,7 @@ int reserveOutput() {
   return output;
 }
 
-/// Writes the line in one call. A failure is ignored: the server works without its log.
+// Writes the line in one call. A failure is ignored: the server works without its log.
 void writeLog(std::string_view text) {
   const std::string line = concat("[tallyfin-mcp] ", text, "\n");
   while (write(STDERR_FILENO, line.data(), line.size()) == -1 && errno == EINTR) {
@@ -73,7 +73,7 @@ constexpr std::string_view kHelp =
     "own\n"
     "prices. For reports on a terminal there is the command tallyfin.\n";
 
-/// The text that a person asked for in place of a session with a client. Other arguments are ignored.
+// The text that a person asked for in place of a session with a client. Other arguments are ignored.
 std::optional<std::string> textFor(std::span<char*> arguments) {
   if (arguments.size() != 1) {
     return std::nullopt;

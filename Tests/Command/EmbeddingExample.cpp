@@ -9,7 +9,7 @@
 
 #include <iostream>
 
-/// Prints what each project cost, of all history.
+// Prints what each project cost, of all history.
 void printProjects(const tallyfin::Environment& machine) {  // in an application: Environment::ofProcess()
   using namespace tallyfin;
   const std::string path = CacheFile::pathFor(machine);

@@ -82,7 +82,7 @@ TEST(Json, AgreesWithAnotherParserOnDamagedTexts) {
 }
 
 TEST(Json, WholeNumbersAreKnownHoweverTheyAreWritten) {
-  constexpr auto most = std::numeric_limits<std::int64_t>::max();
+  constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
   const std::pair<const char*, std::int64_t> whole[] = {
       {"-0.0", 0},
       {"5.0", 5},
@@ -90,9 +90,9 @@ TEST(Json, WholeNumbersAreKnownHoweverTheyAreWritten) {
       {"1200e-2", 12},
       {"0e999999999999999999999", 0},
       {"9007199254740993.0", 9007199254740993},
-      {"1e400", most},
+      {"1e400", kMost},
       {"-1e99999999999999999999", std::numeric_limits<std::int64_t>::min()},
-      {"9223372036854775808", most},
+      {"9223372036854775808", kMost},
       {"0.0000000000000000000000000000012e31", 12}};
   for (const auto& [digits, value] : whole) {
     EXPECT_EQ(integerOfJsonNumber(digits), value) << digits;

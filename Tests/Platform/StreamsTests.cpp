@@ -15,7 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// A pipe whose ends are closed with it.
+// A pipe whose ends are closed with it.
 class Pipe {
  public:
   Pipe() { EXPECT_EQ(pipe(ends_.data()), 0); }
@@ -39,7 +39,7 @@ class Pipe {
   std::array<int, 2> ends_{-1, -1};
 };
 
-/// The lines that come in when `bytes` are written `step` at a time.
+// The lines that come in when `bytes` are written `step` at a time.
 std::vector<std::string> lines(const std::string& bytes, std::size_t step) {
   Pipe pipe;
   std::thread writer([&] {

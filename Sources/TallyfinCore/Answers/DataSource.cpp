@@ -34,7 +34,7 @@ DataSource::DataSource(Environment environment)
 
 const RefreshStats& DataSource::ensureFresh() {
   // A clock that was set back gives a negative age: no refresh until it has caught up.
-  if (lastRefresh_ && refreshStats_ && now().seconds - lastRefresh_->seconds < freshnessWindow) {
+  if (lastRefresh_ && refreshStats_ && now().seconds - lastRefresh_->seconds < kFreshnessWindow) {
     return *refreshStats_;
   }
   finishSaving();
@@ -48,10 +48,10 @@ const RefreshStats& DataSource::ensureFresh() {
       return loaded;
     });
   }
-  const auto looked = [this] { startSaving(); };
+  const auto onRead = [this] { startSaving(); };
   ScanCache::Refreshed refreshed = lastRefresh_ || !usesCache_
-                                       ? cache_.refresh(homes_, environment_.now, looked, progress_)
-                                       : cache_.loadAndRefresh(homes_, environment_.now, looked, progress_);
+                                       ? cache_.refresh(homes_, environment_.now, onRead, progress_)
+                                       : cache_.loadAndRefresh(homes_, environment_.now, onRead, progress_);
   if (roster.valid()) {
     roster_ = roster.get();
     rosterLoaded_ = true;

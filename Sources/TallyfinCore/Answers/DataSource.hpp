@@ -67,7 +67,7 @@ class DataSource {
  private:
   void startSaving();
 
-  static constexpr double freshnessWindow = 15.0;  // seconds
+  static constexpr double kFreshnessWindow = 15.0;  // seconds
 
   Environment environment_;
   std::vector<SourceHome> homes_;

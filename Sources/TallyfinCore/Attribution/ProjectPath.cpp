@@ -19,8 +19,8 @@ bool hasTwoCharacters(std::string_view path) {
   return path.size() > 1 && Text::characterCount(path) > 1;
 }
 
-/// The innermost directory from `path` upwards that has an entry ".git"; absent when none has. The root
-/// directory "/" is not looked at. The view points into `path`.
+// The innermost directory from `path` upwards that has an entry ".git"; absent when none has. The root
+// directory "/" is not looked at. The view points into `path`.
 std::optional<std::string_view> gitRoot(std::string_view path) {
   std::string entry;
   for (int level = 0; level < kMostLevels && hasTwoCharacters(path); ++level) {

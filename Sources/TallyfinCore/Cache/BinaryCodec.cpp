@@ -20,11 +20,11 @@ const char* description(DecodeError::Kind kind) {
 }  // namespace
 
 std::uint32_t BinaryWriter::intern(std::string_view text) {
-  const auto [place, isNew] = indexOf_.try_emplace(text, static_cast<std::uint32_t>(strings_.size()));
+  const auto [entry, isNew] = indexOf_.try_emplace(text, static_cast<std::uint32_t>(strings_.size()));
   if (isNew) {
     add(text);
   }
-  return place->second;
+  return entry->second;
 }
 
 void BinaryWriter::reserve(std::size_t strings, std::size_t body) {
@@ -40,7 +40,7 @@ void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::s
   piece.append(header);
   put(piece, strings_.size());
   for (const std::string_view text : strings_) {
-    if (piece.size() + text.size() + kLongestInteger > kPiece) {
+    if (piece.size() + text.size() + longestInteger > kPiece) {
       out(piece.bytes());
       piece.clear();
     }
@@ -101,7 +101,7 @@ void BinaryReader::readStringTable(absl::FunctionRef<void(std::span<const std::s
     inPiece.clear();
   };
   for (std::uint64_t i = 0; i < count; ++i) {
-    if (static_cast<std::size_t>(end_ - next_) < kLongestInteger) {
+    if (static_cast<std::size_t>(end_ - next_) < longestInteger) {
       handOut();  // reading the length may fetch the next piece, which ends the views
     }
     const std::uint64_t length = readUInt();

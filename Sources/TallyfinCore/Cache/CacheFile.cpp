@@ -201,8 +201,8 @@ class TextTable {
   std::string bytesAt(std::uint32_t index) {
     const InternedText text = at(index);
     const std::lock_guard guard(lock_);
-    const auto place = repaired_.find(index);
-    return place == repaired_.end() ? std::string(text.text()) : place->second;
+    const auto found = repaired_.find(index);
+    return found == repaired_.end() ? std::string(text.text()) : found->second;
   }
 
  private:
@@ -363,11 +363,11 @@ class Reader {
   AgentIdentity readAgent() {
     const std::uint32_t index = reader_.readStringIndex();
     if (std::exchange(agentIndex_, index) != index) {
-      const auto [place, isNew] = agents_.try_emplace(index);
+      const auto [known, isNew] = agents_.try_emplace(index);
       if (isNew) {
-        place->second = AgentIdentity::parse(texts_.at(index));
+        known->second = AgentIdentity::parse(texts_.at(index));
       }
-      agent_ = place->second;
+      agent_ = known->second;
     }
     return agent_;
   }

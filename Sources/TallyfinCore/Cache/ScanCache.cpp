@@ -40,8 +40,8 @@ std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<Fi
   for (FileReading& reading : readings) {
     const std::string& path = reading.file->path;
     if (at == known.size() || known[at].path != path) {
-      const auto place = std::ranges::lower_bound(known, path, Text::isBefore, &FileProvenance::path);
-      at = static_cast<std::size_t>(place - known.begin());
+      const auto position = std::ranges::lower_bound(known, path, Text::isBefore, &FileProvenance::path);
+      at = static_cast<std::size_t>(position - known.begin());
     }
     if (at < known.size() && known[at].path == path) {
       if (!isTaken[at]) {
@@ -124,19 +124,19 @@ void ScanCache::save() {
 }
 
 ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,
-                                        absl::FunctionRef<void()> looked, const ReadProgress& progress) {
-  return look(homes, clock, looked, progress, false);
+                                        absl::FunctionRef<void()> onRead, const ReadProgress& progress) {
+  return refreshed(homes, clock, onRead, progress, false);
 }
 
 ScanCache::Refreshed ScanCache::loadAndRefresh(const std::vector<SourceHome>& homes, const Clock& clock,
-                                               absl::FunctionRef<void()> looked,
+                                               absl::FunctionRef<void()> onRead,
                                                const ReadProgress& progress) {
-  return look(homes, clock, looked, progress, true);
+  return refreshed(homes, clock, onRead, progress, true);
 }
 
-ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const Clock& clock,
-                                     absl::FunctionRef<void()> looked, const ReadProgress& progress,
-                                     bool isStart) {
+ScanCache::Refreshed ScanCache::refreshed(const std::vector<SourceHome>& homes, const Clock& clock,
+                                          absl::FunctionRef<void()> onRead, const ReadProgress& progress,
+                                          bool isStart) {
   const TimePoint start = clock();
   Refreshed done;
   ScanDiagnostics& diagnostics = done.result.diagnostics;
@@ -161,7 +161,7 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   const bool isKept = !wasShortOfMeans(diagnostics);
   replaceFound(isUnchanged(readings, *before) ? before : filesOf(readings), isKept);
   if (isKept) {
-    looked();
+    onRead();
   }
 
   UnifiedRequests requests;

@@ -67,16 +67,16 @@ class ScanCache {
   /// Transcripts below a folder that cannot be listed are in no figure of this refresh. When the reason may
   /// stay, such as a missing permission, they are forgotten, and read as new ones when the folder can be
   /// listed again. When descriptors or memory ran out, what was known before stays: the next refresh goes on
-  /// from there, and `looked` is not called. `clock` times it. `looked` is called when all files were read,
+  /// from there, and `onRead` is not called. `clock` times it. `onRead` is called when all files were read,
   /// before their requests are unified: from there on `save` writes what this refresh found. `progress`, when
   /// given, is told of the reading.
   Refreshed refresh(
-      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
+      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> onRead = [] {},
       const ReadProgress& progress = {});
 
   /// `load` and `refresh` in one, at a start: the cache file is read while transcripts are listed.
   Refreshed loadAndRefresh(
-      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
+      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> onRead = [] {},
       const ReadProgress& progress = {});
 
   /// Reads from scratch all bytes that the cache claims to have read, and compares the requests. Bytes beyond
@@ -100,8 +100,8 @@ class ScanCache {
   // Sorted by path, as in the file. Shared, not copied: a save works on it outside the lock.
   using KnownFiles = std::shared_ptr<const std::vector<FileProvenance>>;
 
-  Refreshed look(const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked,
-                 const ReadProgress& progress, bool isStart);
+  Refreshed refreshed(const std::vector<SourceHome>& homes, const Clock& clock,
+                      absl::FunctionRef<void()> onRead, const ReadProgress& progress, bool isStart);
   KnownFiles known() const;
   // Sets what the last look found. When `isKept`, the next one goes on from it and `save` writes it.
   void replaceFound(KnownFiles files, bool isKept);

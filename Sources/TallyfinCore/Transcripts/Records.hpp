@@ -192,20 +192,20 @@ class RecordList {
     using difference_type = std::ptrdiff_t;
 
     Iterator() = default;
-    explicit Iterator(const RecordMap::Entry* const* place) : place_(place) {}
+    explicit Iterator(const RecordMap::Entry* const* at) : at_(at) {}
 
-    const UsageRecord& operator*() const { return (*place_)->record; }
-    const UsageRecord* operator->() const { return &(*place_)->record; }
+    const UsageRecord& operator*() const { return (*at_)->record; }
+    const UsageRecord* operator->() const { return &(*at_)->record; }
     Iterator& operator++() {
-      ++place_;
+      ++at_;
       return *this;
     }
-    Iterator operator++(int) { return Iterator(place_++); }
+    Iterator operator++(int) { return Iterator(at_++); }
 
     friend bool operator==(const Iterator&, const Iterator&) = default;
 
    private:
-    const RecordMap::Entry* const* place_ = nullptr;
+    const RecordMap::Entry* const* at_ = nullptr;
   };
 
   RecordList() = default;

@@ -19,15 +19,15 @@ UsageRecord unified(const UsageRecord& stored, const UsageRecord& incoming) {
 
 void UnifiedRequests::add(std::shared_ptr<const RecordMap> file) {
   // Reading a file may have given out new numbers since the last one was added.
-  placeOf_.resize(std::max(placeOf_.size(), InternedText::count()), 0);
+  positionOf_.resize(std::max(positionOf_.size(), InternedText::count()), 0);
   for (const RecordMap::Entry& entry : file->entries()) {
-    std::uint32_t& place = placeOf_[entry.key.number()];
-    if (place == 0) {
+    std::uint32_t& position = positionOf_[entry.key.number()];
+    if (position == 0) {
       entries_.push_back(&entry);
-      place = static_cast<std::uint32_t>(entries_.size());
+      position = static_cast<std::uint32_t>(entries_.size());
       continue;
     }
-    const RecordMap::Entry*& stored = entries_[place - 1];
+    const RecordMap::Entry*& stored = entries_[position - 1];
     const UsageRecord record = unified(stored->record, entry.record);
     if (record != stored->record) {
       stored = &kept_->unified.emplace_back(RecordMap::Entry{stored->key, record});
@@ -38,8 +38,8 @@ void UnifiedRequests::add(std::shared_ptr<const RecordMap> file) {
 
 const UsageRecord* UnifiedRequests::find(InternedText key) const {
   const std::uint32_t number = key.number();
-  return number < placeOf_.size() && placeOf_[number] != 0 ? &entries_[placeOf_[number] - 1]->record
-                                                           : nullptr;
+  return number < positionOf_.size() && positionOf_[number] != 0 ? &entries_[positionOf_[number] - 1]->record
+                                                                 : nullptr;
 }
 
 RecordList UnifiedRequests::takeRecords() && {

@@ -41,7 +41,7 @@ class UnifiedRequests {
 
   std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
   std::vector<const RecordMap::Entry*> entries_;
-  std::vector<std::uint32_t> placeOf_;  // by number of the key: the position plus 1; 0: no such request
+  std::vector<std::uint32_t> positionOf_;  // by number of the key: the position plus 1; 0: no such request
 };
 
 }  // namespace tallyfin
