@@ -138,10 +138,6 @@ std::string Calendar::localZone() {
   return zone.empty() || zone == "localtime" ? "UTC" : zone;
 }
 
-Calendar Calendar::local() {
-  return named(localZone()).value_or(utc());
-}
-
 TimePoint Calendar::startOfDay(TimePoint time) const {
   return startOf(absl::ToCivilDay(toAbsl(time), zone_), zone_);
 }

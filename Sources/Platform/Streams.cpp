@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -84,6 +85,14 @@ bool writeAll(int descriptor, std::string_view bytes) {
     }
   }
   return true;
+}
+
+void openMissingStreams(int flags) {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
+      open("/dev/null", flags);  // takes the lowest free number, which is `stream`
+    }
+  }
 }
 
 }  // namespace tallyfin

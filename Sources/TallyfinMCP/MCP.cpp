@@ -1,6 +1,7 @@
 #include "TallyfinMCP/MCP.hpp"
 
 #include "Platform/Concat.hpp"
+#include "Platform/Json.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinMCP/Catalogue.hpp"
 #include "TallyfinMCP/MCPError.hpp"
@@ -9,8 +10,6 @@
 #include <algorithm>
 #include <exception>
 #include <functional>
-#include <iterator>
-#include <map>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -78,23 +77,23 @@ bool isArgument(std::string_view name) {
 
 // The arguments that a tool could use: those that some tool takes, without lists and objects, which no tool
 // does. Whatever else a client sends is checked and passed over, so that it costs no memory.
-JsonValue::Object readArguments(JsonReader& reader) {
-  std::map<std::string, JsonValue, std::less<>> arguments;
+GivenArguments readArguments(JsonReader& reader) {
+  GivenArguments arguments;
   reader.readObject([&](std::string_view key) {
     if (!isArgument(key)) {
       reader.skipValue();
       return;
     }
-    arguments.insert_or_assign(std::string(key), JsonValue::scalar(reader));
+    arguments.insert_or_assign(std::string(key), readValue(reader));
   });
-  return {std::move_iterator(arguments.begin()), std::move_iterator(arguments.end())};
+  return arguments;
 }
 
 // What `params` says to the one or the other method.
 struct Parameters {
   std::optional<std::string> protocolVersion;
   std::optional<std::string> name;
-  JsonValue::Object arguments;
+  GivenArguments arguments;
 };
 
 // `params` must come from a valid line, or be empty.
@@ -179,9 +178,8 @@ std::string MCPServer::dispatch(std::string_view method, std::string_view id, st
     return answer(id, "result", concat(R"({"tools":)", tools(), "}"));
   }
   if (method == "tools/call") {
-    Parameters call = readParameters(params);
-    const JsonValue arguments = std::move(call.arguments);
-    return answer(id, "result", toolReply(callTool(call.name.value_or(""), arguments)));
+    const Parameters call = readParameters(params);
+    return answer(id, "result", toolReply(callTool(call.name.value_or(""), call.arguments)));
   }
   if (method == "ping") {
     return answer(id, "result", "{}");
@@ -196,7 +194,7 @@ std::string MCPServer::tools() {
       "]");
 }
 
-MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue& arguments) {
+MCPServer::ToolResult MCPServer::callTool(std::string_view name, const GivenArguments& arguments) {
   const Tool* const tool = toolNamed(name);
   if (tool == nullptr) {
     return {.text = concat("Unknown verb: ", name), .isError = true};

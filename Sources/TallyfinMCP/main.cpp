@@ -21,16 +21,6 @@ namespace {
 
 using namespace tallyfin;
 
-// Opens /dev/null in place of each standard stream that the client left closed, so that no file opened later
-// gets its number.
-void openMissingStreams() {
-  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-    if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
-      open("/dev/null", O_RDWR);  // takes the lowest free number, which is `stream`
-    }
-  }
-}
-
 // Keeps standard output for the protocol: gives the descriptor to write replies to, and sends whatever else
 // might print there to standard error.
 int reserveOutput() {
@@ -90,7 +80,7 @@ std::optional<std::string> textFor(std::span<char*> arguments) {
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a client that went away shows as a failed write
   std::signal(SIGXFSZ, SIG_IGN);  // and a limit of file sizes as a failed save
-  openMissingStreams();
+  openMissingStreams(O_RDWR);
   if (const auto text = textFor(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0))) {
     return writeAll(STDOUT_FILENO, *text) ? 0 : 1;
   }

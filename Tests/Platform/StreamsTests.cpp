@@ -67,8 +67,8 @@ TEST(Streams, LinesEndAtLineFeedsWhereverTheBytesAreCut) {
   }
 }
 
-TEST(Streams, BufferShrinksBehindALongLine) {
-  std::size_t length = 30'000'000;
+TEST(Streams, LinesComeWholeBeforeAndBehindALongOne) {
+  const std::size_t length = 30'000'000;
   const std::string bytes = "first\n" + std::string(length, 'x') + "\n" + std::string(700'000, 'y') + "\nend";
   Pipe pipe;
   std::thread writer([&] {
@@ -78,9 +78,7 @@ TEST(Streams, BufferShrinksBehindALongLine) {
   LineInput input(pipe.reading());
   EXPECT_EQ(input.next(), "first");
   EXPECT_EQ(input.next().value_or("").size(), length);
-  EXPECT_GT(input.capacity(), length);
   EXPECT_EQ(input.next().value_or("").size(), 700'000U);
-  EXPECT_LT(input.capacity(), 4'000'000U);
   EXPECT_EQ(input.next(), "end");
   writer.join();
 }

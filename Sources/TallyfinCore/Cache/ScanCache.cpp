@@ -164,24 +164,14 @@ ScanCache::Refreshed ScanCache::refreshed(const std::vector<SourceHome>& homes, 
     onRead();
   }
 
-  UnifiedRequests requests;
-  requests.reserve(requestsIn(readings));
   for (const FileReading& reading : readings) {
-    if (reading.now == nullptr) {
-      continue;
+    if (reading.now != nullptr) {
+      ++counterOf(reading.change, stats);
+      stats.bytesRead += reading.bytesRead;
     }
-    ++counterOf(reading.change, stats);
-    stats.bytesRead += reading.bytesRead;
-    diagnostics.bytesRead += reading.now->consumed;
-    diagnostics.add(reading.seen, reading.file->path);
-    if (reading.hasFailed) {
-      diagnostics.filesUnreadable.push_back(reading.file->path);
-    }
-    requests.add(recordsOf(reading.now));
   }
-  done.result.records = std::move(requests).takeRecords();
-  diagnostics.filesScanned = stats.filesTotal = static_cast<std::int64_t>(listed.size());
-  diagnostics.uniqueRequests = static_cast<std::int64_t>(done.result.records.size());
+  done.result.records = unified(readings, diagnostics).takeRecords();
+  stats.filesTotal = diagnostics.filesScanned;
   diagnostics.duration = stats.duration = std::max(0.0, clock().seconds - start.seconds);
   return done;
 }

@@ -82,12 +82,8 @@ VerificationResult verifyCache(const std::vector<FileProvenance>& known, const s
     notListed.erase(found);
   }
   read(readings, threads, progress);
-  UnifiedRequests fresh;
-  for (const FileReading& reading : readings) {
-    if (reading.now != nullptr) {  // requests that a failed read did not give count as extra in the cache
-      fresh.add(recordsOf(reading.now));
-    }
-  }
+  // Requests that a failed read did not give count as extra in the cache.
+  const UnifiedRequests fresh = unified(readings, seen);
   for (const FileProvenance& file : known) {
     if (notListed.contains(file.path)) {
       cached.add(recordsOf(file.state));

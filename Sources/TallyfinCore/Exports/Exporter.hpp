@@ -4,7 +4,7 @@
 // from as CSV, and a summary for a person. What cannot be filled says so in words, in JSON as null with a
 // reason; it is never 0 or empty.
 //
-//   Exporter::Options options{.generatedAt = now, .calendar = Calendar::local()};
+//   Exporter::Options options{.generatedAt = now, .calendar = Environment::ofProcess().calendar};
 //   options.sourceFiles = cache.recordsPerFile();
 //   write(Exporter::suggestedFileName(Exporter::Document::breakdown(Exporter::Axis::project), options),
 //         Exporter::breakdownCSV(report, Exporter::Axis::project, options));

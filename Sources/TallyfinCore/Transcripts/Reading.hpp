@@ -80,9 +80,6 @@ using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)
 /// result.
 std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files);
 
-/// How many requests the files hold; one that stands in several files counts in each.
-std::size_t requestsIn(std::span<const FileReading> readings);
-
 /// Reads what is new in the files, on up to `threads` threads; all have ended when it returns. Throws only
 /// when memory runs out.
 void read(std::span<FileReading> readings, std::size_t threads, const ReadProgress& progress = {});

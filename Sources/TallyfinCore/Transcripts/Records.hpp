@@ -154,7 +154,6 @@ class RecordMap {
 
   std::span<const Entry> entries() const { return entries_; }
   std::size_t size() const { return entries_.size(); }
-  bool empty() const { return entries_.empty(); }
   void reserve(std::size_t count) { entries_.reserve(count); }
 
   /// The record of a key, or null. The pointer is good until the next `insert`.
@@ -218,7 +217,6 @@ class RecordList {
       : entries_(std::move(entries)), owner_(std::move(owner)) {}
 
   std::size_t size() const { return entries_.size(); }
-  bool empty() const { return entries_.empty(); }
   const UsageRecord& operator[](std::size_t position) const { return entries_[position]->record; }
   Iterator begin() const { return Iterator(entries_.data()); }
   Iterator end() const { return Iterator(entries_.data() + entries_.size()); }
