@@ -74,7 +74,6 @@ class JsonReader {
   String string();
   std::string_view number();  ///< the digits as written
   bool boolean();
-  void null();
 
   /// Consumes a value of any kind, checking it.
   void skipValue();

@@ -277,10 +277,6 @@ bool JsonReader::boolean() {
   return false;
 }
 
-void JsonReader::null() {
-  literal("null");
-}
-
 void JsonReader::skipValue() {
   takeValue(nullptr);
 }
@@ -333,7 +329,7 @@ void JsonReader::takeValue(std::string* copy) {
       put(boolean() ? "true" : "false");
       break;
     case Kind::null:
-      null();
+      literal("null");
       put("null");
       break;
     case Kind::invalid:

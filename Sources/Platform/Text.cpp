@@ -350,11 +350,7 @@ std::string fitted(std::string_view text, std::size_t width) {
 
 std::string visible(std::string_view text, std::size_t limit) {
   std::vector<CodePoint> points;
-  for (std::size_t at = 0; at < text.size();) {
-    const Decoded decoded = decode(text, at);
-    points.push_back(decoded.point);
-    at += decoded.length;
-  }
+  forEachCodePoint(text, [&](CodePoint point) { points.push_back(point); });
   const bool isShortened = points.size() > limit;
   const std::size_t tail = limit / 3;
   const std::size_t gapStart = isShortened ? limit - 1 - tail : points.size();

@@ -1,16 +1,11 @@
 #include "TallyfinMCP/Arguments.hpp"
 
+#include <array>
+
 namespace tallyfin {
 std::string_view name(ToolArgument::Type type) {
-  switch (type) {
-    case ToolArgument::Type::string:
-      return "string";
-    case ToolArgument::Type::integer:
-      return "integer";
-    case ToolArgument::Type::boolean:
-      break;
-  }
-  return "boolean";
+  constexpr std::array<std::string_view, 4> kNames = {"", "string", "integer", "boolean"};
+  return kNames.at(static_cast<std::size_t>(type));
 }
 
 ToolArgument::Value readValue(JsonReader& reader) {

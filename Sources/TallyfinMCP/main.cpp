@@ -5,6 +5,7 @@
 #include "Platform/Streams.hpp"
 #include "TallyfinCore/Answers/DataSource.hpp"
 #include "TallyfinMCP/MCP.hpp"
+#include "absl/strings/str_join.h"
 
 #include <cerrno>
 #include <csignal>
@@ -40,13 +41,10 @@ void writeLog(std::string_view text) {
 }
 
 std::string startLine(const DataSource& data) {
-  std::string line = concat("started; cache = ", data.cache().cachePath(), "; homes = ");
-  const char* separator = "";
-  for (const SourceHome& home : data.homes()) {
-    append(line, separator, home.name);
-    separator = ", ";
-  }
-  return line;
+  return concat("started; cache = ", data.cache().cachePath(),
+                "; homes = ", absl::StrJoin(data.homes(), ", ", [](std::string* out, const SourceHome& home) {
+                  out->append(home.name);
+                }));
 }
 
 constexpr std::string_view kHelp =

@@ -48,10 +48,10 @@ const RefreshStats& DataSource::ensureFresh() {
       return loaded;
     });
   }
-  const auto onRead = [this] { startSaving(); };
-  ScanCache::Refreshed refreshed = lastRefresh_ || !usesCache_
-                                       ? cache_.refresh(homes_, environment_.now, onRead, progress_)
-                                       : cache_.loadAndRefresh(homes_, environment_.now, onRead, progress_);
+  ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now,
+                                                  {.loadsFirst = !lastRefresh_ && usesCache_,
+                                                   .onRead = [this] { startSaving(); },
+                                                   .progress = progress_});
   if (roster.valid()) {
     roster_ = roster.get();
     rosterLoaded_ = true;

@@ -4,6 +4,8 @@
 #include "Platform/Files.hpp"
 #include "Platform/Text.hpp"
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <utility>
 
@@ -40,19 +42,9 @@ std::optional<std::string_view> gitRoot(std::string_view path) {
 }  // namespace
 
 std::string_view text(Provenance provenance) {
-  switch (provenance) {
-    case Provenance::exact:
-      return "exact";
-    case Provenance::worktreeFolded:
-      return "worktreeFolded";
-    case Provenance::gitRootFolded:
-      return "gitRootFolded";
-    case Provenance::rawFallback:
-      break;
-    case Provenance::missing:
-      return "missing";
-  }
-  return "rawFallback";
+  constexpr std::array<std::string_view, 5> kTexts = {"exact", "worktreeFolded", "gitRootFolded",
+                                                      "rawFallback", "missing"};
+  return kTexts.at(static_cast<std::size_t>(provenance));
 }
 
 ProjectResolver::ProjectResolver(std::string home, bool consultDisk)

@@ -1,21 +1,15 @@
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 
 namespace tallyfin {
 namespace {
 
-const char* description(DecodeError::Kind kind) {
-  switch (kind) {
-    case DecodeError::Kind::truncated:
-      return "the input ends too early";
-    case DecodeError::Kind::badString:
-      return "the string table is too large";
-    case DecodeError::Kind::badStringIndex:
-      break;
-  }
-  return "a string that is not in the table";
-}
+// In the order of DecodeError::Kind.
+constexpr std::array kDescriptions = {"the input ends too early", "the string table is too large",
+                                      "a string that is not in the table"};
 
 }  // namespace
 
@@ -52,7 +46,8 @@ void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::s
   out(body_.bytes());
 }
 
-DecodeError::DecodeError(Kind kind) : std::runtime_error(description(kind)), kind_(kind) {}
+DecodeError::DecodeError(Kind kind)
+    : std::runtime_error(kDescriptions.at(static_cast<std::size_t>(kind))), kind_(kind) {}
 
 std::uint64_t BinaryReader::readLongUInt() {
   constexpr int kLastShift = 63;  // of the tenth byte, of which only the lowest bit can count

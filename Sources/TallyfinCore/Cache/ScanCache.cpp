@@ -16,19 +16,10 @@
 namespace tallyfin {
 namespace {
 
-std::int64_t& counterOf(FileChange change, RefreshStats& stats) {
-  switch (change) {
-    case FileChange::isNew:
-      return stats.filesNew;
-    case FileChange::rewound:
-      return stats.filesRewound;
-    case FileChange::unchanged:
-      return stats.filesUnchanged;
-    case FileChange::grown:
-      break;
-  }
-  return stats.filesGrown;
-}
+// The counters of files by what became of them, in the order of FileChange.
+constexpr std::int64_t RefreshStats::*kFilesByChange[] = {
+    &RefreshStats::filesNew, &RefreshStats::filesRewound, &RefreshStats::filesUnchanged,
+    &RefreshStats::filesGrown};
 
 // Gives each listed file its known state, and returns how many known files are listed. Files that follow each
 // other in the listing mostly do so in the order of paths, too, so most are found right behind the one
@@ -124,19 +115,7 @@ void ScanCache::save() {
 }
 
 ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,
-                                        absl::FunctionRef<void()> onRead, const ReadProgress& progress) {
-  return refreshed(homes, clock, onRead, progress, false);
-}
-
-ScanCache::Refreshed ScanCache::loadAndRefresh(const std::vector<SourceHome>& homes, const Clock& clock,
-                                               absl::FunctionRef<void()> onRead,
-                                               const ReadProgress& progress) {
-  return refreshed(homes, clock, onRead, progress, true);
-}
-
-ScanCache::Refreshed ScanCache::refreshed(const std::vector<SourceHome>& homes, const Clock& clock,
-                                          absl::FunctionRef<void()> onRead, const ReadProgress& progress,
-                                          bool isStart) {
+                                        const RefreshOptions& options) {
   const TimePoint start = clock();
   Refreshed done;
   ScanDiagnostics& diagnostics = done.result.diagnostics;
@@ -146,27 +125,27 @@ ScanCache::Refreshed ScanCache::refreshed(const std::vector<SourceHome>& homes, 
   // Listing mostly waits for the system and loading for memory, so at once they take as long as the longer of
   // the two. The calling thread does the loading, since the memory of other threads grows with one call to
   // the system for every few pages.
-  std::future<void> listing = std::async(onTheSide(isStart && threads_ > 1), [&] {
-    listed = Scanner::listing(homes, diagnostics, isStart ? 1 : threads_);
+  std::future<void> listing = std::async(onTheSide(options.loadsFirst && threads_ > 1), [&] {
+    listed = Scanner::listing(homes, diagnostics, options.loadsFirst ? 1 : threads_);
     readings = readingsOf(listed);
   });
-  if (isStart) {
+  if (options.loadsFirst) {
     load();
   }
   listing.get();
   const KnownFiles before = known();
   stats.fromCache = !before->empty();
   stats.filesGone = static_cast<std::int64_t>(before->size()) - matchKnown(readings, *before);
-  read(readings, threads_, progress);
+  read(readings, threads_, options.progress);
   const bool isKept = !wasShortOfMeans(diagnostics);
   replaceFound(isUnchanged(readings, *before) ? before : filesOf(readings), isKept);
-  if (isKept) {
-    onRead();
+  if (isKept && options.onRead) {
+    options.onRead();
   }
 
   for (const FileReading& reading : readings) {
     if (reading.now != nullptr) {
-      ++counterOf(reading.change, stats);
+      ++(stats.*kFilesByChange[static_cast<std::size_t>(reading.change)]);
       stats.bytesRead += reading.bytesRead;
     }
   }

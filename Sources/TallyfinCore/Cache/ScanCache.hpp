@@ -10,9 +10,9 @@
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/Scanner.hpp"
-#include "absl/functional/function_ref.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -35,6 +35,15 @@ struct RefreshStats {
 
   /// Unchanged of total files, 0 to 1; unknown (`noData`) without files.
   Estimate<double> savedFraction() const;
+};
+
+/// What a refresh does beside its work.
+struct RefreshOptions {
+  bool loadsFirst = false;  ///< whether it calls `load`, which happens while transcripts are listed
+  /// Called when all files were read, before their requests are unified: from there on `save` writes what
+  /// this refresh found. Not called when what was known before stays.
+  std::function<void()> onRead = {};
+  ReadProgress progress = {};  ///< is told of the reading
 };
 
 /// The cache in memory and its file. Safe from any thread; of two refreshes at once, the result of the one
@@ -67,17 +76,9 @@ class ScanCache {
   /// Transcripts below a folder that cannot be listed are in no figure of this refresh. When the reason may
   /// stay, such as a missing permission, they are forgotten, and read as new ones when the folder can be
   /// listed again. When descriptors or memory ran out, what was known before stays: the next refresh goes on
-  /// from there, and `onRead` is not called. `clock` times it. `onRead` is called when all files were read,
-  /// before their requests are unified: from there on `save` writes what this refresh found. `progress`, when
-  /// given, is told of the reading.
-  Refreshed refresh(
-      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> onRead = [] {},
-      const ReadProgress& progress = {});
-
-  /// `load` and `refresh` in one, at a start: the cache file is read while transcripts are listed.
-  Refreshed loadAndRefresh(
-      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> onRead = [] {},
-      const ReadProgress& progress = {});
+  /// from there. `clock` times it.
+  Refreshed refresh(const std::vector<SourceHome>& homes, const Clock& clock,
+                    const RefreshOptions& options = {});
 
   /// Reads from scratch all bytes that the cache claims to have read, and compares the requests. Bytes beyond
   /// those are only counted, so transcripts may be written to meanwhile. Changes neither what is known nor
@@ -100,8 +101,6 @@ class ScanCache {
   // Sorted by path, as in the file. Shared, not copied: a save works on it outside the lock.
   using KnownFiles = std::shared_ptr<const std::vector<FileProvenance>>;
 
-  Refreshed refreshed(const std::vector<SourceHome>& homes, const Clock& clock,
-                      absl::FunctionRef<void()> onRead, const ReadProgress& progress, bool isStart);
   KnownFiles known() const;
   // Sets what the last look found. When `isKept`, the next one goes on from it and `save` writes it.
   void replaceFound(KnownFiles files, bool isKept);
