@@ -1,13 +1,24 @@
 #include "TallyfinCore/Transcripts/Timestamp.hpp"
 
 #include "Platform/Numbers.hpp"
-#include "absl/time/civil_time.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace tallyfin::Timestamp {
 namespace {
+
+// Days since 1970-01-01 in the proleptic Gregorian calendar, counted by eras of 400 years that begin in
+// March. The day may lie behind the end of its month.
+std::int64_t dayNumber(int year, int month, int day) {
+  const std::int64_t marchYear = month <= 2 ? year - 1 : year;
+  const std::int64_t monthFromMarch = month <= 2 ? month + 9 : month - 3;
+  const std::int64_t era = (marchYear >= 0 ? marchYear : marchYear - 399) / 400;
+  const std::int64_t yearOfEra = marchYear - era * 400;
+  const std::int64_t dayOfYear = (153 * monthFromMarch + 2) / 5 + day - 1;
+  const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  return era * 146'097 + dayOfEra - 719'468;
+}
 
 // Seconds east of UTC of the zone that begins at `at`: 0 for "Z" and for whatever is no sign; absent when a
 // sign is not followed by two digits.
@@ -70,10 +81,8 @@ std::optional<TimePoint> parse(std::string_view text) {
     }
     zone = *found;
   }
-  // The day may lie behind the end of its month.
-  const std::int64_t days = absl::CivilDay(year, month, 1) - absl::CivilDay() + day - 1;
-  const std::int64_t seconds =
-      days * 86'400 + std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second - zone;
+  const std::int64_t seconds = dayNumber(year, month, day) * 86'400 + std::int64_t{hour} * 3600 +
+                               std::int64_t{minute} * 60 + second - zone;
   return TimePoint{static_cast<double>(seconds) + fraction};
 }
 
