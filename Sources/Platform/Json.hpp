@@ -44,8 +44,8 @@ class JsonReader {
   Kind peek();
 
   /// Consumes "{" or "["; false, and a failure, when something else comes next or nesting gets too deep.
-  bool beginObject();
-  bool beginArray();
+  bool beginObject() { return enter('{'); }
+  bool beginArray() { return enter('['); }
 
   /// Moves to the next member and consumes its key; false behind the last, when "}" has been consumed, or on
   /// failure.
@@ -76,7 +76,7 @@ class JsonReader {
   bool boolean();
 
   /// Consumes a value of any kind, checking it.
-  void skipValue();
+  void skipValue() { takeValue(nullptr); }
 
   /// The same; gives the value as it stands in the text. On failure that means nothing.
   std::string_view rawValue();
@@ -86,7 +86,7 @@ class JsonReader {
 
   /// Consumes a value of any kind and appends it to `out` as compact JSON: no white space, no escaped
   /// slashes, numbers as they were written. Members with equal keys are all copied.
-  void copyValue(std::string& out);
+  void copyValue(std::string& out) { takeValue(&out); }
 
   /// True when the whole text was one valid value, with nothing but white space around it, and valid UTF-8.
   bool finish();

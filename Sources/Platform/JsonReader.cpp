@@ -173,13 +173,6 @@ bool JsonReader::leave() {
   return false;
 }
 
-bool JsonReader::beginObject() {
-  return enter('{');
-}
-bool JsonReader::beginArray() {
-  return enter('[');
-}
-
 bool JsonReader::nextKey(String& key) {
   skipWhitespace();
   if (at_ != end_ && *at_ == '}') {
@@ -275,14 +268,6 @@ bool JsonReader::boolean() {
   }
   literal("false");
   return false;
-}
-
-void JsonReader::skipValue() {
-  takeValue(nullptr);
-}
-
-void JsonReader::copyValue(std::string& out) {
-  takeValue(&out);
 }
 
 void JsonReader::takeValue(std::string* copy) {

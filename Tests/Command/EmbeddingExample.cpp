@@ -166,6 +166,7 @@ TEST(EmbeddingExample, PrintsAndWritesWhatItSays) {
   const std::string folder = machine.home.path("copies");
   machine.home.write("copies/deep/two.jsonl", line.text() + "{\"usage\"\n");
   EXPECT_EQ(printedBy([&] { printRequests(folder, machine.calendar); }), "a:r-a  $1.02\n1 lines lost\n");
+  EXPECT_EQ(Pricing::webFetchCost().reason()->kind(), UnknownReason::Kind::notMetered);
   ScanDiagnostics seen = scan.diagnostics;
   addScan({SourceHome(".claude", machine.home.path())}, environment, seen);
   EXPECT_EQ(seen.filesScanned, 2);

@@ -62,12 +62,6 @@ constexpr std::int64_t UsageRecord::*kCounts[] = {
 constexpr std::uint64_t kSmallestFileEntry = 21;
 constexpr std::uint64_t kSmallestRecordEntry = 23;
 
-// A value that no save writes: the file is damaged, or somebody else made it.
-class DamagedValue : public std::runtime_error {
- public:
-  DamagedValue() : std::runtime_error("a value that no transcript gives") {}
-};
-
 // Numbers all texts before it writes anything: so the string table, which stands first, goes out while
 // another thread makes what stands behind it.
 class Writer {
@@ -324,7 +318,7 @@ class Reader {
     UsageRecord record;
     record.timestamp.seconds = reader_.readDouble();
     if (!std::isfinite(record.timestamp.seconds)) {
-      throw DamagedValue();
+      throw std::range_error("a value that no save writes");
     }
     record.model = readText();
     record.sessionId = readText();
@@ -342,7 +336,7 @@ class Reader {
   std::int64_t readCount() {
     const std::uint64_t value = reader_.readUInt();
     if (value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-      throw DamagedValue();
+      throw std::range_error("a value that no save writes");
     }
     return static_cast<std::int64_t>(value);
   }
@@ -412,7 +406,7 @@ std::optional<Contents> load(const std::string& path, std::size_t threads) {
     return Contents{Reader(std::move(*ofRecords), texts).readFiles(), file.attributes()};
   } catch (const DecodeError&) {
     return std::nullopt;
-  } catch (const DamagedValue&) {
+  } catch (const std::range_error&) {
     return std::nullopt;
   }
 }
