@@ -173,10 +173,10 @@ std::optional<BinaryReader> readerOf(const PlainFile& file) {
 // The string table as texts. They stand there in the order in which records name them first, so that one
 // thread can fill the table while another reads the records. Should somebody write into the file meanwhile,
 // the two see different files: then a text may be missing or another one.
-class TextTable {
+class StringTable {
  public:
   // `reader` stands before the string table, and must outlive the table.
-  TextTable(BinaryReader& reader, bool isWorthAThread)
+  StringTable(BinaryReader& reader, bool isWorthAThread)
       : filling_(std::async(onTheSide(isWorthAThread), [this, &reader] { fill(reader); })) {
     if (filling_.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
       filling_.get();
@@ -254,7 +254,7 @@ class TextTable {
 class Reader {
  public:
   // `reader` stands before the string table, of which `texts` is made meanwhile.
-  Reader(BinaryReader reader, TextTable& texts) : reader_(std::move(reader)), texts_(texts) {}
+  Reader(BinaryReader reader, StringTable& texts) : reader_(std::move(reader)), texts_(texts) {}
 
   std::vector<FileProvenance> readFiles() {
     reader_.readStringTable([](std::span<const std::string_view>) {});
@@ -367,7 +367,7 @@ class Reader {
   }
 
   BinaryReader reader_;
-  TextTable& texts_;
+  StringTable& texts_;
   absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by index of the text
   AgentIdentity agent_;                                       // the last one read, and its index
   std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
@@ -402,7 +402,7 @@ std::optional<Contents> load(const std::string& path, std::size_t threads) {
     if (!ofTexts || !ofRecords) {
       return std::nullopt;
     }
-    TextTable texts(*ofTexts, threads > 1 && file.attributes().size > kWorthAThread);
+    StringTable texts(*ofTexts, threads > 1 && file.attributes().size > kWorthAThread);
     return Contents{Reader(std::move(*ofRecords), texts).readFiles(), file.attributes()};
   } catch (const DecodeError&) {
     return std::nullopt;
