@@ -61,8 +61,8 @@ class RowIndex {
  private:
   using Positions = absl::flat_hash_map<Key, std::uint32_t>;
 
-  /// At most so many of the newest rows are not in the index but compared one by one, which costs less than
-  /// hashing.
+  // At most so many of the newest rows are not in the index but compared one by one, which costs less than
+  // hashing.
   static constexpr std::size_t kUnindexed = 6;
 
   template <typename Rows>

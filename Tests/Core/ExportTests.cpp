@@ -26,7 +26,7 @@ using testing::HasSubstr;
 
 using Cells = std::vector<std::string>;
 
-/// The cells of a line that may hold line feeds, as RFC 4180 has it.
+// The cells of a line that may hold line feeds, as RFC 4180 has it.
 Cells cellsOf(std::string_view line) {
   Cells cells(1);
   bool isQuoted = false;

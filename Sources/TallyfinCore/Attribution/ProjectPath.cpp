@@ -4,6 +4,8 @@
 #include "Platform/Files.hpp"
 #include "Platform/Text.hpp"
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <utility>
 
@@ -19,8 +21,8 @@ bool hasTwoCharacters(std::string_view path) {
   return path.size() > Text::prefix(path, 1).size();
 }
 
-/// The innermost directory from `path` upwards, of at most `levels`, that has an entry ".git"; empty when
-/// none has. The root directory "/" is not looked at. The view points into `path`.
+// The innermost directory from `path` upwards, of at most `levels`, that has an entry ".git"; empty when
+// none has. The root directory "/" is not looked at. The view points into `path`.
 std::string_view gitRootAbove(std::string_view path, int levels) {
   std::string entry;
   for (; levels > 0 && hasTwoCharacters(path); --levels) {
@@ -58,19 +60,9 @@ std::optional<std::string_view> gitRoot(std::string_view path, ProjectResolver::
 }  // namespace
 
 std::string_view text(Provenance provenance) {
-  switch (provenance) {
-    case Provenance::exact:
-      return "exact";
-    case Provenance::worktreeFolded:
-      return "worktreeFolded";
-    case Provenance::gitRootFolded:
-      return "gitRootFolded";
-    case Provenance::rawFallback:
-      break;
-    case Provenance::missing:
-      return "missing";
-  }
-  return "rawFallback";
+  constexpr std::array<std::string_view, 5> kTexts = {"exact", "worktreeFolded", "gitRootFolded",
+                                                      "rawFallback", "missing"};
+  return kTexts.at(static_cast<std::size_t>(provenance));
 }
 
 ProjectResolver::ProjectResolver(std::string home, bool consultDisk)

@@ -2,7 +2,7 @@
 
 // What all documents share: what they say beside the report, and how they write days and times.
 //
-//   Exporter::Options options{.generatedAt = now, .calendar = Calendar::local()};
+//   Exporter::Options options{.generatedAt = now, .calendar = Environment::ofProcess().calendar};
 //   options.sourceFiles = cache.recordsPerFile();
 //   write(Exporter::suggestedFileName(Exporter::Document::breakdown(Axis::project), options),
 //         Exporter::breakdownCSV(report, Axis::project, options));

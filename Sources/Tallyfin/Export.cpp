@@ -1,12 +1,11 @@
-#include "Tallyfin/Documents.hpp"
-
 #include "Platform/AtomicFile.hpp"
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinCore/Exports/BreakdownCSV.hpp"
 #include "TallyfinCore/Exports/BreakdownJSON.hpp"
 #include "TallyfinCore/Exports/ClipboardSummary.hpp"
@@ -43,10 +42,10 @@ class Destination {
     if (path_->empty()) {
       throw UsageError("--out needs the path of a folder or a file");
     }
-    const std::string place = placeOf(*path_);
-    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(place) ||
-                (!hasExtension(*path_) && !hasExtension(place));
-    const std::string folder = isFolder_ ? place : std::string(Files::withoutLastComponent(place));
+    const std::string location = locationOf(*path_);
+    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(location) ||
+                (!hasExtension(*path_) && !hasExtension(location));
+    const std::string folder = isFolder_ ? location : std::string(Files::withoutLastComponent(location));
     if (const std::error_code error = Files::createDirectories(folder)) {
       throw std::system_error(error, concat("cannot make the folder \"", folder, "\""));
     }
@@ -59,7 +58,7 @@ class Destination {
     }
     const std::string path = isFolder_ ? concat(*path_, path_->ends_with('/') ? "" : "/", name) : *path_;
     AtomicFile::replace(
-        placeOf(path), [&](AtomicFile::Output out) { out(document); }, AtomicFile::Access::usual);
+        locationOf(path), [&](AtomicFile::Output out) { out(document); }, AtomicFile::Access::usual);
     return print(concat(path, "\n"), call_.console);
   }
 
@@ -70,16 +69,16 @@ class Destination {
   }
 
   // What a path leads to. Throws UsageError when nothing may be written there.
-  std::string placeOf(const std::string& path) const {
-    std::string place = Files::target(path);
-    if (const std::optional<std::string> reason = whyNotWritable(place, call_.environment)) {
+  std::string locationOf(const std::string& path) const {
+    std::string location = Files::target(path);
+    if (const std::optional<std::string> reason = whyNotWritable(location, call_.environment)) {
       throw UsageError(concat("--out: ", *reason));
     }
-    if (const auto found = Files::attributes(place);
-        found && !found->isRegular && !Files::isDirectory(place)) {
+    if (const auto found = Files::attributes(location);
+        found && !found->isRegular && !Files::isDirectory(location)) {
       throw UsageError(concat("--out: \"", path, "\" is neither a folder nor a plain file"));
     }
-    return place;
+    return location;
   }
 
   const Call& call_;
@@ -288,7 +287,7 @@ std::vector<std::string> axisNames() {
   return names;
 }
 
-std::vector<Subcommand> documents() {
+std::vector<Subcommand> exports() {
   return {
       csv(), json(),
       whole({.name = "summary",
