@@ -232,6 +232,11 @@ bool containsCharacters(std::string_view text, std::string_view part) {
   return matched == characters.size();
 }
 
+/// Whether each byte is a character. CR and LF together are one.
+bool isPlainAscii(std::string_view text) {
+  return isAscii(text) && text.find('\r') == std::string_view::npos;
+}
+
 }  // namespace
 
 bool isAscii(std::string_view text) {
@@ -313,7 +318,7 @@ std::string_view trimmedWhitespace(std::string_view text) {
 }
 
 std::size_t characterCount(std::string_view text) {
-  if (isAscii(text) && text.find('\r') == std::string_view::npos) {  // CR LF is one character
+  if (isPlainAscii(text)) {
     return text.size();
   }
   std::size_t count = 0;
@@ -326,6 +331,9 @@ std::size_t characterCount(std::string_view text) {
 std::string_view prefix(std::string_view text, std::size_t count) {
   if (text.size() <= count) {  // a character has at least one byte
     return text;
+  }
+  if (isPlainAscii(text.substr(0, count + 1))) {
+    return text.substr(0, count);
   }
   std::size_t end = 0;
   for (; count > 0 && end < text.size(); --count) {

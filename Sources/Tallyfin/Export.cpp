@@ -29,6 +29,8 @@ struct Account {
   Exporter::Options options;
 };
 
+using AtomicFile::Output;
+
 // Where --out sends documents: into a folder, under names of their own, or to one file. What cannot work
 // fails before the transcripts are read.
 class Destination {
@@ -51,14 +53,18 @@ class Destination {
     }
   }
 
-  // To standard output without a path; otherwise prints where the document is.
-  int write(const std::string& name, std::string_view document) const {
+  // To standard output without a path; otherwise prints where the document is. `document` gives its pieces,
+  // each of whole lines.
+  int write(const std::string& name, absl::FunctionRef<void(Output)> document) const {
     if (!path_) {
-      return print(document, call_.console);
+      int status = done;
+      document(
+          [&](std::string_view piece) { status = status == done ? print(piece, call_.console) : status; });
+      return status;
     }
     const std::string path = isFolder_ ? concat(*path_, path_->ends_with('/') ? "" : "/", name) : *path_;
     AtomicFile::replace(
-        locationOf(path), [&](AtomicFile::Output out) { out(document); }, AtomicFile::Access::usual);
+        locationOf(path), [&](AtomicFile::Output out) { document(out); }, AtomicFile::Access::usual);
     return print(concat(path, "\n"), call_.console);
   }
 
@@ -150,7 +156,7 @@ void tellLimit(const Account& account, Axis axis, const Console& console) {
 struct AxisKind {
   std::string_view name;
   std::string_view extension;
-  std::string (*make)(const Report& report, Axis axis, const Exporter::Options& options);
+  void (*write)(const Report& report, Axis axis, const Exporter::Options& options, Output out);
 };
 
 int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& axes) {
@@ -171,7 +177,7 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
       tellLimit(account, one, call.console);
       return destination.write(
           Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options, kind.extension),
-          kind.make(account.report, one, account.options));
+          [&](Output out) { kind.write(account.report, one, account.options, out); });
     };
     if (!isAll) {
       return write(axes.front());
@@ -214,7 +220,8 @@ int exportWhole(const Call& call, const Kind& kind) {
     ReportParts parts = neededFor(axes);
     parts.projects |= kind.hasLabels;
     const Account account = accountOf(call, days, data, std::move(axes), parts);
-    return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data));
+    return destination.write(fileName(kind.name, kind.extension, account.options),
+                             [&](Output out) { out(kind.make(account, data)); });
   });
 }
 
@@ -244,14 +251,15 @@ std::vector<Option> axisOptions(const std::string& axisHelp, const std::vector<O
 }
 
 Subcommand csv() {
-  return {.name = "export csv",
-          .summary = "A table of one axis, or of all, with 26 columns a row",
-          .options = axisOptions("The axis of one table", {kBom}),
-          .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
-                       "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
-          .run = [](const Call& call) {
-            return exportAxes(call, {"csv", ".csv", Exporter::breakdownCSV}, axesOf(call.arguments, "axis"));
-          }};
+  return {
+      .name = "export csv",
+      .summary = "A table of one axis, or of all, with 26 columns a row",
+      .options = axisOptions("The axis of one table", {kBom}),
+      .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
+                   "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
+      .run = [](const Call& call) {
+        return exportAxes(call, {"csv", ".csv", Exporter::writeBreakdownCSV}, axesOf(call.arguments, "axis"));
+      }};
 }
 
 Subcommand json() {
@@ -264,7 +272,9 @@ Subcommand json() {
             if (axes.empty() && !call.arguments.has("all")) {
               axes.push_back(Axis::project);
             }
-            return exportAxes(call, {"json", ".json", Exporter::breakdownJSON}, axes);
+            const auto write = [](const Report& report, Axis axis, const Exporter::Options& options,
+                                  Output out) { out(Exporter::breakdownJSON(report, axis, options)); };
+            return exportAxes(call, {"json", ".json", write}, axes);
           }};
 }
 

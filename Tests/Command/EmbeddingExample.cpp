@@ -104,6 +104,9 @@ void addScan(const std::vector<tallyfin::SourceHome>& homes, const tallyfin::Env
 // [example]
 
 // [example]
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
+#include "TallyfinCore/Exports/FileNames.hpp"
+
 #include <fstream>
 
 // Writes the table of each axis that has rows into a folder.

@@ -119,6 +119,14 @@ std::vector<CountColumn> countColumns() {
 }
 
 std::string breakdownCSV(const Report& report, Axis axis, const Options& options) {
+  std::string table;
+  writeBreakdownCSV(report, axis, options, [&](std::string_view lines) { table += lines; });
+  return table;
+}
+
+void writeBreakdownCSV(const Report& report, Axis axis, const Options& options,
+                       absl::FunctionRef<void(std::string_view)> out) {
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
   const Stamps stamps(options.calendar);
   CSVWriter csv(options.byteOrderMark, breakdownColumns);
   for (const Entry& entry : rows(report, axis, options.calendar, options.limitPerAxis)) {
@@ -132,8 +140,12 @@ std::string breakdownCSV(const Report& report, Axis axis, const Options& options
       column.write(csv, row);
     }
     csv.endRow();
+    if (csv.lines().size() > kPiece) {
+      out(csv.lines());
+      csv.dropLines();
+    }
   }
-  return std::move(csv).document();
+  out(csv.lines());
 }
 
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options) {

@@ -4,6 +4,7 @@
 
 #include "TallyfinCore/Exports/Options.hpp"
 #include "TallyfinCore/Figures/Money.hpp"
+#include "absl/functional/function_ref.h"
 
 #include <array>
 #include <cstdint>
@@ -36,6 +37,10 @@ struct AxisCSV {
 
 /// The table of an axis with its header. An axis without rows gives the header alone.
 std::string breakdownCSV(const Report& report, Axis axis, const Options& options);
+
+/// Gives the same table to `out` in pieces of whole lines, since it may be larger than the report.
+void writeBreakdownCSV(const Report& report, Axis axis, const Options& options,
+                       absl::FunctionRef<void(std::string_view)> out);
 
 /// The tables of all axes that have rows; those of ReportParts are among them only in a report that
 /// holds them.

@@ -8,7 +8,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace tallyfin::Exporter {
 
@@ -24,11 +23,13 @@ class CSVWriter {
   /// Begins with the byte order mark, if wanted, and the header.
   CSVWriter(bool byteOrderMark, std::span<const std::string_view> columns);
 
-  void text(std::string_view cell) { add(textField(cell)); }
+  void text(std::string_view cell);
   void number(std::int64_t cell) { add(std::to_string(cell)); }
   void endRow();
 
-  std::string document() && { return std::move(out_); }
+  /// The lines since the beginning, or since they were last dropped.
+  const std::string& lines() const { return out_; }
+  void dropLines() { out_.clear(); }
 
  private:
   void add(std::string_view field);

@@ -132,8 +132,9 @@ struct LargeParts {
   Report::Split split;
   Shown<InternedText> projects;
   std::vector<ProvenanceLine> provenance;
-  ShownSessions sessions;
-  AgentsByKey agentsByProject;  // of the shown agents and projects
+  Shown<InternedText> sessions;
+  absl::flat_hash_map<InternedText, InternedText> sessionProject;  // of the shown sessions
+  AgentsByKey agentsByProject;                                     // of the shown agents and projects
 };
 
 Markup keyFigures(const Report& report, const LargeParts& large) {
@@ -212,16 +213,24 @@ LargeParts largeParts(const Report& report, const Aggregator& aggregator, const 
     large.projects = shownRows(projects.byProject);
     large.provenance = provenance(projects, options);
   }
-  large.sessions = shownSessions(
-      reportOf(ReportParts::only(&ReportParts::sessions, &ReportParts::origins), options.recordFilter));
+  large.sessions =
+      shownRows(reportOf(ReportParts::only(&ReportParts::sessions), options.recordFilter).bySession);
+  const auto isCounted = [&](const UsageRecord& record) {
+    return !options.recordFilter || options.recordFilter(record);
+  };
+  large.sessionProject =
+      reportOf(ReportParts::only(&ReportParts::sessions, &ReportParts::origins),
+               [&](const UsageRecord& record) {
+                 return large.sessions.rows.find(record.sessionId) != nullptr && isCounted(record);
+               })
+          .sessionProject;
   const auto isShown = [&, last = std::optional<std::uint32_t>(),
                         isProject = false](const UsageRecord& record) mutable {
     if (last != record.rawCwd.spelling()) {  // neighbours mostly share their directory
       last = record.rawCwd.spelling();
       isProject = large.projects.rows.find(aggregator.resolver().resolve(record.rawCwd).canonical) != nullptr;
     }
-    return (isProject || large.agents.rows.find(record.agent) != nullptr) &&
-           (!options.recordFilter || options.recordFilter(record));
+    return (isProject || large.agents.rows.find(record.agent) != nullptr) && isCounted(record);
   };
   large.agentsByProject = reportOf(ReportParts::only(&ReportParts::agentsByProject), isShown).agentsByProject;
   return large;
@@ -262,7 +271,7 @@ std::string page(const Report& report, const Aggregator& aggregator, const Recor
       {"agents", agentsTable(large.agents, large.agentsByProject)},
       {"projects", projectsTable(large.projects, large.agentsByProject)},
       {"models", modelsTable(report)},
-      {"sessions", sessionsTable(large.sessions, calendar)},
+      {"sessions", sessionsTable(large.sessions, large.sessionProject, calendar)},
       {"homes", homesTable(report)},
       {"read", provenanceTable(lines, "What was read", kRead)},
       {"lost", provenanceTable(lines, "What was lost", kLost)},

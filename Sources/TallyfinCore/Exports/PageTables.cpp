@@ -174,16 +174,6 @@ Shown<InternedText> shownRows(const BucketsBy<InternedText>& rows) {
   return copied(ranked(rows, kRows), rows.size());
 }
 
-ShownSessions shownSessions(const Report& report) {
-  ShownSessions shown{shownRows(report.bySession), {}};
-  for (const auto& [session, bucket] : shown.rows) {
-    if (const auto project = report.sessionProject.find(session); project != report.sessionProject.end()) {
-      shown.projects.emplace(session, project->second);
-    }
-  }
-  return shown;
-}
-
 Markup agentsTable(const Shown<AgentIdentity>& agents, const AgentsByKey& agentsByProject) {
   std::vector<RankedRow> rows;
   for (const auto& [agent, bucket] : agents.rows) {
@@ -211,15 +201,17 @@ Markup modelsTable(const Report& report) {
   return rankedTable("Models by cost", Axis::model, rows, report.byModel.size());
 }
 
-Markup sessionsTable(const ShownSessions& sessions, const Calendar& calendar) {
+Markup sessionsTable(const Shown<InternedText>& sessions,
+                     const absl::flat_hash_map<InternedText, InternedText>& projects,
+                     const Calendar& calendar) {
   std::vector<RankedRow> rows;
   for (const auto& [session, bucket] : sessions.rows) {
-    const auto project = sessions.projects.find(session);
+    const auto project = projects.find(session);
     const std::string time = bucket.firstActivity && bucket.lastActivity
                                  ? concat(calendar.formatMinute(*bucket.firstActivity), " → ",
                                           calendar.formatMinute(*bucket.lastActivity))
                                  : UnknownReason::placeholder;
-    Markup what = project == sessions.projects.end() ? Markup() : name(project->second.text());
+    Markup what = project == projects.end() ? Markup() : name(project->second.text());
     what += element("span", {{"class", "id"}}, " ", name(session.text()));
     rows.push_back({what, time, &bucket});
   }

@@ -23,18 +23,14 @@ struct Shown {
 Shown<AgentIdentity> shownAgents(const BucketsBy<AgentIdentity>& agents);
 Shown<InternedText> shownRows(const BucketsBy<InternedText>& rows);
 
-/// The same of the sessions of a report, with the project of each.
-struct ShownSessions : Shown<InternedText> {
-  absl::flat_hash_map<InternedText, InternedText> projects;
-};
-ShownSessions shownSessions(const Report& report);
-
 /// The tables of rows of highest cost, with what each row is made of, and a line that tells how many rows are
 /// left out. `agentsByProject` holds all that the shown agents and the shown projects spent.
 Markup agentsTable(const Shown<AgentIdentity>& agents, const AgentsByKey& agentsByProject);
 Markup projectsTable(const Shown<InternedText>& projects, const AgentsByKey& agentsByProject);
 Markup modelsTable(const Report& report);
-Markup sessionsTable(const ShownSessions& sessions, const Calendar& calendar);
+Markup sessionsTable(const Shown<InternedText>& sessions,
+                     const absl::flat_hash_map<InternedText, InternedText>& projects,
+                     const Calendar& calendar);
 Markup homesTable(const Report& report);
 
 /// The figures of the bars over time.

@@ -243,7 +243,7 @@ std::string provenanceCSV(const Report& report, const Options& options) {
     csv.text(line.note);
     csv.endRow();
   }
-  return std::move(csv).document();
+  return csv.lines();
 }
 
 }  // namespace tallyfin::Exporter
