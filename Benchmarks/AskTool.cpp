@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::string_view usage =
+constexpr std::string_view kUsage =
     "AskTool SERVER CALL...\n"
     "\n"
     "Starts the executable SERVER, makes the calls one after the other and prints the text of each answer.\n"
@@ -24,7 +24,7 @@ constexpr std::string_view usage =
 int main(int argc, char** argv) {
   const auto arguments = std::span(argv, static_cast<std::size_t>(argc)).subspan(1);
   if (arguments.size() < 2) {
-    std::cerr << usage;
+    std::cerr << kUsage;
     return 2;
   }
   try {

@@ -18,7 +18,7 @@ namespace tallyfin::bench {
 
 namespace {
 
-constexpr int patienceMilliseconds = 300'000;
+constexpr int kPatienceMilliseconds = 300'000;
 
 [[noreturn]] void fail(const std::string& what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -43,7 +43,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   return result;
 }
 
-/// Our environment with `changes`; of equal names the change counts.
+// Our environment with `changes`; of equal names the change counts.
 std::vector<std::string> environmentWith(const std::vector<std::string>& changes) {
   std::vector<std::string> result = changes;
   for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -56,8 +56,8 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& changes
   return result;
 }
 
-/// Starts a command with the given descriptors as its standard input and output. A plain fork, not
-/// posix_spawn: memory that a child shares with us until it has become the command would count in its peak.
+// Starts a command with the given descriptors as its standard input and output. A plain fork, not
+// posix_spawn: memory that a child shares with us until it has become the command would count in its peak.
 pid_t start(std::vector<std::string> command, std::vector<std::string> environment, int input, int output) {
   const std::vector<char*> arguments = pointers(command);
   const std::vector<char*> variables = pointers(environment);
@@ -179,7 +179,7 @@ std::string Client::readLine() {
     }
     searched = unread_.size();
     pollfd ready{output_, POLLIN, 0};
-    const int found = poll(&ready, 1, patienceMilliseconds);
+    const int found = poll(&ready, 1, kPatienceMilliseconds);
     if (found == 0) throw std::runtime_error("the server does not answer");
     std::array<char, 65536> chunk{};
     const ssize_t count = found < 0 ? -1 : read(output_, chunk.data(), chunk.size());

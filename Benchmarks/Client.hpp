@@ -65,8 +65,8 @@ class Client {
 
   Clock::time_point started_;
   pid_t process_ = -1;
-  int input_ = -1;   ///< we write, the server reads
-  int output_ = -1;  ///< the server writes, we read
+  int input_ = -1;   // we write, the server reads
+  int output_ = -1;  // the server writes, we read
   std::string unread_;
   int lastId_ = 0;
   double handshakeSeconds_ = 0;

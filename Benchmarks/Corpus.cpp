@@ -19,8 +19,8 @@ void writeFile(const fs::path& path, std::string_view content) {
   if (!file) throw std::runtime_error("cannot write " + path.string());
 }
 
-/// A working directory as the name of the folder that holds its transcripts: letters and digits stay, all
-/// else is a dash. Only the end of a very long one, since a file name has at most 255 bytes.
+// A working directory as the name of the folder that holds its transcripts: letters and digits stay, all
+// else is a dash. Only the end of a very long one, since a file name has at most 255 bytes.
 std::string folderName(std::string_view directory) {
   std::string name(directory);
   const auto isPlain = [](char c) {
@@ -28,8 +28,8 @@ std::string folderName(std::string_view directory) {
   };
   std::replace_if(
       name.begin(), name.end(), [&](char c) { return !isPlain(c); }, '-');
-  constexpr std::size_t longest = 200;
-  return name.size() > longest ? name.substr(name.size() - longest) : name;
+  constexpr std::size_t kLongest = 200;
+  return name.size() > kLongest ? name.substr(name.size() - kLongest) : name;
 }
 
 void makeRepositories(const Plan& plan) {
@@ -94,7 +94,7 @@ class CorpusWriter {
     if (session.isRostered) writeRoster(home, session);
   }
 
-  /// Writes what is in the buffer already, with the transcript behind it.
+  // Writes what is in the buffer already, with the transcript behind it.
   void writeTranscript(const fs::path& path, const Session& session, const Transcript& transcript) {
     summary_.counts += appendTranscript(buffer_, prose_, session, transcript, transcript.bytes);
     writeFile(path, buffer_);

@@ -18,7 +18,7 @@ namespace {
 using tallyfin::corpus::Milliseconds;
 using tallyfin::corpus::Options;
 
-constexpr std::string_view usage =
+constexpr std::string_view kUsage =
     "MakeCorpus --out DIR --megabytes M [options]\n"
     "\n"
     "Makes DIR, new or empty, a home with agent transcripts and rosters, M megabytes of them.\n"
@@ -39,7 +39,7 @@ std::optional<T> number(std::string_view text, T low, T high) {
   return value;
 }
 
-/// 18:00 UTC of a day written as yyyy-MM-dd.
+// 18:00 UTC of a day written as yyyy-MM-dd.
 std::optional<Milliseconds> evening(std::string_view text) {
   if (text.size() != 10 || text[4] != '-' || text[7] != '-') return {};
   const auto year = number<int>(text.substr(0, 4), 1971, 9999);
@@ -54,7 +54,7 @@ std::optional<Milliseconds> evening(std::string_view text) {
   return time.time_since_epoch().count();
 }
 
-/// The options, or nothing when they make no sense.
+// The options, or nothing when they make no sense.
 std::optional<Options> parse(std::span<char*> arguments) {
   Options options;
   std::optional<Milliseconds> now = evening("2026-06-30");
@@ -98,7 +98,7 @@ int main(int argc, char** argv) {
   try {
     const auto options = parse(std::span(argv, static_cast<std::size_t>(argc)).subspan(1));
     if (!options) {
-      std::cerr << usage;
+      std::cerr << kUsage;
       return 2;
     }
     const auto summary = tallyfin::corpus::writeCorpus(*options);

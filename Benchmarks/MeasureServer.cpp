@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 using tallyfin::bench::Client;
 using tallyfin::bench::Ending;
 
-constexpr std::string_view usage =
+constexpr std::string_view kUsage =
     "MeasureServer SERVER COMMAND HOME FIFTH CACHE RUNS [--check]\n"
     "\n"
     "Times the answers of SERVER and the scans of COMMAND over the transcripts below HOME, RUNS times, and "
@@ -46,7 +46,7 @@ struct Ratio {
   std::string name;
   std::string value;
   std::string base;
-  double limit = 0;  ///< 0: none
+  double limit = 0;  // 0: none
 };
 
 const std::vector<Ratio> ratios = {
@@ -119,7 +119,7 @@ double numberBehind(const std::string& text, std::string_view label) {
   return std::stod(digits);
 }
 
-constexpr double megabyte = 1e6;
+constexpr double kMegabyte = 1e6;
 
 // What is started meanwhile runs on the first processor alone.
 class OnOneProcessor {
@@ -216,7 +216,7 @@ class Measurement {
     run["cold processor"] = client.processorSeconds();
     std::string sources;
     timed(client, "tally_sources", {}, &sources);
-    run["memory allowed"] = 48 + numberBehind(sources, "unified requests") * 350 / megabyte;
+    run["memory allowed"] = 48 + numberBehind(sources, "unified requests") * 350 / kMegabyte;
     end(client, &run["memory"]);
   }
 
@@ -303,7 +303,7 @@ int main(int argc, char** argv) {
       std::from_chars(text.data(), text.data() + text.size(), runs);
     }
     if (runs < 1) {
-      absl::FPrintF(stderr, "%s", usage);
+      absl::FPrintF(stderr, "%s", kUsage);
       return 2;
     }
     Measurement measurement(arguments);

@@ -9,77 +9,77 @@ namespace {
 
 using Texts = std::span<const std::string_view>;
 
-constexpr Milliseconds second = 1000;
-constexpr Milliseconds minute = 60 * second;
-constexpr Milliseconds hour = 60 * minute;
-constexpr Milliseconds day = 24 * hour;
+constexpr Milliseconds kSecond = 1000;
+constexpr Milliseconds kMinute = 60 * kSecond;
+constexpr Milliseconds kHour = 60 * kMinute;
+constexpr Milliseconds kDay = 24 * kHour;
 
-constexpr std::uint64_t kilobyte = 1000;
+constexpr std::uint64_t kKilobyte = 1000;
 
 // Real transcripts have about one request every 9 KB.
-constexpr std::uint64_t bytesPerRequest = 9 * kilobyte;
+constexpr std::uint64_t kBytesPerRequest = 9 * kKilobyte;
 
 // A transcript ends behind the request that reaches its size, on average this much later.
-constexpr std::uint64_t overshoot = 12 * kilobyte;
+constexpr std::uint64_t kOvershoot = 12 * kKilobyte;
 
-constexpr std::array<std::string_view, 24> projectNames = {
+constexpr std::array<std::string_view, 24> kProjectNames = {
     "atlas",    "billing-api", "compass",   "docs-site",    "ember",      "field-notes",
     "garden",   "harbor",      "inventory", "journal",      "kite",       "ledger-tools",
     "mailroom", "northwind",   "orchard",   "paper-trail",  "quarry",     "relay",
     "sundial",  "tidepool",    "umbra",     "vector-store", "watchtower", "yarrow"};
 
-constexpr std::array<std::string_view, 8> folderNames = {"src",    "tests",        "docs",          "tools",
-                                                         "web/ui", "services/api", "packages/core", "infra"};
+constexpr std::array<std::string_view, 8> kFolderNames = {"src",    "tests",        "docs",          "tools",
+                                                          "web/ui", "services/api", "packages/core", "infra"};
 
-constexpr std::array<std::string_view, 10> agentNames = {
+constexpr std::array<std::string_view, 10> kAgentNames = {
     "reviewer", "test-runner", "explorer",       "docs-writer", "migrator",
     "planner",  "bug-hunter",  "bench-keeper-2", "translator",  "release-notes"};
 
-constexpr std::array<std::string_view, 6> branches = {"main",         "main",           "develop",
-                                                      "fix/timeouts", "feature/ledger", "spike"};
+constexpr std::array<std::string_view, 6> kBranches = {"main",         "main",           "develop",
+                                                       "fix/timeouts", "feature/ledger", "spike"};
 
 // Identifiers as transcripts carry them, the common ones more than once. Two have no price.
-constexpr std::array<std::string_view, 14> mainModels = {"claude-sonnet-4-5-20250929",
-                                                         "claude-sonnet-4-5-20250929",
-                                                         "claude-sonnet-4-5-20250929",
-                                                         "claude-opus-4-5-20251101",
-                                                         "claude-opus-4-5-20251101",
-                                                         "claude-opus-4-5-20251101[1m]",
-                                                         "claude-sonnet-5",
-                                                         "claude-sonnet-5",
-                                                         "claude-sonnet-5[1m]",
-                                                         "claude-opus-5",
-                                                         "claude-opus-5",
-                                                         "claude-opus-4-1-20250805",
-                                                         "claude-sonnet-4-20250514",
-                                                         "orchard-coder-2-20260110"};
-constexpr std::array<std::string_view, 6> agentModels = {"claude-haiku-4-5-20251001",
-                                                         "claude-haiku-4-5-20251001",
-                                                         "claude-sonnet-4-5-20250929",
-                                                         "claude-sonnet-5",
-                                                         "claude-opus-5",
-                                                         "quarry-small-preview"};
+constexpr std::array<std::string_view, 14> kMainModels = {"claude-sonnet-4-5-20250929",
+                                                          "claude-sonnet-4-5-20250929",
+                                                          "claude-sonnet-4-5-20250929",
+                                                          "claude-opus-4-5-20251101",
+                                                          "claude-opus-4-5-20251101",
+                                                          "claude-opus-4-5-20251101[1m]",
+                                                          "claude-sonnet-5",
+                                                          "claude-sonnet-5",
+                                                          "claude-sonnet-5[1m]",
+                                                          "claude-opus-5",
+                                                          "claude-opus-5",
+                                                          "claude-opus-4-1-20250805",
+                                                          "claude-sonnet-4-20250514",
+                                                          "orchard-coder-2-20260110"};
+constexpr std::array<std::string_view, 6> kAgentModels = {"claude-haiku-4-5-20251001",
+                                                          "claude-haiku-4-5-20251001",
+                                                          "claude-sonnet-4-5-20250929",
+                                                          "claude-sonnet-5",
+                                                          "claude-opus-5",
+                                                          "quarry-small-preview"};
 
 // How many sub-agents the sessions have, in turn: by a table and not by chance, so that the few sessions of a
 // day have some.
-constexpr std::array<std::uint64_t, 20> agentCounts = {0, 3, 0, 5, 1, 0, 2, 0, 8, 1,
-                                                       4, 0, 3, 0, 2, 6, 1, 0, 2, 11};
+constexpr std::array<std::uint64_t, 20> kAgentCounts = {0, 3, 0, 5, 1, 0, 2, 0, 8, 1,
+                                                        4, 0, 3, 0, 2, 6, 1, 0, 2, 11};
 
-/// The model of the transcript that is planned as number `index`. The last of the table has no price: one
-/// transcript in sixty runs on it, by count and not by chance, so that a small corpus has some too.
+// The model of the transcript that is planned as number `index`. The last of the table has no price: one
+// transcript in sixty runs on it, by count and not by chance, so that a small corpus has some too.
 std::string_view pickModel(Texts models, std::size_t index, Random& random) {
   return index % 60 == 20 ? models.back() : random.pick(models.first(models.size() - 1));
 }
 
 std::vector<Project> makeProjects(const Options& options, Random& random) {
   std::vector<Project> projects;
-  const std::uint64_t count = std::clamp<std::uint64_t>(options.bytes / 4'000'000, 6, projectNames.size());
+  const std::uint64_t count = std::clamp<std::uint64_t>(options.bytes / 4'000'000, 6, kProjectNames.size());
   for (std::size_t i = 0; i < count; ++i) {
     Project project;
-    project.root = options.sources + "/" + std::string(projectNames[i]);
+    project.root = options.sources + "/" + std::string(kProjectNames[i]);
     project.home = i % 3 == 2 ? 1 : 0;
     for (std::uint64_t k = random.below(4); k > 0; --k) {
-      project.subdirectories.push_back(project.root + "/" + std::string(random.pick(Texts(folderNames))));
+      project.subdirectories.push_back(project.root + "/" + std::string(random.pick(Texts(kFolderNames))));
     }
     for (std::uint64_t k = random.below(3); k > 0; --k) {
       std::string worktree = project.root + "/.claude/worktrees/agent-";
@@ -91,7 +91,7 @@ std::vector<Project> makeProjects(const Options& options, Random& random) {
   return projects;
 }
 
-/// The project's root, sometimes a directory inside it, sometimes a worktree.
+// The project's root, sometimes a directory inside it, sometimes a worktree.
 std::vector<std::string> pickDirectories(const Project& project, std::uint64_t worktreeShare,
                                          Random& random) {
   std::vector<std::string> directories;
@@ -112,24 +112,24 @@ std::vector<std::string> pickDirectories(const Project& project, std::uint64_t w
 Transcript makeAgent(const Project& project, std::size_t index, bool isTeam, Random& random) {
   Transcript agent;
   agent.seed = random.next();
-  agent.model = pickModel(agentModels, index, random);
+  agent.model = pickModel(kAgentModels, index, random);
   agent.directories = pickDirectories(project, 250, random);
   agent.agentId += 'a';
   if (isTeam && random.chance(750)) {
-    agent.agentName = random.pick(Texts(agentNames));
+    agent.agentName = random.pick(Texts(kAgentNames));
     agent.agentId.append(agent.agentName).append("-");
   }
   appendHex(agent.agentId, random.between(16, 17), random);
   return agent;
 }
 
-/// Sessions with all that does not depend on how many there are.
+// Sessions with all that does not depend on how many there are.
 std::vector<Session> makeSessions(const Options& options, const std::vector<Project>& projects,
                                   Random& random) {
   // A small corpus has small transcripts: it too should show several sessions a day.
   const std::uint64_t largestMain =
-      std::clamp<std::uint64_t>(options.bytes / 40, 60 * kilobyte, 4700 * kilobyte);
-  const std::uint64_t largestAgent = std::max<std::uint64_t>(largestMain / 2, 40 * kilobyte);
+      std::clamp<std::uint64_t>(options.bytes / 40, 60 * kKilobyte, 4700 * kKilobyte);
+  const std::uint64_t largestAgent = std::max<std::uint64_t>(largestMain / 2, 40 * kKilobyte);
   std::vector<Session> sessions;
   std::size_t transcripts = 0;
   std::uint64_t planned = 0;
@@ -140,22 +140,22 @@ std::vector<Session> makeSessions(const Options& options, const std::vector<Proj
     Session session;
     appendUuid(session.id, random);
     session.home = random.chance(60) ? 1 - project.home : project.home;
-    session.branch = random.pick(Texts(branches));
-    const std::uint64_t remaining = std::max(options.bytes - planned, 30 * kilobyte);
+    session.branch = random.pick(Texts(kBranches));
+    const std::uint64_t remaining = std::max(options.bytes - planned, 30 * kKilobyte);
     session.main.seed = random.next();
-    session.main.model = pickModel(mainModels, transcripts++, random);
+    session.main.model = pickModel(kMainModels, transcripts++, random);
     session.main.isOldFormat = random.chance(80);
     session.main.directories = pickDirectories(project, 100, random);
-    session.main.bytes = std::min(random.longTailed(30 * kilobyte, largestMain), remaining);
-    planned += session.main.bytes + overshoot;
+    session.main.bytes = std::min(random.longTailed(30 * kKilobyte, largestMain), remaining);
+    planned += session.main.bytes + kOvershoot;
     const bool isTeam = random.chance(750);
     session.isRostered = isTeam && sessions.size() % 8 != 3;
-    std::uint64_t agentCount = agentCounts[sessions.size() % agentCounts.size()];
+    std::uint64_t agentCount = kAgentCounts[sessions.size() % kAgentCounts.size()];
     for (; agentCount > 0 && planned < options.bytes; --agentCount) {
       Transcript agent = makeAgent(project, transcripts++, isTeam, random);
       agent.isOldFormat = session.main.isOldFormat;
-      agent.bytes = std::min(random.longTailed(15 * kilobyte, largestAgent), remaining);
-      planned += agent.bytes + overshoot;
+      agent.bytes = std::min(random.longTailed(15 * kKilobyte, largestAgent), remaining);
+      planned += agent.bytes + kOvershoot;
       session.agents.push_back(std::move(agent));
     }
     // Picked up again: the new transcript begins with what an earlier one of the same directory holds.
@@ -165,7 +165,7 @@ std::vector<Session> makeSessions(const Options& options, const std::vector<Proj
         if (earlier.main.directories.front() != session.main.directories.front()) continue;
         session.continued = k - 1;
         session.repeatedBytes = earlier.main.bytes * random.between(200, 800) / 1000;
-        planned += session.repeatedBytes + overshoot;
+        planned += session.repeatedBytes + kOvershoot;
       }
     }
     sessions.push_back(std::move(session));
@@ -173,34 +173,34 @@ std::vector<Session> makeSessions(const Options& options, const std::vector<Proj
   return sessions;
 }
 
-/// How long `transcript` takes when each of its requests takes about `perRequest`.
+// How long `transcript` takes when each of its requests takes about `perRequest`.
 Milliseconds lengthOf(const Transcript& transcript, Milliseconds perRequest) {
-  return static_cast<Milliseconds>(transcript.bytes / bytesPerRequest + 1) * perRequest;
+  return static_cast<Milliseconds>(transcript.bytes / kBytesPerRequest + 1) * perRequest;
 }
 
-/// Spreads the sessions evenly over the days. A day's sessions end in the fifteen hours from eleven hours
-/// before the hour of `now` to four hours after it, whatever the zone in which somebody looks at them; the
-/// last one runs until `now`.
+// Spreads the sessions evenly over the days. A day's sessions end in the fifteen hours from eleven hours
+// before the hour of `now` to four hours after it, whatever the zone in which somebody looks at them; the
+// last one runs until `now`.
 void setTimes(const Options& options, std::vector<Session>& sessions, Random& random) {
   std::vector<Milliseconds> ends;
   const auto count = static_cast<Milliseconds>(sessions.size());
   for (Milliseconds i = 0; i + 1 < count; ++i) {
     const Milliseconds daysAgo = (count - 1 - i) * options.days / count;
-    const Milliseconds latest = options.now - daysAgo * day + (daysAgo > 0 ? 4 * hour : 0);
-    const auto span = static_cast<std::uint64_t>(daysAgo > 0 ? 15 * hour : 11 * hour);
+    const Milliseconds latest = options.now - daysAgo * kDay + (daysAgo > 0 ? 4 * kHour : 0);
+    const auto span = static_cast<std::uint64_t>(daysAgo > 0 ? 15 * kHour : 11 * kHour);
     ends.push_back(latest - static_cast<Milliseconds>(random.below(span)));
   }
   ends.push_back(options.now);
   std::sort(ends.begin(), ends.end());
   for (std::size_t i = 0; i < sessions.size(); ++i) {
     Transcript& main = sessions[i].main;
-    const Milliseconds length = lengthOf(main, static_cast<Milliseconds>(random.between(15, 40)) * second);
+    const Milliseconds length = lengthOf(main, static_cast<Milliseconds>(random.between(15, 40)) * kSecond);
     main.end = ends[i];
-    main.start = main.end - std::clamp(length, 15 * minute, 7 * hour);
+    main.start = main.end - std::clamp(length, 15 * kMinute, 7 * kHour);
     for (Transcript& agent : sessions[i].agents) {
       agent.start =
           main.start + (main.end - main.start) * static_cast<Milliseconds>(random.below(700)) / 1000;
-      const Milliseconds pace = static_cast<Milliseconds>(random.between(4, 15)) * second;
+      const Milliseconds pace = static_cast<Milliseconds>(random.between(4, 15)) * kSecond;
       agent.end = std::min(agent.start + lengthOf(agent, pace), main.end);
     }
   }
@@ -209,11 +209,11 @@ void setTimes(const Options& options, std::vector<Session>& sessions, Random& ra
 }  // namespace
 
 void appendHex(std::string& out, std::uint64_t digits, Random& random) {
-  constexpr std::string_view hex = "0123456789abcdef";
+  constexpr std::string_view kHex = "0123456789abcdef";
   std::uint64_t bits = 0;
   for (std::uint64_t i = 0; i < digits; ++i) {
     if (i % 16 == 0) bits = random.next();
-    out += hex[bits & 15U];
+    out += kHex[bits & 15U];
     bits >>= 4U;
   }
 }

@@ -10,9 +10,9 @@ namespace {
 
 using Words = std::span<const std::string_view>;
 
-constexpr std::size_t stockBytes = std::size_t{1} << 20U;
+constexpr std::size_t kStockBytes = std::size_t{1} << 20U;
 
-constexpr std::array<std::string_view, 48> nouns = {
+constexpr std::array<std::string_view, 48> kNouns = {
     "request", "parser",   "buffer", "session", "handler", "index",   "record",  "cache",
     "queue",   "worker",   "schema", "column",  "invoice", "ledger",  "token",   "window",
     "branch",  "commit",   "module", "fixture", "payload", "header",  "cursor",  "stream",
@@ -20,34 +20,34 @@ constexpr std::array<std::string_view, 48> nouns = {
     "backup",  "archive",  "socket", "timeout", "retry",   "metric",  "alert",   "panel",
     "shader",  "texture",  "matrix", "vector",  "sample",  "channel", "mailbox", "calendar"};
 
-constexpr std::array<std::string_view, 32> verbs = {
+constexpr std::array<std::string_view, 32> kVerbs = {
     "read",    "write",  "merge",  "split",   "load",  "store",  "check",  "count",
     "open",    "close",  "fetch",  "parse",   "sort",  "group",  "filter", "rename",
     "replace", "reject", "accept", "move",    "copy",  "render", "rotate", "compute",
     "send",    "drain",  "flush",  "resolve", "retry", "trace",  "skip",   "apply"};
 
-constexpr std::array<std::string_view, 24> adjectives = {
+constexpr std::array<std::string_view, 24> kAdjectives = {
     "stale", "empty",  "shared",  "partial", "nested",   "sorted",  "strict", "lazy",
     "slow",  "silent", "missing", "broken",  "narrow",   "wide",    "local",  "remote",
     "plain", "late",   "early",   "unused",  "repeated", "trusted", "hidden", "final"};
 
-constexpr std::array<std::string_view, 24> joints = {
+constexpr std::array<std::string_view, 24> kJoints = {
     "the",  "a",      "because", "before", "after",  "when",    "and",   "but",
     "so",   "with",   "without", "into",   "behind", "between", "which", "that",
     "then", "should", "may",     "not",    "only",   "each",    "every", "still"};
 
 // Words outside ASCII, of two, three and four bytes a character, with a combining mark among them.
-constexpr std::array<std::string_view, 14> foreignWords = {
+constexpr std::array<std::string_view, 14> kForeignWords = {
     "größer", "naïve", "déjà-vu", "señal", "Prüfung", "é", "東京", "目次", "данные", "→", "≥", "—", "✓", "🚀"};
 
 std::string_view noun(Random& random) {
-  return random.pick(Words(nouns));
+  return random.pick(Words(kNouns));
 }
 std::string_view verb(Random& random) {
-  return random.pick(Words(verbs));
+  return random.pick(Words(kVerbs));
 }
 std::string_view adjective(Random& random) {
-  return random.pick(Words(adjectives));
+  return random.pick(Words(kAdjectives));
 }
 
 void appendSentence(std::string& out, Random& random) {
@@ -56,7 +56,7 @@ void appendSentence(std::string& out, Random& random) {
     if (i > 0) out += ' ';
     const std::uint64_t kind = random.below(100);
     if (kind < 38) {
-      out += random.pick(Words(joints));
+      out += random.pick(Words(kJoints));
     } else if (kind < 64) {
       out += noun(random);
     } else if (kind < 82) {
@@ -68,7 +68,7 @@ void appendSentence(std::string& out, Random& random) {
     } else if (kind < 98) {
       out.append("\"").append(noun(random)).append("\"");
     } else if (kind < 99) {
-      out += random.pick(Words(foreignWords));
+      out += random.pick(Words(kForeignWords));
     } else {
       // The word that a scan looks for, quoted inside a text: once escaped it is not what is looked for.
       out += "\"usage\"";
@@ -167,7 +167,7 @@ void appendOutputLine(std::string& out, Random& random) {
 }  // namespace
 
 void appendEscaped(std::string& out, std::string_view text) {
-  constexpr std::string_view hex = "0123456789abcdef";
+  constexpr std::string_view kHex = "0123456789abcdef";
   for (const char c : text) {
     switch (c) {
       case '"':
@@ -188,7 +188,7 @@ void appendEscaped(std::string& out, std::string_view text) {
       default:
         if (static_cast<unsigned char>(c) < 0x20) {
           const auto byte = static_cast<unsigned char>(c);
-          out.append("\\u00").append(1, hex[byte >> 4U]).append(1, hex[byte & 15U]);
+          out.append("\\u00").append(1, kHex[byte >> 4U]).append(1, kHex[byte & 15U]);
         } else {
           out += c;
         }
@@ -197,15 +197,15 @@ void appendEscaped(std::string& out, std::string_view text) {
 }
 
 Prose::Prose(Random random) {
-  constexpr std::array makers = {&appendSentence, &appendCodeLine, &appendOutputLine};
+  constexpr std::array kMakers = {&appendSentence, &appendCodeLine, &appendOutputLine};
   for (std::size_t kind = 0; kind < stocks_.size(); ++kind) {
     Stock& stock = stocks_[kind];
-    stock.text.reserve(stockBytes + 4096);
+    stock.text.reserve(kStockBytes + 4096);
     std::string piece;
-    while (stock.text.size() < stockBytes) {
+    while (stock.text.size() < kStockBytes) {
       stock.starts.push_back(stock.text.size());
       piece.clear();
-      makers[kind](piece, random);
+      kMakers[kind](piece, random);
       appendEscaped(stock.text, piece);
       // Characters that their writer escaped although it need not: a pair of surrogates and a plain one.
       if (random.chance(15)) stock.text += R"(\ud83d\ude80 \u2713 )";

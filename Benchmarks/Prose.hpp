@@ -26,7 +26,7 @@ class Prose {
  private:
   struct Stock {
     std::string text;
-    std::vector<std::size_t> starts;  ///< where each sentence or line begins, and the end of the text
+    std::vector<std::size_t> starts;  // where each sentence or line begins, and the end of the text
   };
 
   std::array<Stock, 3> stocks_;

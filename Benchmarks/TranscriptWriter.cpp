@@ -9,7 +9,7 @@ namespace tallyfin::corpus {
 
 namespace {
 
-constexpr std::uint64_t million = 1'000'000;
+constexpr std::uint64_t kMillion = 1'000'000;
 
 void appendNumber(std::string& out, std::uint64_t value) {
   std::array<char, 20> digits{};
@@ -24,7 +24,7 @@ void appendPadded(std::string& out, std::uint64_t value, std::size_t width) {
   if (written < width) out.insert(start, width - written, '0');
 }
 
-/// As in 2026-03-01T09:30:00.125Z.
+// As in 2026-03-01T09:30:00.125Z.
 void appendTime(std::string& out, Milliseconds time) {
   using namespace std::chrono;
   const sys_time<milliseconds> point{milliseconds(time)};
@@ -48,24 +48,24 @@ void appendTime(std::string& out, Milliseconds time) {
 }
 
 void appendBase62(std::string& out, std::uint64_t length, Random& random) {
-  constexpr std::string_view digits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz-_";
+  constexpr std::string_view kDigits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz-_";
   std::uint64_t bits = 0;
   for (std::uint64_t i = 0; i < length; ++i) {
     if (i % 10 == 0) bits = random.next();
     // Sixty-two of the sixty-four signs: the two others fold onto letters.
     const std::uint64_t sign = bits & 63U;
-    out += digits[static_cast<std::size_t>(sign < 62 ? sign : sign - 20)];
+    out += kDigits[static_cast<std::size_t>(sign < 62 ? sign : sign - 20)];
     bits >>= 6U;
   }
 }
 
-/// The token counts of one request.
+// The token counts of one request.
 struct Tokens {
   std::uint64_t input = 0;
   std::uint64_t cacheWrite = 0;
   std::uint64_t cacheRead = 0;
-  std::uint64_t output = 0;  ///< what the last of its lines says
-  bool isOneHour = false;    ///< the cache write is kept for an hour
+  std::uint64_t output = 0;  // what the last of its lines says
+  bool isOneHour = false;    // the cache write is kept for an hour
   std::uint64_t webSearches = 0;
   std::uint64_t webFetches = 0;
 };
@@ -102,8 +102,8 @@ class Writer {
  private:
   std::uint64_t written() const { return out_.size() - start_; }
 
-  /// The time that belongs to the place reached: it grows with the bytes from the transcript's start to its
-  /// end.
+  // The time that belongs to the place reached: it grows with the bytes from the transcript's start to its
+  // end.
   Milliseconds time() const {
     const std::uint64_t done = std::min(written(), transcript_.bytes);
     const auto length = static_cast<std::uint64_t>(transcript_.end - transcript_.start);
@@ -111,7 +111,7 @@ class Writer {
            static_cast<Milliseconds>(length * done / std::max<std::uint64_t>(transcript_.bytes, 1));
   }
 
-  /// Where the work is: now and then it moves to another of the transcript's directories and stays there.
+  // Where the work is: now and then it moves to another of the transcript's directories and stays there.
   std::string_view directory() {
     if (random_.chance(8))
       directory_ = static_cast<std::size_t>(random_.below(transcript_.directories.size()));
@@ -175,7 +175,7 @@ class Writer {
     endLine();
   }
 
-  /// A request that never reached a model: a line with usage, all of it zero.
+  // A request that never reached a model: a line with usage, all of it zero.
   void failedRequest() {
     messageId_.assign("msg_");
     appendUuid(messageId_, random_);
@@ -320,9 +320,9 @@ class Writer {
     beginLine();
     out_ += R"(,"type":"user","message":{"role":"user","content":[{"type":"tool_result","tool_use_id":")";
     out_.append(toolId_).append(R"(","content":")");
-    const bool isHuge = transcript_.bytes > million && random_.below(5000) == 0;
+    const bool isHuge = transcript_.bytes > kMillion && random_.below(5000) == 0;
     const std::uint64_t length =
-        isHuge ? random_.between(million / 2, 3 * million) : random_.longTailed(120, 26000);
+        isHuge ? random_.between(kMillion / 2, 3 * kMillion) : random_.longTailed(120, 26000);
     prose_.append(out_, random_.chance(500) ? TextKind::code : TextKind::output, length, random_);
     out_ += "\"}]}";
     if (random_.chance(12)) {
@@ -344,11 +344,11 @@ class Writer {
   const Transcript& transcript_;
   Random random_;
   Counts counts_;
-  std::size_t start_;          ///< where in `out_` the transcript begins
-  std::size_t lineStart_ = 0;  ///< where in `out_` the line at work begins
-  std::uint64_t context_;      ///< tokens that the next request finds in the cache
+  std::size_t start_;          // where in `out_` the transcript begins
+  std::size_t lineStart_ = 0;  // where in `out_` the line at work begins
+  std::uint64_t context_;      // tokens that the next request finds in the cache
   std::size_t directory_ = 0;
-  std::string parent_;  ///< UUID of the line before
+  std::string parent_;  // UUID of the line before
   std::string messageId_;
   std::string requestId_;
   std::string toolId_ = "toolu_01";

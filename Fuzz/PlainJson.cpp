@@ -14,7 +14,7 @@ namespace {
 using Json =
     nlohmann::basic_json<std::map, std::vector, std::string, bool, std::int64_t, std::uint64_t, long double>;
 
-/// Builds a tree from the events of the other parser, which keeps the digits of a number.
+// Builds a tree from the events of the other parser, which keeps the digits of a number.
 class Builder {
  public:
   using Kind = PlainValue::Kind;

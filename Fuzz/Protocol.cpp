@@ -28,7 +28,7 @@ class Session {
 
   std::optional<std::string> reply(std::string_view line) { return server_.reply(line); }
 
-  /// Log lines since this was last asked.
+  // Log lines since this was last asked.
   std::size_t takeLogged() { return std::exchange(logged_, 0); }
 
  private:

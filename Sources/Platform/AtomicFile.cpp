@@ -32,8 +32,8 @@ bool isLocked(const Descriptor& file) {
   return ::flock(file.number(), LOCK_EX | LOCK_NB) != 0;
 }
 
-/// What the paths of a target's temporary files begin with: the target's path, then kTemporaryMark. A long
-/// name is cut, so that the whole name stays within the 255 bytes that file systems take.
+// What the paths of a target's temporary files begin with: the target's path, then kTemporaryMark. A long
+// name is cut, so that the whole name stays within the 255 bytes that file systems take.
 std::string temporaryStart(const std::string& target) {
   constexpr std::size_t kMostOfName = 200;         // bytes
   const std::size_t name = target.rfind('/') + 1;  // 0 without a slash
@@ -44,7 +44,7 @@ std::string temporaryStart(const std::string& target) {
   return concat(std::string_view(target).substr(0, end), kTemporaryMark);
 }
 
-/// A temporary file beside `target`. It is removed at the end unless it took the target's place.
+// A temporary file beside `target`. It is removed at the end unless it took the target's place.
 class Temporary {
  public:
   Temporary(const std::string& target, unsigned mode) : target_(target) {
@@ -75,11 +75,11 @@ class Temporary {
   Temporary(const Temporary&) = delete;
   Temporary& operator=(const Temporary&) = delete;
 
-  /// Sets the permission bits, those too that the umask took away. A failure is ignored: the file then has
-  /// fewer of them.
+  // Sets the permission bits, those too that the umask took away. A failure is ignored: the file then has
+  // fewer of them.
   void setMode(mode_t mode) const { (void)::fchmod(file_.number(), mode); }
 
-  /// Collects small pieces, so that a file of many strings is written in few calls.
+  // Collects small pieces, so that a file of many strings is written in few calls.
   void append(std::string_view bytes) {
     if (pending_.size() + bytes.size() > kCollected) {
       write(pending_);
@@ -92,9 +92,9 @@ class Temporary {
     }
   }
 
-  /// Flushes the content to the disk before the renaming, so that not even a power cut leaves a half file
-  /// under the target's name. The folder is not flushed, which would take as long again: after a power cut
-  /// either file may stand there, whole.
+  // Flushes the content to the disk before the renaming, so that not even a power cut leaves a half file
+  // under the target's name. The folder is not flushed, which would take as long again: after a power cut
+  // either file may stand there, whole.
   FileAttributes replaceTarget() {
     write(pending_);
     while (::fsync(file_.number()) != 0) {
@@ -131,8 +131,8 @@ class Temporary {
     }
   }
 
-  /// Lets the disk begin with the last `count` bytes while the next are written, so that there is less to
-  /// wait for at the end. Only a hint, which is not given for small pieces.
+  // Lets the disk begin with the last `count` bytes while the next are written, so that there is less to
+  // wait for at the end. Only a hint, which is not given for small pieces.
   void startFlushing(std::size_t count) {
 #ifdef __linux__
     if (count >= kCollected) {
@@ -149,7 +149,7 @@ class Temporary {
   off_t written_ = 0;  // bytes
 };
 
-/// Whether a name ends as those of temporary files do: in two numbers with a dot between them.
+// Whether a name ends as those of temporary files do: in two numbers with a dot between them.
 bool isOurs(std::string_view end) {
   const std::size_t point = end.find('.');
   const auto isNumber = [](std::string_view text) {
@@ -158,8 +158,8 @@ bool isOurs(std::string_view end) {
   return point != std::string_view::npos && isNumber(end.substr(0, point)) && isNumber(end.substr(point + 1));
 }
 
-/// Removes the temporary files that nobody is writing any more. Each is locked while it is removed, so that
-/// nobody begins to write it meanwhile.
+// Removes the temporary files that nobody is writing any more. Each is locked while it is removed, so that
+// nobody begins to write it meanwhile.
 void removeStaleTemporaries(const std::string& directory, const std::string& start) {
   for (const std::string& name : Files::entryNames(directory).value_or(std::vector<std::string>())) {
     if (!name.starts_with(start) || !isOurs(std::string_view(name).substr(start.size()))) {

@@ -25,13 +25,13 @@ __attribute__((target("avx2"))) bool searchAvx2(std::string_view text, std::stri
   const __m256i lastByte = _mm256_set1_epi8(needle.back());
   std::size_t at = 0;
   for (; at + last + kWidth <= text.size(); at += kWidth) {
-    const char* const place = text.data() + at;
-    const __m256i atFirst = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(place));
-    const __m256i atLast = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(place + last));
+    const char* const here = text.data() + at;
+    const __m256i atFirst = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(here));
+    const __m256i atLast = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(here + last));
     const __m256i both =
         _mm256_and_si256(_mm256_cmpeq_epi8(atFirst, firstByte), _mm256_cmpeq_epi8(atLast, lastByte));
     for (auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(both)); mask != 0; mask &= mask - 1) {
-      if (std::memcmp(place + std::countr_zero(mask), needle.data(), needle.size()) == 0) {
+      if (std::memcmp(here + std::countr_zero(mask), needle.data(), needle.size()) == 0) {
         return true;
       }
     }

@@ -138,10 +138,6 @@ std::string Calendar::localZone() {
   return zone.empty() || zone == "localtime" ? "UTC" : zone;
 }
 
-Calendar Calendar::local() {
-  return named(localZone()).value_or(utc());
-}
-
 TimePoint Calendar::startOfDay(TimePoint time) const {
   return startOf(absl::ToCivilDay(toAbsl(time), zone_), zone_);
 }
@@ -290,7 +286,7 @@ std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {
   return start && this->date(*start) == date ? start : std::nullopt;
 }
 
-void DayLookup::look(TimePoint time) {
+void DayLookup::lookUp(TimePoint time) {
   start_ = calendar_.startOfDay(time);
   end_ = start_;
   // Where a clock change makes midnight come twice, the date goes back for a while. So only days of 24 hours

@@ -1,8 +1,7 @@
 #pragma once
 
 // The Gregorian calendar of one time zone. Moments and calendar days are related only through a zone, so
-// whoever needs days or hours takes a Calendar. Only Calendar::localZone and Calendar::local ask the process
-// for its zone.
+// whoever needs days or hours takes a Calendar. Only Calendar::localZone asks the process for its zone.
 //
 //   const Calendar saoPaulo = *Calendar::named("America/Sao_Paulo");
 //   saoPaulo.startOfDay(t);  // on 2018-11-04 that is 01:00, since clocks jumped over midnight
@@ -49,9 +48,6 @@ class Calendar {
   /// The process's zone, for `named`: what TZ says, without a colon before it; the system's zone file when TZ
   /// is unset or "localtime"; "UTC" when TZ is empty or the system has no zone file.
   static std::string localZone();
-
-  /// The calendar of the process's zone, or of UTC where `named` gives none. Only a `main` calls this, once.
-  static Calendar local();
 
   /// The first moment of the day that `time` falls on. Where the clocks jump over midnight that is the moment
   /// of the jump; where midnight comes twice, the first. A time further than 285 million years from 1970
@@ -146,13 +142,13 @@ class DayLookup {
   /// As Calendar::startOfDay.
   TimePoint startOfDay(TimePoint time) {
     if (!(time >= start_ && time < end_)) {
-      look(time);
+      lookUp(time);
     }
     return start_;
   }
 
  private:
-  void look(TimePoint time);
+  void lookUp(TimePoint time);
 
   const Calendar& calendar_;
   TimePoint start_;  // of the last day looked up

@@ -72,10 +72,10 @@ PlainFile::PlainFile(const std::string& path) : descriptor_(path, O_RDONLY | O_N
   }
 }
 
-std::ptrdiff_t PlainFile::read(char* place, std::size_t count, std::uint64_t offset) const {
+std::ptrdiff_t PlainFile::read(char* into, std::size_t count, std::uint64_t offset) const {
   ssize_t got = 0;
   do {
-    got = ::pread(descriptor_.number(), place, count, static_cast<off_t>(offset));
+    got = ::pread(descriptor_.number(), into, count, static_cast<off_t>(offset));
   } while (got < 0 && errno == EINTR);
   return got;
 }

@@ -78,7 +78,7 @@ class PlainFile {
 
   /// Reads up to `count` bytes from `offset` on: how many, 0 at the end of the file, negative on failure.
   /// Safe from any thread.
-  std::ptrdiff_t read(char* place, std::size_t count, std::uint64_t offset) const;
+  std::ptrdiff_t read(char* into, std::size_t count, std::uint64_t offset) const;
 
  private:
   Descriptor descriptor_;

@@ -25,7 +25,7 @@ namespace tallyfin::Files {
 
 namespace {
 
-/// The entries of a directory, one after the other.
+// The entries of a directory, one after the other.
 class Listing {
  public:
   explicit Listing(const std::string& path, int flags = 0) {
@@ -48,10 +48,10 @@ class Listing {
 
   bool isOpen() const { return entries_ != nullptr; }
 
-  /// The errno of the failure to open the directory or to read its next entry; 0 without one.
+  // The errno of the failure to open the directory or to read its next entry; 0 without one.
   int error() const { return error_; }
 
-  /// The next entry but "." and ".."; null behind the last, and after a failure.
+  // The next entry but "." and ".."; null behind the last, and after a failure.
   const dirent* next() {
     errno = 0;
     while (const dirent* entry = ::readdir(entries_)) {
@@ -64,12 +64,12 @@ class Listing {
     return nullptr;
   }
 
-  /// Attributes of what an entry is or leads to; absent, with the reason in errno, when they cannot be had.
+  // Attributes of what an entry is or leads to; absent, with the reason in errno, when they cannot be had.
   std::optional<Attributes> attributes(const dirent& entry) const {
     return fileAttributes(::dirfd(entries_), entry.d_name);
   }
 
-  /// Whether an entry is itself a directory and no link to one.
+  // Whether an entry is itself a directory and no link to one.
   bool isDirectory(const dirent& entry) const {
     if (entry.d_type != DT_UNKNOWN) {
       return entry.d_type == DT_DIR;
@@ -85,7 +85,7 @@ class Listing {
 };
 
 // On failure errno tells why.
-bool look(const std::string& path, struct stat& status) {
+bool statusOf(const std::string& path, struct stat& status) {
   if (!canBePath(path)) {
     errno = ENOENT;
     return false;
@@ -108,14 +108,14 @@ bool hasExtension(std::string_view name, std::string_view extension) {
          name[name.size() - extension.size() - 1] == '.';
 }
 
-/// What a walk finds in one directory.
+// What a walk finds in one directory.
 struct FoundEntries {
   std::vector<FoundFile> files;
   std::vector<std::string> directories;  // their paths
   int error = 0;  // why entries are missing or files could not be looked at; 0 when nothing is lost
 };
 
-/// `flags` are those of open(2).
+// `flags` are those of open(2).
 FoundEntries entriesOf(std::string directory, int flags, std::string_view extension) {
   FoundEntries found;
   Listing listing(directory, flags);
@@ -169,8 +169,8 @@ void sortAsText(std::vector<FoundFile>& files) {
   std::ranges::transform(keyed, files.begin(), [](auto& entry) { return std::move(entry.second); });
 }
 
-/// The home directory in the password database's entry for `who`, a user's name or id; absent when there is
-/// none. `find` is getpwnam_r or getpwuid_r.
+// The home directory in the password database's entry for `who`, a user's name or id; absent when there is
+// none. `find` is getpwnam_r or getpwuid_r.
 template <typename Find, typename Who>
 std::optional<std::string> passwordHome(Find find, Who who) {
   std::vector<char> buffer(4096);
@@ -199,12 +199,12 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
 
 bool exists(const std::string& path) {
   struct stat status {};
-  return look(path, status);
+  return statusOf(path, status);
 }
 
 bool isDirectory(const std::string& path) {
   struct stat status {};
-  return look(path, status) && S_ISDIR(status.st_mode);
+  return statusOf(path, status) && S_ISDIR(status.st_mode);
 }
 
 std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension,
@@ -212,7 +212,7 @@ std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::s
                                                  std::vector<UnreadableFolder>* unreadable) {
   constexpr std::size_t kWorthThreads = 8;  // directories
   struct stat status {};
-  if (!look(root, status)) {
+  if (!statusOf(root, status)) {
     if (unreadable != nullptr && errno != ENOENT && errno != ENOTDIR) {
       unreadable->push_back({root, codeOf(errno)});
     }
@@ -276,7 +276,7 @@ bool isWithin(const std::string& path, const std::vector<std::string>& directori
   std::vector<std::string> missing;
   for (const std::string& directory : directories) {
     struct stat status {};
-    if (look(directory, status)) {
+    if (statusOf(directory, status)) {
       existing.push_back(status);
     } else {
       missing.push_back(target(directory));
@@ -284,14 +284,14 @@ bool isWithin(const std::string& path, const std::vector<std::string>& directori
   }
   const auto isOne = [&](const std::string& at) {
     struct stat status {};
-    const bool isThere = look(at, status);
+    const bool isThere = statusOf(at, status);
     return std::ranges::find(missing, at) != missing.end() ||
            std::ranges::any_of(existing, [&](const struct stat& other) {
              return isThere && other.st_dev == status.st_dev && other.st_ino == status.st_ino;
            });
   };
-  const std::string places[] = {target(path), target(std::string(withoutLastComponent(path)))};
-  return std::ranges::any_of(places, [&](std::string at) {
+  const std::string locations[] = {target(path), target(std::string(withoutLastComponent(path)))};
+  return std::ranges::any_of(locations, [&](std::string at) {
     while (!isOne(at)) {
       std::string above(withoutLastComponent(at));
       if (above == at) {
@@ -325,8 +325,8 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
   // 0.
   content.reserve(std::max<std::size_t>(static_cast<std::size_t>(file.attributes().size) + 1, 4096));
   while (true) {
-    char* const place = content.room(1);
-    const std::ptrdiff_t count = file.read(place, content.capacity() - content.size(), content.size());
+    char* const room = content.room(1);
+    const std::ptrdiff_t count = file.read(room, content.capacity() - content.size(), content.size());
     if (count < 0) {
       return std::nullopt;
     }

@@ -65,11 +65,11 @@ class Arena {
       next_ = blocks_.back().get();
       left_ = size;
     }
-    char* const place = next_;
-    std::memcpy(place, text.data(), text.size());
+    char* const start = next_;
+    std::memcpy(start, text.data(), text.size());
     next_ += text.size();
     left_ -= text.size();
-    return {place, text.size()};
+    return {start, text.size()};
   }
 
  private:
@@ -88,25 +88,25 @@ std::uint32_t hashOf(std::string_view text) {
       absl::Hash<absl::string_view>()(absl::string_view(text.data(), text.size())));
 }
 
-// Finds the index of a text by its hash: open addressing, eight bytes a place. A hash map of texts takes
+// Finds the index of a text by its hash: open addressing, eight bytes a slot. A hash map of texts takes
 // three times the memory and hashes every text again when it grows.
-class Places {
+class Slots {
  public:
   // The index of the text, or nothing; `isText` tells whether an index is that of the text looked for.
   template <typename IsText>
   std::optional<std::uint32_t> find(std::uint32_t hash, IsText isText) const {
     const std::size_t mask = mask_.load(std::memory_order_relaxed);
-    for (std::size_t at = hash & mask; places_[at].next != 0; at = (at + 1) & mask) {
-      if (places_[at].hash == hash && isText(places_[at].next - 1)) {
-        return places_[at].next - 1;
+    for (std::size_t at = hash & mask; slots_[at].next != 0; at = (at + 1) & mask) {
+      if (slots_[at].hash == hash && isText(slots_[at].next - 1)) {
+        return slots_[at].next - 1;
       }
     }
     return std::nullopt;
   }
 
   void insert(std::uint32_t hash, std::uint32_t index) {
-    if (++count_ > places_.size() / 4 * 3) {
-      enlarge(2 * places_.size());
+    if (++count_ > slots_.size() / 4 * 3) {
+      enlarge(2 * slots_.size());
     }
     put({hash, index + 1});
   }
@@ -117,41 +117,41 @@ class Places {
     const std::uintptr_t start = start_.load(std::memory_order_relaxed);
     const std::size_t at = hash & mask_.load(std::memory_order_relaxed);
     __builtin_prefetch(
-        reinterpret_cast<const void*>(start + at * sizeof(Place)));  // NOLINT(performance-no-int-to-ptr)
+        reinterpret_cast<const void*>(start + at * sizeof(Slot)));  // NOLINT(performance-no-int-to-ptr)
   }
 
  private:
-  struct Place {
+  struct Slot {
     std::uint32_t hash = 0;
-    std::uint32_t next = 0;  // the index plus 1; 0: the place is free
+    std::uint32_t next = 0;  // the index plus 1; 0: the slot is free
   };
 
-  void put(Place place) {
-    std::size_t at = place.hash & mask_;
-    while (places_[at].next != 0) {
+  void put(Slot slot) {
+    std::size_t at = slot.hash & mask_;
+    while (slots_[at].next != 0) {
       at = (at + 1) & mask_;
     }
-    places_[at] = place;
+    slots_[at] = slot;
   }
 
   void enlarge(std::size_t size) {
-    const std::vector<Place> before = std::exchange(places_, std::vector<Place>(size));
+    const std::vector<Slot> before = std::exchange(slots_, std::vector<Slot>(size));
     mask_ = size - 1;
-    start_ = startOf(places_);
-    for (const Place& place : before) {
-      if (place.next != 0) {
-        put(place);
+    start_ = startOf(slots_);
+    for (const Slot& slot : before) {
+      if (slot.next != 0) {
+        put(slot);
       }
     }
   }
 
-  static std::uintptr_t startOf(const std::vector<Place>& places) {
-    return reinterpret_cast<std::uintptr_t>(places.data());
+  static std::uintptr_t startOf(const std::vector<Slot>& slots) {
+    return reinterpret_cast<std::uintptr_t>(slots.data());
   }
 
-  std::vector<Place> places_ = std::vector<Place>(64);
+  std::vector<Slot> slots_ = std::vector<Slot>(64);
   std::atomic<std::size_t> mask_ = 63;
-  std::atomic<std::uintptr_t> start_ = startOf(places_);
+  std::atomic<std::uintptr_t> start_ = startOf(slots_);
   std::size_t count_ = 0;
 };
 
@@ -159,7 +159,7 @@ class Places {
 // other.
 struct Shard {
   std::mutex lock;
-  Places places;
+  Slots slots;
   Arena arena;
 };
 
@@ -175,7 +175,7 @@ class Pool {
   // The number of a text in canonical form.
   std::uint32_t number(std::string_view text) { return number(text, hashOf(text)); }
 
-  // Sets the numbers of texts in ASCII and leaves those of the others. Looks at a batch of places ahead,
+  // Sets the numbers of texts in ASCII and leaves those of the others. Looks at a batch of slots ahead,
   // since waiting for memory is most of what a lookup costs.
   void numbersOfAscii(std::span<const std::string_view> texts, std::span<std::uint32_t> numbers) {
     constexpr std::size_t kBatch = 32;
@@ -184,7 +184,7 @@ class Pool {
       const std::span batch = texts.subspan(start, std::min(kBatch, texts.size() - start));
       for (std::size_t i = 0; i < batch.size(); ++i) {
         hashes[i] = hashOf(batch[i]);
-        shardOf(hashes[i]).places.prefetch(hashes[i]);
+        shardOf(hashes[i]).slots.prefetch(hashes[i]);
       }
       for (std::size_t i = 0; i < batch.size(); ++i) {
         if (!batch[i].empty() && Text::isAscii(batch[i])) {
@@ -200,7 +200,7 @@ class Pool {
     const std::uint32_t hash = hashOf(text);
     Shard& shard = shardOf(hash);
     const std::lock_guard guard(shard.lock);
-    return shard.places.find(hash, [&](std::uint32_t number) { return texts_[number] == text; });
+    return shard.slots.find(hash, [&](std::uint32_t number) { return texts_[number] == text; });
   }
   std::optional<std::uint32_t> knownVariant(std::string_view text) {
     const std::lock_guard guard(variantShard_.lock);
@@ -216,7 +216,7 @@ class Pool {
       return *known;
     }
     const std::uint32_t index = variants_.append({variantShard_.arena.keep(text), number});
-    variantShard_.places.insert(hash, index);
+    variantShard_.slots.insert(hash, index);
     return index;
   }
 
@@ -227,24 +227,23 @@ class Pool {
  private:
   static constexpr std::size_t kShards = 16;
 
-  // The top four bits of the hash choose the shard; the lowest ones choose the place in it.
+  // The top four bits of the hash choose the shard; the lowest ones choose the slot in it.
   Shard& shardOf(std::uint32_t hash) { return shards_[hash >> 28]; }
 
   std::uint32_t number(std::string_view text, std::uint32_t hash) {
     Shard& shard = shardOf(hash);
     const std::lock_guard guard(shard.lock);
     if (const auto known =
-            shard.places.find(hash, [&](std::uint32_t number) { return texts_[number] == text; })) {
+            shard.slots.find(hash, [&](std::uint32_t number) { return texts_[number] == text; })) {
       return *known;
     }
     const std::uint32_t number = texts_.append(shard.arena.keep(text));
-    shard.places.insert(hash, number);
+    shard.slots.insert(hash, number);
     return number;
   }
 
   std::optional<std::uint32_t> findVariant(std::string_view text, std::uint32_t hash) const {
-    return variantShard_.places.find(hash,
-                                     [&](std::uint32_t index) { return variants_[index].text == text; });
+    return variantShard_.slots.find(hash, [&](std::uint32_t index) { return variants_[index].text == text; });
   }
 
   std::array<Shard, kShards> shards_;

@@ -67,7 +67,7 @@ class InternedText {
   }
 
  private:
-  /// Marks a spelling that is not in canonical form; the other bits then index the table of such spellings.
+  // Marks a spelling that is not in canonical form; the other bits then index the table of such spellings.
   static constexpr std::uint32_t kVariant = 0x8000'0000;
 
   std::uint32_t numberOfVariant() const;

@@ -9,9 +9,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <variant>
-#include <vector>
 
 namespace tallyfin {
 
@@ -47,8 +44,8 @@ class JsonReader {
   Kind peek();
 
   /// Consumes "{" or "["; false, and a failure, when something else comes next or nesting gets too deep.
-  bool beginObject();
-  bool beginArray();
+  bool beginObject() { return enter('{'); }
+  bool beginArray() { return enter('['); }
 
   /// Moves to the next member and consumes its key; false behind the last, when "}" has been consumed, or on
   /// failure.
@@ -77,10 +74,9 @@ class JsonReader {
   String string();
   std::string_view number();  ///< the digits as written
   bool boolean();
-  void null();
 
   /// Consumes a value of any kind, checking it.
-  void skipValue();
+  void skipValue() { takeValue(nullptr); }
 
   /// The same; gives the value as it stands in the text. On failure that means nothing.
   std::string_view rawValue();
@@ -90,7 +86,7 @@ class JsonReader {
 
   /// Consumes a value of any kind and appends it to `out` as compact JSON: no white space, no escaped
   /// slashes, numbers as they were written. Members with equal keys are all copied.
-  void copyValue(std::string& out);
+  void copyValue(std::string& out) { takeValue(&out); }
 
   /// True when the whole text was one valid value, with nothing but white space around it, and valid UTF-8.
   bool finish();
@@ -114,47 +110,12 @@ class JsonReader {
   bool failed_ = false;
 };
 
-/// A JSON value in memory: null, a boolean, a number, a string or an object. There are no lists.
-class JsonValue {
- public:
-  /// A number as it was written, so that it can be given back unchanged.
-  struct Number {
-    std::string digits;
-  };
-  /// Members by key. Whoever builds an object chooses their order and gives no key twice.
-  using Object = std::vector<std::pair<std::string, JsonValue>>;
-
-  JsonValue() = default;  ///< null
-  JsonValue(bool value) : value_(value) {}
-  JsonValue(std::int64_t value) : value_(Number{std::to_string(value)}) {}
-  JsonValue(std::string value) : value_(std::move(value)) {}
-  JsonValue(std::string_view value) : value_(std::string(value)) {}
-  JsonValue(const char* value) : value_(std::string(value)) {}
-  JsonValue(Object value) : value_(std::move(value)) {}
-
-  /// Consumes a value of any kind. Gives null for a list or an object, whose content is dropped, and on
-  /// failure.
-  static JsonValue scalar(JsonReader& reader);
-
-  /// Each gives a pointer to the value, or null when it is of another kind.
-  const Object* object() const { return std::get_if<Object>(&value_); }
-  const std::string* string() const { return std::get_if<std::string>(&value_); }
-  const bool* boolean() const { return std::get_if<bool>(&value_); }
-
-  /// The value of a number without a fractional part, however it is written (5, 5.0, 5e0); beyond 64 bits it
-  /// is the nearest that fits. Absent for any other number or kind.
-  std::optional<std::int64_t> wholeNumber() const;
-
-  /// The member with that key; null when there is none or the value is no object.
-  const JsonValue* member(std::string_view key) const;
-
- private:
-  std::variant<std::monostate, bool, Number, std::string, Object> value_;
-};
-
 /// A JSON number to a signed 64-bit integer: a fraction is cut off towards 0, what does not fit becomes the
 /// nearest that does. `digits` must be a valid JSON number.
 std::int64_t integerOfJsonNumber(std::string_view digits);
+
+/// The same of a number without a fractional part, however it is written (5, 5.0, 5e0); absent for any other.
+std::optional<std::int64_t> wholeJsonNumber(std::string_view digits);
 
 /// `text` as a JSON string with its quotation marks: slashes not escaped, bytes that are no UTF-8 as U+FFFD.
 std::string jsonString(std::string_view text);

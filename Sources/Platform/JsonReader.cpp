@@ -173,13 +173,6 @@ bool JsonReader::leave() {
   return false;
 }
 
-bool JsonReader::beginObject() {
-  return enter('{');
-}
-bool JsonReader::beginArray() {
-  return enter('[');
-}
-
 bool JsonReader::nextKey(String& key) {
   skipWhitespace();
   if (at_ != end_ && *at_ == '}') {
@@ -277,18 +270,6 @@ bool JsonReader::boolean() {
   return false;
 }
 
-void JsonReader::null() {
-  literal("null");
-}
-
-void JsonReader::skipValue() {
-  takeValue(nullptr);
-}
-
-void JsonReader::copyValue(std::string& out) {
-  takeValue(&out);
-}
-
 void JsonReader::takeValue(std::string* copy) {
   const auto put = [copy](std::string_view text) {
     if (copy != nullptr) {
@@ -333,7 +314,7 @@ void JsonReader::takeValue(std::string* copy) {
       put(boolean() ? "true" : "false");
       break;
     case Kind::null:
-      null();
+      literal("null");
       put("null");
       break;
     case Kind::invalid:

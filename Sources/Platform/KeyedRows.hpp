@@ -8,34 +8,46 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
 namespace tallyfin {
 
-/// Finds keys in a list of rows that it is given with every call, always the same list. Rows are only ever
-/// added, at the end; those that were added without this index it takes in at its next call.
+/// Finds keys in a list of rows, pairs of key and value, that it is given with every call, always the same
+/// list. Rows are only ever added, at the end; those that were added without this index it takes in at its
+/// next call.
 template <typename Key>
 class RowIndex {
  public:
-  template <typename Value>
-  using Rows = std::vector<std::pair<Key, Value>>;
+  RowIndex() = default;
+  RowIndex(RowIndex&&) noexcept = default;
+  RowIndex& operator=(RowIndex&&) noexcept = default;
+  RowIndex(const RowIndex& other)
+      : index_(other.index_ ? std::make_unique<Positions>(*other.index_) : nullptr),
+        indexed_(other.indexed_),
+        last_(other.last_) {}
+  RowIndex& operator=(const RowIndex& other) {
+    *this = RowIndex(other);
+    return *this;
+  }
+  ~RowIndex() = default;
 
   /// The position of the key's row; a new row at the end, with an empty value, if there is none.
-  template <typename Value>
-  std::size_t place(Rows<Value>& rows, const Key& key) {
+  template <typename Rows>
+  std::size_t place(Rows& rows, const Key& key) {
     if (last_ >= rows.size() || !(rows[last_].first == key)) {
-      last_ = placeAnew(rows, key);
+      last_ = static_cast<std::uint32_t>(placeAnew(rows, key));
     }
     return last_;
   }
 
   /// The position of the key's row, or `rows.size()`.
-  template <typename Value>
-  std::size_t find(const Rows<Value>& rows, const Key& key) const {
-    if (indexed_ > 0) {
-      const auto known = index_.find(key);
-      if (known != index_.end()) {
+  template <typename Rows>
+  std::size_t find(const Rows& rows, const Key& key) const {
+    if (index_) {
+      const auto known = index_->find(key);
+      if (known != index_->end()) {
         return known->second;
       }
     }
@@ -47,28 +59,34 @@ class RowIndex {
   }
 
  private:
-  /// At most so many of the newest rows are not in the index but compared one by one, which costs less than
-  /// hashing.
+  using Positions = absl::flat_hash_map<Key, std::uint32_t>;
+
+  // At most so many of the newest rows are not in the index but compared one by one, which costs less than
+  // hashing.
   static constexpr std::size_t kUnindexed = 6;
 
-  template <typename Value>
-  std::size_t placeAnew(Rows<Value>& rows, const Key& key) {
+  template <typename Rows>
+  std::size_t placeAnew(Rows& rows, const Key& key) {
     const std::size_t at = find(rows, key);
     if (at < rows.size()) {
       return at;
     }
-    rows.emplace_back(key, Value{});
+    rows.emplace_back(key, typename Rows::value_type::second_type{});
     if (rows.size() - indexed_ > kUnindexed) {
+      if (!index_) {
+        index_ = std::make_unique<Positions>();
+      }
       for (; indexed_ < rows.size(); ++indexed_) {
-        index_.try_emplace(rows[indexed_].first, static_cast<std::uint32_t>(indexed_));
+        index_->try_emplace(rows[indexed_].first, indexed_);
       }
     }
     return at;
   }
 
-  absl::flat_hash_map<Key, std::uint32_t> index_;  // of the first `indexed_` rows
-  std::size_t indexed_ = 0;
-  std::size_t last_ = 0;
+  // Of the first `indexed_` rows. Apart, since most of the many indexes of a report never need one.
+  std::unique_ptr<Positions> index_;
+  std::uint32_t indexed_ = 0;
+  std::uint32_t last_ = 0;
 };
 
 /// The rows with their index. References and pointers to values are good until a new key is added.

@@ -5,16 +5,17 @@
 #include <cerrno>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 namespace tallyfin {
 namespace {
 
-/// The most bytes of one read, so that little is buffered behind a long line.
+// The most bytes of one read, so that little is buffered behind a long line.
 constexpr std::size_t kChunk = std::size_t{256} * 1024;
 
-/// Whether the call that just failed is worth repeating; waits until the descriptor is ready if need be.
+// Whether the call that just failed is worth repeating; waits until the descriptor is ready if need be.
 bool canRetry(int descriptor, short event) {
   if (errno == EINTR) {
     return true;
@@ -49,7 +50,7 @@ std::optional<std::string_view> LineInput::next() {
   }
 }
 
-/// Reads on behind the pending bytes, which move to the front; false at the end of input.
+// Reads on behind the pending bytes, which move to the front; false at the end of input.
 bool LineInput::fill() {
   if (begin_ > 0) {
     buffer_.dropFront(begin_);
@@ -84,6 +85,14 @@ bool writeAll(int descriptor, std::string_view bytes) {
     }
   }
   return true;
+}
+
+void openMissingStreams(int flags) {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
+      open("/dev/null", flags);  // takes the lowest free number, which is `stream`
+    }
+  }
 }
 
 }  // namespace tallyfin

@@ -24,9 +24,6 @@ class LineInput {
   /// call.
   std::optional<std::string_view> next();
 
-  /// Bytes that the buffer holds at present.
-  std::size_t capacity() const { return buffer_.capacity(); }
-
  private:
   bool fill();
 
@@ -38,5 +35,9 @@ class LineInput {
 
 /// Writes all of `bytes`; false when a write fails.
 bool writeAll(int descriptor, std::string_view bytes);
+
+/// Opens /dev/null in place of each standard stream that is closed, with these flags of open(2), so that no
+/// file opened later gets its number.
+void openMissingStreams(int flags);
 
 }  // namespace tallyfin

@@ -24,14 +24,14 @@ bool isAsciiByte(char byte) {
   return static_cast<unsigned char>(byte) < 0x80;
 }
 
-/// A code point and the bytes it takes up. An ill-formed sequence stands for U+FFFD and takes up its maximal
-/// subpart: the longest beginning of a well-formed sequence, at least one byte.
+// A code point and the bytes it takes up. An ill-formed sequence stands for U+FFFD and takes up its maximal
+// subpart: the longest beginning of a well-formed sequence, at least one byte.
 struct Decoded {
   CodePoint point;
   std::size_t length;
 };
 
-/// The code point of the well-formed sequence that `text` begins with; below 0 when it begins with none.
+// The code point of the well-formed sequence that `text` begins with; below 0 when it begins with none.
 Decoded wellFormed(std::string_view text) {
   CodePoint point = -1;
   const auto length =
@@ -59,7 +59,7 @@ Decoded decode(std::string_view text, std::size_t position) {
   return {kReplacement, 1};
 }
 
-/// Calls `use` with each code point of the text.
+// Calls `use` with each code point of the text.
 template <typename F>
 void forEachCodePoint(std::string_view text, F&& use) {
   for (std::size_t position = 0; position < text.size();) {
@@ -69,8 +69,8 @@ void forEachCodePoint(std::string_view text, F&& use) {
   }
 }
 
-/// Where the character that begins at `start` ends. Between two ASCII bytes one always ends, except within CR
-/// LF.
+// Where the character that begins at `start` ends. Between two ASCII bytes one always ends, except within CR
+// LF.
 std::size_t characterEnd(std::string_view text, std::size_t start) {
   const std::size_t next = start + 1;
   if (isAsciiByte(text[start]) && (next == text.size() || isAsciiByte(text[next]))) {
@@ -91,7 +91,7 @@ std::size_t characterEnd(std::string_view text, std::size_t start) {
   return end;
 }
 
-/// Whether a character ends at `position`, which lies in the text.
+// Whether a character ends at `position`, which lies in the text.
 bool isBoundary(std::string_view text, std::size_t position) {
   std::size_t end = 0;
   while (end < position) {
@@ -119,8 +119,8 @@ bool isWhitespace(CodePoint point) {
          point == 0x2029;
 }
 
-/// The length in bytes of the last code point of `text` when `drops` is true for it, else 0. Code points that
-/// are dropped have at most three bytes, and their first byte never stands within another.
+// The length in bytes of the last code point of `text` when `drops` is true for it, else 0. Code points that
+// are dropped have at most three bytes, and their first byte never stands within another.
 std::size_t droppedAtEnd(std::string_view text, bool (*drops)(CodePoint)) {
   for (std::size_t length = 1; length <= std::min<std::size_t>(text.size(), 3); ++length) {
     const Decoded last = decode(text, text.size() - length);
@@ -141,7 +141,7 @@ std::string_view trimmed(std::string_view text, bool (*drops)(CodePoint)) {
   return text;
 }
 
-/// Appends the code points of the full canonical decomposition, not yet in canonical order.
+// Appends the code points of the full canonical decomposition, not yet in canonical order.
 void appendDecomposed(std::vector<CodePoint>& points, CodePoint point) {
   std::array<CodePoint, 8> parts{};  // the longest canonical decomposition has four
   const auto count = utf8proc_decompose_char(point, parts.data(), static_cast<utf8proc_ssize_t>(parts.size()),
@@ -149,8 +149,8 @@ void appendDecomposed(std::vector<CodePoint>& points, CodePoint point) {
   points.insert(points.end(), parts.begin(), parts.begin() + count);
 }
 
-/// Whether a code point shows nothing by itself, or changes the direction of the text around it. The two
-/// joiners (U+200C, U+200D) are part of words and emoji.
+// Whether a code point shows nothing by itself, or changes the direction of the text around it. The two
+// joiners (U+200C, U+200D) are part of words and emoji.
 bool isShapeless(CodePoint point) {
   switch (utf8proc_category(point)) {
     case UTF8PROC_CATEGORY_CC:
@@ -165,7 +165,7 @@ bool isShapeless(CodePoint point) {
   }
 }
 
-/// Sorts each run of combining marks by class. The library's own way is quadratic in the length of a run.
+// Sorts each run of combining marks by class. The library's own way is quadratic in the length of a run.
 void orderMarks(std::vector<CodePoint>& points) {
   const auto markClass = [](CodePoint point) { return utf8proc_get_property(point)->combining_class; };
   const auto isMark = [&](CodePoint point) { return markClass(point) != 0; };
@@ -180,8 +180,8 @@ void orderMarks(std::vector<CodePoint>& points) {
   }
 }
 
-/// Composes decomposed code points in canonical order and appends them. Goes piece by piece before each
-/// U+11A7: that letter composes with nothing before it, but the library would swallow it after a syllable.
+// Composes decomposed code points in canonical order and appends them. Goes piece by piece before each
+// U+11A7: that letter composes with nothing before it, but the library would swallow it after a syllable.
 void appendComposed(std::string& result, std::vector<CodePoint>& points) {
   constexpr auto kOptions = static_cast<utf8proc_option_t>(UTF8PROC_COMPOSE | UTF8PROC_STABLE);
   auto piece = points.begin();
@@ -194,7 +194,7 @@ void appendComposed(std::string& result, std::vector<CodePoint>& points) {
   }
 }
 
-/// The canonical form of `text`: ASCII as it stands, anything else built in `storage`.
+// The canonical form of `text`: ASCII as it stands, anything else built in `storage`.
 std::string_view canonicalIn(std::string& storage, std::string_view text) {
   if (isAscii(text)) {
     return text;
@@ -203,8 +203,8 @@ std::string_view canonicalIn(std::string& storage, std::string_view text) {
   return storage;
 }
 
-/// Searches character by character (Knuth, Morris, Pratt), so that only whole characters are found and time
-/// stays linear for any two texts. `part` is not empty.
+// Searches character by character (Knuth, Morris, Pratt), so that only whole characters are found and time
+// stays linear for any two texts. `part` is not empty.
 bool containsCharacters(std::string_view text, std::string_view part) {
   std::vector<std::string_view> characters;
   for (std::size_t position = 0; position < part.size();) {
@@ -230,6 +230,11 @@ bool containsCharacters(std::string_view text, std::string_view part) {
     position = end;
   }
   return matched == characters.size();
+}
+
+/// Whether each byte is a character. CR and LF together are one.
+bool isPlainAscii(std::string_view text) {
+  return isAscii(text) && text.find('\r') == std::string_view::npos;
 }
 
 }  // namespace
@@ -313,6 +318,9 @@ std::string_view trimmedWhitespace(std::string_view text) {
 }
 
 std::size_t characterCount(std::string_view text) {
+  if (isPlainAscii(text)) {
+    return text.size();
+  }
   std::size_t count = 0;
   for (std::size_t position = 0; position < text.size(); ++count) {
     position = characterEnd(text, position);
@@ -321,6 +329,12 @@ std::size_t characterCount(std::string_view text) {
 }
 
 std::string_view prefix(std::string_view text, std::size_t count) {
+  if (text.size() <= count) {  // a character has at least one byte
+    return text;
+  }
+  if (isPlainAscii(text.substr(0, count + 1))) {
+    return text.substr(0, count);
+  }
   std::size_t end = 0;
   for (; count > 0 && end < text.size(); --count) {
     end = characterEnd(text, end);
@@ -349,12 +363,12 @@ std::string fitted(std::string_view text, std::size_t width) {
 }
 
 std::string visible(std::string_view text, std::size_t limit) {
-  std::vector<CodePoint> points;
-  for (std::size_t at = 0; at < text.size();) {
-    const Decoded decoded = decode(text, at);
-    points.push_back(decoded.point);
-    at += decoded.length;
+  const auto isPlain = [](char byte) { return byte >= 0x20 && byte < 0x7F; };
+  if (text.size() <= limit && std::ranges::all_of(text, isPlain)) {
+    return std::string(text);
   }
+  std::vector<CodePoint> points;
+  forEachCodePoint(text, [&](CodePoint point) { points.push_back(point); });
   const bool isShortened = points.size() > limit;
   const std::size_t tail = limit / 3;
   const std::size_t gapStart = isShortened ? limit - 1 - tail : points.size();

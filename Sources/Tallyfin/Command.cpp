@@ -4,7 +4,7 @@
 #include "Tallyfin/CommandLine.hpp"
 #include "Tallyfin/Completion.hpp"
 #include "Tallyfin/Manual.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 
 #include <exception>
 #include <utility>

@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "Tallyfin/Command.hpp"
+#include "Tallyfin/Subcommands.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>

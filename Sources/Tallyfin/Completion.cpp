@@ -5,8 +5,10 @@
 #include "Platform/Text.hpp"
 #include "Tallyfin/CommandLine.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinCore/Attribution/ProjectPath.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "TallyfinCore/Cache/ScanCache.hpp"
 
 #include <algorithm>
@@ -50,19 +52,19 @@ class Offers {
 
 // All names of one kind that the cache knows, in the order of their texts.
 std::set<InternedText> namesOf(Values kind, const Environment& environment) {
-  ScanCache cache(cacheLocation(environment));
+  ScanCache cache(CacheFile::pathFor(environment));
   cache.load();
   const ProjectResolver resolver(environment.home, true);
   std::set<InternedText> names;
   InternedText last;
   for (const FileProvenance& file : cache.recordsPerFile()) {
     for (const auto& [key, record] : file.records().entries()) {
-      const InternedText source = kind == Values::project ? record.rawCwd
-                                  : kind == Values::agent ? record.agent.name()
-                                                          : record.sessionId;
-      if (source != last && !source.text().empty()) {
-        names.insert(kind == Values::project ? resolver.resolve(source).canonical : source);
-        last = source;
+      const InternedText text = kind == Values::project ? record.rawCwd
+                                : kind == Values::agent ? record.agent.name()
+                                                        : record.sessionId;
+      if (text != last && !text.text().empty()) {
+        names.insert(kind == Values::project ? resolver.resolve(text).canonical : text);
+        last = text;
       }
     }
   }

@@ -2,7 +2,7 @@
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
 #include "TallyfinCore/Figures/Money.hpp"
 #include "absl/strings/str_join.h"

@@ -1,8 +1,9 @@
-#include "Tallyfin/Prices.hpp"
-
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
+#include "Tallyfin/Command.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinCore/Attribution/ListPrices.hpp"
 #include "TallyfinCore/Attribution/Pricing.hpp"
 #include "absl/container/flat_hash_map.h"
@@ -119,8 +120,16 @@ std::string withoutPrice(const std::map<InternedText, Unpriced>& models) {
                 "{\"prices\": [\n", absl::StrJoin(byUse, ",\n", line), "\n]}\n");
 }
 
-}  // namespace
+// What a check of a file of one's own found, in a line: how many models it prices, or why it cannot be used.
+std::string checkedPrices(const PriceList& prices) {
+  return prices.problem
+             ? concat(prices.file, " cannot be used: ", *prices.problem, "\n")
+             : concat(prices.file, ": prices of ",
+                      counted(static_cast<std::int64_t>(prices.own.size()), "model", "models"), "\n");
+}
 
+// All prices with how many of the records each has priced, one's own first; then the models of records
+// without a price, the most used first, and what to paste into the file for them.
 std::string priceTable(const PriceList& prices, const RecordList& records, const Calendar& calendar) {
   const Use use = useOf(prices, records, calendar);
   std::vector<Cells> rows = {
@@ -135,11 +144,28 @@ std::string priceTable(const PriceList& prices, const RecordList& records, const
   return use.unpriced.empty() ? text + "\nEvery model has a price.\n" : text + withoutPrice(use.unpriced);
 }
 
-std::string checkedPrices(const PriceList& prices) {
-  return prices.problem
-             ? concat(prices.file, " cannot be used: ", *prices.problem, "\n")
-             : concat(prices.file, ": prices of ",
-                      counted(static_cast<std::int64_t>(prices.own.size()), "model", "models"), "\n");
+int runPrices(const Call& call) {
+  if (const std::optional<std::string> file = call.arguments.text("check")) {
+    const PriceList checked = PriceList::ofFile(*file);
+    const int status = print(checkedPrices(checked), call.console);
+    return checked.problem ? failed : status;
+  }
+  return withTranscripts(call, [&](DataSource& data) {
+    return print(priceTable(data.prices(), data.records(), data.calendar()), call.console);
+  });
+}
+
+}  // namespace
+
+Subcommand prices() {
+  return {.name = "prices",
+          .summary = "The prices in use, the models without a price, and the lines that would add one",
+          .options = {{.name = "check",
+                       .value = "FILE",
+                       .help = "Check a file of own prices and say what is wrong with it",
+                       .values = Values::file}},
+          .examples = {"tallyfin prices --check ~/.config/net.quillpond.tallyfin/prices.json"},
+          .run = runPrices};
 }
 
 }  // namespace tallyfin::Command

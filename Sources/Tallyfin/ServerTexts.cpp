@@ -1,9 +1,8 @@
-#include "Tallyfin/ServerTexts.hpp"
-
 #include "Platform/Concat.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinMCP/Catalogue.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
@@ -73,7 +72,7 @@ Option optionOf(const ToolArgument& argument) {
   return option;
 }
 
-JsonValue valueOf(const ToolArgument& argument, const std::string& name, const Arguments& given) {
+ToolArgument::Value valueOf(const ToolArgument& argument, const std::string& name, const Arguments& given) {
   switch (argument.type) {
     case ToolArgument::Type::boolean:
       return true;
@@ -86,7 +85,7 @@ JsonValue valueOf(const ToolArgument& argument, const std::string& name, const A
 }
 
 // The days as arguments of a tool. Looks at the transcripts when the first day is that of all history.
-JsonValue::Object daysArguments(const Days& days, DataSource& data) {
+GivenArguments daysArguments(const Days& days, DataSource& data) {
   if (days.period) {
     return {{"period", *days.period}};
   }
@@ -102,15 +101,15 @@ bool isOfDays(std::string_view argument) {
 int ask(const Tool& tool, const Call& call) {
   const std::optional<Days> days = namesDays(call.arguments) ? std::optional(daysOf(call, "")) : std::nullopt;
   return withTranscripts(call, [&](DataSource& data) {
-    JsonValue::Object arguments = days ? daysArguments(*days, data) : JsonValue::Object();
+    GivenArguments arguments = days ? daysArguments(*days, data) : GivenArguments();
     for (const ToolArgument& argument : tool.arguments) {
       const std::string name = dashed(argument.name);
       if (!isOfDays(argument.name) && call.arguments.has(name)) {
-        arguments.emplace_back(argument.name, valueOf(argument, name, call.arguments));
+        arguments.emplace(argument.name, valueOf(argument, name, call.arguments));
       }
     }
     MCPServer server(data, [](std::string_view) {});
-    const MCPServer::ToolResult answer = server.callTool(tool.name, std::move(arguments));
+    const MCPServer::ToolResult answer = server.callTool(tool.name, arguments);
     if (answer.isError) {
       tell(answer.text, call.console);
       return failed;

@@ -1,31 +1,24 @@
-#include "Tallyfin/Status.hpp"
-
 #include "Platform/Concat.hpp"
 #include "Platform/Json.hpp"
-#include "Platform/Numbers.hpp"
-#include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinCore/Figures/Money.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <cstddef>
-#include <iterator>
 #include <map>
 #include <optional>
-#include <system_error>
 
 namespace tallyfin::Command {
 namespace {
 
 constexpr const char* kFormat = "{today} today · {rate} · {subagents} sub-agents";
 
-// What a line can be made of; reports are made when a place asks for them.
+// What a line can be made of; reports are made when a placeholder asks for them.
 class Figures {
  public:
   Figures(DataSource& data, const Call& call) : data_(data), call_(call) {}
@@ -59,19 +52,24 @@ class Figures {
     }
     const InternedText session(*id);
     return amount(data_
-                      .report(Period::all(),
-                              [session](const UsageRecord& record) { return record.sessionId == session; })
+                      .report(
+                          Period::all(),
+                          [session](const UsageRecord& record) { return record.sessionId == session; },
+                          ReportParts::only())
                       .total);
   }
 
  private:
-  const Report& reportOf(const std::string& period) {
-    const auto made = reports_.find(period);
+  const Report& reportOf(const std::string& name) {
+    const auto made = reports_.find(name);
     if (made != reports_.end()) {
       return made->second;
     }
     const Call none{.arguments = {}, .environment = call_.environment, .console = call_.console};
-    return reports_.emplace(period, data_.report(periodOf(daysOf(none, period), data_))).first->second;
+    const Period period = periodOf(daysOf(none, name), data_);
+    ReportParts parts = ReportParts::only(&ReportParts::agents);
+    parts.hours = period.isSingleDay;
+    return reports_.emplace(name, data_.report(period, {}, parts)).first->second;
   }
 
   DataSource& data_;
@@ -80,23 +78,24 @@ class Figures {
   std::map<std::string, Report> reports_;
 };
 
-struct Place {
+struct Placeholder {
   std::string_view name;
   std::string (Figures::*text)();
 };
 
-constexpr std::array kPlaces = {Place{"today", &Figures::today},         Place{"rate", &Figures::rate},
-                                Place{"subagents", &Figures::subagents}, Place{"week", &Figures::week},
-                                Place{"month", &Figures::month},         Place{"session", &Figures::session}};
+constexpr std::array kPlaceholders = {
+    Placeholder{"today", &Figures::today},         Placeholder{"rate", &Figures::rate},
+    Placeholder{"subagents", &Figures::subagents}, Placeholder{"week", &Figures::week},
+    Placeholder{"month", &Figures::month},         Placeholder{"session", &Figures::session}};
 
-std::string placeNames() {
-  return absl::StrJoin(kPlaces, ", ",
-                       [](std::string* out, const Place& place) { append(*out, "{", place.name, "}"); });
+std::string placeholderNames() {
+  return absl::StrJoin(kPlaceholders, ", ",
+                       [](std::string* out, const Placeholder& one) { append(*out, "{", one.name, "}"); });
 }
 
-// Calls `text` for what stands between places and `place` for each of these.
-template <typename OnText, typename OnPlace>
-void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
+// Calls `text` for what stands between placeholders and `placeholder` for each of these.
+template <typename OnText, typename OnPlaceholder>
+void readFormat(std::string_view format, OnText&& text, OnPlaceholder&& placeholder) {
   while (!format.empty()) {
     const std::size_t begin = format.find('{');
     text(format.substr(0, begin));
@@ -108,11 +107,11 @@ void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
       throw UsageError(concat("--format: \"", format.substr(begin, end - begin), "\" has no closing brace"));
     }
     const std::string_view name = format.substr(begin + 1, end - begin - 1);
-    const auto* const found = std::ranges::find(kPlaces, name, &Place::name);
-    if (found == kPlaces.end()) {
-      throw UsageError(concat("--format: \"{", name, "}\" is not a figure; accepted: ", placeNames()));
+    const auto* const found = std::ranges::find(kPlaceholders, name, &Placeholder::name);
+    if (found == kPlaceholders.end()) {
+      throw UsageError(concat("--format: \"{", name, "}\" is not a figure; accepted: ", placeholderNames()));
     }
-    place(*found);
+    placeholder(*found);
     format.remove_prefix(end + 1);
   }
 }
@@ -120,102 +119,30 @@ void readFormat(std::string_view format, OnText&& text, OnPlace&& place) {
 int runStatus(const Call& call) {
   const std::string format = call.arguments.text("format").value_or(kFormat);
   readFormat(
-      format, [](std::string_view) {}, [](const Place&) {});
+      format, [](std::string_view) {}, [](const Placeholder&) {});
   return withTranscripts(call, [&](DataSource& data) {
     Figures figures(data, call);
     std::string line;
     readFormat(
         format, [&](std::string_view text) { line += text; },
-        [&](const Place& place) { line += (figures.*place.text)(); });
+        [&](const Placeholder& one) { line += (figures.*one.text)(); });
     return print(concat(line, "\n"), call.console);
-  });
-}
-
-double dollars(const std::string& text) {
-  const std::string_view digits = text.starts_with('$') ? std::string_view(text).substr(1) : text;
-  double value = 0;
-  const auto [end, error] =
-      std::from_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed);
-  if (error != std::errc() || end != digits.data() + digits.size() || !std::isfinite(value) ||
-      std::signbit(value)) {
-    throw UsageError(concat("\"", text, "\" is not an amount in dollars, such as 20 or 12.50"));
-  }
-  return value;
-}
-
-// The amount as it is printed with four decimals. Sums of binary fractions differ from the decimal amount in
-// their last bits, and three times 0.1 is to be within 0.3.
-double toCentOfCent(double amount) {
-  const std::string text = decimal(amount, 4);
-  std::from_chars(text.data(), text.data() + text.size(), amount);
-  return amount;
-}
-
-int runBudget(const Call& call) {
-  const double limit = dollars(*call.arguments.text("amount"));
-  const Days days = daysOf(call, "today");
-  return withTranscripts(call, [&](DataSource& data) {
-    const Period period = periodOf(days, data);
-    const Filters filters = filtersOf(call.arguments, data);
-    const Bucket spent = data.report(period, filters.predicate).total;
-    const std::optional<std::string> unread = unreadableNote(data);
-    const std::int64_t rejected = data.diagnostics().totalRejected();
-    const bool isEmpty = data.diagnostics().filesScanned == 0;
-    int status = done;
-    std::string_view verdict = "within budget";
-    if (toCentOfCent(spent.cost.priced) > toCentOfCent(limit)) {
-      status = overBudget;
-      verdict = "over budget";
-    } else if (!spent.cost.isComplete() || unread || rejected > 0 || isEmpty) {
-      status = unknownBudget;
-      verdict = "cannot be told";
-    }
-    const std::string amount = isEmpty              ? "no transcript was found"
-                               : spent.requests < 1 ? "nothing was spent"
-                                                    : costInAnswer(spent);
-    std::string text =
-        concat(verdict, " (", CostEstimate::money(limit), "): ", amount, " — ", period.label, "\n");
-    for (const std::string& filter : filters.described()) {
-      append(text, "only ", filter, "\n");
-    }
-    if (unread) {
-      append(text, *unread, "\n");
-    }
-    if (rejected > 0) {
-      append(text, counted(rejected, "line was", "lines were"), " rejected; see `tallyfin sources`\n");
-    }
-    const int printed = print(text, call.console);
-    return printed == done ? status : printed;
   });
 }
 
 }  // namespace
 
-Subcommand statusLine() {
+Subcommand status() {
   return {.name = "status",
           .summary = "One line for a status bar",
           .options = {{.name = "format",
                        .value = "TEXT",
-                       .help = concat("The line to print, with the figures ", placeNames(), " (default \"",
-                                      kFormat,
+                       .help = concat("The line to print, with the figures ", placeholderNames(),
+                                      " (default \"", kFormat,
                                       "\"). {session} is the cost of the session that the client names on "
                                       "standard input")}},
           .examples = {"tallyfin status --format '{session} here, {today} today'"},
           .run = runStatus};
-}
-
-Subcommand budget() {
-  std::vector<Option> options = {{.name = "amount",
-                                  .value = "DOLLARS",
-                                  .help = "The budget, such as 20 or 12.50",
-                                  .isWord = true,
-                                  .isRequired = true}};
-  std::ranges::move(choosingOptions("today"), std::back_inserter(options));
-  return {.name = "budget",
-          .summary = "Whether a period stayed within an amount: status 0 within, 3 over, 4 cannot be told",
-          .options = std::move(options),
-          .examples = {"tallyfin budget 20 today || notify-send \"$(tallyfin status)\""},
-          .run = runBudget};
 }
 
 }  // namespace tallyfin::Command

@@ -80,8 +80,11 @@ int write(std::string_view text, const Console& console) {
 }
 
 int print(std::string_view document, const Console& console) {
-  std::string text = console.showsDocuments ? visible(document) : std::string(document);
-  if (console.showsDocuments && !text.empty() && !text.ends_with('\n')) {
+  if (!console.showsDocuments) {
+    return write(document, console);
+  }
+  std::string text = visible(document);
+  if (!text.empty() && !text.ends_with('\n')) {
     text += '\n';  // or the next prompt would stand in the last line
   }
   return write(text, console);

@@ -73,16 +73,6 @@ struct Subcommand {
   std::function<int(const Call&)> run = {};  ///< gives the exit status; throws UsageError
 };
 
-/// All subcommands, in the order in which they are told. The first is the one that is meant when none is
-/// named.
-const std::vector<Subcommand>& subcommands();
-
-/// The subcommand of that name, or null.
-const Subcommand* subcommandNamed(std::string_view name);
-
-/// The options that every subcommand takes, before its name as well.
-const std::vector<Option>& commonOptions();
-
 /// The one of `known` that was probably meant by `word`, or empty.
 std::string nearest(std::string_view word, const std::vector<std::string>& known);
 

@@ -1,13 +1,7 @@
-// The table of all subcommands. A new one is a row here.
+#include "Tallyfin/Subcommands.hpp"
 
 #include "Platform/Concat.hpp"
-#include "Tallyfin/Checks.hpp"
 #include "Tallyfin/CommandLine.hpp"
-#include "Tallyfin/Documents.hpp"
-#include "Tallyfin/ServerTexts.hpp"
-#include "Tallyfin/Status.hpp"
-#include "Tallyfin/Subcommand.hpp"
-#include "Tallyfin/Tables.hpp"
 
 #include <algorithm>
 #include <iterator>
@@ -28,15 +22,16 @@ Subcommand helpCommand() {
           .run = runHelp};
 }
 
+// The table of all subcommands. A new one is a row here.
 std::vector<Subcommand> makeTable() {
   std::vector<Subcommand> table = serverTexts();
   const auto add = [&table](std::vector<Subcommand> rows) {
     std::ranges::move(rows, std::back_inserter(table));
   };
   add(tables());
-  add({statusLine(), budget()});
-  add(documents());
-  add({prices(), verification(), scan(), helpCommand()});
+  add({status(), budget()});
+  add(exports());
+  add({prices(), verify(), scan(), helpCommand()});
   return table;
 }
 

@@ -4,10 +4,10 @@
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Documents.hpp"
-#include "Tallyfin/TextTable.hpp"
-#include "Tallyfin/Transcripts.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "Tallyfin/SheetDrawing.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
+#include "TallyfinCore/Exports/AxisSheet.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinCore/Figures/Money.hpp"
 #include "TallyfinCore/Figures/TimeCuts.hpp"
@@ -33,45 +33,37 @@ std::optional<TimeStep> calendarStep(Axis axis) {
 }
 
 // The idle stretches from `at` up to `end`, without it; a long run of them is one row.
-void addIdle(std::vector<TextTable::Row>& rows, std::optional<TimePoint> at, TimePoint end, TimeStep step,
+void addIdle(std::vector<Entry>& rows, std::optional<TimePoint> at, TimePoint end, TimeStep step,
              const Calendar& calendar) {
   constexpr std::size_t kMostRows = 31;
   const std::size_t before = rows.size();
   for (; at && *at < end; at = nextStep(step, *at, calendar)) {
     if (rows.size() - before == kMostRows) {
       rows.resize(before);
-      rows.push_back({"…", nullptr});
+      rows.push_back({.key = InternedText("…")});
       return;
     }
-    rows.push_back({nameOfStep(step, *at, calendar), nullptr});
+    rows.push_back({.key = InternedText(nameOfStep(step, *at, calendar))});
   }
 }
 
 // All stretches of the range from the `first` request of the history, before which nothing is known, to
 // today.
-std::vector<TextTable::Row> rowsOf(const Report& report, TimeStep step, const Period& period,
-                                   std::optional<TimePoint> first, TimePoint now, const Calendar& calendar) {
-  std::vector<TextTable::Row> rows;
+std::vector<Entry> rowsOf(const Report& report, TimeStep step, const Period& period,
+                          std::optional<TimePoint> first, TimePoint now, const Calendar& calendar) {
+  std::vector<Entry> rows;
   std::optional<TimePoint> next;  // the first stretch that has no row yet
   if (period.from && first) {
     next = startOfStep(step, std::max(*period.from, calendar.startOfDay(*first)), calendar);
   }
   for (const auto& [start, bucket] : inOrder(report.by(step))) {
     addIdle(rows, next, start, step, calendar);
-    rows.push_back({nameOfStep(step, start, calendar), bucket});
+    rows.push_back({.key = InternedText(nameOfStep(step, start, calendar)), .bucket = bucket});
     next = nextStep(step, start, calendar);
   }
   const TimePoint today = calendar.startOfDay(now);
   const TimePoint last = std::min(period.through.value_or(today), today);
   addIdle(rows, next, calendar.startOfDay(last, 1), step, calendar);
-  return rows;
-}
-
-std::vector<TextTable::Row> rowsOf(const Report& report, Axis axis, const Calendar& calendar) {
-  std::vector<TextTable::Row> rows;
-  for (const Entry& entry : tallyfin::rows(report, axis, calendar)) {
-    rows.push_back({entry.label, entry.bucket});
-  }
   return rows;
 }
 
@@ -125,7 +117,7 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   if (report.total.requests < 1) {
     notes.emplace_back("There are no requests in this range.");
   }
-  for (const auto& note : {unpricedNote(report.total), ownPricesNote(report.total.cost),
+  for (const auto& note : {unpricedNote(report.total, mostNames), ownPricesNote(report.total.cost, mostNames),
                            assumedNote(report.total), unreadableNote(data)}) {
     if (note) {
       notes.push_back(*note);
@@ -141,41 +133,43 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   return notes;
 }
 
-// Leaves `limit` rows: the latest of what is in order of time, the first of what is ranked.
-void cut(std::vector<TextTable::Row>& rows, std::vector<std::string>& notes, std::size_t limit,
-         bool isInTime) {
-  if (rows.size() <= limit) {
-    return;
-  }
-  const auto count = static_cast<std::ptrdiff_t>(rows.size() - limit);
+// Tells how many rows a limit left out.
+void noteLimit(std::vector<std::string>& notes, std::int64_t limit, std::size_t leftOut, bool isInTime) {
   notes.insert(notes.begin(),
                concat("--limit ", std::to_string(limit), " left out ",
-                      counted(count, isInTime ? "earlier row" : "row", isInTime ? "earlier rows" : "rows"),
+                      counted(static_cast<std::int64_t>(leftOut), isInTime ? "earlier row" : "row",
+                              isInTime ? "earlier rows" : "rows"),
                       "; the total has them."));
-  rows.erase(isInTime ? rows.begin() : rows.end() - count, isInTime ? rows.begin() + count : rows.end());
 }
 
 int show(const Call& call, Axis axis, const Days& days) {
   return withTranscripts(call, [&](DataSource& data) {
     const Period period = periodOf(days, data);
     const Filters filters = filtersOf(call.arguments, data);
-    const Report report = data.report(period, filters.predicate, neededFor({&axis, 1}));
+    ReportParts parts = neededFor({&axis, 1});
+    parts.origins = false;  // no column of a table tells them
+    const Report report = data.report(period, filters.predicate, parts);
     const std::optional<TimeStep> step = calendarStep(axis);
-    TextTable table{
-        .title = concat(days.label ? concat(*days.label, " (", period.label, ")") : period.label, " · by ",
-                        rawValue(axis)),
-        .heading = std::string(rawValue(axis)),
-        .rows = step ? rowsOf(report, *step, period, firstRequest(data), data.now(), data.calendar())
-                     : rowsOf(report, axis, data.calendar()),
-        .total = report.total,
-        .hasModels = axis != Axis::model,
-        .notes = notesOf(report, axis, period, data)};
-    for (const std::string& filter : filters.described()) {
-      append(table.title, " · ", filter);
+    const bool isInTime = isChronological(axis);
+    const std::optional<std::int64_t> limit = call.arguments.number("limit");
+    std::vector<Entry> entries =
+        step ? rowsOf(report, *step, period, firstRequest(data), data.now(), data.calendar())
+             : rows(report, axis, data.calendar(), isInTime ? std::nullopt : limit);
+    const auto all = isInTime ? entries.size() : static_cast<std::size_t>(rowCount(report, axis));
+    if (limit && std::cmp_less(*limit, entries.size())) {  // of rows in order of time the latest stay
+      entries.erase(entries.begin(), entries.end() - *limit);
     }
-    const std::int64_t limit = call.arguments.number("limit").value_or(std::ssize(table.rows));
-    cut(table.rows, table.notes, static_cast<std::size_t>(limit), isChronological(axis));
-    return write(drawn(table, call.console), call.console);
+    Sheet sheet = axisSheet(report, axis, std::move(entries));
+    sheet.range.label = days.label ? concat(*days.label, " (", period.label, ")") : period.label;
+    for (const auto& [name, value] : filters.named()) {
+      sheet.filters.emplace_back(name, value);
+    }
+    sheet.notes = notesOf(report, axis, period, data);
+    sheet.rowsLeftOut = all - sheet.rowCount;
+    if (sheet.rowsLeftOut > 0) {
+      noteLimit(sheet.notes, *limit, sheet.rowsLeftOut, isInTime);
+    }
+    return draw(sheet, call.console);
   });
 }
 

@@ -3,9 +3,8 @@
 
 #include "Platform/Streams.hpp"
 #include "Tallyfin/Command.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Progress.hpp"
 
-#include <cerrno>
 #include <csignal>
 
 #include <fcntl.h>
@@ -34,22 +33,12 @@ void stopOn(int signal) {
   }
 }
 
-// Opens /dev/null in place of each standard stream that is closed, so that no file opened later, such as the
-// cache, gets its number. It is opened for reading, so that writing to it fails as with a closed stream.
-void openMissingStreams() {
-  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-    if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
-      open("/dev/null", O_RDONLY);  // takes the lowest free number, which is `stream`
-    }
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  openMissingStreams();
-  (void)std::signal(SIGPIPE, SIG_IGN);  // a reader that went away shows as a failed write
-  (void)std::signal(SIGXFSZ, SIG_IGN);  // and a limit of file sizes as a failed save
+  tallyfin::openMissingStreams(O_RDONLY);  // writing then fails as to a closed stream
+  (void)std::signal(SIGPIPE, SIG_IGN);     // a reader that went away shows as a failed write
+  (void)std::signal(SIGXFSZ, SIG_IGN);     // and a limit of file sizes as a failed save
   stopOn(SIGINT);
   stopOn(SIGTERM);
   return tallyfin::Command::run({argv + (argc > 0 ? 1 : 0), argv + argc}, tallyfin::Environment::ofProcess(),

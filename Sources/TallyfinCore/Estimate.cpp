@@ -34,7 +34,7 @@ namespace {
 
 // Mostly the model is in the set already. Handles compare as integers, while the set compares texts: with a
 // few models, going through them first takes less than half the time.
-void noteModel(std::set<InternedText>& models, InternedText model) {
+void noteModel(ModelSet& models, InternedText model) {
   constexpr std::size_t kFew = 8;
   const auto isModel = [model](InternedText known) { return known == model; };
   if (models.size() > kFew || std::none_of(models.begin(), models.end(), isModel)) {
@@ -42,10 +42,15 @@ void noteModel(std::set<InternedText>& models, InternedText model) {
   }
 }
 
-std::string namesOf(const std::set<InternedText>& models, std::string_view separator) {
+std::string namesOf(const ModelSet& models, std::string_view separator, std::size_t most) {
   std::string names;
+  std::size_t count = 0;
   for (const InternedText model : models) {
-    append(names, model == *models.begin() ? "" : separator, model.text());
+    if (count == most) {
+      append(names, " and ", grouped(static_cast<std::int64_t>(models.size() - most)), " more");
+      break;
+    }
+    append(names, count++ == 0 ? "" : separator, model.text());
   }
   return names;
 }
@@ -79,29 +84,29 @@ std::string CostEstimate::formatted() const {
   return isComplete() ? money(priced) : "≥ " + money(priced);
 }
 
-std::optional<std::string> CostEstimate::caveat() const {
+std::optional<std::string> CostEstimate::caveat(std::size_t mostNames) const {
   if (isComplete()) {
     return std::nullopt;
   }
   return concat(plainlyCounted(unpricedRequests, "request", "requests"), " with no known price (",
-                unpricedNames(", "), ") are not included");
+                unpricedNames(", ", mostNames), ") are not included");
 }
 
-std::string CostEstimate::formattedWithCaveat(std::string_view unit) const {
-  const std::optional<std::string> left = caveat();
+std::string CostEstimate::formattedWithCaveat(std::string_view unit, std::size_t mostNames) const {
+  const std::optional<std::string> left = caveat(mostNames);
   return left ? concat(formatted(), unit, " [", *left, "]") : concat(formatted(), unit);
 }
 
-std::string CostEstimate::unpricedNames(std::string_view separator) const {
-  return namesOf(unpricedModels, separator);
+std::string CostEstimate::unpricedNames(std::string_view separator, std::size_t mostNames) const {
+  return namesOf(unpricedModels, separator, mostNames);
 }
 
-std::optional<std::string> CostEstimate::ownPriced() const {
+std::optional<std::string> CostEstimate::ownPriced(std::size_t mostNames) const {
   if (ownPricedModels.empty()) {
     return std::nullopt;
   }
   return concat(counted(static_cast<std::int64_t>(ownPricedModels.size()), "model", "models"), " (",
-                namesOf(ownPricedModels, ", "), ")");
+                namesOf(ownPricedModels, ", ", mostNames), ")");
 }
 
 std::string CostEstimate::money(double amount) {

@@ -4,10 +4,12 @@
 // different thing.
 
 #include "Platform/InternedText.hpp"
+#include "absl/container/btree_set.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -95,13 +97,19 @@ struct RequestCost : Estimate<double> {
   bool isOwnPriced = false;
 };
 
+/// Models in text order. An empty set owns no memory, since a report may hold millions of them.
+using ModelSet = absl::btree_set<InternedText>;
+
+/// No limit of the names in a sentence.
+inline constexpr std::size_t allNames = std::numeric_limits<std::size_t>::max();
+
 /// A sum of money that knows what it leaves out: `priced` is a lower bound whenever `unpricedRequests` is
 /// above 0.
 struct CostEstimate {
-  double priced = 0;                            ///< US dollars of all that has a price
-  std::int64_t unpricedRequests = 0;            ///< requests without a price; not in `priced`
-  std::set<InternedText> unpricedModels;        ///< the models of those requests, in text order
-  std::set<InternedText> ownPricedModels = {};  ///< the models that own prices priced, in text order
+  double priced = 0;                  ///< US dollars of all that has a price
+  std::int64_t unpricedRequests = 0;  ///< requests without a price; not in `priced`
+  ModelSet unpricedModels;            ///< the models of those requests
+  ModelSet ownPricedModels = {};      ///< the models that own prices priced
 
   bool isComplete() const { return unpricedRequests == 0; }
 
@@ -133,18 +141,21 @@ struct CostEstimate {
   /// The amount as `money`, behind "≥ " when something is left out.
   std::string formatted() const;
 
+  // A text that names models names the first `mostNames` in text order and counts the others: "a, b and 17
+  // more".
+
   /// What is left out, in words; absent when nothing is.
-  std::optional<std::string> caveat() const;
+  std::optional<std::string> caveat(std::size_t mostNames = allNames) const;
 
   /// `formatted` and, when something is left out, the caveat in brackets; `unit`, such as "/h", behind the
   /// amount.
-  std::string formattedWithCaveat(std::string_view unit = {}) const;
+  std::string formattedWithCaveat(std::string_view unit = {}, std::size_t mostNames = allNames) const;
 
   /// The models without a price, in text order.
-  std::string unpricedNames(std::string_view separator) const;
+  std::string unpricedNames(std::string_view separator, std::size_t mostNames = allNames) const;
 
   /// "2 models (local-coder, nova-1)": the models that own prices priced; absent when there are none.
-  std::optional<std::string> ownPriced() const;
+  std::optional<std::string> ownPriced(std::size_t mostNames = allNames) const;
 
   /// A dollar amount: two decimals and commas between thousands, or four decimals below one cent, so that a
   /// fraction of a cent does not read as nothing. The sign stands behind the dollar sign. Ties go to the even

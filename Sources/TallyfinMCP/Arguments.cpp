@@ -1,50 +1,37 @@
 #include "TallyfinMCP/Arguments.hpp"
 
-#include <utility>
+#include <array>
 
 namespace tallyfin {
-namespace {
-
-// The value when it is of that type, else empty.
-ToolArgument::Value decoded(ToolArgument::Type type, const JsonValue& value) {
-  switch (type) {
-    case ToolArgument::Type::string: {
-      const std::string* const text = value.string();
-      return text != nullptr ? ToolArgument::Value(*text) : ToolArgument::Value();
-    }
-    case ToolArgument::Type::integer: {
-      const std::optional<std::int64_t> number = value.wholeNumber();
-      return number ? ToolArgument::Value(*number) : ToolArgument::Value();
-    }
-    case ToolArgument::Type::boolean:
-      break;
-  }
-  const bool* const flag = value.boolean();
-  return flag != nullptr ? ToolArgument::Value(*flag) : ToolArgument::Value();
-}
-
-}  // namespace
-
 std::string_view name(ToolArgument::Type type) {
-  switch (type) {
-    case ToolArgument::Type::string:
-      return "string";
-    case ToolArgument::Type::integer:
-      return "integer";
-    case ToolArgument::Type::boolean:
-      break;
-  }
-  return "boolean";
+  constexpr std::array<std::string_view, 4> kNames = {"", "string", "integer", "boolean"};
+  return kNames.at(static_cast<std::size_t>(type));
 }
 
-Arguments::Arguments(const std::vector<ToolArgument>& known, const JsonValue& given) {
+ToolArgument::Value readValue(JsonReader& reader) {
+  switch (reader.peek()) {
+    case JsonReader::Kind::string:
+      return reader.optionalText().value_or("");
+    case JsonReader::Kind::boolean:
+      return reader.boolean();
+    case JsonReader::Kind::number:
+      if (const std::string_view digits = reader.number(); !reader.failed()) {
+        const std::optional<std::int64_t> whole = wholeJsonNumber(digits);
+        return whole ? ToolArgument::Value(*whole) : ToolArgument::Value();
+      }
+      return {};
+    default:
+      reader.skipValue();
+      return {};
+  }
+}
+
+Arguments::Arguments(const std::vector<ToolArgument>& known, const GivenArguments& given) {
   for (const ToolArgument& argument : known) {
-    const JsonValue* const member = given.member(argument.name);
-    ToolArgument::Value value = member != nullptr ? decoded(argument.type, *member) : ToolArgument::Value();
-    if (std::holds_alternative<std::monostate>(value)) {
-      value = argument.fallback;
-    }
-    values_.emplace(argument.name, std::move(value));
+    const auto found = given.find(argument.name);
+    const bool isUsable =
+        found != given.end() && found->second.index() == static_cast<std::size_t>(argument.type);
+    values_.emplace(argument.name, isUsable ? found->second : argument.fallback);
   }
 }
 

@@ -5,7 +5,9 @@
 
 #include "Platform/Json.hpp"
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -17,7 +19,9 @@ namespace tallyfin {
 
 /// One argument that a tool takes.
 struct ToolArgument {
-  enum class Type : std::uint8_t { string, integer, boolean };
+  enum class Type : std::uint8_t { string = 1, integer, boolean };
+
+  /// A value, whose index is that of its type; empty: none.
   using Value = std::variant<std::monostate, std::string, std::int64_t, bool>;
 
   std::string_view name;
@@ -32,12 +36,18 @@ struct ToolArgument {
 /// The name of the type in a JSON schema.
 std::string_view name(ToolArgument::Type type);
 
+/// The arguments that a client gave, by name.
+using GivenArguments = std::map<std::string, ToolArgument::Value, std::less<>>;
+
+/// Consumes a JSON value of any kind: a string, a boolean or a whole number, of which one beyond 64 bits
+/// becomes the nearest that fits. Empty for any other value, such as 5.5, and on failure.
+ToolArgument::Value readValue(JsonReader& reader);
+
 /// What a call gives a tool.
 class Arguments {
  public:
-  /// Takes what the tool knows from a JSON object. 5.0 is a whole number, 5.5 and "5" are none; one beyond 64
-  /// bits becomes the nearest that fits.
-  Arguments(const std::vector<ToolArgument>& known, const JsonValue& given);
+  /// Takes from `given` what the tool knows.
+  Arguments(const std::vector<ToolArgument>& known, const GivenArguments& given);
 
   /// The text, or its default; absent without either.
   std::optional<std::string> text(std::string_view name) const;

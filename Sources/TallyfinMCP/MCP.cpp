@@ -1,6 +1,7 @@
 #include "TallyfinMCP/MCP.hpp"
 
 #include "Platform/Concat.hpp"
+#include "Platform/Json.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinMCP/Catalogue.hpp"
 #include "TallyfinMCP/MCPError.hpp"
@@ -9,8 +10,6 @@
 #include <algorithm>
 #include <exception>
 #include <functional>
-#include <iterator>
-#include <map>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -18,9 +17,9 @@
 namespace tallyfin {
 namespace {
 
-constexpr const char* protocolVersion = "2025-11-25";
+constexpr const char* kProtocolVersion = "2025-11-25";
 
-constexpr const char* instructions =
+constexpr const char* kInstructions =
     "Tallyfin measures what Claude Code usage cost on this machine and WHERE it came from, reading the JSONL "
     "transcripts straight off disk (all four homes: .claude, .claude-work, .claude-outlook, .claude-yahoo). "
     "It answers with the app closed. Start with tally_overview. The axis that sets Tallyfin apart from every "
@@ -30,15 +29,15 @@ constexpr const char* instructions =
     "usage lines behind it, and what was lost while parsing. Every figure is an estimate from usage × list "
     "API prices, NOT a bill; a value that cannot be computed is written \"unknown\", never 0.";
 
-/// What matters of a line.
+// What matters of a line.
 struct Message {
   std::string method;
-  std::optional<std::string> id;  ///< as compact JSON; the client's own, so given back as it came
-  std::string_view params;        ///< as it stands in the line; empty when there are none
+  std::optional<std::string> id;  // as compact JSON; the client's own, so given back as it came
+  std::string_view params;        // as it stands in the line; empty when there are none
 };
 
-/// The message of a line; absent when it is no JSON object or has no `method` string. What is not needed is
-/// checked and passed over, so that a long line costs little memory.
+// The message of a line; absent when it is no JSON object or has no `method` string. What is not needed is
+// checked and passed over, so that a long line costs little memory.
 std::optional<Message> readMessage(std::string_view line) {
   JsonReader reader(line);
   Message message;
@@ -62,12 +61,12 @@ std::optional<Message> readMessage(std::string_view line) {
   return message;
 }
 
-/// An answer with its payload under `key`, "result" or "error"; all but the key is JSON.
+// An answer with its payload under `key`, "result" or "error"; all but the key is JSON.
 std::string answer(std::string_view id, std::string_view key, std::string_view payload) {
   return concat(R"({"jsonrpc":"2.0","id":)", id, ",\"", key, "\":", payload, "}");
 }
 
-/// Whether any tool takes an argument of that name.
+// Whether any tool takes an argument of that name.
 bool isArgument(std::string_view name) {
   const auto takesIt = [name](const Tool& tool) {
     return std::any_of(tool.arguments.begin(), tool.arguments.end(),
@@ -76,28 +75,28 @@ bool isArgument(std::string_view name) {
   return std::any_of(catalogue().begin(), catalogue().end(), takesIt);
 }
 
-/// The arguments that a tool could use: those that some tool takes, without lists and objects, which no tool
-/// does. Whatever else a client sends is checked and passed over, so that it costs no memory.
-JsonValue::Object readArguments(JsonReader& reader) {
-  std::map<std::string, JsonValue, std::less<>> arguments;
+// The arguments that a tool could use: those that some tool takes, without lists and objects, which no tool
+// does. Whatever else a client sends is checked and passed over, so that it costs no memory.
+GivenArguments readArguments(JsonReader& reader) {
+  GivenArguments arguments;
   reader.readObject([&](std::string_view key) {
     if (!isArgument(key)) {
       reader.skipValue();
       return;
     }
-    arguments.insert_or_assign(std::string(key), JsonValue::scalar(reader));
+    arguments.insert_or_assign(std::string(key), readValue(reader));
   });
-  return {std::move_iterator(arguments.begin()), std::move_iterator(arguments.end())};
+  return arguments;
 }
 
-/// What `params` says to the one or the other method.
+// What `params` says to the one or the other method.
 struct Parameters {
   std::optional<std::string> protocolVersion;
   std::optional<std::string> name;
-  JsonValue::Object arguments;
+  GivenArguments arguments;
 };
 
-/// `params` must come from a valid line, or be empty.
+// `params` must come from a valid line, or be empty.
 Parameters readParameters(std::string_view params) {
   Parameters parameters;
   JsonReader reader(params);
@@ -116,13 +115,13 @@ Parameters readParameters(std::string_view params) {
 }
 
 std::string handshake(const Parameters& params) {
-  return concat(R"({"protocolVersion":)", jsonString(params.protocolVersion.value_or(protocolVersion)),
+  return concat(R"({"protocolVersion":)", jsonString(params.protocolVersion.value_or(kProtocolVersion)),
                 R"(,"capabilities":{"tools":{}},"serverInfo":{"name":)", jsonString(MCPServer::serverName),
                 R"(,"version":)", jsonString(MCPServer::serverVersion), R"(},"instructions":)",
-                jsonString(instructions), "}");
+                jsonString(kInstructions), "}");
 }
 
-/// The tool as `tools/list` shows it. A schema has the key `required` only when there is something to name.
+// The tool as `tools/list` shows it. A schema has the key `required` only when there is something to name.
 std::string listed(const Tool& tool) {
   std::vector<std::string> properties;
   std::vector<std::string> required;
@@ -179,9 +178,8 @@ std::string MCPServer::dispatch(std::string_view method, std::string_view id, st
     return answer(id, "result", concat(R"({"tools":)", tools(), "}"));
   }
   if (method == "tools/call") {
-    Parameters call = readParameters(params);
-    const JsonValue arguments = std::move(call.arguments);
-    return answer(id, "result", toolReply(callTool(call.name.value_or(""), arguments)));
+    const Parameters call = readParameters(params);
+    return answer(id, "result", toolReply(callTool(call.name.value_or(""), call.arguments)));
   }
   if (method == "ping") {
     return answer(id, "result", "{}");
@@ -196,7 +194,7 @@ std::string MCPServer::tools() {
       "]");
 }
 
-MCPServer::ToolResult MCPServer::callTool(std::string_view name, const JsonValue& arguments) {
+MCPServer::ToolResult MCPServer::callTool(std::string_view name, const GivenArguments& arguments) {
   const Tool* const tool = toolNamed(name);
   if (tool == nullptr) {
     return {.text = concat("Unknown verb: ", name), .isError = true};

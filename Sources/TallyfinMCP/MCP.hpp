@@ -3,8 +3,8 @@
 // The protocol: what one line from the client is answered with, and how a tool is called. Input and output
 // themselves are the business of `main`.
 
-#include "Platform/Json.hpp"
 #include "TallyfinCore/Answers/DataSource.hpp"
+#include "TallyfinMCP/Arguments.hpp"
 
 #include <functional>
 #include <optional>
@@ -33,11 +33,11 @@ class MCPServer {
     bool isError = false;
   };
 
-  /// Runs the tool of that name. `arguments` is an object. Never fails: what goes wrong is the text.
-  ToolResult callTool(std::string_view name, const JsonValue& arguments);
+  /// Runs the tool of that name. Never fails: what goes wrong is the text.
+  ToolResult callTool(std::string_view name, const GivenArguments& arguments);
 
  private:
-  /// The answer to a request; `id` and `params` are JSON, `params` empty when there is none.
+  // The answer to a request; `id` and `params` are JSON, `params` empty when there is none.
   std::string dispatch(std::string_view method, std::string_view id, std::string_view params);
 
   DataSource& data_;

@@ -9,7 +9,7 @@
 namespace tallyfin::R {
 namespace {
 
-constexpr std::string_view separator = "  ·  ";
+constexpr std::string_view kSeparator = "  ·  ";
 
 template <typename T>
 std::string unknown(const Estimate<T>& estimate) {
@@ -66,10 +66,10 @@ std::optional<std::string> models(const Bucket& bucket) {
 }
 
 std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t width) {
-  std::string line = concat("  ", Text::fitted(label, width), "  ", costInAnswer(bucket), separator,
-                            requests(bucket.requests), separator, tokens(bucket.totalTokens()), " tokens");
+  std::string line = concat("  ", Text::fitted(label, width), "  ", costInAnswer(bucket), kSeparator,
+                            requests(bucket.requests), kSeparator, tokens(bucket.totalTokens()), " tokens");
   if (const std::optional<std::string> used = models(bucket)) {
-    append(line, separator, *used);
+    append(line, kSeparator, *used);
   }
   return line;
 }

@@ -5,6 +5,7 @@
 #include "Platform/Streams.hpp"
 #include "TallyfinCore/Answers/DataSource.hpp"
 #include "TallyfinMCP/MCP.hpp"
+#include "absl/strings/str_join.h"
 
 #include <cerrno>
 #include <csignal>
@@ -21,18 +22,8 @@ namespace {
 
 using namespace tallyfin;
 
-/// Opens /dev/null in place of each standard stream that the client left closed, so that no file opened later
-/// gets its number.
-void openMissingStreams() {
-  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-    if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
-      open("/dev/null", O_RDWR);  // takes the lowest free number, which is `stream`
-    }
-  }
-}
-
-/// Keeps standard output for the protocol: gives the descriptor to write replies to, and sends whatever else
-/// might print there to standard error.
+// Keeps standard output for the protocol: gives the descriptor to write replies to, and sends whatever else
+// might print there to standard error.
 int reserveOutput() {
   const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (output == -1) {
@@ -42,7 +33,7 @@ int reserveOutput() {
   return output;
 }
 
-/// Writes the line in one call. A failure is ignored: the server works without its log.
+// Writes the line in one call. A failure is ignored: the server works without its log.
 void writeLog(std::string_view text) {
   const std::string line = concat("[tallyfin-mcp] ", text, "\n");
   while (write(STDERR_FILENO, line.data(), line.size()) == -1 && errno == EINTR) {
@@ -50,13 +41,10 @@ void writeLog(std::string_view text) {
 }
 
 std::string startLine(const DataSource& data) {
-  std::string line = concat("started; cache = ", data.cache().cachePath(), "; homes = ");
-  const char* separator = "";
-  for (const SourceHome& home : data.homes()) {
-    append(line, separator, home.name);
-    separator = ", ";
-  }
-  return line;
+  return concat("started; cache = ", data.cache().cachePath(),
+                "; homes = ", absl::StrJoin(data.homes(), ", ", [](std::string* out, const SourceHome& home) {
+                  out->append(home.name);
+                }));
 }
 
 constexpr std::string_view kHelp =
@@ -73,7 +61,7 @@ constexpr std::string_view kHelp =
     "own\n"
     "prices. For reports on a terminal there is the command tallyfin.\n";
 
-/// The text that a person asked for in place of a session with a client. Other arguments are ignored.
+// The text that a person asked for in place of a session with a client. Other arguments are ignored.
 std::optional<std::string> textFor(std::span<char*> arguments) {
   if (arguments.size() != 1) {
     return std::nullopt;
@@ -90,7 +78,7 @@ std::optional<std::string> textFor(std::span<char*> arguments) {
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a client that went away shows as a failed write
   std::signal(SIGXFSZ, SIG_IGN);  // and a limit of file sizes as a failed save
-  openMissingStreams();
+  openMissingStreams(O_RDWR);
   if (const auto text = textFor(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0))) {
     return writeAll(STDOUT_FILENO, *text) ? 0 : 1;
   }

@@ -19,9 +19,9 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-constexpr Milliseconds now = 1'790'000'000'000;  // 2026-09-21T14:13:20Z
+constexpr Milliseconds kNow = 1'790'000'000'000;  // 2026-09-21T14:13:20Z
 
-/// Relative path and content of every regular file below a directory.
+// Relative path and content of every regular file below a directory.
 std::map<std::string, std::string> filesBelow(const fs::path& root) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
@@ -37,12 +37,12 @@ Options options(const fs::path& out) {
   options.out = out.string();
   options.sources = "/home/dev/src";
   options.bytes = 12'000'000;
-  options.now = now;
+  options.now = kNow;
   options.days = 10;
   return options;
 }
 
-/// A corpus that all tests here read, made once.
+// A corpus that all tests here read, made once.
 class CorpusTests : public testing::Test {
  protected:
   static void SetUpTestSuite() {

@@ -2,7 +2,7 @@
 
 #include "Golden/Steps.hpp"
 #include "Tallyfin/Manual.hpp"
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/Progress.hpp"
 
 #include <gtest/gtest.h>
 

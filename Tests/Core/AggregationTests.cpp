@@ -35,7 +35,7 @@ TEST(KeyedRows, KeepsTheOrderOfFirstAppearanceAndFindsEveryKey) {
   EXPECT_EQ(rows.find(77), nullptr);
 }
 
-/// Requests whose costs have no short sum, so that another order of adding shows in the last bit.
+// Requests whose costs have no short sum, so that another order of adding shows in the last bit.
 std::vector<UsageRecord> randomRecords(std::size_t count) {
   std::mt19937_64 random(11);  // NOLINT(bugprone-random-generator-seed): the same records every time
   const auto below = [&](std::uint64_t limit) { return static_cast<std::int64_t>(random() % limit); };
@@ -60,7 +60,7 @@ std::vector<UsageRecord> randomRecords(std::size_t count) {
   return records;
 }
 
-/// What a pass means, spelled out: every bucket is summed on its own, record after record.
+// What a pass means, spelled out: every bucket is summed on its own, record after record.
 struct NaivePass {
   struct Cell {
     std::int64_t requests = 0;
@@ -154,7 +154,7 @@ TEST_F(Aggregation, AgreesWithANaivePassToTheLastBit) {
   EXPECT_TRUE(naive.cells.empty());
 }
 
-/// The agents under each key of one pass are those of a report over the records of that key alone.
+// The agents under each key of one pass are those of a report over the records of that key alone.
 TEST_F(Aggregation, AgentsUnderEachKeyAreThoseOfItsOwnReportToTheLastBit) {
   const auto inSession = [](const UsageRecord& record) { return record.sessionId.text().ends_with('1'); };
   ReportParts axes;

@@ -45,6 +45,7 @@ TEST(Estimate, SumsAndMediansCarryWhatIsLeftOut) {
   EXPECT_EQ((CostEstimate{0, kMost, {}} + left).unpricedRequests, kMost);
   EXPECT_EQ(CostEstimate::median({right, left, {9, 0, {}}, {7, 0, {}}}), (CostEstimate{4.5, 1205, {a, b}}));
   EXPECT_EQ(right.caveat(), "1204 requests with no known price (a, b) are not included");
+  EXPECT_EQ(right.caveat(1), "1204 requests with no known price (a and 1 more) are not included");
   EXPECT_FALSE(right.isComplete());
   EXPECT_EQ((CostEstimate{12.5, 0, {}}).caveat(), std::nullopt);
 }
@@ -52,7 +53,7 @@ TEST(Estimate, SumsAndMediansCarryWhatIsLeftOut) {
 TEST(Estimate, OneRequestAddsItsDollarsOrItsReason) {
   CostEstimate cost;
   cost.add(0.25);
-  std::set<InternedText> added;
+  ModelSet added;
   for (int round = 0; round < 2; ++round) {
     for (char name = 'z'; name > 'm'; --name) {  // more models than are looked for one by one
       added.emplace(std::string_view(&name, 1));

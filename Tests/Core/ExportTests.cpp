@@ -3,7 +3,12 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
+#include "TallyfinCore/Exports/BreakdownJSON.hpp"
+#include "TallyfinCore/Exports/CSVText.hpp"
+#include "TallyfinCore/Exports/ClipboardSummary.hpp"
+#include "TallyfinCore/Exports/FileNames.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 
 #include <limits>
 #include <memory>
@@ -21,7 +26,7 @@ using testing::HasSubstr;
 
 using Cells = std::vector<std::string>;
 
-/// The cells of a line that may hold line feeds, as RFC 4180 has it.
+// The cells of a line that may hold line feeds, as RFC 4180 has it.
 Cells cellsOf(std::string_view line) {
   Cells cells(1);
   bool isQuoted = false;

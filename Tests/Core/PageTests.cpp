@@ -27,8 +27,8 @@ TEST(Page, ShowsWhatNamesHideAndBoundsThem) {
   EXPECT_LT(Exporter::name(std::string(1'000'000, '\x01')).html().size(), 5'000);
 }
 
-/// A request every twenty minutes around clock changes, one of them at midnight: every cut has the sums of
-/// the report of those days and hours.
+// A request every twenty minutes around clock changes, one of them at midnight: every cut has the sums of
+// the report of those days and hours.
 TEST(TimeCuts, AreTheReportsOwnFigures) {
   for (const auto& [name, first] : {std::pair{"Europe/Berlin", "2026-03-27T00:00:00Z"},
                                     {"Europe/Berlin", "2026-10-23T00:00:00Z"},

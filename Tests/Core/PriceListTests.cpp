@@ -82,6 +82,7 @@ TEST(PriceList, OwnPricesCompeteByLengthAndDay) {
     {"model": "claude-opus", "input": 2, "output": 2},
     {"model": "Nova-1-20260101", "input": 4, "output": 4, "until": "2026-06-30"},
     {"model": "nova-1", "input": 3, "output": 3, "until": "2026-03-31"},
+    {"model": "nova-1-l", "input": 5, "output": 5}, {"model": "nova-1-b", "input": 6, "output": 6},
     {"model": "local", "input": 0, "output": 0, "cache_write_5m": 7, "cache_write_1h": 8, "cache_read": 9}]})");
   ASSERT_EQ(list.problem, std::nullopt);
   const struct {
@@ -97,7 +98,8 @@ TEST(PriceList, OwnPricesCompeteByLengthAndDay) {
       {"claude-opus-6", "2026-03-01T00:00:00Z", 2, true},      //
       {"nova-1", "2026-03-31T00:00:00Z", 3, true},             // tiers stand in any order
       {"nova-1", "2026-04-01T00:00:00Z", 4, true},             //
-      {"nova-1-large", "2027-01-01T00:00:00Z", 4, true},       // the last one, since nothing follows it
+      {"nova-1-day", "2027-01-01T00:00:00Z", 4, true},         // the last one, since nothing follows it
+      {"nova-1-large", "2027-01-01T00:00:00Z", 5, true},       // names between it and the id in text order
   };
   for (const auto& [model, day, input, isOwn] : cases) {
     const auto prices = Pricing::prices(InternedText(model), at(day), Calendar::utc(), list);

@@ -19,8 +19,9 @@ struct Case {
 };
 
 void expectLabels(const ProjectResolver& resolver, const std::vector<Case>& cases) {
+  ProjectResolver::Parent last;
   for (const Case& c : cases) {
-    const Resolved resolved = resolver.resolve(InternedText(c.raw));
+    const Resolved resolved = resolver.resolve(InternedText(c.raw), last);
     EXPECT_EQ(resolved.canonical.text(), c.label) << c.raw;
     EXPECT_EQ(text(resolved.provenance), text(c.provenance)) << c.raw;
   }
@@ -42,6 +43,8 @@ TEST(ProjectPathTests, RepositoriesGatherWhatLiesInThem) {
                    {at("/repo/src"), "~/repo", Provenance::gitRootFolded},
                    {at("/repo/src//deep/"), "~/repo", Provenance::gitRootFolded},
                    {at("/repo/gone/long/ago"), "~/repo", Provenance::gitRootFolded},
+                   {at("/repo/gone/long/since"), "~/repo", Provenance::gitRootFolded},
+                   {at("/repo/gone"), "~/repo", Provenance::gitRootFolded},
                    {at("/repo/linked"), "~/repo/linked", Provenance::exact},
                    {at("/repo/linked/x"), "~/repo/linked", Provenance::gitRootFolded},
                    {at("/repo/.claude/worktrees/w/src"), "~/repo", Provenance::worktreeFolded},

@@ -174,7 +174,7 @@ TEST_F(Refresh, AFolderThatCannotBeListedIsToldAndMissedOnlyMeanwhile) {
   cache.save();
   const auto isMissed = [&](std::size_t requests) {
     bool isKept = false;
-    const auto [result, stats] = cache.refresh(homes, stopped, [&] { isKept = true; });
+    const auto [result, stats] = cache.refresh(homes, stopped, {.onRead = [&] { isKept = true; }});
     EXPECT_EQ(result.records.size(), requests);
     EXPECT_EQ(cache.recordsPerFile().size(), requests == 0 ? 0 : 1);
     EXPECT_EQ(result.diagnostics.foldersUnreadable.front().path, folder);
@@ -267,8 +267,7 @@ TEST_F(Refresh, WhatCountsIsTheFileThatIsRead) {
       ASSERT_EQ(::rename(home.path("other").c_str(), home.path(kB).c_str()), 0);
     }
   };
-  const auto [result, stats] = serial.refresh(
-      homes, stopped, [] {}, replace);
+  const auto [result, stats] = serial.refresh(homes, stopped, {.progress = replace});
   EXPECT_EQ(stats.filesRewound, 1);
   expectSame(result, fullScan());
   EXPECT_EQ(serial.refresh(homes, stopped).stats.filesUnchanged, 2);

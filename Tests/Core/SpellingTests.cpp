@@ -14,7 +14,7 @@
 namespace tallyfin {
 namespace {
 
-/// Projects and working directories with their requests; then what is said of agents and sessions.
+// Projects and working directories with their requests; then what is said of agents and sessions.
 std::string told(const ProjectResolver& resolver, const std::vector<UsageRecord>& records) {
   const Aggregator aggregator(Calendar::utc(), resolver);
   ReportParts axes;

@@ -1,7 +1,7 @@
 // Weeks, months and blocks: where they begin, what they are called, and that their rows add up to the range.
 
 #include "Support/MakeRecord.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
 
 #include <string>
 #include <vector>
@@ -55,7 +55,7 @@ TEST(TimeAxes, KeysFollowTheZoneThroughYearEndsGapsAndClockChanges) {
                               .aggregate(records, {}, {}, {}, neededFor({&axis, 1}));
     std::vector<std::string> found;
     for (const Exporter::Entry& entry : rows(report, axis, zone(name))) {
-      found.push_back(entry.key);
+      found.emplace_back(entry.key.text());
     }
     EXPECT_EQ(found, keys) << name << " " << times.front();
   }
@@ -71,9 +71,9 @@ TEST(TimeAxes, ABlockOfTheHistoryHoldsTheRequestsOfTheRangeAlone) {
                             .aggregate(records, utc.startOfDay(day), {}, {}, neededFor(allAxes));
   const auto blocks = rows(report, Exporter::Axis::block, utc);
   ASSERT_EQ(blocks.size(), 2U);
-  EXPECT_EQ(blocks[0].key, "2026-11-22 22:00");
+  EXPECT_EQ(blocks[0].key.text(), "2026-11-22 22:00");
   EXPECT_EQ(blocks[0].bucket->requests, 1);
-  EXPECT_EQ(blocks[1].key, "2026-11-23 04:00");
+  EXPECT_EQ(blocks[1].key.text(), "2026-11-23 04:00");
   EXPECT_EQ(report.total.requests, 2);
 }
 

@@ -23,7 +23,7 @@ import sys
 import tempfile
 import unittest
 
-SOURCE, FROZEN, MAKE_CORPUS = map(pathlib.Path, sys.argv[1:4])
+SOURCE, FROZEN, MAKE_CORPUS = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
 NOW = "1795369320"  # 2026-11-22 17:42 UTC
 SHOWN_HOME = "/home/ada"  # what pages show as the home directory
 EXAMPLES = ["README.md"] + [f"docs/{name}.md" for name in ("COMMAND", "EXPORTS", "FAQ", "PRICES", "TOOLS")]

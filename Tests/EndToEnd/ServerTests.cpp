@@ -27,8 +27,8 @@ const std::string pong = R"({"jsonrpc":"2.0","id":1,"result":{}})";
 
 class ServerTest : public testing::Test {
  protected:
-  /// Three requests of the past: of 5.00, 2.00 and one without a price, the last on 2018-11-04, a day without
-  /// a midnight, at 01:30 of the zone; and a repetition of the first in another home.
+  // Three requests of the past: of 5.00, 2.00 and one without a price, the last on 2018-11-04, a day without
+  // a midnight, at 01:30 of the zone; and a repetition of the first in another home.
   ServerTest() {
     const UsageLine first{.id = "m1", .time = "2018-11-03T12:00:00Z", .input = 1'000'000};
     const UsageLine second{
@@ -38,7 +38,7 @@ class ServerTest : public testing::Test {
     home_.write("made/.claude-work/projects/p/sub/two.jsonl", first.text() + third.text());
   }
 
-  /// Runs a session; what was logged lies in `log` then. The server must end well.
+  // Runs a session; what was logged lies in `log` then. The server must end well.
   std::string outputOf(const std::string& input, bool isOutputClosed = false,
                        const std::string& zone = "America/Sao_Paulo") const {
     home_.write("in", input);
@@ -67,7 +67,7 @@ class ServerTest : public testing::Test {
     return home_.read("out");
   }
 
-  /// The overview from its history on, which no clock changes.
+  // The overview from its history on, which no clock changes.
   std::string history() const {
     const json reply = json::parse(outputOf(overviewCall + "\n"));
     const std::string text = reply["result"]["content"][0]["text"];

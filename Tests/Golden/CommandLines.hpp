@@ -78,7 +78,7 @@ class CommandLines {
   }
 
  private:
-  /// The words of a command line; blanks between single quotes belong to a word.
+  // The words of a command line; blanks between single quotes belong to a word.
   static std::vector<std::string> wordsOf(const std::string& line) {
     std::vector<std::string> words;
     bool isQuoted = false;

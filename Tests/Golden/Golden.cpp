@@ -24,9 +24,12 @@
 #include "Golden/CommandLines.hpp"
 #include "Golden/Steps.hpp"
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
+#include "TallyfinCore/Exports/ClipboardSummary.hpp"
+#include "TallyfinCore/Exports/FileNames.hpp"
 #include "TallyfinCore/Exports/Page.hpp"
 #include "TallyfinCore/Exports/PageTemplate.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
 #include <algorithm>
@@ -50,7 +53,7 @@ class Session {
  public:
   explicit Session(const fs::path& home) { furnish(machine_, home); }
 
-  /// What a step gives; nothing for one that only changes something.
+  // What a step gives; nothing for one that only changes something.
   std::string act(const std::string& question) {
     std::string rest = replaced(question, "{HOME}", disk().path());
     const std::string verb = firstWord(rest);
@@ -184,7 +187,7 @@ class Session {
     return kind == "provenance" ? Exporter::provenanceCSV(report, options) : tables(axis, report, options);
   }
 
-  /// The table of one axis, or of all that have rows.
+  // The table of one axis, or of all that have rows.
   static std::string tables(const std::string& axis, const Report& report, const Exporter::Options& options) {
     if (axis != "all") {
       return Exporter::breakdownCSV(report, axisNamed(axis).value(), options);
@@ -203,7 +206,7 @@ class Session {
   std::unique_ptr<MCPServer> server_;
 };
 
-/// What a file would be if all that the program says today were right.
+// What a file would be if all that the program says today were right.
 std::string today(const fs::path& file, const std::string& expected) {
   std::string all;
   const std::vector<Step> steps = stepsOf(expected, all);
@@ -227,7 +230,7 @@ std::string today(const fs::path& file, const std::string& expected) {
   return all;
 }
 
-/// Shows how a file differs from `now`.
+// Shows how a file differs from `now`.
 void show(const fs::path& file, const std::string& now) {
   const TempHome scratch;
   const std::string command =

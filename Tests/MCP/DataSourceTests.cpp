@@ -4,6 +4,7 @@
 #include "Platform/Files.hpp"
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "TallyfinMCP/MCP.hpp"
 
 #include <new>
@@ -34,7 +35,7 @@ class DataSourceTest : public testing::Test {
 TEST_F(DataSourceTest, LooksAtTheDiskAgainAfterFifteenSeconds) {
   addRequest("m1");
   DataSource data(machine_.environment());
-  EXPECT_TRUE(data.records().empty());
+  EXPECT_EQ(data.records().size(), 0U);
   EXPECT_EQ(data.ensureFresh().filesNew, 1);
   addRequest("m2");
   machine_.now += 14.9;
@@ -68,7 +69,7 @@ TEST_F(DataSourceTest, VariablesMoveTranscriptsAndCacheButNotTheHome) {
   EXPECT_EQ(data.cache().cachePath(), machine_.home.path("deep/er/cache.bin"));
   EXPECT_EQ(data.report(Period::all()).total.requests, 1);
   MCPServer server(data, [](std::string_view) {});
-  const std::string provenance = server.callTool("tally_provenance", JsonValue::Object{}).text;
+  const std::string provenance = server.callTool("tally_provenance", {}).text;
   EXPECT_THAT(provenance, testing::HasSubstr("\n  ~/elsewhere/.claude/projects/p/one.jsonl\n"));
 
   environment.tallyfinHome = "";
@@ -79,7 +80,7 @@ TEST_F(DataSourceTest, VariablesMoveTranscriptsAndCacheButNotTheHome) {
   EXPECT_EQ(unsaved.report(Period::all()).total.requests, 2) << "from memory";
   environment.tallyfinCachePath = "";
   EXPECT_EQ(DataSource(environment).cache().cachePath(),
-            ScanCache::defaultPath(Files::applicationSupportDirectory(machine_.home.path())));
+            CacheFile::defaultPath(Files::applicationSupportDirectory(machine_.home.path())));
 }
 
 TEST_F(DataSourceTest, NothingIsWrittenAmongTranscripts) {
@@ -137,7 +138,7 @@ TEST_F(DataSourceTest, MegabytesAreToldBackOrRefusedAndTheNextCallWorks) {
   int refused = 0;
   MCPServer server(data, [&](std::string_view) { ++refused; });
   EXPECT_EQ(server.reply(R"({"method":"tools/call","params":{"name":"tally_cost"}})"), std::nullopt);
-  EXPECT_TRUE(data.records().empty()) << "a call without an id runs no tool";
+  EXPECT_EQ(data.records().size(), 0U) << "a call without an id runs no tool";
   for (const std::string& deep :
        {std::string(100'000, '['), std::string(100'000, '[') + std::string(100'000, ']')}) {
     EXPECT_EQ(server.reply(R"({"id":1,"method":"ping","x":)" + deep + "}"), std::nullopt);
@@ -150,11 +151,11 @@ TEST_F(DataSourceTest, MegabytesAreToldBackOrRefusedAndTheNextCallWorks) {
       text += piece;
     }
     for (const char* name : {"agent", "project", "session_id", "from", "by"}) {
-      const MCPServer::ToolResult result = server.callTool("tally_cost", JsonValue::Object{{name, text}});
+      const MCPServer::ToolResult result = server.callTool("tally_cost", {{name, text}});
       EXPECT_TRUE(result.isError && result.text.find(text) != std::string::npos) << name << " " << piece;
     }
   }
-  EXPECT_FALSE(server.callTool("tally_cost", JsonValue::Object{}).isError);
+  EXPECT_FALSE(server.callTool("tally_cost", {}).isError);
 }
 
 }  // namespace

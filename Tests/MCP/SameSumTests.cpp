@@ -5,7 +5,9 @@
 #include "Support/Machine.hpp"
 #include "Support/UsageLine.hpp"
 #include "TallyfinCore/Answers/Filters.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
+#include "TallyfinCore/Exports/ClipboardSummary.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 #include "TallyfinMCP/Catalogue.hpp"
 #include "TallyfinMCP/MCP.hpp"
 #include "TallyfinMCP/Tools/Tools.hpp"
@@ -25,10 +27,10 @@ struct Sum {
   std::int64_t requests = 0;
   std::int64_t tokens = 0;
   double dollars = 0;
-  int amounts = 0;  ///< how many rounded amounts went into `dollars`
+  int amounts = 0;  // how many rounded amounts went into `dollars`
 };
 
-/// Adds up all that a text says as "$1,234.50" and "3 requests  ·  999 tokens".
+// Adds up all that a text says as "$1,234.50" and "3 requests  ·  999 tokens".
 Sum sumOf(std::string text) {
   static const std::regex amount(R"(\$([0-9.]+))");
   static const std::regex volume(R"(([0-9]+) requests? +· +([0-9]+) tokens)");
@@ -45,7 +47,7 @@ Sum sumOf(std::string text) {
   return sum;
 }
 
-/// The part of a text from `start` to the next empty line.
+// The part of a text from `start` to the next empty line.
 std::string section(const std::string& text, const std::string& start) {
   const std::size_t from = text.find(start);
   return from == std::string::npos ? "" : text.substr(from, text.find("\n\n", from) - from);
@@ -55,7 +57,7 @@ std::string line(const std::string& text, const std::string& start) {
   return section(text, start).substr(0, section(text, start).find('\n'));
 }
 
-/// The rows of a table. No cell from `requests` on holds a comma.
+// The rows of a table. No cell from `requests` on holds a comma.
 Sum sumOfTable(const std::string& csv) {
   Sum sum;
   for (std::size_t at = csv.find('\n') + 1; at < csv.size(); at = csv.find('\n', at) + 1) {
@@ -76,7 +78,7 @@ class SameSum : public testing::Test {
  protected:
   std::size_t below(std::size_t n) { return random_() % n; }
 
-  /// Twelve days around a change of the clocks. Few tokens, so that all are told to the last one.
+  // Twelve days around a change of the clocks. Few tokens, so that all are told to the last one.
   void fill() {
     const char* const models[] = {"claude-opus-5", "claude-sonnet-5", "claude-haiku-4-5", "nova-1"};
     const char* const agents[] = {"", "", "areviewer-0123456789abcdef", "f00d"};
@@ -103,7 +105,7 @@ class SameSum : public testing::Test {
     }
   }
 
-  /// Some days and perhaps a filter, of a name that there is.
+  // Some days and perhaps a filter, of a name that there is.
   std::string question() {
     std::string text = R"({"period":"all")";
     if (below(4) != 0) {

@@ -21,7 +21,7 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-/// A moment written in UTC, without any use of a Calendar.
+// A moment written in UTC, without any use of a Calendar.
 TimePoint utc(const std::string& text) {
   absl::CivilSecond second;
   EXPECT_TRUE(absl::ParseCivilTime(text, &second)) << text;

@@ -39,7 +39,7 @@ std::optional<std::string> contents(const std::string& path, std::uint64_t limit
 
 class FilesTests : public testing::Test {
  protected:
-  /// What `filesBelow` finds, by the paths relative to the root.
+  // What `filesBelow` finds, by the paths relative to the root.
   std::vector<std::string> found(const std::string& root = "") const {
     std::vector<std::string> paths;
     const auto files = Files::filesBelow(home.path(root), "jsonl").value();
@@ -53,7 +53,7 @@ class FilesTests : public testing::Test {
     return paths;
   }
 
-  /// The paths of the folders, relative to the home, that a walk could not list, and why.
+  // The paths of the folders, relative to the home, that a walk could not list, and why.
   std::map<std::string, std::errc> unlisted(const std::string& root = "") const {
     std::vector<Files::UnreadableFolder> folders;
     Files::filesBelow(home.path(root), "jsonl", 3, &folders);
@@ -219,7 +219,7 @@ class ReplaceTests : public FilesTests {
     return AtomicFile::replace(path, [&](AtomicFile::Output out) { std::ranges::for_each(parts, out); });
   }
 
-  /// The message of the failure; empty when there is none.
+  // The message of the failure; empty when there is none.
   static std::string failure(const std::string& path) {
     try {
       replace(path, {"new"});

@@ -15,7 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// A pipe whose ends are closed with it.
+// A pipe whose ends are closed with it.
 class Pipe {
  public:
   Pipe() { EXPECT_EQ(pipe(ends_.data()), 0); }
@@ -39,7 +39,7 @@ class Pipe {
   std::array<int, 2> ends_{-1, -1};
 };
 
-/// The lines that come in when `bytes` are written `step` at a time.
+// The lines that come in when `bytes` are written `step` at a time.
 std::vector<std::string> lines(const std::string& bytes, std::size_t step) {
   Pipe pipe;
   std::thread writer([&] {
@@ -67,8 +67,8 @@ TEST(Streams, LinesEndAtLineFeedsWhereverTheBytesAreCut) {
   }
 }
 
-TEST(Streams, BufferShrinksBehindALongLine) {
-  std::size_t length = 30'000'000;
+TEST(Streams, LinesComeWholeBeforeAndBehindALongOne) {
+  const std::size_t length = 30'000'000;
   const std::string bytes = "first\n" + std::string(length, 'x') + "\n" + std::string(700'000, 'y') + "\nend";
   Pipe pipe;
   std::thread writer([&] {
@@ -78,9 +78,7 @@ TEST(Streams, BufferShrinksBehindALongLine) {
   LineInput input(pipe.reading());
   EXPECT_EQ(input.next(), "first");
   EXPECT_EQ(input.next().value_or("").size(), length);
-  EXPECT_GT(input.capacity(), length);
   EXPECT_EQ(input.next().value_or("").size(), 700'000U);
-  EXPECT_LT(input.capacity(), 4'000'000U);
   EXPECT_EQ(input.next(), "end");
   writer.join();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Json.hpp"
+#include "TallyfinMCP/Arguments.hpp"
 
 #include <string>
 #include <string_view>
@@ -10,10 +10,10 @@
 namespace tallyfin {
 
 /// The arguments of a tool call, written as a JSON object.
-inline JsonValue argumentsOf(std::string_view document) {
+inline GivenArguments argumentsOf(std::string_view document) {
   JsonReader reader(document);
-  JsonValue::Object arguments;
-  reader.readObject([&](std::string_view key) { arguments.emplace_back(key, JsonValue::scalar(reader)); });
+  GivenArguments arguments;
+  reader.readObject([&](std::string_view key) { arguments.emplace(key, readValue(reader)); });
   EXPECT_TRUE(reader.finish()) << document;
   return arguments;
 }

@@ -119,7 +119,7 @@ class TempHome {
     return path(relative);
   }
 
-  /// What a test has closed, or made too deep for the library, is left to the tools of the system.
+  // What a test has closed, or made too deep for the library, is left to the tools of the system.
   static void removeAll(const std::string& path) {
     std::error_code failed;
     std::filesystem::remove_all(path, failed);

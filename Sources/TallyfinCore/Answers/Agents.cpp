@@ -12,8 +12,9 @@ std::optional<InternedText> textOf(const absl::flat_hash_map<Key, InternedText>&
 }  // namespace
 
 Agents agents(DataSource& data, const AgentsQuestion& question) {
-  const auto report =
-      std::make_shared<const Report>(data.report(question.period, question.filters.predicate));
+  const auto report = std::make_shared<const Report>(
+      data.report(question.period, question.filters.predicate,
+                  ReportParts::only(&ReportParts::agents, &ReportParts::origins)));
   Agents answer{.period = question.period, .filters = question.filters, .report = report, .rows = {}};
   for (const auto& [agent, bucket] : report->topAgents(question.limit, question.includesMain)) {
     answer.rows.push_back({.agent = agent,

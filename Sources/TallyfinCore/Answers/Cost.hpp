@@ -22,7 +22,7 @@ struct CostQuestion {
 struct Cost {
   Period period;
   Filters filters;
-  std::shared_ptr<const Report> report;  ///< holds what the axis needs; the rows point into it
+  std::shared_ptr<const Report> report;  ///< holds the rows' axis and the agents; the rows point into it
   std::vector<Entry> rows;               ///< in the order of the axis: by time, or by cost
 };
 

@@ -2,6 +2,7 @@
 
 #include "Platform/Memory.hpp"
 #include "Platform/Parallel.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 
 #include <chrono>
 #include <exception>
@@ -21,19 +22,19 @@ bool leavesMemory(const RefreshStats& stats) {
 DataSource::DataSource(Environment environment)
     : environment_(std::move(environment)),
       homes_(sourceHomes(environment_)),
-      cache_(cacheLocation(environment_)),
+      cache_(CacheFile::pathFor(environment_)),
       aggregator_(environment_.calendar, ProjectResolver(environment_.home, true),
                   PriceList::of(environment_)),
       savingError_(whyNotWritable(cache_.cachePath(), environment_).value_or("")),
       usesCache_(savingError_.empty()) {
   if (usesCache_) {
-    cache_.makeFolder();
+    CacheFile::makeFolderOf(cache_.cachePath());
   }
 }
 
 const RefreshStats& DataSource::ensureFresh() {
   // A clock that was set back gives a negative age: no refresh until it has caught up.
-  if (lastRefresh_ && refreshStats_ && now().seconds - lastRefresh_->seconds < freshnessWindow) {
+  if (lastRefresh_ && refreshStats_ && now().seconds - lastRefresh_->seconds < kFreshnessWindow) {
     return *refreshStats_;
   }
   finishSaving();
@@ -47,10 +48,10 @@ const RefreshStats& DataSource::ensureFresh() {
       return loaded;
     });
   }
-  const auto looked = [this] { startSaving(); };
-  ScanCache::Refreshed refreshed = lastRefresh_ || !usesCache_
-                                       ? cache_.refresh(homes_, environment_.now, looked, progress_)
-                                       : cache_.loadAndRefresh(homes_, environment_.now, looked, progress_);
+  ScanCache::Refreshed refreshed = cache_.refresh(homes_, environment_.now,
+                                                  {.loadsFirst = !lastRefresh_ && usesCache_,
+                                                   .onRead = [this] { startSaving(); },
+                                                   .progress = progress_});
   if (roster.valid()) {
     roster_ = roster.get();
     rosterLoaded_ = true;

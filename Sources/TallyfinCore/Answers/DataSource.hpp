@@ -42,8 +42,8 @@ class DataSource {
   /// time. When the file is never written, the reason, from the start on.
   const std::string& savingError() const { return savingError_; }
 
-  /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds
-  /// what `parts` asks for, by default the hours of a single day.
+  /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds what
+  /// `parts` asks for; without them the parts that are there by default and the hours of a single day.
   Report report(const Period& period, const RecordFilter& filter = {}, std::optional<ReportParts> parts = {});
 
   const std::vector<SourceHome>& homes() const { return homes_; }
@@ -54,7 +54,6 @@ class DataSource {
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
   const PriceList& prices() const { return aggregator_.prices(); }
   const AgentRoster& roster() const { return roster_; }
-  const std::string& home() const { return environment_.home; }
   /// The present time. A tool reads it once, when it begins, so that all of its answer is of one moment, also
   /// around midnight.
   TimePoint now() const { return environment_.now(); }
@@ -67,7 +66,7 @@ class DataSource {
  private:
   void startSaving();
 
-  static constexpr double freshnessWindow = 15.0;  // seconds
+  static constexpr double kFreshnessWindow = 15.0;  // seconds
 
   Environment environment_;
   std::vector<SourceHome> homes_;

@@ -68,16 +68,24 @@ RecordFilter predicateOf(const Filters& filters, const ProjectResolver& resolver
 
 }  // namespace
 
-std::vector<std::string> Filters::described() const {
-  std::vector<std::string> texts;
+std::vector<std::pair<std::string_view, std::string>> Filters::named() const {
+  std::vector<std::pair<std::string_view, std::string>> filters;
   if (agent) {
-    texts.push_back(concat("agent = ", agent->labelWithId()));
+    filters.emplace_back("agent", agent->labelWithId());
   }
   if (project) {
-    texts.push_back(concat("project = ", project->text()));
+    filters.emplace_back("project", project->text());
   }
   if (session) {
-    texts.push_back(concat("session = ", session->text()));
+    filters.emplace_back("session", session->text());
+  }
+  return filters;
+}
+
+std::vector<std::string> Filters::described() const {
+  std::vector<std::string> texts;
+  for (const auto& [name, value] : named()) {
+    texts.push_back(concat(name, " = ", value));
   }
   return texts;
 }
@@ -87,7 +95,11 @@ Answered<Filters> buildFilters(DataSource& data, const FilterWords& words) {
   if (!isGiven(words.agent) && !isGiven(words.project) && !isGiven(words.session)) {
     return filters;
   }
-  const Report wide = data.report(Period::all());
+  ReportParts named = ReportParts::only();
+  named.agents = isGiven(words.agent);
+  named.projects = isGiven(words.project);
+  named.sessions = isGiven(words.session);
+  const Report wide = data.report(Period::all(), {}, named);
   std::optional<Refusal> refusal = keep(filters.agent, words.agent, resolveAgent, wide);
   if (!refusal) {
     refusal = keep(filters.project, words.project, resolveProject, wide);

@@ -7,6 +7,8 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tallyfin {
@@ -25,7 +27,11 @@ struct Filters {
   std::optional<InternedText> project;
   std::optional<InternedText> session;
 
-  /// One text for each filter, in the order agent, project, session: "project = ~/src/atlas".
+  /// Name and value of each filter that is set, in the order agent, project, session: {"project",
+  /// "~/src/atlas"}.
+  std::vector<std::pair<std::string_view, std::string>> named() const;
+
+  /// The same as texts: "project = ~/src/atlas".
   std::vector<std::string> described() const;
 };
 

@@ -3,7 +3,7 @@
 namespace tallyfin::Answers {
 
 Models models(DataSource& data, const ModelsQuestion& question) {
-  ReportParts parts;
+  ReportParts parts = ReportParts::only();
   parts.agentsByModel = question.agents > 0;
   const auto report =
       std::make_shared<const Report>(data.report(question.period, question.filters.predicate, parts));

@@ -13,8 +13,9 @@ Overview overview(DataSource& data, const OverviewQuestion& question) {
   const TimePoint start = calendar.startOfDay(now);
   const Period day{
       .from = start, .through = start, .label = "today", .includesToday = true, .isSingleDay = true};
-  const Report all = data.report(Period::all());
-  const auto today = std::make_shared<const Report>(data.report(day));
+  const Report all = data.report(Period::all(), {}, ReportParts::only());
+  const auto today = std::make_shared<const Report>(data.report(
+      day, {}, ReportParts::only(&ReportParts::hours, &ReportParts::agents, &ReportParts::projects)));
   const auto yesterdaySoFar = Derived::yesterdayAtSameTime(data.records(), now, calendar, data.prices());
   return {.now = now,
           .day = day,

@@ -16,7 +16,7 @@ struct OverviewQuestion {
 struct Overview {
   TimePoint now;
   Period day;                             ///< today, labelled "today"
-  std::shared_ptr<const Report> today;    ///< with its hours; the rankings point into it
+  std::shared_ptr<const Report> today;    ///< with hours, agents and projects; the rankings point into it
   Estimate<CostEstimate> rate;            ///< dollars per hour now (Derived::currentHourlyRate)
   Estimate<CostEstimate> yesterdaySoFar;  ///< by the same time of day
   Estimate<double> change;                ///< from `yesterdaySoFar` to today, in percent

@@ -5,7 +5,7 @@
 namespace tallyfin::Answers {
 
 Projects projects(DataSource& data, const ProjectsQuestion& question) {
-  ReportParts parts;
+  ReportParts parts = ReportParts::only(&ReportParts::projects);
   parts.agentsByProject = question.agents > 0;
   const auto report =
       std::make_shared<const Report>(data.report(question.period, question.filters.predicate, parts));

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <vector>
 
 namespace tallyfin::Answers {
@@ -20,10 +19,10 @@ struct ProjectsQuestion {
 
 struct ProjectRow {
   InternedText project;
-  const Bucket* bucket = nullptr;     ///< points into the report of the answer
-  std::set<Provenance> labelReasons;  ///< how the label was reached
-  Ranking<AgentIdentity> agents;      ///< the costliest
-  std::int64_t moreAgents = 0;        ///< how many more there are
+  const Bucket* bucket = nullptr;  ///< points into the report of the answer
+  ProvenanceSet labelReasons;      ///< how the label was reached
+  Ranking<AgentIdentity> agents;   ///< the costliest
+  std::int64_t moreAgents = 0;     ///< how many more there are
 };
 
 struct Projects {

@@ -15,7 +15,8 @@ std::optional<std::string> homeOf(const std::string& path, const std::vector<Sou
 
 FigureProvenance provenance(DataSource& data, const ProvenanceQuestion& question) {
   const auto& [period, filters] = question;
-  const auto report = std::make_shared<const Report>(data.report(period, filters.predicate));
+  const auto report =
+      std::make_shared<const Report>(data.report(period, filters.predicate, ReportParts::only()));
   FigureProvenance answer{
       .period = period,
       .filters = filters,

@@ -22,7 +22,8 @@ HomeState stateOf(const SourceHome& home, const Report& report) {
 Sources sources(DataSource& data) {
   const TimePoint now = data.now();
   const RefreshStats stats = data.ensureFresh();
-  const Report report = data.report(Period::all());
+  const Report report =
+      data.report(Period::all(), {}, ReportParts::only(&ReportParts::agents, &ReportParts::origins));
   AgentRoster roster = data.roster();  // a copy, since its counters would add up from call to call
   roster.recordCoverage(report.agentSession);
   Sources answer{.now = now,

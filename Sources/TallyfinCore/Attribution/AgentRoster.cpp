@@ -23,8 +23,8 @@ std::string key(std::string_view name, std::string_view shortSession) {
   return Text::canonical(concat(name, "@", shortSession));
 }
 
-/// The members of a roster that matter. Each is read on its own, so that a hostile file of any shape takes
-/// little more memory than its bytes.
+// The members of a roster that matter. Each is read on its own, so that a hostile file of any shape takes
+// little more memory than its bytes.
 struct Member {
   std::optional<std::string> agentId;
   std::optional<std::string> agentType;
@@ -32,7 +32,7 @@ struct Member {
   std::optional<std::string> cwd;
 };
 
-/// Consumes a list of objects; absent when it is something else.
+// Consumes a list of objects; absent when it is something else.
 std::optional<std::vector<Member>> readMembers(JsonReader& reader) {
   if (reader.peek() != JsonReader::Kind::array) {
     reader.skipValue();
@@ -62,7 +62,7 @@ std::optional<std::vector<Member>> readMembers(JsonReader& reader) {
   return areObjects ? std::optional(std::move(members)) : std::nullopt;
 }
 
-/// The members with an `agentId` of a roster document; absent when it is none.
+// The members with an `agentId` of a roster document; absent when it is none.
 std::optional<std::vector<Member>> membersOf(std::string_view document) {
   JsonReader reader(document);
   std::optional<std::vector<Member>> members;
@@ -76,7 +76,7 @@ std::optional<std::vector<Member>> membersOf(std::string_view document) {
   return reader.finish() ? std::move(members) : std::nullopt;
 }
 
-/// A member by its `agentId`: name, "@" and session, with or without "session-". Absent without one of them.
+// A member by its `agentId`: name, "@" and session, with or without "session-". Absent without one of them.
 std::optional<RosterEntry> entryOf(Member&& member) {
   const std::string_view agentId = *member.agentId;
   const std::size_t at = agentId.find('@');

@@ -48,6 +48,13 @@ struct NumberMember {
   std::optional<double> value = std::nullopt;
 };
 
+using Until = std::optional<CalendarDate>;
+
+// By last day; the open-ended price comes last.
+struct Earlier {
+  bool operator()(const Until& left, const Until& right) const { return left && (!right || *left < *right); }
+};
+
 // One price as it is read.
 struct Draft {
   std::ptrdiff_t line = 0;
@@ -60,14 +67,17 @@ struct Draft {
 // Takes the events of the parser. At a fault in the text a function returns false, which ends the reading.
 class PriceReader : public nlohmann::json_sax<nlohmann::json> {
  public:
-  explicit PriceReader(std::string_view text) : text_(text), taken_(text.data()) {}
+  explicit PriceReader(std::string_view text) : text_(text), taken_(text.data()), counted_(text.data()) {}
 
   PriceList read() {
     PriceList list;
     const char* const end = text_.data() + text_.size();
     if (nlohmann::json::sax_parse(Reading{text_.data(), &taken_}, Reading{end, &taken_}, this)) {
-      for (auto& [model, tiers] : models_) {
-        list.own.push_back({model, std::move(tiers)});
+      for (const auto& [model, tiers] : models_) {
+        std::vector<PriceTier>& own = list.own.emplace_back(PricedModel{model, {}}).tiers;
+        for (const auto& [until, prices] : tiers) {
+          own.push_back({until, prices});
+        }
       }
     } else {
       list.problem = problem_;
@@ -168,7 +178,12 @@ class PriceReader : public nlohmann::json_sax<nlohmann::json> {
 
   static bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
-  std::ptrdiff_t line() const { return 1 + std::count(text_.data(), taken_, '\n'); }
+  // The line of the last character taken. Counts on from where the last call stopped, since each price asks.
+  std::ptrdiff_t line() {
+    line_ += std::count(counted_, taken_, '\n');
+    counted_ = taken_;
+    return line_;
+  }
 
   bool fail(std::string_view reason) { return failAt(line(), reason); }
   bool failAt(std::ptrdiff_t line, std::string_view reason) {
@@ -225,27 +240,23 @@ class PriceReader : public nlohmann::json_sax<nlohmann::json> {
                                                        : "\"output\"",
                                         " is missing"));
     }
-    std::vector<PriceTier>& tiers = models_[*draft_.model];
-    const auto isEarlier = [](const PriceTier& tier, const std::optional<CalendarDate>& until) {
-      return tier.until && (!until || *tier.until < *until);
-    };
-    const auto place = std::lower_bound(tiers.begin(), tiers.end(), draft_.until, isEarlier);
-    if (place != tiers.end() && place->until == draft_.until) {
+    const Prices prices{*input.value, *output.value, write5m.value, write1h.value, read.value, true};
+    if (!models_[*draft_.model].emplace(draft_.until, prices).second) {
       return failAt(draft_.line, concat("a second price of ", shown(*draft_.model),
                                         draft_.until ? " with the same last day" : " without a last day"));
     }
-    tiers.insert(
-        place, {draft_.until, {*input.value, *output.value, write5m.value, write1h.value, read.value, true}});
     return true;
   }
 
   std::string_view text_;
-  const char* taken_;  // the last character that the parser took
+  const char* taken_;    // the last character that the parser took
+  const char* counted_;  // up to where `line_` counts
+  std::ptrdiff_t line_ = 1;
   Place place_ = Place::start;
   std::string member_;
   std::vector<std::string> members_;  // those of the object that is read
   Draft draft_;
-  std::map<std::string, std::vector<PriceTier>, std::less<>> models_;
+  std::map<std::string, std::map<Until, Prices, Earlier>> models_;
   std::string problem_;
 };
 

@@ -4,6 +4,8 @@
 #include "TallyfinCore/Attribution/ListPrices.hpp"
 
 #include <algorithm>
+#include <cstddef>
+#include <string_view>
 
 namespace tallyfin::Pricing {
 namespace {
@@ -19,6 +21,30 @@ std::vector<PricedModel> makeTable() {
   return models;
 }
 
+// Adds each of `models` with which the id begins. The models are in text order, so each of them stands at or
+// before the id. The last model that is not behind `start` has the longest common beginning with the id; no
+// longer one has to be searched for.
+void addOwn(std::vector<const PricedModel*>& found, std::string_view id,
+            std::span<const PricedModel> models) {
+  std::string_view start = id;
+  while (!models.empty()) {
+    const auto after = std::ranges::upper_bound(models, start, {}, &PricedModel::model);
+    models = models.first(static_cast<std::size_t>(after - models.begin()));
+    if (models.empty()) {
+      return;
+    }
+    const std::string_view last = models.back().model;
+    const auto shared = std::ranges::mismatch(last, start).in1;
+    start = start.substr(0, static_cast<std::size_t>(shared - last.begin()));
+    if (shared == last.end()) {
+      if (Text::hasPrefix(id, last)) {
+        found.push_back(&models.back());
+      }
+      models = models.first(models.size() - 1);
+    }
+  }
+}
+
 }  // namespace
 
 Estimate<double> webFetchCost() {
@@ -32,11 +58,10 @@ std::span<const PricedModel> table() {
 
 std::vector<const PricedModel*> candidates(InternedText model, const PriceList& list) {
   std::vector<const PricedModel*> found;
-  for (const std::span<const PricedModel> models : {std::span<const PricedModel>(list.own), table()}) {
-    for (const PricedModel& one : models) {
-      if (Text::hasPrefix(model.canonical(), one.model)) {
-        found.push_back(&one);
-      }
+  addOwn(found, model.canonical(), list.own);
+  for (const PricedModel& one : table()) {
+    if (Text::hasPrefix(model.canonical(), one.model)) {
+      found.push_back(&one);
     }
   }
   // Own ones were found first and stay before built-in ones of the same length.

@@ -4,6 +4,8 @@
 #include "Platform/Files.hpp"
 #include "Platform/Text.hpp"
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <utility>
 
@@ -16,14 +18,14 @@ constexpr std::string_view kNoDirectory = "(unknown cwd)";
 constexpr int kMostLevels = 40;  // the path and 39 directories above it
 
 bool hasTwoCharacters(std::string_view path) {
-  return path.size() > 1 && Text::characterCount(path) > 1;
+  return path.size() > Text::prefix(path, 1).size();
 }
 
-/// The innermost directory from `path` upwards that has an entry ".git"; absent when none has. The root
-/// directory "/" is not looked at. The view points into `path`.
-std::optional<std::string_view> gitRoot(std::string_view path) {
+// The innermost directory from `path` upwards, of at most `levels`, that has an entry ".git"; empty when
+// none has. The root directory "/" is not looked at. The view points into `path`.
+std::string_view gitRootAbove(std::string_view path, int levels) {
   std::string entry;
-  for (int level = 0; level < kMostLevels && hasTwoCharacters(path); ++level) {
+  for (; levels > 0 && hasTwoCharacters(path); --levels) {
     entry.assign(path).append("/.git");
     if (Files::exists(entry)) {
       return path;
@@ -34,25 +36,33 @@ std::optional<std::string_view> gitRoot(std::string_view path) {
     }
     path = parent;
   }
-  return std::nullopt;
+  return {};
+}
+
+// The repository that a working directory lies in; absent when it lies in none.
+std::optional<std::string_view> gitRoot(std::string_view path, ProjectResolver::Parent& last) {
+  const std::string_view parent = Files::withoutLastComponent(path);
+  if (parent == path || !hasTwoCharacters(path)) {
+    return std::nullopt;
+  }
+  if (last.path != parent) {
+    last.path = parent;
+    // A relative path of one part lies in the directory that the process works in.
+    last.exists = parent.empty() || Files::exists(last.path);
+    last.rootLength = gitRootAbove(parent, kMostLevels - 1).size();
+  }
+  if (last.exists && !gitRootAbove(path, 1).empty()) {
+    return path;
+  }
+  return last.rootLength > 0 ? std::optional(path.substr(0, last.rootLength)) : std::nullopt;
 }
 
 }  // namespace
 
 std::string_view text(Provenance provenance) {
-  switch (provenance) {
-    case Provenance::exact:
-      return "exact";
-    case Provenance::worktreeFolded:
-      return "worktreeFolded";
-    case Provenance::gitRootFolded:
-      return "gitRootFolded";
-    case Provenance::rawFallback:
-      break;
-    case Provenance::missing:
-      return "missing";
-  }
-  return "rawFallback";
+  constexpr std::array<std::string_view, 5> kTexts = {"exact", "worktreeFolded", "gitRootFolded",
+                                                      "rawFallback", "missing"};
+  return kTexts.at(static_cast<std::size_t>(provenance));
 }
 
 ProjectResolver::ProjectResolver(std::string home, bool consultDisk)
@@ -65,6 +75,14 @@ Resolved ProjectResolver::resolve(InternedText rawCwd, std::string_view transcri
                                        : Files::lastComponent(Files::withoutLastComponent(transcriptPath));
     return {InternedText(label), Provenance::missing};
   }
+  Parent none;
+  return resolve(rawCwd, none);
+}
+
+Resolved ProjectResolver::resolve(InternedText rawCwd, Parent& last) const {
+  if (rawCwd.empty()) {
+    return resolve(rawCwd);
+  }
   {
     const std::lock_guard guard(memo_->lock);
     if (const auto known = memo_->map.find(rawCwd.spelling()); known != memo_->map.end()) {
@@ -73,7 +91,7 @@ Resolved ProjectResolver::resolve(InternedText rawCwd, std::string_view transcri
   }
   // The disk may be slow, so it is asked outside the lock. Two threads may then ask for one directory at
   // once; both get the same answer.
-  const Resolved resolved = compute(rawCwd.text());
+  const Resolved resolved = compute(rawCwd, last);
   const std::lock_guard guard(memo_->lock);
   memo_->map.insert_or_assign(rawCwd.spelling(), resolved);
   return resolved;
@@ -88,11 +106,12 @@ std::string ProjectResolver::tildify(std::string_view path) const {
   return concat("~", path);
 }
 
-Resolved ProjectResolver::compute(std::string_view raw) const {
+Resolved ProjectResolver::compute(InternedText rawCwd, Parent& last) const {
+  const std::string_view raw = rawCwd.text();
   const std::size_t mark = raw.find(kWorktreeMark);
   const bool isWorktree = mark != std::string_view::npos;
   const std::string_view path = raw.substr(0, mark);
-  const std::optional<std::string_view> root = consultDisk_ ? gitRoot(path) : std::nullopt;
+  const std::optional<std::string_view> root = consultDisk_ ? gitRoot(path, last) : std::nullopt;
 
   Provenance provenance = Provenance::rawFallback;
   if (isWorktree) {
@@ -100,7 +119,8 @@ Resolved ProjectResolver::compute(std::string_view raw) const {
   } else if (root) {
     provenance = *root == path ? Provenance::exact : Provenance::gitRootFolded;
   }
-  return {InternedText(tildify(root.value_or(path))), provenance};
+  const std::string label = tildify(root.value_or(path));
+  return {label == raw ? rawCwd : InternedText(label), provenance};
 }
 
 }  // namespace tallyfin

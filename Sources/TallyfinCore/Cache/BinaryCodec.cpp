@@ -1,30 +1,24 @@
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 
 namespace tallyfin {
 namespace {
 
-const char* description(DecodeError::Kind kind) {
-  switch (kind) {
-    case DecodeError::Kind::truncated:
-      return "the input ends too early";
-    case DecodeError::Kind::badString:
-      return "the string table is too large";
-    case DecodeError::Kind::badStringIndex:
-      break;
-  }
-  return "a string that is not in the table";
-}
+// In the order of DecodeError::Kind.
+constexpr std::array kDescriptions = {"the input ends too early", "the string table is too large",
+                                      "a string that is not in the table"};
 
 }  // namespace
 
 std::uint32_t BinaryWriter::intern(std::string_view text) {
-  const auto [place, isNew] = indexOf_.try_emplace(text, static_cast<std::uint32_t>(strings_.size()));
+  const auto [entry, isNew] = indexOf_.try_emplace(text, static_cast<std::uint32_t>(strings_.size()));
   if (isNew) {
     add(text);
   }
-  return place->second;
+  return entry->second;
 }
 
 void BinaryWriter::reserve(std::size_t strings, std::size_t body) {
@@ -40,7 +34,7 @@ void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::s
   piece.append(header);
   put(piece, strings_.size());
   for (const std::string_view text : strings_) {
-    if (piece.size() + text.size() + kLongestInteger > kPiece) {
+    if (piece.size() + text.size() + longestInteger > kPiece) {
       out(piece.bytes());
       piece.clear();
     }
@@ -52,7 +46,8 @@ void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::s
   out(body_.bytes());
 }
 
-DecodeError::DecodeError(Kind kind) : std::runtime_error(description(kind)), kind_(kind) {}
+DecodeError::DecodeError(Kind kind)
+    : std::runtime_error(kDescriptions.at(static_cast<std::size_t>(kind))), kind_(kind) {}
 
 std::uint64_t BinaryReader::readLongUInt() {
   constexpr int kLastShift = 63;  // of the tenth byte, of which only the lowest bit can count
@@ -101,7 +96,7 @@ void BinaryReader::readStringTable(absl::FunctionRef<void(std::span<const std::s
     inPiece.clear();
   };
   for (std::uint64_t i = 0; i < count; ++i) {
-    if (static_cast<std::size_t>(end_ - next_) < kLongestInteger) {
+    if (static_cast<std::size_t>(end_ - next_) < longestInteger) {
       handOut();  // reading the length may fetch the next piece, which ends the views
     }
     const std::uint64_t length = readUInt();

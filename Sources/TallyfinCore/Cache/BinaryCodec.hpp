@@ -30,7 +30,7 @@ inline std::uint64_t littleEndian(std::uint64_t bits) {
   return std::endian::native == std::endian::little ? bits : __builtin_bswap64(bits);
 }
 
-inline constexpr std::size_t kLongestInteger = 10;  // bytes
+inline constexpr std::size_t longestInteger = 10;  // bytes
 
 /// Collects strings and a body, then hands them out as one file.
 class BinaryWriter {
@@ -70,13 +70,13 @@ class BinaryWriter {
 
  private:
   static void put(Buffer& buffer, std::uint64_t value) {
-    char* const start = buffer.room(kLongestInteger);
-    char* place = start;
+    char* const start = buffer.room(longestInteger);
+    char* end = start;
     for (; value >= 0x80; value >>= 7) {
-      *place++ = static_cast<char>(value | 0x80);
+      *end++ = static_cast<char>(value | 0x80);
     }
-    *place++ = static_cast<char>(value);
-    buffer.grow(static_cast<std::size_t>(place - start));
+    *end++ = static_cast<char>(value);
+    buffer.grow(static_cast<std::size_t>(end - start));
   }
 
   Buffer body_;

@@ -1,11 +1,11 @@
-// The cache file of ScanCache: its writer and its reader.
+#include "TallyfinCore/Cache/CacheFile.hpp"
 
 #include "Platform/AtomicFile.hpp"
+#include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
-#include "TallyfinCore/Cache/ScanCache.hpp"
 #include "absl/cleanup/cleanup.h"
 #include "absl/container/flat_hash_map.h"
 
@@ -14,6 +14,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <future>
 #include <limits>
 #include <mutex>
@@ -22,10 +23,15 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
-namespace tallyfin {
+namespace tallyfin::CacheFile {
 namespace {
+
+// What a file of any version begins with, and the version of the layout that is read and written.
+constexpr std::string_view kMagic = "TFC1";
+constexpr std::uint64_t kFormatVersion = 2;
 
 // More than the table of strings has room for: almost five million requests. A larger file is not used: the
 // transcripts are read again.
@@ -55,12 +61,6 @@ constexpr std::int64_t UsageRecord::*kCounts[] = {
 // the bytes left can hold is not believed.
 constexpr std::uint64_t kSmallestFileEntry = 21;
 constexpr std::uint64_t kSmallestRecordEntry = 23;
-
-// A value that no save writes: the file is damaged, or somebody else made it.
-class DamagedValue : public std::runtime_error {
- public:
-  DamagedValue() : std::runtime_error("a value that no transcript gives") {}
-};
 
 // Numbers all texts before it writes anything: so the string table, which stands first, goes out while
 // another thread makes what stands behind it.
@@ -165,19 +165,18 @@ class Writer {
 // version.
 std::optional<BinaryReader> readerOf(const PlainFile& file) {
   BinaryReader reader(file);
-  const bool isOurs = reader.bytesLeft() > ScanCache::magic.size() + 1 &&
-                      reader.readBytes(ScanCache::magic.size()) == ScanCache::magic &&
-                      reader.readUInt() == ScanCache::formatVersion;
+  const bool isOurs = reader.bytesLeft() > kMagic.size() + 1 && reader.readBytes(kMagic.size()) == kMagic &&
+                      reader.readUInt() == kFormatVersion;
   return isOurs ? std::optional(std::move(reader)) : std::nullopt;
 }
 
 // The string table as texts. They stand there in the order in which records name them first, so that one
 // thread can fill the table while another reads the records. Should somebody write into the file meanwhile,
 // the two see different files: then a text may be missing or another one.
-class TextTable {
+class StringTable {
  public:
   // `reader` stands before the string table, and must outlive the table.
-  TextTable(BinaryReader& reader, bool isWorthAThread)
+  StringTable(BinaryReader& reader, bool isWorthAThread)
       : filling_(std::async(onTheSide(isWorthAThread), [this, &reader] { fill(reader); })) {
     if (filling_.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
       filling_.get();
@@ -196,8 +195,8 @@ class TextTable {
   std::string bytesAt(std::uint32_t index) {
     const InternedText text = at(index);
     const std::lock_guard guard(lock_);
-    const auto place = repaired_.find(index);
-    return place == repaired_.end() ? std::string(text.text()) : place->second;
+    const auto found = repaired_.find(index);
+    return found == repaired_.end() ? std::string(text.text()) : found->second;
   }
 
  private:
@@ -255,7 +254,7 @@ class TextTable {
 class Reader {
  public:
   // `reader` stands before the string table, of which `texts` is made meanwhile.
-  Reader(BinaryReader reader, TextTable& texts) : reader_(std::move(reader)), texts_(texts) {}
+  Reader(BinaryReader reader, StringTable& texts) : reader_(std::move(reader)), texts_(texts) {}
 
   std::vector<FileProvenance> readFiles() {
     reader_.readStringTable([](std::span<const std::string_view>) {});
@@ -306,8 +305,8 @@ class Reader {
     return state;
   }
 
-  // Notes that the file being read has the key. Only damaged ones hold a key
-  // twice, so the index of the records, which takes a sixth of a load, is seldom built.
+  // Whether the file being read has not had the key before; notes that it has it now. Saved files hold each
+  // key once, so the index of the records, which takes a sixth of a load, is built for damaged ones only.
   bool isNewInFile(InternedText key) {
     if (key.number() >= fileOf_.size()) {
       fileOf_.resize(InternedText::count() + 1024, 0);
@@ -319,7 +318,7 @@ class Reader {
     UsageRecord record;
     record.timestamp.seconds = reader_.readDouble();
     if (!std::isfinite(record.timestamp.seconds)) {
-      throw DamagedValue();
+      throw std::range_error("a value that no save writes");
     }
     record.model = readText();
     record.sessionId = readText();
@@ -337,7 +336,7 @@ class Reader {
   std::int64_t readCount() {
     const std::uint64_t value = reader_.readUInt();
     if (value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-      throw DamagedValue();
+      throw std::range_error("a value that no save writes");
     }
     return static_cast<std::int64_t>(value);
   }
@@ -358,17 +357,17 @@ class Reader {
   AgentIdentity readAgent() {
     const std::uint32_t index = reader_.readStringIndex();
     if (std::exchange(agentIndex_, index) != index) {
-      const auto [place, isNew] = agents_.try_emplace(index);
+      const auto [known, isNew] = agents_.try_emplace(index);
       if (isNew) {
-        place->second = AgentIdentity::parse(texts_.at(index));
+        known->second = AgentIdentity::parse(texts_.at(index));
       }
-      agent_ = place->second;
+      agent_ = known->second;
     }
     return agent_;
   }
 
   BinaryReader reader_;
-  TextTable& texts_;
+  StringTable& texts_;
   absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by index of the text
   AgentIdentity agent_;                                       // the last one read, and its index
   std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
@@ -391,50 +390,65 @@ void sortByPath(std::vector<FileProvenance>& files) {
   files.erase(std::unique(files.begin(), files.end(), isSame), files.end());
 }
 
-bool ScanCache::load() {
+std::optional<Contents> load(const std::string& path, std::size_t threads) {
   constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;  // bytes
-  const PlainFile file(path_);
+  const PlainFile file(path);
   if (!file.isOpen() || file.attributes().size > kLargestFile) {
-    return false;
+    return std::nullopt;
   }
   try {
     std::optional<BinaryReader> ofTexts = readerOf(file);
     std::optional<BinaryReader> ofRecords = readerOf(file);
     if (!ofTexts || !ofRecords) {
-      return false;
+      return std::nullopt;
     }
-    TextTable texts(*ofTexts, threads_ > 1 && file.attributes().size > kWorthAThread);
-    Reader reader(std::move(*ofRecords), texts);
-    replaceFound(std::make_shared<const std::vector<FileProvenance>>(reader.readFiles()), true);
+    StringTable texts(*ofTexts, threads > 1 && file.attributes().size > kWorthAThread);
+    return Contents{Reader(std::move(*ofRecords), texts).readFiles(), file.attributes()};
   } catch (const DecodeError&) {
-    return false;
-  } catch (const DamagedValue&) {
-    return false;
+    return std::nullopt;
+  } catch (const std::range_error&) {
+    return std::nullopt;
   }
-  const std::lock_guard guard(lock_);
-  saved_ = files_;
-  savedFile_ = file.attributes();
-  return true;
 }
 
-void ScanCache::save() {
-  const std::optional<FileAttributes> there = Files::attributes(path_);
-  KnownFiles files;
-  {
-    const std::lock_guard guard(lock_);
-    files = files_;
-    if (files == saved_ && there == savedFile_) {
-      return;
-    }
-  }
-  Writer writer(*files);
-  std::string header(magic);
-  header.push_back(static_cast<char>(formatVersion));
-  const FileAttributes written =
-      AtomicFile::replace(path_, [&](AtomicFile::Output out) { writer.finish(header, out, threads_); });
-  const std::lock_guard guard(lock_);
-  saved_ = files;
-  savedFile_ = written;
+FileAttributes save(const std::string& path, const std::vector<FileProvenance>& files, std::size_t threads) {
+  Writer writer(files);
+  std::string header(kMagic);
+  header.push_back(static_cast<char>(kFormatVersion));
+  return AtomicFile::replace(path, [&](AtomicFile::Output out) { writer.finish(header, out, threads); });
 }
 
-}  // namespace tallyfin
+std::string pathFor(const Environment& environment) {
+  const std::optional<std::string> given = environment.expanded(environment.tallyfinCachePath);
+  if (!given) {
+    return defaultPath(Files::applicationSupportDirectory(environment.home));
+  }
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(*given, error);
+  return error ? *given : absolute.string();
+}
+
+std::string defaultPath(const std::string& applicationSupport) {
+  return concat(applicationSupport, "/net.quillpond.tallyfin/scan-cache.v2.bin");
+}
+
+void makeFolderOf(const std::string& path) {
+  // Resolved first, so that no folder is made which a later ".." leaves again.
+  if (const std::string_view folder = Files::withoutLastComponent(path); !folder.empty()) {
+    Files::createDirectories(Files::target(std::string(folder)));
+  }
+}
+
+bool isForeign(const std::string& path) {
+  std::error_code unknown;  // then `save` tells what is wrong with the path
+  if (!std::filesystem::exists(std::filesystem::symlink_status(path, unknown))) {
+    return false;
+  }
+  const PlainFile file(path);
+  std::array<char, kMagic.size()> start{};
+  const std::ptrdiff_t count = file.isOpen() ? file.read(start.data(), start.size(), 0) : -1;
+  return count < 0 ||
+         (count > 0 && std::string_view(start.data(), static_cast<std::size_t>(count)) != kMagic);
+}
+
+}  // namespace tallyfin::CacheFile

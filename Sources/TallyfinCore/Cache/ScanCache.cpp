@@ -1,39 +1,25 @@
 #include "TallyfinCore/Cache/ScanCache.hpp"
 
-#include "Platform/Concat.hpp"
-#include "Platform/Descriptor.hpp"
 #include "Platform/Files.hpp"
-#include "Platform/Numbers.hpp"
 #include "Platform/Parallel.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <filesystem>
 #include <future>
 #include <optional>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
 namespace tallyfin {
 namespace {
 
-std::int64_t& counterOf(FileChange change, RefreshStats& stats) {
-  switch (change) {
-    case FileChange::isNew:
-      return stats.filesNew;
-    case FileChange::rewound:
-      return stats.filesRewound;
-    case FileChange::unchanged:
-      return stats.filesUnchanged;
-    case FileChange::grown:
-      break;
-  }
-  return stats.filesGrown;
-}
+// The counters of files by what became of them, in the order of FileChange.
+constexpr std::int64_t RefreshStats::*kFilesByChange[] = {
+    &RefreshStats::filesNew, &RefreshStats::filesRewound, &RefreshStats::filesUnchanged,
+    &RefreshStats::filesGrown};
 
 // Gives each listed file its known state, and returns how many known files are listed. Files that follow each
 // other in the listing mostly do so in the order of paths, too, so most are found right behind the one
@@ -45,8 +31,8 @@ std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<Fi
   for (FileReading& reading : readings) {
     const std::string& path = reading.file->path;
     if (at == known.size() || known[at].path != path) {
-      const auto place = std::ranges::lower_bound(known, path, Text::isBefore, &FileProvenance::path);
-      at = static_cast<std::size_t>(place - known.begin());
+      const auto position = std::ranges::lower_bound(known, path, Text::isBefore, &FileProvenance::path);
+      at = static_cast<std::size_t>(position - known.begin());
     }
     if (at < known.size() && known[at].path == path) {
       if (!isTaken[at]) {
@@ -70,7 +56,7 @@ std::shared_ptr<const std::vector<FileProvenance>> filesOf(const std::vector<Fil
       files.push_back({reading.file->path, reading.now});
     }
   }
-  sortByPath(files);
+  CacheFile::sortByPath(files);
   return std::make_shared<const std::vector<FileProvenance>>(std::move(files));
 }
 
@@ -101,52 +87,35 @@ Estimate<double> RefreshStats::savedFraction() const {
 
 ScanCache::ScanCache(std::string path, std::size_t threads) : path_(std::move(path)), threads_(threads) {}
 
-std::string ScanCache::defaultPath(const std::string& applicationSupport) {
-  return concat(applicationSupport, "/", folderName, "/", fileName);
-}
-
-bool ScanCache::isOccupied(const std::string& path) {
-  std::error_code unknown;  // then `save` tells what is wrong with the path
-  if (!std::filesystem::exists(std::filesystem::symlink_status(path, unknown))) {
+bool ScanCache::load() {
+  std::optional<CacheFile::Contents> contents = CacheFile::load(path_, threads_);
+  if (!contents) {
     return false;
   }
-  const PlainFile file(path);
-  std::array<char, magic.size()> start{};
-  const std::ptrdiff_t count = file.isOpen() ? file.read(start.data(), start.size(), 0) : -1;
-  return count < 0 || (count > 0 && std::string_view(start.data(), static_cast<std::size_t>(count)) != magic);
+  const std::lock_guard guard(lock_);
+  files_ = found_ = saved_ = std::make_shared<const std::vector<FileProvenance>>(std::move(contents->files));
+  savedFile_ = contents->attributes;
+  return true;
 }
 
-void ScanCache::makeFolder() const {
-  // Resolved first, so that no folder is made which a later ".." leaves again.
-  if (const std::string_view folder = Files::withoutLastComponent(path_); !folder.empty()) {
-    Files::createDirectories(Files::target(std::string(folder)));
+void ScanCache::save() {
+  const std::optional<FileAttributes> there = Files::attributes(path_);
+  KnownFiles files;
+  {
+    const std::lock_guard guard(lock_);
+    files = files_;
+    if (files == saved_ && there == savedFile_) {
+      return;
+    }
   }
-}
-
-std::string cacheLocation(const Environment& environment) {
-  const std::optional<std::string> given = environment.expanded(environment.tallyfinCachePath);
-  if (!given) {
-    return ScanCache::defaultPath(Files::applicationSupportDirectory(environment.home));
-  }
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(*given, error);
-  return error ? *given : absolute.string();
+  const FileAttributes written = CacheFile::save(path_, *files, threads_);
+  const std::lock_guard guard(lock_);
+  saved_ = files;
+  savedFile_ = written;
 }
 
 ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, const Clock& clock,
-                                        absl::FunctionRef<void()> looked, const ReadProgress& progress) {
-  return look(homes, clock, looked, progress, false);
-}
-
-ScanCache::Refreshed ScanCache::loadAndRefresh(const std::vector<SourceHome>& homes, const Clock& clock,
-                                               absl::FunctionRef<void()> looked,
-                                               const ReadProgress& progress) {
-  return look(homes, clock, looked, progress, true);
-}
-
-ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const Clock& clock,
-                                     absl::FunctionRef<void()> looked, const ReadProgress& progress,
-                                     bool isStart) {
+                                        const RefreshOptions& options) {
   const TimePoint start = clock();
   Refreshed done;
   ScanDiagnostics& diagnostics = done.result.diagnostics;
@@ -156,44 +125,48 @@ ScanCache::Refreshed ScanCache::look(const std::vector<SourceHome>& homes, const
   // Listing mostly waits for the system and loading for memory, so at once they take as long as the longer of
   // the two. The calling thread does the loading, since the memory of other threads grows with one call to
   // the system for every few pages.
-  std::future<void> listing = std::async(onTheSide(isStart && threads_ > 1), [&] {
-    listed = Scanner::listing(homes, diagnostics, isStart ? 1 : threads_);
+  std::future<void> listing = std::async(onTheSide(options.loadsFirst && threads_ > 1), [&] {
+    listed = Scanner::listing(homes, diagnostics, options.loadsFirst ? 1 : threads_);
     readings = readingsOf(listed);
   });
-  if (isStart) {
+  if (options.loadsFirst) {
     load();
   }
   listing.get();
   const KnownFiles before = known();
   stats.fromCache = !before->empty();
   stats.filesGone = static_cast<std::int64_t>(before->size()) - matchKnown(readings, *before);
-  read(readings, threads_, progress);
+  read(readings, threads_, options.progress);
   const bool isKept = !wasShortOfMeans(diagnostics);
   replaceFound(isUnchanged(readings, *before) ? before : filesOf(readings), isKept);
-  if (isKept) {
-    looked();
+  if (isKept && options.onRead) {
+    options.onRead();
   }
 
-  UnifiedRequests requests;
-  requests.reserve(requestsIn(readings));
   for (const FileReading& reading : readings) {
-    if (reading.now == nullptr) {
-      continue;
+    if (reading.now != nullptr) {
+      ++(stats.*kFilesByChange[static_cast<std::size_t>(reading.change)]);
+      stats.bytesRead += reading.bytesRead;
     }
-    ++counterOf(reading.change, stats);
-    stats.bytesRead += reading.bytesRead;
-    diagnostics.bytesRead += reading.now->consumed;
-    diagnostics.add(reading.seen, reading.file->path);
-    if (reading.hasFailed) {
-      diagnostics.filesUnreadable.push_back(reading.file->path);
-    }
-    requests.add(recordsOf(reading.now));
   }
-  done.result.records = std::move(requests).takeRecords();
-  diagnostics.filesScanned = stats.filesTotal = static_cast<std::int64_t>(listed.size());
-  diagnostics.uniqueRequests = static_cast<std::int64_t>(done.result.records.size());
+  done.result.records = unified(readings, diagnostics).takeRecords();
+  stats.filesTotal = diagnostics.filesScanned;
   diagnostics.duration = stats.duration = std::max(0.0, clock().seconds - start.seconds);
   return done;
+}
+
+VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome>& homes,
+                                                    const Calendar& calendar, const Clock& clock,
+                                                    const PriceList& prices, const ReadProgress& progress) {
+  const VerificationResult result = verifyCache(*known(), homes, calendar, clock, prices, threads_, progress);
+  const std::lock_guard guard(lock_);
+  lastVerification_ = result;
+  return result;
+}
+
+std::optional<VerificationResult> ScanCache::lastVerification() const {
+  const std::lock_guard guard(lock_);
+  return lastVerification_;
 }
 
 void ScanCache::clear() {

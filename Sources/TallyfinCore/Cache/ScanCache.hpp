@@ -1,15 +1,6 @@
 #pragma once
 
-// What each transcript contributed, in memory and in one file, so that a look at the transcripts reads only
-// what grew. A pure optimisation: a lost, old or damaged file costs a full read and nothing else, so nothing
-// in it is ever repaired or migrated.
-//
-//   "TFC1" | version 2 | string table | file count | files, sorted by path
-//   file:   path size mtime inode consumed  8 counters  record count  records
-//   record: key timestamp model session cwd home agent  7 counts  assumed  rank
-//
-// Integers and texts as in BinaryCodec.hpp, mtime and timestamp are doubles, `assumed` is a byte. No
-// alignment, no checksum. Any other version means: read everything again.
+// What each transcript contributed, in memory and in the cache file, so that a refresh reads only what grew.
 
 #include "Platform/Calendar.hpp"
 #include "Platform/Parallel.hpp"
@@ -19,14 +10,13 @@
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/Scanner.hpp"
-#include "absl/functional/function_ref.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace tallyfin {
@@ -47,43 +37,24 @@ struct RefreshStats {
   Estimate<double> savedFraction() const;
 };
 
-/// Brings files into the order of their paths: by code points of the canonical forms, then by bytes. Of
-/// several entries with the same path the first stays.
-void sortByPath(std::vector<FileProvenance>& files);
-
-/// Where the cache file lies: TALLYFIN_CACHE_PATH, with its tilde expanded and made absolute, or the default
-/// place.
-std::string cacheLocation(const Environment& environment);
+/// What a refresh does beside its work.
+struct RefreshOptions {
+  bool loadsFirst = false;  ///< whether it calls `load`, which happens while transcripts are listed
+  /// Called when all files were read, before their requests are unified: from there on `save` writes what
+  /// this refresh found. Not called when what was known before stays.
+  std::function<void()> onRead = {};
+  ReadProgress progress = {};  ///< is told of the reading
+};
 
 /// The cache in memory and its file. Safe from any thread; of two refreshes at once, the result of the one
 /// that ends later is kept.
 class ScanCache {
  public:
-  static constexpr std::uint64_t formatVersion = 2;
-
-  /// What a cache file of any version begins with.
-  static constexpr std::string_view magic = "TFC1";
-
-  /// The name of the file in its folder, and that folder below the application-support directory.
-  static constexpr const char* fileName = "scan-cache.v2.bin";
-  static constexpr const char* folderName = "net.quillpond.tallyfin";
-
-  /// `path` is where the cache file lies. Nothing is read before `load`, and no folder is made before
-  /// `makeFolder`. Transcripts are read on at most `threads` threads.
+  /// `path` is where the cache file lies (CacheFile::pathFor). Nothing is read before `load`, and no folder
+  /// is made. Transcripts are read on at most `threads` threads.
   explicit ScanCache(std::string path, std::size_t threads = processors());
 
-  /// The default place below an application-support directory.
-  static std::string defaultPath(const std::string& applicationSupport);
-
-  /// Whether something lies at `path` that is neither a cache, of whatever version and state, nor an empty
-  /// file. What cannot be read counts as no cache.
-  static bool isOccupied(const std::string& path);
-
   const std::string& cachePath() const { return path_; }
-
-  /// Makes the folder of the cache file with its missing parents. A failure is ignored: it shows when saving
-  /// fails.
-  void makeFolder() const;
 
   /// Replaces what is known by the file's content; false, and nothing changed, when the file is missing,
   /// foreign, of another version, cut off or damaged.
@@ -105,17 +76,9 @@ class ScanCache {
   /// Transcripts below a folder that cannot be listed are in no figure of this refresh. When the reason may
   /// stay, such as a missing permission, they are forgotten, and read as new ones when the folder can be
   /// listed again. When descriptors or memory ran out, what was known before stays: the next refresh goes on
-  /// from there, and `looked` is not called. `clock` times it. `looked` is called when all files were read,
-  /// before their requests are unified: from there on `save` writes what this refresh found. `progress`, when
-  /// given, is told of the reading.
-  Refreshed refresh(
-      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
-      const ReadProgress& progress = {});
-
-  /// `load` and `refresh` in one, at a start: the cache file is read while transcripts are listed.
-  Refreshed loadAndRefresh(
-      const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked = [] {},
-      const ReadProgress& progress = {});
+  /// from there. `clock` times it.
+  Refreshed refresh(const std::vector<SourceHome>& homes, const Clock& clock,
+                    const RefreshOptions& options = {});
 
   /// Reads from scratch all bytes that the cache claims to have read, and compares the requests. Bytes beyond
   /// those are only counted, so transcripts may be written to meanwhile. Changes neither what is known nor
@@ -138,8 +101,6 @@ class ScanCache {
   // Sorted by path, as in the file. Shared, not copied: a save works on it outside the lock.
   using KnownFiles = std::shared_ptr<const std::vector<FileProvenance>>;
 
-  Refreshed look(const std::vector<SourceHome>& homes, const Clock& clock, absl::FunctionRef<void()> looked,
-                 const ReadProgress& progress, bool isStart);
   KnownFiles known() const;
   // Sets what the last look found. When `isKept`, the next one goes on from it and `save` writes it.
   void replaceFound(KnownFiles files, bool isKept);

@@ -1,12 +1,7 @@
-// The check of the cache against a fresh read of the bytes that it claims.
-
 #include "TallyfinCore/Cache/Verification.hpp"
 
-#include "Platform/Calendar.hpp"
 #include "Platform/Concat.hpp"
-#include "Platform/Files.hpp"
 #include "TallyfinCore/Attribution/Pricing.hpp"
-#include "TallyfinCore/Cache/ScanCache.hpp"
 #include "TallyfinCore/Transcripts/UnifiedRequests.hpp"
 #include "absl/container/flat_hash_map.h"
 #include "absl/strings/str_format.h"
@@ -58,17 +53,16 @@ void compare(const UnifiedRequests& cached, const UnifiedRequests& fresh, Verifi
 
 }  // namespace
 
-VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome>& homes,
-                                                    const Calendar& calendar, const Clock& clock,
-                                                    const PriceList& prices, const ReadProgress& progress) {
+VerificationResult verifyCache(const std::vector<FileProvenance>& known, const std::vector<SourceHome>& homes,
+                               const Calendar& calendar, const Clock& clock, const PriceList& prices,
+                               std::size_t threads, const ReadProgress& progress) {
   const TimePoint start = clock();
-  const KnownFiles files = known();
   VerificationResult result;
   ScanDiagnostics seen;
   const std::vector<TranscriptFile> listed = Scanner::listing(homes, seen);
   result.foldersUnreadable = std::move(seen.foldersUnreadable);
   absl::flat_hash_map<std::string_view, std::shared_ptr<const FileState>> notListed;
-  for (const FileProvenance& file : *files) {
+  for (const FileProvenance& file : known) {
     notListed.emplace(file.path, file.state);
   }
 
@@ -76,25 +70,21 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
   UnifiedRequests cached;
   std::vector<FileReading> readings;
   for (const FileReading& reading : readingsOf(listed)) {
-    const auto known = notListed.find(reading.file->path);
-    if (known == notListed.end()) {
+    const auto found = notListed.find(reading.file->path);
+    if (found == notListed.end()) {
       result.bytesNotCompared += bytesBeyond(0, reading);
       continue;
     }
-    result.bytesNotCompared += bytesBeyond(known->second->consumed, reading);
-    cached.add(recordsOf(known->second));
+    result.bytesNotCompared += bytesBeyond(found->second->consumed, reading);
+    cached.add(recordsOf(found->second));
     readings.push_back(reading);
-    readings.back().upTo = known->second->consumed;
-    notListed.erase(known);
+    readings.back().upTo = found->second->consumed;
+    notListed.erase(found);
   }
-  read(readings, threads_, progress);
-  UnifiedRequests fresh;
-  for (const FileReading& reading : readings) {
-    if (reading.now != nullptr) {  // requests that a failed read did not give count as extra in the cache
-      fresh.add(recordsOf(reading.now));
-    }
-  }
-  for (const FileProvenance& file : *files) {
+  read(readings, threads, progress);
+  // Requests that a failed read did not give count as extra in the cache.
+  const UnifiedRequests fresh = unified(readings, seen);
+  for (const FileProvenance& file : known) {
     if (notListed.contains(file.path)) {
       cached.add(recordsOf(file.state));
     }
@@ -105,14 +95,7 @@ VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome
   compare(cached, fresh, result);
   result.checkedAt = clock();
   result.duration = std::max(0.0, result.checkedAt.seconds - start.seconds);
-  const std::lock_guard guard(lock_);
-  lastVerification_ = result;
   return result;
-}
-
-std::optional<VerificationResult> ScanCache::lastVerification() const {
-  const std::lock_guard guard(lock_);
-  return lastVerification_;
 }
 
 std::string VerificationResult::summary() const {

@@ -1,16 +1,22 @@
 #pragma once
 
-// What a check of the cache against a fresh read found (ScanCache::verifyAgainstFullScan).
+// The check of what the cache knows against a fresh read of the same bytes.
 
+#include "Platform/Calendar.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/TimePoint.hpp"
+#include "TallyfinCore/Attribution/PriceList.hpp"
+#include "TallyfinCore/Transcripts/Homes.hpp"
+#include "TallyfinCore/Transcripts/Reading.hpp"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace tallyfin {
 
+/// What such a check found.
 struct VerificationResult {
   TimePoint checkedAt;                  ///< when the check ended
   std::int64_t cachedRequests = 0;      ///< requests that the cache holds
@@ -35,5 +41,11 @@ struct VerificationResult {
 
   friend bool operator==(const VerificationResult&, const VerificationResult&) = default;
 };
+
+/// Reads from scratch, on at most `threads` threads, all bytes that `known` claims to have read, and compares
+/// the requests: the work of ScanCache::verifyAgainstFullScan, which tells more.
+VerificationResult verifyCache(const std::vector<FileProvenance>& known, const std::vector<SourceHome>& homes,
+                               const Calendar& calendar, const Clock& clock, const PriceList& prices,
+                               std::size_t threads, const ReadProgress& progress);
 
 }  // namespace tallyfin

@@ -1,7 +1,6 @@
-// What a row of a breakdown tells beside its sums: where it belongs, and why it stands under its key.
+#include "TallyfinCore/Exports/Attribution.hpp"
 
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Exports/ExportText.hpp"
 #include "absl/strings/str_join.h"
 
 #include <map>
@@ -32,23 +31,25 @@ std::string_view textOr(const Map& map, const Key& key, std::string_view otherwi
 }
 
 Attribution ofProject(const Entry& entry, const Report& report) {
-  const auto found = report.projectProvenance.find(InternedText(entry.key));
+  const auto found = report.projectProvenance.find(entry.key);
   if (found == report.projectProvenance.end() || found->second.empty()) {
-    return {.project = entry.key,
+    return {.project = entry.key.text(),
             .note = "unknown — the report carries no label provenance for this project"};
   }
   std::map<std::string_view, std::string_view> reasons;  // in the order of their names
-  for (const Provenance provenance : found->second) {
-    reasons.emplace(text(provenance), inWords(provenance));
+  for (const Provenance provenance : allProvenances) {
+    if (found->second.contains(provenance)) {
+      reasons.emplace(text(provenance), inWords(provenance));
+    }
   }
   const auto words = [](std::string* out, const auto& reason) { append(*out, reason.second); };
-  return {.project = entry.key, .note = absl::StrJoin(reasons, "; ", words)};
+  return {.project = entry.key.text(), .note = absl::StrJoin(reasons, "; ", words)};
 }
 
 Attribution ofSession(const Entry& entry, const Report& report) {
-  return {.project = textOr(report.sessionProject, InternedText(entry.key),
+  return {.project = textOr(report.sessionProject, entry.key,
                             "unknown — no project could be attached to this session"),
-          .session = entry.key,
+          .session = entry.key.text(),
           .note = "project taken from the session's last activity"};
 }
 
@@ -57,7 +58,7 @@ Attribution ofAgent(const Entry& entry, const Report& report) {
   Attribution cells{
       .project = textOr(report.agentProject, agent, "unknown — no project recorded for this agent"),
       .session = textOr(report.agentSession, agent, "unknown — no session recorded for this agent"),
-      .agent = entry.label,
+      .agent = entry.label(),
       .agentKind = "main session",
       .note = "requests with no agentId, i.e. the main session"};
   if (agent.kind() == AgentIdentity::Kind::named) {

@@ -1,10 +1,11 @@
-// The form of a report for a person, and the names of the files that go with it.
+#include "TallyfinCore/Exports/ClipboardSummary.hpp"
 
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -46,56 +47,20 @@ void appendTotal(std::string& out, const Report& report, const Stamps& stamps) {
 }
 
 void appendAxis(std::string& out, const Report& report, Axis axis, const Options& options) {
-  const std::vector<Entry> entries = rows(report, axis, options.calendar);
-  if (entries.empty()) {
+  const std::int64_t count = rowCount(report, axis);
+  if (count == 0) {
     return;
   }
   append(out, "\n", title(axis), "\n");
-  const auto count = static_cast<std::int64_t>(entries.size());
   const std::int64_t shown = std::clamp<std::int64_t>(options.summaryRowLimit, 0, count);
-  for (std::int64_t i = 0; i < shown; ++i) {
-    const Entry& entry = entries[static_cast<std::size_t>(i)];
-    append(out, "  ", Text::fitted(entry.label, kLabelWidth), "  ", costInSummary(*entry.bucket), kSeparator,
-           volume(*entry.bucket), "\n");
+  for (const Entry& entry : rows(report, axis, options.calendar, shown)) {
+    append(out, "  ", Text::fitted(entry.label(), kLabelWidth), "  ", costInSummary(*entry.bucket),
+           kSeparator, volume(*entry.bucket), "\n");
   }
   if (count > shown) {
     append(out, "  (", counted(count - shown, "more row", "more rows"),
            " — the CSV export has all of them)\n");
   }
-}
-
-// Lower-case letters and numbers, as many as `room` bytes take; whatever stands between them becomes one
-// hyphen.
-std::string slug(std::string_view text, std::size_t room) {
-  const std::string lower = Text::lowercased(text);
-  std::string result;
-  bool hasGap = false;
-  for (std::string_view rest = lower; !rest.empty();) {
-    const std::string_view character = Text::prefix(rest, 1);
-    rest.remove_prefix(character.size());
-    if (Text::beginsWithLetterOrNumber(character)) {
-      const std::string_view gap = hasGap && !result.empty() ? "-" : "";
-      if (result.size() + gap.size() + character.size() > room) {
-        break;
-      }
-      append(result, gap, character);
-      hasGap = false;
-    } else {
-      hasGap = true;
-    }
-  }
-  return result;
-}
-
-std::string periodTag(const Options& options, std::size_t room) {
-  const Stamps stamps(options.calendar);
-  if (options.periodLabel) {
-    return slug(*options.periodLabel, room);
-  }
-  if (options.from && options.to) {
-    return concat(stamps.day(*options.from), "_", stamps.day(*options.to));
-  }
-  return stamps.day(options.generatedAt);
 }
 
 }  // namespace
@@ -121,13 +86,6 @@ std::string clipboardSummary(const Report& report, const Options& options) {
   }
   append(out, "\n— ", Derived::disclaimer, "\n");
   return out;
-}
-
-std::string suggestedFileName(const Document& document, const Options& options, std::string_view extension) {
-  constexpr std::size_t kLongestName = 255;  // bytes, what file systems take
-  const std::optional<Axis> axis = document.axis();
-  const std::string start = concat("tallyfin-", axis ? columnValue(*axis) : "provenance", "-");
-  return concat(start, periodTag(options, kLongestName - start.size() - extension.size()), extension);
 }
 
 }  // namespace tallyfin::Exporter

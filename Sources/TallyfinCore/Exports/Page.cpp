@@ -9,8 +9,11 @@
 #include "TallyfinCore/Exports/PageTemplate.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -123,18 +126,29 @@ Markup figure(std::string_view term, const Markup& value, const Markup& detail =
                  detail.html().empty() ? Markup() : element("dd", {{"class", "detail"}}, detail));
 }
 
-Markup keyFigures(const Report& report) {
+// What the page shows of the parts that may have as many rows as there are requests.
+struct LargeParts {
+  Shown<AgentIdentity> agents;
+  Report::Split split;
+  Shown<InternedText> projects;
+  std::vector<ProvenanceLine> provenance;
+  Shown<InternedText> sessions;
+  absl::flat_hash_map<InternedText, InternedText> sessionProject;  // of the shown sessions
+  AgentsByKey agentsByProject;                                     // of the shown agents and projects
+};
+
+Markup keyFigures(const Report& report, const LargeParts& large) {
   const Bucket& total = report.total;
   if (total.requests < 1 && report.diagnostics.filesScanned < 1) {
     return {};  // nothing was read, so nothing was counted
   }
-  const auto size = [](const auto& axis) { return grouped(static_cast<std::int64_t>(axis.size())); };
+  const auto count = [](std::size_t rows) { return grouped(static_cast<std::int64_t>(rows)); };
   Markup all = figure("Requests", grouped(total.requests));
   all += figure("Days with activity", grouped(report.activeDays()));
   all += figure("Average of an active day", amount(report.averagePerActiveDay()));
   all += figure("Median of an active day", amount(report.medianPerActiveDay()));
-  all += figure("Agents", size(report.byAgent));
-  all += figure("Sessions", size(report.bySession));
+  all += figure("Agents", count(large.agents.all));
+  all += figure("Sessions", count(large.sessions.all));
   all += figure("Tokens", grouped(total.totalTokens()),
                 concat("in ", grouped(total.input), " · out ", grouped(total.output), " · cache write ",
                        grouped(total.cacheWrite()), " · cache read ", grouped(total.cacheRead)));
@@ -142,8 +156,7 @@ Markup keyFigures(const Report& report) {
 }
 
 // Who spent it: one bar, and what its colours mean, here and in the bars over time.
-Markup split(const Report& report, const TimeCuts& cuts) {
-  const Report::Split costs = report.subagentSplit();
+Markup split(const Report::Split& costs, const TimeCuts& cuts) {
   const auto share = [&](std::string_view classes, std::string_view who, const Bucket& bucket,
                          const CostEstimate& cost) {
     Markup text = element("span", {{"class", concat("key ", classes)}}, "");
@@ -183,6 +196,46 @@ std::vector<ProvenanceLine> provenance(const Report& report, const Options& opti
   return provenanceLines(report, without, Stamps(options.calendar));
 }
 
+// Makes a report for each part and drops it before the next one, since each may be large.
+LargeParts largeParts(const Report& report, const Aggregator& aggregator, const RecordList& records,
+                      const Options& options) {
+  LargeParts large;
+  const auto reportOf = [&](const ReportParts& parts, const RecordFilter& filter) {
+    return aggregator.aggregate(records, options.from, options.to, report.diagnostics, parts, filter);
+  };
+  {
+    const Report agents = reportOf(ReportParts::only(&ReportParts::agents), options.recordFilter);
+    large.agents = shownAgents(agents.byAgent);
+    large.split = agents.subagentSplit();
+  }
+  {
+    const Report projects = reportOf(ReportParts::only(&ReportParts::projects), options.recordFilter);
+    large.projects = shownRows(projects.byProject);
+    large.provenance = provenance(projects, options);
+  }
+  large.sessions =
+      shownRows(reportOf(ReportParts::only(&ReportParts::sessions), options.recordFilter).bySession);
+  const auto isCounted = [&](const UsageRecord& record) {
+    return !options.recordFilter || options.recordFilter(record);
+  };
+  large.sessionProject =
+      reportOf(ReportParts::only(&ReportParts::sessions, &ReportParts::origins),
+               [&](const UsageRecord& record) {
+                 return large.sessions.rows.find(record.sessionId) != nullptr && isCounted(record);
+               })
+          .sessionProject;
+  const auto isShown = [&, last = std::optional<std::uint32_t>(),
+                        isProject = false](const UsageRecord& record) mutable {
+    if (last != record.rawCwd.spelling()) {  // neighbours mostly share their directory
+      last = record.rawCwd.spelling();
+      isProject = large.projects.rows.find(aggregator.resolver().resolve(record.rawCwd).canonical) != nullptr;
+    }
+    return (isProject || large.agents.rows.find(record.agent) != nullptr) && isCounted(record);
+  };
+  large.agentsByProject = reportOf(ReportParts::only(&ReportParts::agentsByProject), isShown).agentsByProject;
+  return large;
+}
+
 }  // namespace
 
 std::string page(const Report& report, const Aggregator& aggregator, const RecordList& records,
@@ -191,13 +244,9 @@ std::string page(const Report& report, const Aggregator& aggregator, const Recor
   const DateRange days = daysOf(report, options);
   const TimeCuts cuts = timeCuts(aggregator, records, options.from, options.to, options.recordFilter,
                                  stepFor(days.dayCount(calendar)));
-  ReportParts parts;
-  parts.agentsByProject = true;
-  const AgentsByKey agents =
-      aggregator.aggregate(records, options.from, options.to, {}, parts, options.recordFilter)
-          .agentsByProject;
+  const LargeParts large = largeParts(report, aggregator, records, options);
   const std::vector<Slot> slots = slotsOf(cuts, days, calendar);
-  const std::vector<ProvenanceLine> lines = provenance(report, options);
+  const std::vector<ProvenanceLine>& lines = large.provenance;
   constexpr Section kRead[] = {Section::scan};
   constexpr Section kLost[] = {Section::loss};
   constexpr Section kAssumed[] = {Section::assumption, Section::attribution};
@@ -211,18 +260,18 @@ std::string page(const Report& report, const Aggregator& aggregator, const Recor
       {"generated", calendar.formatMinute(options.generatedAt)},
       {"total", amountMarkup(report.total)},
       {"caveats", caveats(report, options, days)},
-      {"figures", keyFigures(report)},
-      {"split", split(report, cuts)},
+      {"figures", keyFigures(report, large)},
+      {"split", split(large.split, cuts)},
       {"step", stepNoun(cuts.step)},
       {"time-bars", timeBars(slots)},
       {"time-table", timeTable(slots)},
       {"time-left-out", earlierSteps(cuts, slots)},
       {"heat-map", heatMap(cuts)},
       {"hours-table", hoursTable(cuts)},
-      {"agents", agentsTable(report, agents)},
-      {"projects", projectsTable(report, agents)},
+      {"agents", agentsTable(large.agents, large.agentsByProject)},
+      {"projects", projectsTable(large.projects, large.agentsByProject)},
       {"models", modelsTable(report)},
-      {"sessions", sessionsTable(report, calendar)},
+      {"sessions", sessionsTable(large.sessions, large.sessionProject, calendar)},
       {"homes", homesTable(report)},
       {"read", provenanceTable(lines, "What was read", kRead)},
       {"lost", provenanceTable(lines, "What was lost", kLost)},

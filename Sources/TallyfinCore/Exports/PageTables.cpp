@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
+#include "absl/strings/ascii.h"
 #include "absl/strings/str_format.h"
 
 #include <algorithm>
@@ -53,13 +54,19 @@ struct RankedRow {
   std::string_view colour = "main";
 };
 
-Markup rankedTable(std::string_view caption, std::string_view what, const std::vector<RankedRow>& rows,
-                   std::size_t all, std::string_view one, std::string_view many) {
+std::string capitalized(std::string_view word) {
+  std::string text(word);
+  text.front() = absl::ascii_toupper(static_cast<unsigned char>(text.front()));
+  return text;
+}
+
+Markup rankedTable(std::string_view caption, Axis axis, const std::vector<RankedRow>& rows, std::size_t all) {
   if (rows.empty()) {
     return nothingInRange();
   }
+  const Noun noun = nounOf(axis);
   const double largest = rows.front().bucket->cost.priced;
-  Markup table = beginTable(caption, {columnHeader(what), columnHeader("Cost", "cost"),
+  Markup table = beginTable(caption, {columnHeader(capitalized(noun.singular)), columnHeader("Cost", "cost"),
                                       columnHeader("Requests, tokens", "volume")});
   for (const RankedRow& row : rows) {
     const Bucket& bucket = *row.bucket;
@@ -74,7 +81,8 @@ Markup rankedTable(std::string_view caption, std::string_view what, const std::v
   table = endTable(std::move(table));
   if (all > rows.size()) {
     table += element("p", {{"class", "more"}},
-                     concat(counted(static_cast<std::int64_t>(all - rows.size()), one, many),
+                     concat(counted(static_cast<std::int64_t>(all - rows.size()),
+                                    concat("more ", noun.singular), concat("more ", noun.plural)),
                             " — the CSV export has all of them"));
   }
   return table;
@@ -114,10 +122,10 @@ std::vector<Part> topAgents(const BucketsBy<AgentIdentity>& agents) {
 
 // The projects that an agent worked on.
 Markup projectsOf(const AgentIdentity& agent, const AgentsByKey& agentsByProject) {
-  BucketsBy<InternedText> own;
+  Ranking<InternedText> own;
   for (const auto& [project, agents] : agentsByProject) {
     if (const Bucket* const spent = agents.find(agent)) {
-      own[project] = *spent;
+      own.emplace_back(project, spent);
     }
   }
   std::vector<Part> parts;
@@ -125,6 +133,15 @@ Markup projectsOf(const AgentIdentity& agent, const AgentsByKey& agentsByProject
     parts.emplace_back(name(project.text(), 40), bucket);
   }
   return partsOf(parts, own.size());
+}
+
+template <typename Key>
+Shown<Key> copied(const Ranking<Key>& ranking, std::size_t all) {
+  Shown<Key> shown{.rows = {}, .all = all};
+  for (const auto& [key, bucket] : ranking) {
+    shown.rows[key] = *bucket;
+  }
+  return shown;
 }
 
 Markup dominant(const Bucket& bucket) {
@@ -149,25 +166,31 @@ Markup readableValue(std::string_view value) {
 
 }  // namespace
 
-Markup agentsTable(const Report& report, const AgentsByKey& agentsByProject) {
-  std::vector<RankedRow> rows;
-  for (const auto& [agent, bucket] : report.topAgents(kRows, true)) {
-    rows.push_back({agentName(agent), projectsOf(agent, agentsByProject), bucket,
-                    agent.isSubagent() ? "agents" : "main"});
-  }
-  return rankedTable("Agents by cost, with the projects each worked on", "Agent", rows, report.byAgent.size(),
-                     "more agent", "more agents");
+Shown<AgentIdentity> shownAgents(const BucketsBy<AgentIdentity>& agents) {
+  return copied(rankedAgents(agents, kRows, true), agents.size());
 }
 
-Markup projectsTable(const Report& report, const AgentsByKey& agentsByProject) {
+Shown<InternedText> shownRows(const BucketsBy<InternedText>& rows) {
+  return copied(ranked(rows, kRows), rows.size());
+}
+
+Markup agentsTable(const Shown<AgentIdentity>& agents, const AgentsByKey& agentsByProject) {
   std::vector<RankedRow> rows;
-  for (const auto& [project, bucket] : report.topProjects(kRows)) {
+  for (const auto& [agent, bucket] : agents.rows) {
+    rows.push_back({agentName(agent), projectsOf(agent, agentsByProject), &bucket,
+                    agent.isSubagent() ? "agents" : "main"});
+  }
+  return rankedTable("Agents by cost, with the projects each worked on", Axis::agent, rows, agents.all);
+}
+
+Markup projectsTable(const Shown<InternedText>& projects, const AgentsByKey& agentsByProject) {
+  std::vector<RankedRow> rows;
+  for (const auto& [project, bucket] : projects.rows) {
     const BucketsBy<AgentIdentity>* const agents = agentsByProject.find(project);
     rows.push_back({name(project.text()),
-                    agents == nullptr ? Markup() : partsOf(topAgents(*agents), agents->size()), bucket});
+                    agents == nullptr ? Markup() : partsOf(topAgents(*agents), agents->size()), &bucket});
   }
-  return rankedTable("Projects by cost, with the agents behind each", "Project", rows,
-                     report.byProject.size(), "more project", "more projects");
+  return rankedTable("Projects by cost, with the agents behind each", Axis::project, rows, projects.all);
 }
 
 Markup modelsTable(const Report& report) {
@@ -175,23 +198,25 @@ Markup modelsTable(const Report& report) {
   for (const auto& [model, bucket] : report.topModels(kRows)) {
     rows.push_back({name(model.text()), dominant(*bucket), bucket});
   }
-  return rankedTable("Models by cost", "Model", rows, report.byModel.size(), "more model", "more models");
+  return rankedTable("Models by cost", Axis::model, rows, report.byModel.size());
 }
 
-Markup sessionsTable(const Report& report, const Calendar& calendar) {
+Markup sessionsTable(const Shown<InternedText>& sessions,
+                     const absl::flat_hash_map<InternedText, InternedText>& projects,
+                     const Calendar& calendar) {
   std::vector<RankedRow> rows;
-  for (const auto& [session, bucket] : report.topSessions(kRows)) {
-    const auto project = report.sessionProject.find(session);
-    const std::string time = bucket->firstActivity && bucket->lastActivity
-                                 ? concat(calendar.formatMinute(*bucket->firstActivity), " → ",
-                                          calendar.formatMinute(*bucket->lastActivity))
+  for (const auto& [session, bucket] : sessions.rows) {
+    const auto project = projects.find(session);
+    const std::string time = bucket.firstActivity && bucket.lastActivity
+                                 ? concat(calendar.formatMinute(*bucket.firstActivity), " → ",
+                                          calendar.formatMinute(*bucket.lastActivity))
                                  : UnknownReason::placeholder;
-    Markup what = project == report.sessionProject.end() ? Markup() : name(project->second.text());
+    Markup what = project == projects.end() ? Markup() : name(project->second.text());
     what += element("span", {{"class", "id"}}, " ", name(session.text()));
-    rows.push_back({what, time, bucket});
+    rows.push_back({what, time, &bucket});
   }
-  return rankedTable("Sessions by cost, with project and first to last request", "Session", rows,
-                     report.bySession.size(), "more session", "more sessions");
+  return rankedTable("Sessions by cost, with project and first to last request", Axis::session, rows,
+                     sessions.all);
 }
 
 Markup homesTable(const Report& report) {
@@ -204,7 +229,7 @@ Markup homesTable(const Report& report) {
                         : counted(files->second, "transcript file", "transcript files"),
                     bucket});
   }
-  return rankedTable("Homes by cost", "Home", rows, report.bySource.size(), "more home", "more homes");
+  return rankedTable("Homes by cost", Axis::source, rows, report.bySource.size());
 }
 
 Markup timeTable(const std::vector<Slot>& slots) {

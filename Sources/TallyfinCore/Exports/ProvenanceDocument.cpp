@@ -1,12 +1,15 @@
-// The account of where a figure comes from. A counter that was never filled says so instead of 0, and a list
-// that nobody supplied says that its absence proves nothing.
+// A counter that was never filled says so instead of 0, and a list that nobody supplied says that its absence
+// proves nothing.
+
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
-#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/CSVText.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinCore/Figures/FileContributions.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -186,8 +189,10 @@ class ProvenanceWriter {
     }
     std::map<std::string_view, std::int64_t> projects;  // by how the label was reached
     for (const auto& [project, provenances] : report_.projectProvenance) {
-      for (const Provenance provenance : provenances) {
-        ++projects[text(provenance)];
+      for (const Provenance provenance : allProvenances) {
+        if (provenances.contains(provenance)) {
+          ++projects[text(provenance)];
+        }
       }
     }
     for (const auto& [provenance, count] : projects) {
@@ -238,7 +243,7 @@ std::string provenanceCSV(const Report& report, const Options& options) {
     csv.text(line.note);
     csv.endRow();
   }
-  return std::move(csv).document();
+  return csv.lines();
 }
 
 }  // namespace tallyfin::Exporter

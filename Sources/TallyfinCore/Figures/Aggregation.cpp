@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <variant>
 #include <vector>
 
 namespace tallyfin {
@@ -43,6 +44,7 @@ class Pass {
         resolver_(resolver),
         pricer_(calendar, prices),
         parts_(parts),
+        needsDirectories_(parts.projects || parts.directories || parts.origins || parts.agentsByProject),
         blocks_(std::move(blocks)) {}
 
   void add(const UsageRecord& record, TimePoint day) {
@@ -61,10 +63,11 @@ class Pass {
 
   Report finish(const ScanDiagnostics& diagnostics) && {
     runs_.finish([this](const Key& last, const RequestRun& run) { addRun(last, run); });
-    report_.sessionProject.reserve(projectOfSession_.size());
-    auto project = projectOfSession_.begin();
-    for (const auto& [session, bucket] : report_.bySession) {
-      report_.sessionProject.emplace(session, *project++);
+    if (parts_.sessions) {
+      report_.sessionProject.reserve(sessions_.size());
+      for (const auto& [session, known] : sessions_) {
+        report_.sessionProject.emplace(session, known.project);
+      }
     }
     report_.diagnostics = diagnostics;
     return std::move(report_);
@@ -73,9 +76,13 @@ class Pass {
  private:
   struct Directory {
     bool isKnown = false;
-    InternedText project;
-    std::size_t projectRow = 0;
-    std::size_t rawCwdRow = 0;
+    InternedText project;  // for origins in the spelling that came up first
+    InternedText rawCwd;   // with "~" for the home
+  };
+
+  struct Session {
+    InternedText project;  // of its latest request
+    TimePoint lastActivity;
   };
 
   // What requests must have in common to go into the same buckets.
@@ -94,12 +101,10 @@ class Pass {
   };
 
   void addRun(const Key& key, const RequestRun& run) {
-    const Directory& directory = directoryOf(key.rawCwd);
-    const std::size_t session = report_.bySession.place(key.session);
-    Bucket& ofSession = report_.bySession.at(session);
-    Bucket& ofAgent = report_.byAgent[key.agent];
-    attribute(key, run, directory.project, session, ofSession, ofAgent);
-
+    const Directory directory = needsDirectories_ ? directoryOf(key.rawCwd) : Directory();
+    if (parts_.origins) {
+      noteOrigins(key, run, directory.project);
+    }
     report_.total.add(run);
     for (const TimeStep step : allTimeSteps) {
       if (parts_.steps[step]) {
@@ -107,11 +112,19 @@ class Pass {
       }
     }
     report_.byModel[key.model].add(run);
-    report_.byProject.at(directory.projectRow).add(run);
-    report_.byRawCwd.at(directory.rawCwdRow).add(run);
-    ofSession.add(run);
-    ofAgent.add(run);
     report_.bySource[key.home].add(run);
+    if (parts_.projects) {
+      report_.byProject[directory.project].add(run);
+    }
+    if (parts_.directories) {
+      report_.byRawCwd[directory.rawCwd].add(run);
+    }
+    if (parts_.sessions) {
+      report_.bySession[key.session].add(run);
+    }
+    if (parts_.agents) {
+      report_.byAgent[key.agent].add(run);
+    }
     if (parts_.hours) {
       report_.byHour[key.hour].add(run);
     }
@@ -138,27 +151,33 @@ class Pass {
   const Directory& directoryOf(InternedText rawCwd) {
     Directory& directory = directories_[rawCwd.spelling()];
     if (!directory.isKnown) {
-      const Resolved resolved = resolver_.resolve(rawCwd);
-      const InternedText label =
-          rawCwd.empty() ? resolved.canonical : InternedText(resolver_.tildify(rawCwd.text()));
-      report_.projectProvenance[resolved.canonical].insert(resolved.provenance);
-      const std::size_t projectRow = report_.byProject.place(resolved.canonical);
-      directory = {true, report_.byProject.keyAt(projectRow), projectRow, report_.byRawCwd.place(label)};
+      const Resolved resolved = resolver_.resolve(rawCwd, parent_);
+      directory = {true, resolved.canonical, {}};
+      if (parts_.origins) {
+        directory.project = projects_.keyAt(projects_.place(resolved.canonical));
+      }
+      if (parts_.projects) {
+        report_.projectProvenance[resolved.canonical].insert(resolved.provenance);
+      }
+      if (parts_.directories) {
+        directory.rawCwd =
+            rawCwd.empty() ? resolved.canonical : InternedText(resolver_.tildify(rawCwd.text()));
+      }
     }
     return directory;
   }
 
   // A session belongs to the project of its latest request, of equally late ones to the last in the list; an
   // agent to the session and project of its first request in the list. The buckets do not hold the run yet.
-  void attribute(const Key& key, const RequestRun& run, InternedText project, std::size_t session,
-                 const Bucket& ofSession, const Bucket& ofAgent) {
-    if (session == projectOfSession_.size()) {
-      projectOfSession_.push_back(project);
-    } else if (run.lastActivity >= ofSession.lastActivity) {
-      projectOfSession_[session] = project;
+  void noteOrigins(const Key& key, const RequestRun& run, InternedText project) {
+    const std::size_t known = sessions_.size();
+    const std::size_t place = sessions_.place(key.session);
+    Session& session = sessions_.at(place);
+    if (place == known || run.lastActivity >= session.lastActivity) {
+      session = {project, run.lastActivity};
     }
-    if (ofAgent.requests == 0) {
-      report_.agentSession.emplace(key.agent, report_.bySession.keyAt(session));
+    if (parts_.agents && report_.byAgent[key.agent].requests == 0) {
+      report_.agentSession.emplace(key.agent, sessions_.keyAt(place));
       report_.agentProject.emplace(key.agent, project);
     }
   }
@@ -167,11 +186,15 @@ class Pass {
   const ProjectResolver& resolver_;
   Pricing::Pricer pricer_;
   ReportParts parts_;
+  bool needsDirectories_;
   std::vector<TimePoint> blocks_;  // their starts, in order
   RequestRuns<Key> runs_;
   Report report_;
   KeyedRows<std::uint32_t, Directory> directories_;  // by spelling of the raw working directory
-  std::vector<InternedText> projectOfSession_;       // in the order of `bySession`
+  ProjectResolver::Parent parent_;                   // of the last one looked up
+  // If origins are wanted: each in the spelling that came up first.
+  KeyedRows<InternedText, std::monostate> projects_;
+  KeyedRows<InternedText, Session> sessions_;
 };
 
 }  // namespace

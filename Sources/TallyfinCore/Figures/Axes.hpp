@@ -46,6 +46,13 @@ std::string_view columnValue(Axis axis);
 /// Its title in the summary: "BY PROJECT".
 std::string_view title(Axis axis);
 
+/// What a row of it is called in a sentence, of one and of several.
+struct Noun {
+  std::string_view singular;
+  std::string_view plural;
+};
+Noun nounOf(Axis axis);
+
 /// Whether its rows stand in order of time instead of cost.
 bool isChronological(Axis axis);
 
@@ -56,23 +63,29 @@ std::optional<TimeStep> stepOf(Axis axis);
 /// Why a row stands under its key, where every row of the axis has the same reason; otherwise empty.
 std::string_view noteOf(Axis axis);
 
-/// What a report must hold for these axes to have rows.
+/// What a report must hold for these axes to have rows, and for documents to tell where each row belongs.
 ReportParts neededFor(std::span<const Axis> axes);
 
 /// The axis of a raw value; absent for any other text.
 std::optional<Axis> axisNamed(std::string_view rawValue);
 
-/// One key of an axis with its sums.
+/// One key of an axis with its sums. It owns no memory, since an axis may have a row for each request.
 struct Entry {
-  std::string key;
-  std::string label;
+  InternedText key;
+  InternedText name = key;                  ///< the label, except for an agent
   const Bucket* bucket = nullptr;           ///< lives as long as the report
   std::optional<AgentIdentity> agent = {};  ///< on the axis of agents alone
+
+  /// What people are shown for the key.
+  std::string label() const { return agent ? agent->label() : std::string(name.text()); }
 };
 
 /// The rows of an axis: by time on a chronological one, else the highest priced cost first and equal costs by
-/// key. Of ranked rows the first `limit`, which must not be negative. The report must outlive them.
+/// key. The first `limit` of them, which must not be negative, or all. The report must outlive them.
 std::vector<Entry> rows(const Report& report, Axis axis, const Calendar& calendar,
                         std::optional<std::int64_t> limit = {});
+
+/// How many rows an axis has without a limit.
+std::int64_t rowCount(const Report& report, Axis axis);
 
 }  // namespace tallyfin

@@ -47,19 +47,19 @@ std::string shortened(std::int64_t tokens) {
   return std::to_string(tokens);
 }
 
-std::string costInAnswer(const Bucket& bucket) {
-  return costInAnswer(bucket.cost, bucket.requests);
+std::string costInAnswer(const Bucket& bucket, std::size_t mostNames) {
+  return costInAnswer(bucket.cost, bucket.requests, mostNames);
 }
 
-std::string costInAnswer(const CostEstimate& cost, std::int64_t requests) {
+std::string costInAnswer(const CostEstimate& cost, std::int64_t requests, std::size_t mostNames) {
   if (requests < 1) {
     return "unknown (no requests in range)";
   }
   if (cost.isUnknown()) {
     return concat("unknown (", counted(cost.unpricedRequests, "request", "requests"),
-                  ", no known price: ", cost.unpricedNames(", "), ")");
+                  ", no known price: ", cost.unpricedNames(", ", mostNames), ")");
   }
-  return cost.formattedWithCaveat();
+  return cost.formattedWithCaveat({}, mostNames);
 }
 
 std::string costInSummary(const Bucket& bucket) {
@@ -72,17 +72,17 @@ std::string costInSummary(const Bucket& bucket) {
   return bucket.cost.formattedWithCaveat();
 }
 
-std::optional<std::string> unpricedNote(const Bucket& bucket) {
+std::optional<std::string> unpricedNote(const Bucket& bucket, std::size_t mostNames) {
   if (bucket.cost.unpricedRequests < 1) {
     return std::nullopt;
   }
   return concat("WARNING: ", counted(bucket.cost.unpricedRequests, "request", "requests"),
-                " with no known price (", bucket.cost.unpricedNames(", "),
+                " with no known price (", bucket.cost.unpricedNames(", ", mostNames),
                 ") are not included — the figures above are lower bounds.");
 }
 
-std::optional<std::string> ownPricesNote(const CostEstimate& cost) {
-  const std::optional<std::string> models = cost.ownPriced();
+std::optional<std::string> ownPricesNote(const CostEstimate& cost, std::size_t mostNames) {
+  const std::optional<std::string> models = cost.ownPriced(mostNames);
   return models ? std::optional(concat("NOTE: own prices for ", *models, " were used.")) : std::nullopt;
 }
 

@@ -5,6 +5,7 @@
 
 #include "TallyfinCore/Figures/Report.hpp"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -30,20 +31,20 @@ std::string percent(const Estimate<double>& share);
 /// A count of tokens, shortened: "999", "1.2k", "2.35M", "1.50G".
 std::string shortened(std::int64_t tokens);
 
-// In sentences.
+// In sentences. Where a sentence names models, it names at most `mostNames` and counts the others.
 
 /// In an answer: "$41.07", "≥ $3.00 [...]", "unknown (no requests in range)".
-std::string costInAnswer(const Bucket& bucket);
-std::string costInAnswer(const CostEstimate& cost, std::int64_t requests);
+std::string costInAnswer(const Bucket& bucket, std::size_t mostNames = allNames);
+std::string costInAnswer(const CostEstimate& cost, std::int64_t requests, std::size_t mostNames = allNames);
 
 /// In the summary: the same amounts, "unknown — no request in range".
 std::string costInSummary(const Bucket& bucket);
 
 /// The warning that figures are lower bounds; absent when every request has a price.
-std::optional<std::string> unpricedNote(const Bucket& bucket);
+std::optional<std::string> unpricedNote(const Bucket& bucket, std::size_t mostNames = allNames);
 
 /// The note on models that own prices priced; absent when there are none.
-std::optional<std::string> ownPricesNote(const CostEstimate& cost);
+std::optional<std::string> ownPricesNote(const CostEstimate& cost, std::size_t mostNames = allNames);
 
 /// The note on requests whose split between the caches was assumed; absent when there are none.
 std::optional<std::string> assumedNote(const Bucket& bucket);

@@ -1,26 +1,33 @@
 #include "TallyfinCore/Figures/Report.hpp"
 
-#include "Platform/Text.hpp"
-
 #include <algorithm>
 #include <cmath>
 #include <compare>
 #include <cstddef>
+#include <iterator>
 #include <limits>
+#include <span>
+#include <string_view>
+#include <type_traits>
+#include <utility>
 
 namespace tallyfin {
+
+static_assert(std::is_nothrow_move_constructible_v<Bucket>, "rows move when their list grows");
+
 namespace {
 
 double percentOf(std::int64_t part, std::int64_t whole) {
   return static_cast<double>(part) / static_cast<double>(whole) * 100;
 }
 
-std::strong_ordering compareKeys(InternedText left, InternedText right) {
-  return left <=> right;
+// The text on which rankings break ties, in canonical form.
+std::string_view tieBreak(InternedText key) {
+  return key.canonical();
 }
 
-std::strong_ordering compareKeys(const AgentIdentity& left, const AgentIdentity& right) {
-  return Text::compare(left.description(), right.description());
+std::string_view tieBreak(const AgentIdentity& agent) {
+  return agent.isSubagent() ? agent.rawId().canonical() : agent.description();
 }
 
 // A NaN cannot be ordered and would break the sort, so it ranks behind all numbers.
@@ -28,26 +35,45 @@ double rankedCost(const Bucket& bucket) {
   return std::isnan(bucket.cost.priced) ? -std::numeric_limits<double>::infinity() : bucket.cost.priced;
 }
 
+// A row with what it is ranked by beside it, since rows and texts lie apart in memory.
 template <typename Key>
-bool ranksBefore(const std::pair<Key, const Bucket*>& left, const std::pair<Key, const Bucket*>& right) {
-  const double leftCost = rankedCost(*left.second);
-  const double rightCost = rankedCost(*right.second);
-  if (leftCost != rightCost) {
-    return leftCost > rightCost;
+struct Rankable {
+  double cost = 0;
+  std::string_view text;
+  Key key;
+  const Bucket* bucket = nullptr;
+};
+
+template <typename Key>
+bool ranksBefore(const Rankable<Key>& left, const Rankable<Key>& right) {
+  if (left.cost != right.cost) {
+    return left.cost > right.cost;
   }
-  const std::strong_ordering order = compareKeys(left.first, right.first);
+  const std::strong_ordering order = left.text <=> right.text;
   // Only an agent whose id reads "(main)" can tie with another key; the one that came up first stands first.
-  return std::is_neq(order) ? std::is_lt(order) : left.second < right.second;
+  return std::is_neq(order) ? std::is_lt(order) : left.bucket < right.bucket;
 }
 
-// The best of `rows`, in order; all of them without a limit.
 template <typename Key>
-Ranking<Key> best(Ranking<Key> rows, std::optional<std::int64_t> limit) {
-  const auto all = static_cast<std::int64_t>(rows.size());
-  const std::int64_t wanted = std::clamp<std::int64_t>(limit.value_or(all), 0, all);
-  std::partial_sort(rows.begin(), rows.begin() + wanted, rows.end(), ranksBefore<Key>);
-  rows.resize(static_cast<std::size_t>(wanted));
-  return rows;
+Rankable<Key> rankable(const Key& key, const Bucket& bucket) {
+  return {rankedCost(bucket), tieBreak(key), key, &bucket};
+}
+
+// The best of the rows, in order; all of them without a limit.
+template <typename Key>
+Ranking<Key> best(std::vector<Rankable<Key>> rows, std::optional<std::int64_t> limit) {
+  const std::int64_t count = std::clamp<std::int64_t>(limit.value_or(std::ssize(rows)), 0, std::ssize(rows));
+  if (count == std::ssize(rows)) {  // std::partial_sort would take three times as long
+    std::sort(rows.begin(), rows.end(), ranksBefore<Key>);
+  } else {
+    std::partial_sort(rows.begin(), rows.begin() + count, rows.end(), ranksBefore<Key>);
+  }
+  Ranking<Key> ranking;
+  ranking.reserve(static_cast<std::size_t>(count));
+  for (const Rankable<Key>& one : std::span(rows).first(static_cast<std::size_t>(count))) {
+    ranking.emplace_back(one.key, one.bucket);
+  }
+  return ranking;
 }
 
 }  // namespace
@@ -74,12 +100,14 @@ void Bucket::add(const RequestRun& run) {
   lastActivity = std::max(lastActivity.value_or(run.lastActivity), run.lastActivity);
 }
 
-std::vector<std::pair<InternedText, std::int64_t>> Bucket::modelsByUse() const {
-  auto sorted = modelCounts;
-  std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
-    return left.second != right.second ? left.second > right.second : left.first < right.first;
-  });
-  return sorted;
+std::vector<std::pair<InternedText, std::int64_t>> Bucket::modelsByUse(std::size_t most) const {
+  std::vector<std::pair<InternedText, std::int64_t>> used(std::min(most, modelCounts.size()));
+  std::partial_sort_copy(modelCounts.begin(), modelCounts.end(), used.begin(), used.end(),
+                         [](const auto& left, const auto& right) {
+                           return left.second != right.second ? left.second > right.second
+                                                              : left.first < right.first;
+                         });
+  return used;
 }
 
 Estimate<double> Bucket::share(std::int64_t Bucket::*field) const {
@@ -125,21 +153,30 @@ Estimate<CostEstimate> Report::medianPerActiveDay() const {
 }
 
 Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::optional<std::int64_t> limit) {
-  Ranking<InternedText> rows;
+  std::vector<Rankable<InternedText>> rows;
   rows.reserve(buckets.size());
   for (const auto& [key, bucket] : buckets) {
-    rows.emplace_back(key, &bucket);
+    rows.push_back(rankable(key, bucket));
   }
   return best(std::move(rows), limit);
 }
 
+Ranking<InternedText> ranked(const Ranking<InternedText>& rows, std::optional<std::int64_t> limit) {
+  std::vector<Rankable<InternedText>> all;
+  all.reserve(rows.size());
+  for (const auto& [key, bucket] : rows) {
+    all.push_back(rankable(key, *bucket));
+  }
+  return best(std::move(all), limit);
+}
+
 Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std::optional<std::int64_t> limit,
                                     bool includeMain) {
-  Ranking<AgentIdentity> rows;
+  std::vector<Rankable<AgentIdentity>> rows;
   rows.reserve(agents.size());
   for (const auto& [agent, bucket] : agents) {
     if (includeMain || agent.isSubagent()) {
-      rows.emplace_back(agent, &bucket);
+      rows.push_back(rankable(agent, bucket));
     }
   }
   return best(std::move(rows), limit);

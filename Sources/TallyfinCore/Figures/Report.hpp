@@ -12,11 +12,12 @@
 #include "TallyfinCore/Transcripts/Records.hpp"
 #include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
 #include "absl/container/flat_hash_map.h"
+#include "absl/container/inlined_vector.h"
 
 #include <algorithm>
+#include <concepts>
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,12 +35,13 @@ struct DominantComponent {
 /// A part of a whole, in percent; unknown (`noData`) unless the whole is above 0.
 Estimate<double> percentage(double part, double whole);
 
-/// Sums over requests.
+/// Sums over requests. A bucket of one model that has a price owns no memory: a report may hold a bucket for
+/// each request.
 struct Bucket : UsageCounts {
   std::int64_t requests = 0;
   CostEstimate cost;
   /// Requests by model, in order of first use.
-  std::vector<std::pair<InternedText, std::int64_t>> modelCounts;
+  absl::InlinedVector<std::pair<InternedText, std::int64_t>, 1> modelCounts;
   std::optional<TimePoint> firstActivity;
   std::optional<TimePoint> lastActivity;
   std::int64_t cacheWriteAssumedRequests = 0;  ///< requests whose 5m/1h split was assumed
@@ -51,8 +53,8 @@ struct Bucket : UsageCounts {
   /// Adds the requests of a run.
   void add(const RequestRun& run);
 
-  /// Requests by model, most used first; equally used ones in text order.
-  std::vector<std::pair<InternedText, std::int64_t>> modelsByUse() const;
+  /// Requests by model, most used first; equally used ones in text order. At most the first `most`.
+  std::vector<std::pair<InternedText, std::int64_t>> modelsByUse(std::size_t most = allNames) const;
 
   /// A count as a percentage (0 to 100) of all tokens; unknown (`noData`) in a bucket without tokens.
   ///   bucket.share(&Bucket::cacheRead)
@@ -76,6 +78,9 @@ using Ranking = std::vector<std::pair<Key, const Bucket*>>;
 /// The keys in the order of a ranking: the first `limit`, which must not be negative, or all without a limit.
 Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::optional<std::int64_t> limit = {});
 
+/// The same of rows that stand in any order.
+Ranking<InternedText> ranked(const Ranking<InternedText>& rows, std::optional<std::int64_t> limit);
+
 /// The same of agents; without the main session when it is not wanted.
 Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std::optional<std::int64_t> limit,
                                     bool includeMain);
@@ -96,15 +101,35 @@ std::vector<std::pair<Key, const Bucket*>> inOrder(const BucketsBy<Key>& buckets
   return rows;
 }
 
-/// What a report holds on request only, since each part makes the pass slower. A bool becomes the request for
-/// hours. Days are always there.
+/// What a report holds beside the total, days, models and homes. Each part costs time and memory, so a
+/// question asks for those that it shows. A bool becomes the request for hours, beside the parts that are
+/// there by default.
 struct ReportParts {
   bool hours = false;
   EachStep<bool> steps;
   bool agentsByProject = false;
   bool agentsByModel = false;
 
+  // There by default. Each may have as many keys as there are requests.
+  bool projects = true;     ///< `byProject`, `projectProvenance`
+  bool directories = true;  ///< `byRawCwd`
+  bool sessions = true;
+  bool agents = true;
+  /// Where the sessions and agents belong, as far as these are there: `sessionProject`, `agentSession`,
+  /// `agentProject`.
+  bool origins = true;
+
   ReportParts(bool includeHours = false) : hours(includeHours) { steps[TimeStep::day] = true; }
+
+  /// Of all these parts only those named.
+  ///   ReportParts::only(&ReportParts::agents, &ReportParts::origins)
+  template <std::same_as<bool ReportParts::*>... Part>
+  static ReportParts only(Part... parts) {
+    ReportParts wanted;
+    wanted.projects = wanted.directories = wanted.sessions = wanted.agents = wanted.origins = false;
+    ((wanted.*parts = true), ...);
+    return wanted;
+  }
 };
 
 /// The answer to one question. A bucket exists only if a request went into it.
@@ -117,25 +142,25 @@ struct Report {
   EachStep<BucketsBy<TimePoint>> bySteps;
   const BucketsBy<TimePoint>& by(TimeStep step) const { return bySteps[step]; }
   const BucketsBy<TimePoint>& byDay() const { return by(TimeStep::day); }
+  BucketsBy<InternedText> byModel;   ///< by reduced model id
+  BucketsBy<InternedText> bySource;  ///< by name of the Claude home
 
-  // On request only.
+  // As far as they are asked for (ReportParts).
   BucketsBy<int> byHour;  ///< by hour of the local day, 0 to 23, over all days
   /// What each agent spent under each project or model. Each bucket is that of a report over the requests of
   /// that project or model alone, to the last bit.
   AgentsByKey agentsByProject;
   AgentsByKey agentsByModel;
 
-  BucketsBy<InternedText> byModel;    ///< by reduced model id
   BucketsBy<InternedText> byProject;  ///< by project label
   BucketsBy<InternedText> byRawCwd;   ///< by working directory, with "~" for the home
   BucketsBy<InternedText> bySession;
   BucketsBy<AgentIdentity> byAgent;  ///< the main session included
-  BucketsBy<InternedText> bySource;  ///< by name of the Claude home
   absl::flat_hash_map<InternedText, InternedText>
       sessionProject;                                             ///< the project of a session's last request
   absl::flat_hash_map<AgentIdentity, InternedText> agentSession;  ///< the session of an agent's first request
   absl::flat_hash_map<AgentIdentity, InternedText> agentProject;  ///< the project of an agent's first request
-  absl::flat_hash_map<InternedText, std::set<Provenance>> projectProvenance;  ///< how a label was reached
+  absl::flat_hash_map<InternedText, ProvenanceSet> projectProvenance;  ///< how a label was reached
   ScanDiagnostics diagnostics;  ///< what the scan saw and lost, of the whole history
 
   /// Days with at least one request.

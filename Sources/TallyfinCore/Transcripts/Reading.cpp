@@ -105,14 +105,6 @@ std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files) {
   return readings;
 }
 
-std::size_t requestsIn(std::span<const FileReading> readings) {
-  std::size_t count = 0;
-  for (const FileReading& reading : readings) {
-    count += reading.now != nullptr ? reading.now->records.size() : 0;
-  }
-  return count;
-}
-
 void read(std::span<FileReading> readings, std::size_t threads, const ReadProgress& progress) {
   std::vector<Work> work;
   std::uint64_t total = 0;

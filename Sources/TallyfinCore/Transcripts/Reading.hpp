@@ -58,7 +58,7 @@ enum class FileChange : std::uint8_t {
   grown       ///< read on from where the last look ended
 };
 
-/// A look at one file. The first four members say what to read, the others what came of it.
+/// The reading of one file at a look. The first four members say what to read, the others what came of it.
 struct FileReading {
   const TranscriptFile* file = nullptr;
   std::int64_t rank = 0;                    ///< its position in the listing
@@ -76,12 +76,9 @@ struct FileReading {
 /// with 16 KiB added for each file, since opening it takes time as well.
 using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
-/// A look, yet to be taken by `read`, at each of the files as if none was known. The list must outlive the
+/// A reading of each file, not yet done, as if none was known; `read` does them. The list must outlive the
 /// result.
 std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files);
-
-/// How many requests the files hold; one that stands in several files counts in each.
-std::size_t requestsIn(std::span<const FileReading> readings);
 
 /// Reads what is new in the files, on up to `threads` threads; all have ended when it returns. Throws only
 /// when memory runs out.

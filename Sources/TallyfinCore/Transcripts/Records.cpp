@@ -67,8 +67,8 @@ UsageRecord* RecordMap::find(InternedText key) {
   if (!indexed_) {
     buildIndex();
   }
-  const auto place = index_.find(key.number());
-  return place == index_.end() ? nullptr : &entries_[place->second].record;
+  const auto found = index_.find(key.number());
+  return found == index_.end() ? nullptr : &entries_[found->second].record;
 }
 
 void RecordMap::insert(InternedText key, const UsageRecord& record) {

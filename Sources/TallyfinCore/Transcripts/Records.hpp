@@ -154,7 +154,6 @@ class RecordMap {
 
   std::span<const Entry> entries() const { return entries_; }
   std::size_t size() const { return entries_.size(); }
-  bool empty() const { return entries_.empty(); }
   void reserve(std::size_t count) { entries_.reserve(count); }
 
   /// The record of a key, or null. The pointer is good until the next `insert`.
@@ -192,20 +191,20 @@ class RecordList {
     using difference_type = std::ptrdiff_t;
 
     Iterator() = default;
-    explicit Iterator(const RecordMap::Entry* const* place) : place_(place) {}
+    explicit Iterator(const RecordMap::Entry* const* at) : at_(at) {}
 
-    const UsageRecord& operator*() const { return (*place_)->record; }
-    const UsageRecord* operator->() const { return &(*place_)->record; }
+    const UsageRecord& operator*() const { return (*at_)->record; }
+    const UsageRecord* operator->() const { return &(*at_)->record; }
     Iterator& operator++() {
-      ++place_;
+      ++at_;
       return *this;
     }
-    Iterator operator++(int) { return Iterator(place_++); }
+    Iterator operator++(int) { return Iterator(at_++); }
 
     friend bool operator==(const Iterator&, const Iterator&) = default;
 
    private:
-    const RecordMap::Entry* const* place_ = nullptr;
+    const RecordMap::Entry* const* at_ = nullptr;
   };
 
   RecordList() = default;
@@ -218,7 +217,6 @@ class RecordList {
       : entries_(std::move(entries)), owner_(std::move(owner)) {}
 
   std::size_t size() const { return entries_.size(); }
-  bool empty() const { return entries_.empty(); }
   const UsageRecord& operator[](std::size_t position) const { return entries_[position]->record; }
   Iterator begin() const { return Iterator(entries_.data()); }
   Iterator end() const { return Iterator(entries_.data() + entries_.size()); }

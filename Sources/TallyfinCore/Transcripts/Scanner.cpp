@@ -18,20 +18,10 @@ UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, con
   std::vector<FileReading> readings = readingsOf(files);
   read(readings, threads, progress);
 
-  UnifiedRequests requests;
-  requests.reserve(requestsIn(readings));
-  for (const FileReading& reading : readings) {
-    diagnostics.add(reading.seen, reading.file->path);
-    if (reading.hasFailed || reading.now == nullptr) {
-      diagnostics.filesUnreadable.push_back(reading.file->path);
-    }
-    if (reading.now != nullptr) {
-      diagnostics.bytesRead += reading.bytesRead;
-      requests.add(recordsOf(reading.now));
-    }
+  for (FileReading& reading : readings) {
+    reading.hasFailed = reading.hasFailed || reading.now == nullptr;
   }
-  diagnostics.filesScanned = static_cast<std::int64_t>(files.size());
-  diagnostics.uniqueRequests = static_cast<std::int64_t>(requests.size());
+  UnifiedRequests requests = unified(readings, diagnostics);
   diagnostics.duration = std::max(0.0, clock().seconds - start.seconds);
   return requests;
 }

@@ -8,7 +8,7 @@ namespace {
 
 // Two copies of a request made one: the one with the lower rank describes it, `stored` when both are equal;
 // each count is the higher one, the time the earlier.
-UsageRecord unified(const UsageRecord& stored, const UsageRecord& incoming) {
+UsageRecord combined(const UsageRecord& stored, const UsageRecord& incoming) {
   const bool incomingDescribes = incoming.sourceRank < stored.sourceRank;
   UsageRecord record = incomingDescribes ? incoming : stored;
   record.raiseTo(incomingDescribes ? stored : incoming);
@@ -19,16 +19,16 @@ UsageRecord unified(const UsageRecord& stored, const UsageRecord& incoming) {
 
 void UnifiedRequests::add(std::shared_ptr<const RecordMap> file) {
   // Reading a file may have given out new numbers since the last one was added.
-  placeOf_.resize(std::max(placeOf_.size(), InternedText::count()), 0);
+  positionOf_.resize(std::max(positionOf_.size(), InternedText::count()), 0);
   for (const RecordMap::Entry& entry : file->entries()) {
-    std::uint32_t& place = placeOf_[entry.key.number()];
-    if (place == 0) {
+    std::uint32_t& position = positionOf_[entry.key.number()];
+    if (position == 0) {
       entries_.push_back(&entry);
-      place = static_cast<std::uint32_t>(entries_.size());
+      position = static_cast<std::uint32_t>(entries_.size());
       continue;
     }
-    const RecordMap::Entry*& stored = entries_[place - 1];
-    const UsageRecord record = unified(stored->record, entry.record);
+    const RecordMap::Entry*& stored = entries_[position - 1];
+    const UsageRecord record = combined(stored->record, entry.record);
     if (record != stored->record) {
       stored = &kept_->unified.emplace_back(RecordMap::Entry{stored->key, record});
     }
@@ -38,12 +38,34 @@ void UnifiedRequests::add(std::shared_ptr<const RecordMap> file) {
 
 const UsageRecord* UnifiedRequests::find(InternedText key) const {
   const std::uint32_t number = key.number();
-  return number < placeOf_.size() && placeOf_[number] != 0 ? &entries_[placeOf_[number] - 1]->record
-                                                           : nullptr;
+  return number < positionOf_.size() && positionOf_[number] != 0 ? &entries_[positionOf_[number] - 1]->record
+                                                                 : nullptr;
 }
 
 RecordList UnifiedRequests::takeRecords() && {
   return {std::move(entries_), std::move(kept_)};
+}
+
+UnifiedRequests unified(std::span<const FileReading> readings, ScanDiagnostics& diagnostics) {
+  std::size_t count = 0;
+  for (const FileReading& reading : readings) {
+    count += reading.now != nullptr ? reading.now->records.size() : 0;
+  }
+  UnifiedRequests requests;
+  requests.reserve(count);
+  for (const FileReading& reading : readings) {
+    if (reading.hasFailed) {
+      diagnostics.filesUnreadable.push_back(reading.file->path);
+    }
+    if (reading.now != nullptr) {
+      diagnostics.add(reading.seen, reading.file->path);
+      diagnostics.bytesRead += reading.now->consumed;
+      requests.add(recordsOf(reading.now));
+    }
+  }
+  diagnostics.filesScanned = static_cast<std::int64_t>(readings.size());
+  diagnostics.uniqueRequests = static_cast<std::int64_t>(requests.size());
+  return requests;
 }
 
 }  // namespace tallyfin

@@ -3,11 +3,14 @@
 // Unifies the requests of many files: a request that stands in several of them counts once. In order of first
 // appearance, so that sums over them have the same last bit on every run.
 
+#include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
+#include "TallyfinCore/Transcripts/ScanDiagnostics.hpp"
 
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace tallyfin {
@@ -41,7 +44,11 @@ class UnifiedRequests {
 
   std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
   std::vector<const RecordMap::Entry*> entries_;
-  std::vector<std::uint32_t> placeOf_;  // by number of the key: the position plus 1; 0: no such request
+  std::vector<std::uint32_t> positionOf_;  // by number of the key: the position plus 1; 0: no such request
 };
+
+/// Unifies the requests that the files gave, in the order of the readings, and adds to `diagnostics` what was
+/// seen, read and lost. Files without attributes give nothing.
+UnifiedRequests unified(std::span<const FileReading> readings, ScanDiagnostics& diagnostics);
 
 }  // namespace tallyfin

@@ -46,8 +46,8 @@ Rows labelled(const std::vector<Entry>& entries, Axis axis) {
   Rows rows;
   for (const Entry& entry : entries) {
     rows.emplace_back(entry.agent             ? R::shortAgent(*entry.agent)
-                      : axis == Axis::session ? std::string(Text::prefix(entry.label, kSessionLetters))
-                                              : entry.label,
+                      : axis == Axis::session ? std::string(Text::prefix(entry.key.text(), kSessionLetters))
+                                              : entry.label(),
                       entry.bucket);
   }
   if (axis == Axis::day) {

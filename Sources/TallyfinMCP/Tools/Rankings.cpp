@@ -12,7 +12,6 @@
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
-#include <set>
 
 namespace tallyfin::Tools {
 namespace {
@@ -58,14 +57,15 @@ std::string ofWhich(const Report& report, std::size_t shown) {
   return text;
 }
 
-std::string labelDecision(const std::set<Provenance>& labelReasons) {
+std::string labelDecision(ProvenanceSet labelReasons) {
   if (labelReasons.empty()) {
     return {};
   }
   std::vector<std::string> reasons;
-  reasons.reserve(labelReasons.size());
-  for (const Provenance reason : labelReasons) {
-    reasons.emplace_back(text(reason));
+  for (const Provenance reason : allProvenances) {
+    if (labelReasons.contains(reason)) {
+      reasons.emplace_back(text(reason));
+    }
   }
   std::sort(reasons.begin(), reasons.end());
   return concat("    how the label was decided: ", absl::StrJoin(reasons, ", "), "\n");

@@ -1,20 +1,19 @@
-#include "Tallyfin/Transcripts.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
 
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
+#include "Tallyfin/Progress.hpp"
+#include "TallyfinCore/Cache/CacheFile.hpp"
 #include "absl/strings/str_format.h"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
-#include <atomic>
 #include <stdexcept>
 #include <utility>
 
 namespace tallyfin::Command {
 namespace {
-
-std::atomic<bool> isOnTerminal = false;
 
 std::string homeDirectory(const Environment& environment) {
   return environment.expanded(environment.tallyfinHome).value_or(environment.home);
@@ -29,7 +28,7 @@ std::uint64_t hashOf(std::string_view text) {
   return hash;
 }
 
-std::string places(const std::vector<SourceHome>& homes) {
+std::string folders(const std::vector<SourceHome>& homes) {
   return absl::StrJoin(homes, ", ",
                        [](std::string* out, const SourceHome& home) { out->append(home.projectsPath); });
 }
@@ -50,7 +49,7 @@ Environment withOptions(Environment environment, const Arguments& arguments) {
   if (cache && !cache->empty()) {
     environment.tallyfinCachePath = Files::target(*environment.expanded(cache));
   } else if (isOther) {
-    environment.tallyfinCachePath = concat(Files::withoutLastComponent(cacheLocation(environment)),
+    environment.tallyfinCachePath = concat(Files::withoutLastComponent(CacheFile::pathFor(environment)),
                                            absl::StrFormat("/home-%016x.bin", hashOf(chosen)));
   }
   return environment;
@@ -60,7 +59,7 @@ void requireCacheOrNothing(const Environment& environment, const Arguments& argu
   if (arguments.text("cache").value_or("").empty()) {
     return;
   }
-  if (const std::string path = cacheLocation(environment); ScanCache::isOccupied(path)) {
+  if (const std::string path = CacheFile::pathFor(environment); CacheFile::isForeign(path)) {
     throw UsageError(concat("--cache: \"", path, "\" is not a cache; name a cache or a new file"));
   }
 }
@@ -77,7 +76,7 @@ void requireHome(const Environment& environment) {
   }
   throw std::runtime_error(concat("the home directory \"", home, "\" ",
                                   isMissing ? "does not exist" : "is not a directory",
-                                  "; looked for transcripts in ", places(sourceHomes(environment))));
+                                  "; looked for transcripts in ", folders(sourceHomes(environment))));
 }
 
 void tellUnlisted(const std::vector<Files::UnreadableFolder>& folders, const Console& console) {
@@ -119,7 +118,7 @@ int withTranscripts(const Call& call, const std::function<int(DataSource&)>& wor
   }
   tellUnlisted(data.diagnostics().foldersUnreadable, call.console);
   if (data.diagnostics().filesScanned == 0) {
-    tell(concat("there are no transcripts in ", places(data.homes())), call.console);
+    tell(concat("there are no transcripts in ", folders(data.homes())), call.console);
   }
   return status;
 }
@@ -139,39 +138,6 @@ std::optional<std::string> unreadableNote(const DataSource& data) {
                 files > 0 && folders > 0 ? ", " : "",
                 folders > 0 ? concat(counted(folders, "folder", "folders"), " could not be listed") : "",
                 "; see `tallyfin sources`");
-}
-
-void showingProgress(const Call& call, const std::function<void(const ReadProgress&)>& work) {
-  Progress progress(call.console, call.environment.now);
-  work(call.console.showsMessages
-           ? ReadProgress([&](std::uint64_t read, std::uint64_t total) { progress.show(read, total); })
-           : ReadProgress());
-}
-
-Progress::Progress(const Console& console, Clock clock)
-    : console_(console), clock_(std::move(clock)), next_{clock_().seconds + 0.3} {}
-
-Progress::~Progress() {
-  if (isShown_) {
-    isOnTerminal = false;
-    console_.message(eraseLine);
-  }
-}
-
-void Progress::show(std::uint64_t read, std::uint64_t total) {
-  constexpr double kBetween = 0.1;  // seconds
-  if (!console_.showsMessages || clock_() < next_) {
-    return;
-  }
-  next_.seconds = clock_().seconds + kBetween;
-  isOnTerminal = isShown_ = true;
-  const auto megabytes = [](std::uint64_t bytes) { return static_cast<double>(bytes) / 1e6; };
-  console_.message(absl::StrFormat("%sreading transcripts: %.1f of %.1f MB", std::string(eraseLine),
-                                   megabytes(read), megabytes(total)));
-}
-
-bool progressIsShown() {
-  return isOnTerminal;
 }
 
 }  // namespace tallyfin::Command

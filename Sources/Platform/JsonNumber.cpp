@@ -57,50 +57,16 @@ class Decimal {
 
 }  // namespace
 
-JsonValue JsonValue::scalar(JsonReader& reader) {
-  switch (reader.peek()) {
-    case JsonReader::Kind::string:
-      return reader.optionalText().value_or("");
-    case JsonReader::Kind::number: {
-      JsonValue value;
-      if (const std::string_view digits = reader.number(); !reader.failed()) {
-        value.value_ = Number{std::string(digits)};
-      }
-      return value;
-    }
-    case JsonReader::Kind::boolean:
-      return reader.boolean();
-    default:
-      reader.skipValue();
-      return {};
-  }
-}
-
-std::optional<std::int64_t> JsonValue::wholeNumber() const {
-  const Number* const number = std::get_if<Number>(&value_);
-  if (number == nullptr) {
-    return std::nullopt;
-  }
-  const Decimal decimal(number->digits);
-  return decimal.isWhole() ? std::optional(decimal.integer()) : std::nullopt;
-}
-
-const JsonValue* JsonValue::member(std::string_view key) const {
-  if (const Object* const members = object()) {
-    for (const auto& [name, value] : *members) {
-      if (name == key) {
-        return &value;
-      }
-    }
-  }
-  return nullptr;
-}
-
 std::int64_t integerOfJsonNumber(std::string_view digits) {
   std::int64_t value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   const bool plain = error == std::errc() && end == digits.data() + digits.size();
   return plain ? value : Decimal(digits).integer();
+}
+
+std::optional<std::int64_t> wholeJsonNumber(std::string_view digits) {
+  const Decimal decimal(digits);
+  return decimal.isWhole() ? std::optional(decimal.integer()) : std::nullopt;
 }
 
 }  // namespace tallyfin

@@ -1,13 +1,13 @@
-// The breakdown of a report along one axis as a table.
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
 
 #include "Platform/Concat.hpp"
-#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/Attribution.hpp"
+#include "TallyfinCore/Exports/CSVText.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <functional>
-#include <span>
 
 namespace tallyfin::Exporter {
 namespace {
@@ -20,8 +20,8 @@ struct Row : Attribution, CostCells {
   const Stamps& stamps;
   std::string_view currency = currencyCode;
 
-  std::string_view key() const { return entry.key; }
-  std::string_view label() const { return entry.label; }
+  std::string_view key() const { return entry.key.text(); }
+  std::string label() const { return entry.label(); }
 
   std::string models() const {
     if (bucket.modelCounts.empty()) {
@@ -56,7 +56,8 @@ void text(CSVWriter& csv, const Row& row) {
 
 template <auto Cell>
 void attributed(CSVWriter& csv, const Row& row) {
-  csv.text(std::invoke(Cell, row).value_or(notBrokenDown));
+  const auto& cell = std::invoke(Cell, row);
+  csv.text(cell ? std::string_view(*cell) : notBrokenDown);
 }
 
 void unpricedRequests(CSVWriter& csv, const Row& row) {
@@ -98,10 +99,37 @@ constexpr std::array<Column, breakdownColumns.size()> kColumns = {{
     count<&Bucket::cacheWriteAssumedRequests>("cache_write_assumed_requests"),
 }};
 
-std::string table(std::span<const Entry> entries, const Report& report, Axis axis, const Options& options) {
+}  // namespace
+
+const std::array<std::string_view, 26> breakdownColumns = [] {
+  std::array<std::string_view, kColumns.size()> headers;
+  std::transform(kColumns.begin(), kColumns.end(), headers.begin(),
+                 [](const Column& column) { return column.header; });
+  return headers;
+}();
+
+std::vector<CountColumn> countColumns() {
+  std::vector<CountColumn> all;
+  for (const Column& column : kColumns) {
+    if (column.count != nullptr) {
+      all.push_back({column.header, column.count});
+    }
+  }
+  return all;
+}
+
+std::string breakdownCSV(const Report& report, Axis axis, const Options& options) {
+  std::string table;
+  writeBreakdownCSV(report, axis, options, [&](std::string_view lines) { table += lines; });
+  return table;
+}
+
+void writeBreakdownCSV(const Report& report, Axis axis, const Options& options,
+                       absl::FunctionRef<void(std::string_view)> out) {
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
   const Stamps stamps(options.calendar);
   CSVWriter csv(options.byteOrderMark, breakdownColumns);
-  for (const Entry& entry : limited(entries, options)) {
+  for (const Entry& entry : rows(report, axis, options.calendar, options.limitPerAxis)) {
     const Row row{{attribution(entry, axis, report)},
                   {costInTable(*entry.bucket)},
                   columnValue(axis),
@@ -112,44 +140,19 @@ std::string table(std::span<const Entry> entries, const Report& report, Axis axi
       column.write(csv, row);
     }
     csv.endRow();
-  }
-  return std::move(csv).document();
-}
-
-}  // namespace
-
-const std::array<std::string_view, 26> breakdownColumns = [] {
-  std::array<std::string_view, kColumns.size()> headers;
-  std::transform(kColumns.begin(), kColumns.end(), headers.begin(),
-                 [](const Column& column) { return column.header; });
-  return headers;
-}();
-
-std::vector<std::pair<std::string_view, std::int64_t>> counts(const Bucket& bucket) {
-  std::vector<std::pair<std::string_view, std::int64_t>> all;
-  for (const Column& column : kColumns) {
-    if (column.count != nullptr) {
-      all.emplace_back(column.header, column.count(bucket));
+    if (csv.lines().size() > kPiece) {
+      out(csv.lines());
+      csv.dropLines();
     }
   }
-  return all;
-}
-
-std::span<const Entry> limited(std::span<const Entry> entries, const Options& options) {
-  const auto limit = static_cast<std::uint64_t>(std::max<std::int64_t>(options.limitPerAxis.value_or(0), 0));
-  return options.limitPerAxis && limit < entries.size() ? entries.first(limit) : entries;
-}
-
-std::string breakdownCSV(const Report& report, Axis axis, const Options& options) {
-  return table(rows(report, axis, options.calendar), report, axis, options);
+  out(csv.lines());
 }
 
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options) {
   std::vector<AxisCSV> tables;
   for (const Axis axis : allAxes) {
-    const std::vector<Entry> entries = rows(report, axis, options.calendar);
-    if (!entries.empty()) {
-      tables.push_back({axis, table(entries, report, axis, options)});
+    if (rowCount(report, axis) > 0) {
+      tables.push_back({axis, breakdownCSV(report, axis, options)});
     }
   }
   return tables;

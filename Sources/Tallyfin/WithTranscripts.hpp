@@ -21,7 +21,7 @@ Environment withOptions(Environment environment, const Arguments& arguments);
 /// `environment` is what `withOptions` gave.
 void requireCacheOrNothing(const Environment& environment, const Arguments& arguments);
 
-/// Throws std::runtime_error when there is no home directory, with the places that were looked at, or when it
+/// Throws std::runtime_error when there is no home directory, with the folders that were searched, or when it
 /// cannot be opened, for example because no descriptor is left. A home that may not be listed is accepted,
 /// since the folders in it may be readable.
 void requireHome(const Environment& environment);
@@ -43,32 +43,5 @@ std::optional<TimePoint> firstRequest(const DataSource& data);
 /// Tells how many files could not be read and folders not be listed, and where more is said; absent when all
 /// could.
 std::optional<std::string> unreadableNote(const DataSource& data);
-
-/// Calls `work` with the function that shows how far its reading is.
-void showingProgress(const Call& call, const std::function<void(const ReadProgress&)>& work);
-
-/// How far a read is: a line on a terminal once it has taken 0.3 seconds, gone at the end.
-class Progress {
- public:
-  explicit Progress(const Console& console, Clock clock);
-  ~Progress();
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-
-  /// Shows that `read` of `total` bytes are read. Not to be called from two threads at once.
-  void show(std::uint64_t read, std::uint64_t total);
-
- private:
-  const Console& console_;
-  Clock clock_;
-  TimePoint next_;  // when the line is due
-  bool isShown_ = false;
-};
-
-/// Whether such a line stands on the terminal. Whoever ends the process then has to remove it first.
-bool progressIsShown();
-
-/// The control characters that remove the line.
-inline constexpr std::string_view eraseLine = "\r\033[K";
 
 }  // namespace tallyfin::Command

@@ -1,14 +1,17 @@
-#include "Tallyfin/Documents.hpp"
-
 #include "Platform/AtomicFile.hpp"
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/Transcripts.hpp"
-#include "TallyfinCore/Exports/Exporter.hpp"
+#include "Tallyfin/Subcommands.hpp"
+#include "Tallyfin/WithTranscripts.hpp"
+#include "TallyfinCore/Exports/BreakdownCSV.hpp"
+#include "TallyfinCore/Exports/BreakdownJSON.hpp"
+#include "TallyfinCore/Exports/ClipboardSummary.hpp"
+#include "TallyfinCore/Exports/FileNames.hpp"
 #include "TallyfinCore/Exports/Page.hpp"
+#include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 #include "absl/strings/str_join.h"
 
 #include <algorithm>
@@ -26,6 +29,8 @@ struct Account {
   Exporter::Options options;
 };
 
+using AtomicFile::Output;
+
 // Where --out sends documents: into a folder, under names of their own, or to one file. What cannot work
 // fails before the transcripts are read.
 class Destination {
@@ -39,23 +44,27 @@ class Destination {
     if (path_->empty()) {
       throw UsageError("--out needs the path of a folder or a file");
     }
-    const std::string place = placeOf(*path_);
-    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(place) ||
-                (!hasExtension(*path_) && !hasExtension(place));
-    const std::string folder = isFolder_ ? place : std::string(Files::withoutLastComponent(place));
+    const std::string location = locationOf(*path_);
+    isFolder_ = isFolder || path_->ends_with('/') || Files::isDirectory(location) ||
+                (!hasExtension(*path_) && !hasExtension(location));
+    const std::string folder = isFolder_ ? location : std::string(Files::withoutLastComponent(location));
     if (const std::error_code error = Files::createDirectories(folder)) {
       throw std::system_error(error, concat("cannot create the folder \"", folder, "\""));
     }
   }
 
-  // To standard output without a path; otherwise prints where the document is.
-  int write(const std::string& name, std::string_view document) const {
+  // To standard output without a path; otherwise prints where the document is. `document` gives its pieces,
+  // each of whole lines.
+  int write(const std::string& name, absl::FunctionRef<void(Output)> document) const {
     if (!path_) {
-      return print(document, call_.console);
+      int status = done;
+      document(
+          [&](std::string_view piece) { status = status == done ? print(piece, call_.console) : status; });
+      return status;
     }
     const std::string path = isFolder_ ? concat(*path_, path_->ends_with('/') ? "" : "/", name) : *path_;
     AtomicFile::replace(
-        placeOf(path), [&](AtomicFile::Output out) { out(document); }, AtomicFile::Access::usual);
+        locationOf(path), [&](AtomicFile::Output out) { document(out); }, AtomicFile::Access::usual);
     return print(concat(path, "\n"), call_.console);
   }
 
@@ -66,16 +75,16 @@ class Destination {
   }
 
   // What a path leads to. Throws UsageError when nothing may be written there.
-  std::string placeOf(const std::string& path) const {
-    std::string place = Files::target(path);
-    if (const std::optional<std::string> reason = whyNotWritable(place, call_.environment)) {
+  std::string locationOf(const std::string& path) const {
+    std::string location = Files::target(path);
+    if (const std::optional<std::string> reason = whyNotWritable(location, call_.environment)) {
       throw UsageError(concat("--out: ", *reason));
     }
-    if (const auto found = Files::attributes(place);
-        found && !found->isRegular && !Files::isDirectory(place)) {
+    if (const auto found = Files::attributes(location);
+        found && !found->isRegular && !Files::isDirectory(location)) {
       throw UsageError(concat("--out: \"", path, "\" is neither a folder nor a plain file"));
     }
-    return place;
+    return location;
   }
 
   const Call& call_;
@@ -111,8 +120,9 @@ std::optional<std::string> textOf(const std::optional<AgentIdentity>& agent) {
   return agent ? std::optional(std::string(agent->description())) : std::nullopt;
 }
 
-// The account that documents with these axes are made of.
-Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Axis> axes) {
+// The account that documents with these axes are made of, from a report that holds the parts.
+Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Axis> axes,
+                  const ReportParts& parts) {
   const Period period = periodOf(days, data);
   const Filters filters = filtersOf(call.arguments, data);
   Exporter::Options options{.generatedAt = data.now(), .calendar = data.calendar()};
@@ -126,14 +136,14 @@ Account accountOf(const Call& call, const Days& days, DataSource& data, std::vec
   options.limitPerAxis = call.arguments.number("limit");
   options.byteOrderMark = call.arguments.has("bom");
   options.summaryRowLimit = call.arguments.number("rows").value_or(10);
-  Report report = data.report(period, filters.predicate, neededFor(axes));
+  Report report = data.report(period, filters.predicate, parts);
   options.summaryAxes = std::move(axes);
   options.sourceFiles = data.cache().recordsPerFile();
   return {std::move(report), std::move(options)};
 }
 
 void tellLimit(const Account& account, Axis axis, const Console& console) {
-  const auto count = static_cast<std::int64_t>(rows(account.report, axis, account.options.calendar).size());
+  const std::int64_t count = rowCount(account.report, axis);
   const std::int64_t limit = account.options.limitPerAxis.value_or(count);
   if (count > limit) {
     tell(concat("--limit ", std::to_string(limit), " left out ", counted(count - limit, "row", "rows"),
@@ -146,7 +156,7 @@ void tellLimit(const Account& account, Axis axis, const Console& console) {
 struct AxisKind {
   std::string_view name;
   std::string_view extension;
-  std::string (*make)(const Report& report, Axis axis, const Exporter::Options& options);
+  void (*write)(const Report& report, Axis axis, const Exporter::Options& options, Output out);
 };
 
 int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& axes) {
@@ -161,20 +171,20 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
   const Days days = daysOf(call, "all");
   const Destination destination(call, isAll);
   return withTranscripts(call, [&](DataSource& data) {
-    const Account account =
-        accountOf(call, days, data, isAll ? std::vector(allAxes.begin(), allAxes.end()) : axes);
+    const std::vector<Axis> wanted = isAll ? std::vector(allAxes.begin(), allAxes.end()) : axes;
+    const Account account = accountOf(call, days, data, wanted, neededFor(wanted));
     const auto write = [&](Axis one) {
       tellLimit(account, one, call.console);
       return destination.write(
           Exporter::suggestedFileName(Exporter::Document::breakdown(one), account.options, kind.extension),
-          kind.make(account.report, one, account.options));
+          [&](Output out) { kind.write(account.report, one, account.options, out); });
     };
     if (!isAll) {
       return write(axes.front());
     }
     int status = done;
     for (const Axis one : allAxes) {
-      const bool hasRows = !rows(account.report, one, account.options.calendar).empty();
+      const bool hasRows = rowCount(account.report, one) > 0;
       status = status == done && hasRows ? write(one) : status;
     }
     return status;
@@ -195,6 +205,8 @@ struct Kind {
   std::string_view summary;
   std::string_view example;
   std::string (*make)(const Account& account, const DataSource& data);
+  std::vector<Axis> axes = {};  // unless the call names others
+  bool hasLabels = true;        // whether it tells how the labels of projects were reached
 };
 
 int exportWhole(const Call& call, const Kind& kind) {
@@ -203,10 +215,13 @@ int exportWhole(const Call& call, const Kind& kind) {
   return withTranscripts(call, [&](DataSource& data) {
     std::vector<Axis> axes = axesOf(call.arguments, "axes");
     if (axes.empty()) {
-      axes = {Axis::project, Axis::agent, Axis::model};
+      axes = kind.axes;
     }
-    const Account account = accountOf(call, days, data, std::move(axes));
-    return destination.write(fileName(kind.name, kind.extension, account.options), kind.make(account, data));
+    ReportParts parts = neededFor(axes);
+    parts.projects |= kind.hasLabels;
+    const Account account = accountOf(call, days, data, std::move(axes), parts);
+    return destination.write(fileName(kind.name, kind.extension, account.options),
+                             [&](Output out) { out(kind.make(account, data)); });
   });
 }
 
@@ -239,14 +254,15 @@ std::vector<Option> axisOptions(const std::string& axisHelp, const std::vector<O
 }
 
 Subcommand csv() {
-  return {.name = "export csv",
-          .summary = "A table of one axis, or one file for each, for spreadsheets",
-          .options = axisOptions("The axis of one table", {kBom}),
-          .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
-                       "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
-          .run = [](const Call& call) {
-            return exportAxes(call, {"csv", ".csv", Exporter::breakdownCSV}, axesOf(call.arguments, "axis"));
-          }};
+  return {
+      .name = "export csv",
+      .summary = "A table of one axis, or one file for each, for spreadsheets",
+      .options = axisOptions("The axis of one table", {kBom}),
+      .examples = {"tallyfin export csv thisMonth --axis agent > agents.csv",
+                   "tallyfin export csv --all --out reports --from 2026-07-01 --to 2026-09-30"},
+      .run = [](const Call& call) {
+        return exportAxes(call, {"csv", ".csv", Exporter::writeBreakdownCSV}, axesOf(call.arguments, "axis"));
+      }};
 }
 
 Subcommand json() {
@@ -259,7 +275,9 @@ Subcommand json() {
             if (axes.empty() && !call.arguments.has("all")) {
               axes.push_back(Axis::project);
             }
-            return exportAxes(call, {"json", ".json", Exporter::breakdownJSON}, axes);
+            const auto write = [](const Report& report, Axis axis, const Exporter::Options& options,
+                                  Output out) { out(Exporter::breakdownJSON(report, axis, options)); };
+            return exportAxes(call, {"json", ".json", write}, axes);
           }};
 }
 
@@ -282,7 +300,7 @@ std::vector<std::string> axisNames() {
   return names;
 }
 
-std::vector<Subcommand> documents() {
+std::vector<Subcommand> exports() {
   return {
       csv(), json(),
       whole({.name = "summary",
@@ -292,7 +310,8 @@ std::vector<Subcommand> documents() {
              .make =
                  [](const Account& account, const DataSource&) {
                    return Exporter::clipboardSummary(account.report, account.options);
-                 }},
+                 },
+             .axes = {Axis::project, Axis::agent, Axis::model}},
             {{.name = "axes",
               .value = "AXIS,...",
               .help = "Axes to show (default project,agent,model)",
@@ -317,7 +336,8 @@ std::vector<Subcommand> documents() {
                    return Exporter::page(account.report,
                                          Aggregator(data.calendar(), data.resolver(), data.prices()),
                                          data.records(), account.options);
-                 }},
+                 },
+             .hasLabels = false},
             {})};
 }
 

@@ -1,10 +1,21 @@
-#include "TallyfinCore/Exports/ExportText.hpp"
+#include "TallyfinCore/Exports/CSVText.hpp"
 
 #include "Platform/Concat.hpp"
-#include "Platform/Numbers.hpp"
 #include "Platform/Text.hpp"
 
+#include <algorithm>
+
 namespace tallyfin::Exporter {
+namespace {
+
+// Bytes, not user-perceived characters: a spreadsheet takes "=" for a formula, whatever combining mark
+// follows.
+bool startsFormula(std::string_view field) {
+  constexpr std::string_view kStarts = "=+-@\t\r";
+  return !field.empty() && kStarts.find(field.front()) != std::string_view::npos;
+}
+
+}  // namespace
 
 CSVWriter::CSVWriter(bool byteOrderMark, std::span<const std::string_view> columns) {
   if (byteOrderMark) {
@@ -14,6 +25,16 @@ CSVWriter::CSVWriter(bool byteOrderMark, std::span<const std::string_view> colum
     text(column);
   }
   endRow();
+}
+
+void CSVWriter::text(std::string_view cell) {
+  // Most cells stay as they are, which costs no copy.
+  const auto isPlain = [](char byte) { return byte >= 0x20 && byte < 0x7F && byte != ',' && byte != '"'; };
+  if (!startsFormula(cell) && std::ranges::all_of(cell, isPlain)) {
+    add(cell);
+  } else {
+    add(textField(cell));
+  }
 }
 
 void CSVWriter::add(std::string_view field) {
@@ -27,13 +48,11 @@ void CSVWriter::endRow() {
 }
 
 std::string textField(std::string_view text) {
-  // Bytes, not user-perceived characters: a spreadsheet takes "=" for a formula, and a CSV reader a comma for
-  // the end of a cell, whatever combining mark follows.
-  constexpr std::string_view kFormulaStarts = "=+-@\t\r";
   std::string field = Text::repaired(text);
-  if (!field.empty() && kFormulaStarts.find(field.front()) != std::string_view::npos) {
+  if (startsFormula(field)) {
     field.insert(0, 1, '\'');
   }
+  // Bytes again: a comma ends a cell, whatever combining mark follows.
   if (field.find_first_of(",\"\n\r") == std::string::npos) {
     return field;
   }
@@ -42,14 +61,6 @@ std::string textField(std::string_view text) {
     quoted.append(byte == '"' ? 2 : 1, byte);
   }
   return quoted += '"';
-}
-
-std::string grouped(std::int64_t n) {
-  return tallyfin::grouped(n);
-}
-
-std::string decimal(double value, int places) {
-  return tallyfin::decimal(value, places);
 }
 
 }  // namespace tallyfin::Exporter

@@ -1,0 +1,345 @@
+#include "Tallyfin/SheetDrawing.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Numbers.hpp"
+#include "Platform/Text.hpp"
+#include "Tallyfin/Command.hpp"
+#include "Tallyfin/Subcommand.hpp"
+#include "TallyfinCore/Figures/Money.hpp"
+#include "absl/strings/str_split.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <iterator>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+namespace tallyfin::Command {
+namespace {
+
+using Unit = Sheet::Unit;
+
+constexpr std::string_view kBlanks = "  ";  // between columns
+constexpr std::size_t kGap = kBlanks.size();
+constexpr std::size_t kAnyWidth = std::numeric_limits<std::size_t>::max();
+
+// SGR, ECMA-48.
+constexpr std::string_view kBold = "\033[1m";
+constexpr std::string_view kDim = "\033[2m";
+constexpr std::string_view kCyan = "\033[36m";
+constexpr std::string_view kYellow = "\033[33m";
+
+// What stands for the signs of our own texts where there is only ASCII; any other sign becomes "?".
+constexpr std::pair<std::string_view, std::string_view> kAscii[] = {
+    {"≥", ">="}, {"…", "~"}, {"→", "->"}, {"·", "-"}, {"—", "-"}, {"×", "x"}, {"─", "-"}, {"█", "#"}};
+
+std::string ascii(std::string_view text) {
+  std::string out;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte < 0x80) {
+      out += text[at];
+    } else if (byte >= 0xC0) {  // the first byte of a sign; its other bytes are skipped
+      const auto* const known = std::ranges::find_if(
+          kAscii, [&](const auto& sign) { return text.substr(at).starts_with(sign.first); });
+      out += known == std::end(kAscii) ? "?" : known->second;
+    }
+  }
+  return out;
+}
+
+std::string repeated(std::string_view text, std::size_t count) {
+  std::string all;
+  while (count-- > 0) {
+    all += text;
+  }
+  return all;
+}
+
+// Whether a column takes what the width leaves, instead of what its cells need.
+bool isElastic(Unit unit) {
+  return unit == Unit::models || unit == Unit::share;
+}
+
+bool isOnTheRight(Unit unit) {
+  return unit == Unit::dollars || unit == Unit::count || unit == Unit::tokens;
+}
+
+// The least width of an elastic column that is worth having.
+std::size_t shortest(Unit unit) {
+  return unit == Unit::models ? 12 : 8;
+}
+
+// As many of the models, most used first, as fit; how many others there are.
+std::string modelsIn(const Bucket& bucket, std::size_t width) {
+  constexpr std::size_t kShortestName = 4;
+  const auto used = bucket.modelsByUse(width);  // a name takes a column or more
+  const std::size_t count = bucket.modelCounts.size();
+  std::string text;
+  for (std::size_t i = 0; i < used.size(); ++i) {
+    const std::size_t left = count - i - 1;
+    const std::string others = left > 0 ? concat(" +", std::to_string(left)) : "";
+    const std::size_t most = width - std::min(width, others.size());
+    const std::string name = Text::visible(used[i].first.text(), std::max(kShortestName, most));
+    if (i > 0 && Text::characterCount(concat(text, " ", name)) > most) {
+      return concat(text, " +", std::to_string(left + 1));
+    }
+    append(text, i > 0 ? " " : "", name);
+  }
+  return used.size() < count ? concat(text, " +", std::to_string(count - used.size())) : text;
+}
+
+// The width that the names of all models of a bucket take, or more than `most`.
+std::size_t widthOfModels(const Bucket& bucket, std::size_t most) {
+  std::size_t width = 0;
+  for (const auto& [model, requests] : bucket.modelCounts) {
+    if (width > most) {
+      break;
+    }
+    width += (width > 0 ? 1 : 0) + Text::characterCount(Text::visible(model.text(), kAnyWidth));
+  }
+  return width;
+}
+
+// A bar as long as a share of `width`; it leaves room for the sign of a lower bound.
+std::string barOf(const Sheet::Share& share, std::size_t width) {
+  const CostEstimate& cost = share.bucket->cost;
+  if (cost.isUnknown()) {
+    return "?";
+  }
+  const double part = share.whole > 0 ? cost.priced / share.whole : 0;
+  const auto most = static_cast<double>(width - 1);
+  const double blocks = std::clamp(std::round(part * most), cost.priced > 0 ? 1.0 : 0.0, most);
+  return repeated("█", static_cast<std::size_t>(blocks)) + (cost.isComplete() ? "" : ">");
+}
+
+class Drawing {
+ public:
+  Drawing(const Sheet& sheet, const Console& console) : sheet_(sheet), console_(console) {
+    for (const Sheet::Column& column : sheet.columns) {
+      if (column.worth > 0) {
+        columns_.push_back({&column, Text::characterCount(column.title)});
+      }
+    }
+    std::ranges::stable_sort(columns_, std::ranges::greater(),
+                             [](const Shown& shown) { return shown.column->worth; });
+    measure();
+    fit();
+  }
+
+  int print() {
+    constexpr std::size_t kPiece = std::size_t{1} << 20;
+    title();
+    line([](const Sheet::Column& column) { return Sheet::Cell(std::string(column.title)); }, kDim);
+    for (std::size_t row = 0; row < sheet_.rowCount; ++row) {
+      line([row](const Sheet::Column& column) { return column.cell(row); }, "");
+      if (out_.size() > kPiece) {
+        if (const int status = write(out_, console_); status != done) {
+          return status;
+        }
+        out_.clear();
+      }
+    }
+    rule();
+    line([this](const Sheet::Column& column) { return totalOf(column); }, kBold);
+    out_ += "\n";
+    for (const std::string& note : sheet_.notes) {
+      paragraph(note, "");
+    }
+    return write(out_, console_);
+  }
+
+ private:
+  struct Shown {
+    const Sheet::Column* column;
+    std::size_t width;
+  };
+
+  // The cell of the line of totals. Its name stands in the first column.
+  Sheet::Cell totalOf(const Sheet::Column& column) const {
+    if (&column == columns_.front().column) {
+      return "total";
+    }
+    return column.total.value_or(Sheet::Cell());
+  }
+
+  std::string shown(std::string_view text) const {
+    const std::string safe = Text::visible(text, kAnyWidth);
+    return console_.hasUtf8 ? safe : ascii(safe);
+  }
+
+  std::string painted(const std::string& text, std::string_view colour) const {
+    return console_.hasColour && !colour.empty() && !text.empty() ? concat(colour, text, "\033[0m") : text;
+  }
+
+  // A cell in words, where it has some; elastic ones in `width`.
+  std::string textOf(const Sheet::Cell& cell, Unit unit, std::size_t width = kAnyWidth) const {
+    if (const auto* const name = std::get_if<std::string>(&cell)) {
+      std::string text = shown(*name);
+      return text.size() <= width ? text : shown(Text::visible(text, std::max<std::size_t>(width, 4)));
+    }
+    if (const auto* const count = std::get_if<std::int64_t>(&cell)) {
+      return unit == Unit::tokens ? shortened(*count) : grouped(*count);
+    }
+    if (const auto* const cost = std::get_if<Sheet::Amount>(&cell)) {
+      return shown(amount(*cost->bucket));
+    }
+    if (const auto* const models = std::get_if<Sheet::Models>(&cell)) {
+      return shown(modelsIn(*models->bucket, width));
+    }
+    if (const auto* const share = std::get_if<Sheet::Share>(&cell)) {
+      return shown(barOf(*share, width));
+    }
+    return std::holds_alternative<Sheet::Idle>(cell) ? "idle" : "";
+  }
+
+  // Gives each column the width that its cells need.
+  void measure() {
+    for (std::size_t row = 0; row < sheet_.rowCount; ++row) {
+      for (Shown& shown : columns_) {
+        widen(shown, shown.column->cell(row));
+      }
+    }
+    for (Shown& shown : columns_) {
+      widen(shown, totalOf(*shown.column));
+    }
+  }
+
+  void widen(Shown& shown, const Sheet::Cell& cell) const {
+    constexpr std::size_t kLongestBar = 40;
+    const auto* const models = std::get_if<Sheet::Models>(&cell);
+    const std::size_t width = shown.column->unit == Unit::share ? kLongestBar
+                              : models != nullptr               ? widthOfModels(*models->bucket, whole())
+                                                  : Text::characterCount(textOf(cell, shown.column->unit));
+    shown.width = std::max(shown.width, width);
+  }
+
+  std::size_t whole() const { return static_cast<std::size_t>(std::max(console_.width, 1)); }
+
+  // Leaves the columns that fit into the width of the console, and shares it among them.
+  void fit() {
+    std::size_t taken = 0;  // by columns that need their width, behind the first
+    std::size_t kept = 0;   // by those that are always there
+    for (const Shown& shown : columns_) {
+      const bool isFirst = &shown == columns_.data();
+      taken += isFirst || isElastic(shown.column->unit) ? 0 : shown.width + kGap;
+      kept += isFirst || shown.column->worth < Sheet::always ? 0 : shown.width + kGap;
+    }
+    if (console_.showsDocuments) {
+      constexpr std::size_t kShortestName = 16;
+      std::size_t& name = columns_.front().width;
+      name = std::min(name, std::max(kShortestName, whole() - std::min(whole(), taken)));
+    }
+    kept += columns_.front().width;
+    std::size_t left = whole() - std::min(whole(), kept);
+    std::vector<Shown> fitting;
+    for (const Shown& shown : columns_) {
+      if (shown.column->worth >= Sheet::always) {
+        fitting.push_back(shown);
+      } else if (const std::size_t width = widthIn(left, shown); width > 0) {
+        fitting.push_back({shown.column, width});
+        left -= width + kGap;
+      }
+    }
+    columns_ = std::move(fitting);
+  }
+
+  // The width of a column in what is left; 0 when it does not fit. An elastic column leaves half of it to a
+  // further one.
+  std::size_t widthIn(std::size_t left, const Shown& shown) const {
+    const Unit unit = shown.column->unit;
+    const std::size_t least = isElastic(unit) ? shortest(unit) : shown.width;
+    if (left < least + kGap) {
+      return 0;
+    }
+    if (!isElastic(unit)) {
+      return shown.width;
+    }
+    const bool isLast = shown.column == columns_.back().column;
+    const bool isShared = !isLast && left >= least + shortest(columns_.back().column->unit) + 2 * kGap;
+    return std::min(shown.width, isShared ? std::max(least, left / 2 - kGap) : left - kGap);
+  }
+
+  // Draws one line. `cellOf` gives the cell of a column.
+  template <typename CellOf>
+  void line(const CellOf& cellOf, std::string_view colour) {
+    std::string cells;
+    std::string bar;
+    bool isIdle = false;
+    std::string_view barColour = kCyan;
+    for (const Shown& shown : columns_) {
+      const Sheet::Cell cell = cellOf(*shown.column);
+      const std::string text = textOf(cell, shown.column->unit, shown.width);
+      isIdle |= std::holds_alternative<Sheet::Idle>(cell);
+      if (const auto* const share = std::get_if<Sheet::Share>(&cell)) {
+        bar = text;
+        barColour = share->bucket->cost.isComplete() ? kCyan : kYellow;
+      } else if (shown.column->unit != Unit::share) {
+        addCell(cells, text, shown);
+      }
+    }
+    while (bar.empty() && cells.ends_with(' ')) {
+      cells.pop_back();
+    }
+    append(out_, painted(cells, isIdle ? kDim : colour), bar.empty() ? "" : kBlanks, painted(bar, barColour),
+           "\n");
+  }
+
+  void addCell(std::string& cells, std::string_view text, const Shown& shown) const {
+    if (&shown != columns_.data()) {
+      cells += kBlanks;
+    }
+    if (isOnTheRight(shown.column->unit)) {
+      cells.append(shown.width - std::min(shown.width, Text::characterCount(text)), ' ');
+      cells += text;
+    } else {
+      cells += Text::fitted(text, shown.width);
+    }
+  }
+
+  // A line below the columns of names and numbers.
+  void rule() {
+    std::size_t width = 0;
+    for (const Shown& shown : columns_) {
+      width += isElastic(shown.column->unit) ? 0 : shown.width + kGap;
+    }
+    out_ += painted(shown(repeated("─", width - kGap)), kDim) + "\n";
+  }
+
+  void title() {
+    std::string words = concat(sheet_.range.label, " · ", sheet_.title);
+    for (const auto& [id, value] : sheet_.filters) {
+      append(words, " · ", id, " = ", value.value_or(""));
+    }
+    paragraph(words, kBold);
+  }
+
+  // Words in lines as wide as the console.
+  void paragraph(const std::string& words, std::string_view colour) {
+    const auto width = static_cast<std::size_t>(std::max(console_.width, 20));
+    std::string current;
+    for (const std::string& word : std::vector<std::string>(absl::StrSplit(shown(words), ' '))) {
+      if (!current.empty() && Text::characterCount(current) + 1 + Text::characterCount(word) > width) {
+        out_ += painted(current, colour) + "\n";
+        current.clear();
+      }
+      append(current, current.empty() ? "" : " ", word);
+    }
+    out_ += painted(current, colour) + "\n";
+  }
+
+  const Sheet& sheet_;
+  const Console& console_;
+  std::vector<Shown> columns_;  // in the order of their worth
+  std::string out_;
+};
+
+}  // namespace
+
+int draw(const Sheet& sheet, const Console& console) {
+  return Drawing(sheet, console).print();
+}
+
+}  // namespace tallyfin::Command

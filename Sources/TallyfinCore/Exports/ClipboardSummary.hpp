@@ -1,0 +1,15 @@
+#pragma once
+
+// The summary of a report for a person.
+
+#include "TallyfinCore/Exports/Options.hpp"
+
+#include <string>
+
+namespace tallyfin::Exporter {
+
+/// A text for mails and notes: the total, the first rows of the chosen axes and the provenance, in columns
+/// that line up in a fixed-width font.
+std::string clipboardSummary(const Report& report, const Options& options);
+
+}  // namespace tallyfin::Exporter

@@ -1,0 +1,35 @@
+#pragma once
+
+// The names of the files that documents go into.
+
+#include "TallyfinCore/Exports/Options.hpp"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tallyfin::Exporter {
+
+/// Which document is meant: the breakdown of an axis, or the provenance document.
+class Document {
+ public:
+  static Document breakdown(Axis axis) { return Document(axis); }
+  static Document provenance() { return Document(std::nullopt); }
+
+  /// The axis of a breakdown; absent for the provenance document.
+  std::optional<Axis> axis() const { return axis_; }
+
+  friend bool operator==(const Document&, const Document&) = default;
+
+ private:
+  explicit Document(std::optional<Axis> axis) : axis_(axis) {}
+
+  std::optional<Axis> axis_;
+};
+
+/// A stable name for a document: "tallyfin-project-last-7-days.csv". Holds no "/" and has at most 255 bytes:
+/// a longer period label is cut behind a whole character.
+std::string suggestedFileName(const Document& document, const Options& options,
+                              std::string_view extension = ".csv");
+
+}  // namespace tallyfin::Exporter
