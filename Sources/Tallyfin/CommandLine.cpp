@@ -240,9 +240,12 @@ CommandLine parse(const std::vector<std::string>& arguments) {
     line.arguments = parser.parse(named.rest);
   } catch (const CLI::CallForHelp&) {
     line.text = textOfHelp(named);
-  } catch (const CLI::ArgumentMismatch& error) {  // "--limit: 1 required N missing"
+  } catch (const CLI::ArgumentMismatch& error) {
+    // "--limit: 1 required N missing" or "--limit: At Most 1 required but received 2"
     const std::string text = error.what();
-    throw UsageError(concat(text.substr(0, text.find(':')), " needs a value", parser.seeHelp()));
+    throw UsageError(concat(text.substr(0, text.find(':')),
+                            text.ends_with("missing") ? " needs a value" : " may be given only once",
+                            parser.seeHelp()));
   } catch (const CLI::ParseError& error) {
     throw UsageError(concat(error.what(), parser.seeHelp()));
   }
