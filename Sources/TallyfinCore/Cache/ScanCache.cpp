@@ -158,7 +158,7 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
 VerificationResult ScanCache::verifyAgainstFullScan(const std::vector<SourceHome>& homes,
                                                     const Calendar& calendar, const Clock& clock,
                                                     const PriceList& prices, const ReadProgress& progress) {
-  const VerificationResult result = verifyCache(*known(), homes, calendar, clock, prices, threads_, progress);
+  VerificationResult result = verifyCache(*known(), homes, calendar, clock, prices, threads_, progress);
   const std::lock_guard guard(lock_);
   lastVerification_ = result;
   return result;
