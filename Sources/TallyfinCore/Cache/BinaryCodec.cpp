@@ -26,8 +26,7 @@ void BinaryWriter::reserve(std::size_t strings, std::size_t body) {
   body_.reserve(body);
 }
 
-void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out,
-                          absl::FunctionRef<void()> completeBody) const {
+void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const {
   constexpr std::size_t kPiece = std::size_t{1} << 20;  // bytes; with smaller pieces writing takes longer
   Buffer piece;
   piece.reserve(kPiece);
@@ -42,7 +41,6 @@ void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::s
     piece.append(text);
   }
   out(piece.bytes());
-  completeBody();
   out(body_.bytes());
 }
 

@@ -61,12 +61,8 @@ class BinaryWriter {
   /// Room for so many strings and a body of so many bytes.
   void reserve(std::size_t strings, std::size_t body);
 
-  /// Hands the whole output to `out`, piece by piece: `header`, the string table, the body. While the string
-  /// table goes out another thread may still append to the body, if it adds no text; `completeBody` waits for
-  /// it.
-  void finish(
-      std::string_view header, absl::FunctionRef<void(std::string_view)> out,
-      absl::FunctionRef<void()> completeBody = [] {}) const;
+  /// Hands the whole output to `out`, piece by piece: `header`, the string table, the body.
+  void finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const;
 
  private:
   static void put(Buffer& buffer, std::uint64_t value) {

@@ -34,7 +34,7 @@ std::optional<Contents> load(const std::string& path, std::size_t threads);
 
 /// Replaces the file at `path` as a whole, by one that holds `files`, which must be sorted by path. Gives the
 /// attributes of the new file. Throws std::system_error; the old file stays whole then.
-FileAttributes save(const std::string& path, const std::vector<FileProvenance>& files, std::size_t threads);
+FileAttributes save(const std::string& path, const std::vector<FileProvenance>& files);
 
 /// Sorts files by their paths: by code points of the canonical forms, then by bytes. Of several entries with
 /// the same path the first stays.

@@ -108,7 +108,7 @@ void ScanCache::save() {
       return;
     }
   }
-  const FileAttributes written = CacheFile::save(path_, *files, threads_);
+  const FileAttributes written = CacheFile::save(path_, *files);
   const std::lock_guard guard(lock_);
   saved_ = files;
   savedFile_ = written;
@@ -123,8 +123,8 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   std::vector<TranscriptFile> listed;
   std::vector<FileReading> readings;
   // Listing mostly waits for the system and loading for memory, so at once they take as long as the longer of
-  // the two. The calling thread does the loading, since the memory of other threads grows with one call to
-  // the system for every few pages.
+  // the two. One after the other a warm answer takes 7 % longer. The calling thread does the loading, since
+  // the memory of other threads grows with one call to the system for every few pages.
   std::future<void> listing = std::async(onTheSide(options.loadsFirst && threads_ > 1), [&] {
     listed = Scanner::listing(homes, diagnostics, options.loadsFirst ? 1 : threads_);
     readings = readingsOf(listed);
