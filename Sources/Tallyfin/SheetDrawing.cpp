@@ -174,25 +174,32 @@ class Drawing {
     return console_.hasColour && !colour.empty() && !text.empty() ? concat(colour, text, "\033[0m") : text;
   }
 
-  // A cell in words, where it has some; elastic ones in `width`.
+  // Makes the text of a cell of any type, at most `width` wide where that is elastic.
+  struct TextOf {
+    const Drawing& drawing;
+    Unit unit;
+    std::size_t width;
+
+    std::string operator()(std::monostate) const { return ""; }
+    std::string operator()(Sheet::Idle) const { return "idle"; }
+    std::string operator()(TimePoint time) const { return drawing.sheet_.calendar.formatMinute(time); }
+    std::string operator()(std::int64_t count) const {
+      return unit == Unit::tokens ? shortened(count) : grouped(count);
+    }
+    std::string operator()(const std::string& name) const {
+      std::string text = drawing.shown(name);
+      return text.size() <= width ? text
+                                  : drawing.shown(Text::visible(text, std::max<std::size_t>(width, 4)));
+    }
+    std::string operator()(const Sheet::Amount& cost) const { return drawing.shown(amount(*cost.bucket)); }
+    std::string operator()(const Sheet::Models& models) const {
+      return drawing.shown(modelsIn(*models.bucket, width));
+    }
+    std::string operator()(const Sheet::Share& share) const { return drawing.shown(barOf(share, width)); }
+  };
+
   std::string textOf(const Sheet::Cell& cell, Unit unit, std::size_t width = kAnyWidth) const {
-    if (const auto* const name = std::get_if<std::string>(&cell)) {
-      std::string text = shown(*name);
-      return text.size() <= width ? text : shown(Text::visible(text, std::max<std::size_t>(width, 4)));
-    }
-    if (const auto* const count = std::get_if<std::int64_t>(&cell)) {
-      return unit == Unit::tokens ? shortened(*count) : grouped(*count);
-    }
-    if (const auto* const cost = std::get_if<Sheet::Amount>(&cell)) {
-      return shown(amount(*cost->bucket));
-    }
-    if (const auto* const models = std::get_if<Sheet::Models>(&cell)) {
-      return shown(modelsIn(*models->bucket, width));
-    }
-    if (const auto* const share = std::get_if<Sheet::Share>(&cell)) {
-      return shown(barOf(*share, width));
-    }
-    return std::holds_alternative<Sheet::Idle>(cell) ? "idle" : "";
+    return std::visit(TextOf{*this, unit, width}, cell);
   }
 
   // Gives each column the width that its cells need.

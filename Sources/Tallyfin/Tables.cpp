@@ -159,7 +159,7 @@ int show(const Call& call, Axis axis, const Days& days) {
     if (limit && std::cmp_less(*limit, entries.size())) {  // of rows in order of time the latest stay
       entries.erase(entries.begin(), entries.end() - *limit);
     }
-    Sheet sheet = axisSheet(report, axis, std::move(entries));
+    Sheet sheet = axisSheet(report, axis, std::move(entries), data.calendar());
     sheet.range.label = days.label ? concat(*days.label, " (", period.label, ")") : period.label;
     for (const auto& [name, value] : filters.named()) {
       sheet.filters.emplace_back(name, value);

@@ -123,9 +123,10 @@ class AxisColumns {
 
 }  // namespace
 
-Sheet axisSheet(const Report& report, Axis axis, std::vector<Entry> entries) {
+Sheet axisSheet(const Report& report, Axis axis, std::vector<Entry> entries, const Calendar& calendar) {
   const std::size_t count = entries.size();
-  return {.id = columnValue(axis),
+  return {.calendar = calendar,
+          .id = columnValue(axis),
           .title = concat("by ", rawValue(axis)),
           .columns = AxisColumns(report, axis, std::move(entries)).all(),
           .rowCount = count};

@@ -157,7 +157,8 @@ std::string jsonOf(const Sheet& sheet, const ScanDiagnostics& seen, const Option
 }  // namespace
 
 std::string breakdownJSON(const Report& report, Axis axis, const Options& options) {
-  Sheet sheet = axisSheet(report, axis, rows(report, axis, options.calendar, options.limitPerAxis));
+  Sheet sheet =
+      axisSheet(report, axis, rows(report, axis, options.calendar, options.limitPerAxis), options.calendar);
   sheet.rowsLeftOut = static_cast<std::size_t>(rowCount(report, axis)) - sheet.rowCount;
   sheet.range = {periodDescription(report, options, Stamps(options.calendar)), options.from, options.to};
   sheet.filters = {{"agent", options.narrowing.agent},

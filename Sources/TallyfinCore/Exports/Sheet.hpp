@@ -3,6 +3,7 @@
 // What is shown in rows: typed cells below a title, with range, filters, total and notes. The tables of the
 // command and the JSON document draw sheets.
 
+#include "Platform/Calendar.hpp"
 #include "Platform/TimePoint.hpp"
 #include "TallyfinCore/Figures/Report.hpp"
 
@@ -62,7 +63,8 @@ struct Sheet {
     std::optional<TimePoint> through = {};  ///< start of the last day; absent: up to the end
   };
 
-  std::string_view id;  ///< what a row stands for, in documents: "project", "raw_cwd", ...
+  Calendar calendar = Calendar::utc();  ///< of the times in cells
+  std::string_view id;                  ///< what a row stands for, in documents: "project", "raw_cwd", ...
   std::string title;
   Range range = {};
   /// What a row counts must belong to: "agent", "project", "session". A filter without a value is not set.
