@@ -72,7 +72,7 @@ void DataSource::startSaving() {
         cache_.save();
         savingError_.clear();
       }
-    } catch (const std::exception& error) {  // answers do not need the file; the next refresh saves again
+    } catch (const std::exception& error) {  // the answer is in memory; the next refresh saves again
       savingError_ = error.what();
     }
   });

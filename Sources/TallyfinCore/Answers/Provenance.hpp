@@ -23,7 +23,7 @@ struct FigureProvenance {
   Filters filters;
   std::shared_ptr<const Report> report;
   FileContributions files;                        ///< highest priced cost first
-  std::vector<std::optional<std::string>> homes;  ///< home of each of the files; absent: none
+  std::vector<std::optional<std::string>> homes;  ///< each file's home; absent: none
 };
 
 FigureProvenance provenance(DataSource& data, const ProvenanceQuestion& question);
