@@ -1,7 +1,7 @@
 #pragma once
 
-// The arguments of one tool call, decoded once. A value of the wrong type counts as absent and an absent one
-// takes the default of the catalogue, so a mistyped argument never fails a call.
+// The arguments of one tool call, decoded once. A mistyped argument never fails a call: a value of the wrong
+// type counts as absent, and an absent argument takes its default from the catalogue.
 
 #include "Platform/Json.hpp"
 
@@ -21,38 +21,38 @@ namespace tallyfin {
 struct ToolArgument {
   enum class Type : std::uint8_t { string = 1, integer, boolean };
 
-  /// A value, whose index is that of its type; empty: none.
+  /// A value; its index in the variant is its type. Empty: no value.
   using Value = std::variant<std::monostate, std::string, std::int64_t, bool>;
 
   std::string_view name;
   Type type;
-  std::string description;              ///< names the accepted words and the default, as clients read it
-  Value fallback = {};                  ///< empty: none
-  std::vector<std::string> words = {};  ///< the accepted words, where these are few
+  std::string description;              ///< for clients; lists the accepted words and the default
+  Value fallback = {};                  ///< the default; empty: none
+  std::vector<std::string> words = {};  ///< all accepted words, if they are few
   bool isRequired = false;
-  bool isListed = true;  ///< false: the tool reads it, but `tools/list` leaves it out
+  bool isListed = true;  ///< false: the tool accepts it, but `tools/list` omits it
 };
 
-/// The name of the type in a JSON schema.
+/// The name of the type in JSON Schema.
 std::string_view name(ToolArgument::Type type);
 
-/// The arguments that a client gave, by name.
+/// The arguments of a call, by name.
 using GivenArguments = std::map<std::string, ToolArgument::Value, std::less<>>;
 
-/// Consumes a JSON value of any kind: a string, a boolean or a whole number, of which one beyond 64 bits
-/// becomes the nearest that fits. Empty for any other value, such as 5.5, and on failure.
+/// Reads any JSON value. Returns a string, a boolean or a whole number; numbers beyond 64 bits become the
+/// nearest 64-bit number. Returns empty for any other value, such as 5.5, and on failure.
 ToolArgument::Value readValue(JsonReader& reader);
 
 /// What a call gives a tool.
 class Arguments {
  public:
-  /// Takes from `given` what the tool knows.
+  /// Keeps the arguments in `given` that the tool accepts.
   Arguments(const std::vector<ToolArgument>& known, const GivenArguments& given);
 
-  /// The text, or its default; absent without either.
+  /// The text or its default; absent if there is neither.
   std::optional<std::string> text(std::string_view name) const;
 
-  /// The number or the flag, or its default, which the catalogue must have.
+  /// The number or flag, or its default. The catalogue must have a default.
   std::int64_t integer(std::string_view name) const {
     return std::get<std::int64_t>(values_.find(name)->second);
   }

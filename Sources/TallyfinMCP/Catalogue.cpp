@@ -26,7 +26,7 @@ ToolArgument unlisted(ToolArgument argument) {
   return argument;
 }
 
-// `remark` stands behind the default.
+// `remark` follows the default in the description.
 ToolArgument number(std::string_view name, std::string_view what, std::int64_t fallback,
                     std::string_view remark = "") {
   return {.name = name,
@@ -39,7 +39,7 @@ ToolArgument flag(std::string_view name, std::string_view what) {
   return {.name = name, .type = boolean, .description = concat(what, " (default false)."), .fallback = false};
 }
 
-// The span of a tool is three arguments: `period`, `from` and `to`.
+// The period of a tool has three arguments: `period`, `from` and `to`.
 ToolArgument period(std::string_view fallback) {
   return {.name = "period",
           .type = string,
@@ -65,7 +65,7 @@ ToolArgument by() {
           .words = Tools::breakdownNames()};
 }
 
-// Tools that rank take all three filters, also those that their descriptions do not list.
+// Ranking tools accept all three filters, including those that their descriptions omit.
 ToolArgument unlistedFilter(std::string_view name) {
   return unlisted(text(name, ""));
 }

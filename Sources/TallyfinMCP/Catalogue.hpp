@@ -1,6 +1,6 @@
 #pragma once
 
-// The one list of the tools: what a client is told, which call runs what, and which arguments are read.
+// The only list of the tools: their descriptions for clients, their functions and their arguments.
 
 #include "TallyfinCore/Answers/DataSource.hpp"
 #include "TallyfinMCP/Arguments.hpp"
@@ -16,14 +16,14 @@ struct Tool {
   std::string_view description;
   std::vector<ToolArgument> arguments;
 
-  /// The tool's answer as plain text. Throws MCPError, whose message is then the answer.
+  /// Returns the tool's answer as plain text. Throws MCPError, whose message is the answer then.
   std::string (*run)(DataSource& data, const Arguments& given);
 };
 
-/// The nine tools in their order, the same whatever the data.
+/// The nine tools in a fixed order, which does not depend on the data.
 const std::vector<Tool>& catalogue();
 
-/// The tool of that name, or null.
+/// The tool with this name; null if there is none.
 const Tool* toolNamed(std::string_view name);
 
 }  // namespace tallyfin

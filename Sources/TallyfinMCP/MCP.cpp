@@ -29,15 +29,15 @@ constexpr const char* kInstructions =
     "usage lines behind it, and what was lost while parsing. Every figure is an estimate from usage × list "
     "API prices, NOT a bill; a value that cannot be computed is written \"unknown\", never 0.";
 
-// What matters of a line.
+// The needed parts of a line.
 struct Message {
   std::string method;
-  std::optional<std::string> id;  // as compact JSON; the client's own, so given back as it came
-  std::string_view params;        // as it stands in the line; empty when there are none
+  std::optional<std::string> id;  // compact JSON; replies repeat the client's id unchanged
+  std::string_view params;        // the text in the line; empty if absent
 };
 
-// The message of a line; absent when it is no JSON object or has no `method` string. What is not needed is
-// checked and passed over, so that a long line costs little memory.
+// The message in a line; absent unless the line is a JSON object with a string `method`. Other parts are
+// validated and skipped, so a long line needs little memory.
 std::optional<Message> readMessage(std::string_view line) {
   JsonReader reader(line);
   Message message;
@@ -61,12 +61,12 @@ std::optional<Message> readMessage(std::string_view line) {
   return message;
 }
 
-// An answer with its payload under `key`, "result" or "error"; all but the key is JSON.
+// A JSON-RPC response with its payload under `key`, "result" or "error". `id` and `payload` are JSON.
 std::string answer(std::string_view id, std::string_view key, std::string_view payload) {
   return concat(R"({"jsonrpc":"2.0","id":)", id, ",\"", key, "\":", payload, "}");
 }
 
-// Whether any tool takes an argument of that name.
+// Whether any tool accepts an argument with this name.
 bool isArgument(std::string_view name) {
   const auto takesIt = [name](const Tool& tool) {
     return std::any_of(tool.arguments.begin(), tool.arguments.end(),
@@ -75,8 +75,8 @@ bool isArgument(std::string_view name) {
   return std::any_of(catalogue().begin(), catalogue().end(), takesIt);
 }
 
-// The arguments that a tool could use: those that some tool takes, without lists and objects, which no tool
-// does. Whatever else a client sends is checked and passed over, so that it costs no memory.
+// Keeps the arguments that some tool accepts. Lists and objects are dropped, because no tool accepts them.
+// Everything else is validated and skipped, so it needs no memory.
 GivenArguments readArguments(JsonReader& reader) {
   GivenArguments arguments;
   reader.readObject([&](std::string_view key) {
@@ -89,14 +89,14 @@ GivenArguments readArguments(JsonReader& reader) {
   return arguments;
 }
 
-// What `params` says to the one or the other method.
+// The parameters of `initialize` and `tools/call`.
 struct Parameters {
   std::optional<std::string> protocolVersion;
   std::optional<std::string> name;
   GivenArguments arguments;
 };
 
-// `params` must come from a valid line, or be empty.
+// `params` must be part of a valid line, or empty.
 Parameters readParameters(std::string_view params) {
   Parameters parameters;
   JsonReader reader(params);
@@ -121,7 +121,7 @@ std::string handshake(const Parameters& params) {
                 jsonString(kInstructions), "}");
 }
 
-// The tool as `tools/list` shows it. A schema has the key `required` only when there is something to name.
+// The tool in the form of `tools/list`. The schema has the key `required` only if an argument is required.
 std::string listed(const Tool& tool) {
   std::vector<std::string> properties;
   std::vector<std::string> required;
@@ -165,7 +165,7 @@ std::optional<std::string> MCPServer::reply(std::string_view line) {
       return std::nullopt;
     }
     return dispatch(message->method, *message->id, message->params);
-  } catch (const std::exception&) {  // no memory for the id or the answer: this line gets no answer
+  } catch (const std::exception&) {  // no memory for the id or the response: this line gets none
     return std::nullopt;
   }
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-// The protocol: what one line from the client is answered with, and how a tool is called. Input and output
-// themselves are the business of `main`.
+// The protocol: replies to lines from the client, and calls the tools. `main` does the input and output.
 
 #include "TallyfinCore/Answers/DataSource.hpp"
 #include "TallyfinMCP/Arguments.hpp"
@@ -18,14 +17,14 @@ class MCPServer {
   static constexpr const char* serverName = "tallyfin";
   static constexpr const char* serverVersion = TALLYFIN_VERSION;  // of the whole project
 
-  /// `data` must outlive the server. `log` receives the text of a log line; it adds the prefix and the line
-  /// feed itself, and writes them at once.
+  /// `data` must outlive the server. `log` receives the text of one log line; it must add prefix and line
+  /// feed and write the line immediately.
   MCPServer(DataSource& data, std::function<void(std::string_view)> log);
 
-  /// The reply to one line, without a line feed; absent when the protocol wants none. Never fails.
+  /// The reply to a line, without line feed; absent if the protocol requires none. Never fails.
   std::optional<std::string> reply(std::string_view line);
 
-  /// The catalogue as a client is told it: a JSON array of the tools in their order.
+  /// The catalogue as clients receive it: a JSON array of the tools in order.
   static std::string tools();
 
   struct ToolResult {
@@ -33,11 +32,11 @@ class MCPServer {
     bool isError = false;
   };
 
-  /// Runs the tool of that name. Never fails: what goes wrong is the text.
+  /// Runs the tool with this name. Never fails: an error becomes the text of the result.
   ToolResult callTool(std::string_view name, const GivenArguments& arguments);
 
  private:
-  // The answer to a request; `id` and `params` are JSON, `params` empty when there is none.
+  // The response to a request. `id` and `params` are JSON; `params` is empty if absent.
   std::string dispatch(std::string_view method, std::string_view id, std::string_view params);
 
   DataSource& data_;

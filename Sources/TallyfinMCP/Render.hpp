@@ -1,7 +1,7 @@
 #pragma once
 
-// Numbers, times, identities and buckets as text, the same in every tool. What cannot be computed says
-// "unknown" and why; it never prints 0. Nothing here follows the locale.
+// Numbers, times, identities and buckets as text, in the same form for every tool. Values that cannot be
+// computed print "unknown" and the reason, never 0. Nothing depends on the locale.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
@@ -16,13 +16,13 @@
 
 namespace tallyfin::R {
 
-/// 62 times "─", the line under every title.
+/// 62 times "─": the line under every title.
 extern const std::string rule;
 
 /// "1 request", "1,204 requests".
 std::string requests(std::int64_t n);
 
-/// A count of tokens, shortened: "999", "1.2k", "2.35M", "1.50G".
+/// A token count, shortened: "999", "1.2k", "2.35M", "1.50G".
 inline std::string tokens(std::int64_t n) {
   return shortened(n);
 }
@@ -30,10 +30,10 @@ inline std::string tokens(std::int64_t n) {
 /// yyyy-MM-dd HH:mm, or "unknown".
 std::string stamp(std::optional<TimePoint> time, const Calendar& calendar);
 
-/// First to last activity of a bucket, or "unknown" when one is missing.
+/// First and last activity of a bucket, or "unknown" if either is missing.
 std::string span(const Bucket& bucket, const Calendar& calendar);
 
-/// An estimated cost; `suffix` ("/h" or nothing) stands between amount and caveat.
+/// An estimated cost; `suffix` ("/h" or empty) goes between amount and caveat.
 std::string costEst(const Estimate<CostEstimate>& estimate, std::string_view suffix);
 
 /// A fraction from 0 to 1 as a percentage.
@@ -42,10 +42,11 @@ std::string fractionEst(const Estimate<double>& estimate);
 /// A percentage with its sign: "+12.3%".
 std::string signedPercent(const Estimate<double>& estimate);
 
-/// The models of a bucket, most used first: "claude-opus-5×1,204 claude-haiku-4-5×7". Absent without any.
+/// The models of a bucket, most used first: "claude-opus-5×1,204 claude-haiku-4-5×7". Absent if there are
+/// none.
 std::optional<std::string> models(const Bucket& bucket);
 
-/// One line of a ranked list, without its line feed; the label is fitted to `width` characters.
+/// One line of a ranking, without line feed. The label is fitted to `width` characters.
 std::string bucketLine(std::string_view label, const Bucket& bucket, std::size_t width);
 
 /// An agent with its id: "reviewer  [areviewer-0123456789abcdef]".

@@ -1,5 +1,5 @@
-// The server: one line in, at most one line out, until standard input closes. The only place that asks the
-// process for its clock, zone, environment and home, through Environment::ofProcess.
+// The server: at most one line out for each line in, until standard input closes. Only this file reads the
+// clock, time zone, environment and home of the process, through Environment::ofProcess.
 
 #include "Platform/Concat.hpp"
 #include "Platform/Streams.hpp"
@@ -22,8 +22,8 @@ namespace {
 
 using namespace tallyfin;
 
-// Keeps standard output for the protocol: gives the descriptor to write replies to, and sends whatever else
-// might print there to standard error.
+// Reserves standard output for the protocol: returns a descriptor for the replies and redirects all other
+// output to standard error.
 int reserveOutput() {
   const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (output == -1) {
@@ -33,7 +33,7 @@ int reserveOutput() {
   return output;
 }
 
-// Writes the line in one call. A failure is ignored: the server works without its log.
+// Writes the line in one call. Ignores failures: the server works without its log.
 void writeLog(std::string_view text) {
   const std::string line = concat("[tallyfin-mcp] ", text, "\n");
   while (write(STDERR_FILENO, line.data(), line.size()) == -1 && errno == EINTR) {
@@ -61,7 +61,7 @@ constexpr std::string_view kHelp =
     "own\n"
     "prices. For reports on a terminal there is the command tallyfin.\n";
 
-// The text that a person asked for in place of a session with a client. Other arguments are ignored.
+// The text that a user requested instead of a client session. Other arguments are ignored.
 std::optional<std::string> textFor(std::span<char*> arguments) {
   if (arguments.size() != 1) {
     return std::nullopt;
@@ -76,8 +76,8 @@ std::optional<std::string> textFor(std::span<char*> arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);  // a client that went away shows as a failed write
-  std::signal(SIGXFSZ, SIG_IGN);  // and a limit of file sizes as a failed save
+  std::signal(SIGPIPE, SIG_IGN);  // a client that has exited then shows as a failed write
+  std::signal(SIGXFSZ, SIG_IGN);  // a file size limit then shows as a failed save
   openMissingStreams(O_RDWR);
   if (const auto text = textFor(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0))) {
     return writeAll(STDOUT_FILENO, *text) ? 0 : 1;
@@ -99,7 +99,7 @@ int main(int argc, char** argv) {
   while (const std::optional<std::string_view> line = input.next()) {
     const std::optional<std::string> reply = server.reply(*line);
     if (reply && !(writeAll(output, *reply) && writeAll(output, "\n"))) {
-      return 0;  // nobody is left to answer
+      return 0;  // the client is gone
     }
   }
   writeLog("stdin closed; exiting");

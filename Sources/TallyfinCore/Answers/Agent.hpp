@@ -1,6 +1,6 @@
 #pragma once
 
-// The thread of one agent: its days, sessions and projects, and what a roster says of it.
+// The history of one agent: its days, sessions and projects, and its roster entry.
 
 #include "TallyfinCore/Answers/Filters.hpp"
 
@@ -11,20 +11,20 @@
 namespace tallyfin::Answers {
 
 struct AgentQuestion {
-  std::string agent;  ///< its name, its id, a part of the name or the beginning of the id, or "main"
+  std::string agent;  ///< name, id, part of the name, beginning of the id, or "main"
   Period period;
 };
 
 struct Agent {
   AgentIdentity agent;
   Period period;
-  std::shared_ptr<const Report> report;  ///< of the agent alone, within the period
+  std::shared_ptr<const Report> report;  ///< only this agent's requests, within the period
   std::optional<RosterEntry> roster;
-  Ranking<InternedText> sessions;  ///< the 20 costliest
-  Ranking<InternedText> projects;  ///< the 20 costliest
+  Ranking<InternedText> sessions;  ///< the 20 most expensive
+  Ranking<InternedText> projects;  ///< the 20 most expensive
 };
 
-/// Refuses a name that means no agent, or several.
+/// Refuses a name that matches no agent, or several.
 Answered<Agent> agent(DataSource& data, const AgentQuestion& question);
 
 }  // namespace tallyfin::Answers

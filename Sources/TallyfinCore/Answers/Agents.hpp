@@ -1,6 +1,6 @@
 #pragma once
 
-// Agents by cost, with what each worked on.
+// Agents by cost, each with its session and project.
 
 #include "TallyfinCore/Answers/Filters.hpp"
 
@@ -15,15 +15,15 @@ struct AgentsQuestion {
   Period period;
   Filters filters = {};
   std::int64_t limit = 15;   ///< rows; not negative
-  bool includesMain = true;  ///< whether the main session is ranked as well
+  bool includesMain = true;  ///< whether to rank the main session too
 };
 
 struct AgentRow {
   AgentIdentity agent;
-  const Bucket* bucket = nullptr;       ///< points into the report of the answer
+  const Bucket* bucket = nullptr;       ///< belongs to the answer's report
   std::optional<InternedText> session;  ///< of its first request in the period
-  std::optional<InternedText> project;  ///< of that request
-  std::optional<RosterEntry> roster;    ///< what a team's roster says of it
+  std::optional<InternedText> project;  ///< of the same request
+  std::optional<RosterEntry> roster;    ///< from a team's roster
 };
 
 struct Agents {
@@ -35,7 +35,7 @@ struct Agents {
 
 Agents agents(DataSource& data, const AgentsQuestion& question);
 
-/// What a team's roster says of an agent, in the session that `report` counts it under.
+/// The roster entry of an agent, for the session to which `report` assigns the agent.
 std::optional<RosterEntry> rosterEntry(const DataSource& data, const Report& report,
                                        const AgentIdentity& agent);
 

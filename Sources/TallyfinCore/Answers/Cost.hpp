@@ -1,6 +1,6 @@
 #pragma once
 
-// What a period cost, along one axis.
+// The cost of a period along one axis.
 
 #include "TallyfinCore/Answers/Filters.hpp"
 #include "TallyfinCore/Figures/Axes.hpp"
@@ -22,8 +22,8 @@ struct CostQuestion {
 struct Cost {
   Period period;
   Filters filters;
-  std::shared_ptr<const Report> report;  ///< holds the rows' axis and the agents; the rows point into it
-  std::vector<Entry> rows;               ///< in the order of the axis: by time, or by cost
+  std::shared_ptr<const Report> report;  ///< has the axis and the agents; owns the buckets of the rows
+  std::vector<Entry> rows;               ///< in the axis's order: by time, or by cost
 };
 
 Cost cost(DataSource& data, const CostQuestion& question);

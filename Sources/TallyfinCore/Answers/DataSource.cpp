@@ -11,7 +11,7 @@
 namespace tallyfin {
 namespace {
 
-// Whether a refresh has probably freed much memory: it forgot files, or read a lot.
+// Whether a refresh has probably freed much memory: it dropped files, or read more than 16 MiB.
 bool leavesMemory(const RefreshStats& stats) {
   constexpr std::uint64_t kMuch = std::uint64_t{16} << 20;  // bytes
   return stats.filesGone > 0 || stats.filesRewound > 0 || stats.bytesRead > kMuch;
@@ -33,13 +33,13 @@ DataSource::DataSource(Environment environment)
 }
 
 const RefreshStats& DataSource::ensureFresh() {
-  // A clock that was set back gives a negative age: no refresh until it has caught up.
+  // A clock set back gives a negative age: no refresh until the clock has caught up.
   if (lastRefresh_ && refreshStats_ && now().seconds - lastRefresh_->seconds < kFreshnessWindow) {
     return *refreshStats_;
   }
   finishSaving();
-  refreshStats_.reset();  // when memory runs out in this look, the next call looks again
-  records_ = {};          // freed now, so that the new records can use the memory
+  refreshStats_.reset();  // if memory runs out during this refresh, the next call refreshes again
+  records_ = {};          // freed early, so that the new records can use the memory
   std::future<AgentRoster> roster;
   if (!rosterLoaded_) {
     roster = std::async(onTheSide(), [this] {
@@ -63,8 +63,8 @@ const RefreshStats& DataSource::ensureFresh() {
   return *refreshStats_;
 }
 
-// Saves on another thread, since half of a save is waiting for the disk: on the calling thread an answer that
-// saves takes 9 % longer. When the system gives no thread it is done in `finishSaving`.
+// Saves on another thread, because half of a save is waiting for the disk; on the calling thread, an answer
+// with a save takes 9 % longer. If the system cannot start a thread, `finishSaving` does the work.
 void DataSource::startSaving() {
   saving_ = std::async(onTheSide(), [this] {
     try {
@@ -72,7 +72,7 @@ void DataSource::startSaving() {
         cache_.save();
         savingError_.clear();
       }
-    } catch (const std::exception& error) {  // the answer is in memory; the next refresh tries again
+    } catch (const std::exception& error) {  // the answer is in memory; the next refresh saves again
       savingError_ = error.what();
     }
   });
@@ -85,7 +85,8 @@ void DataSource::finishSaving() {
   const bool wasWaitedFor = saving_.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
   saving_.get();
   if (wasWaitedFor && lastRefresh_) {
-    lastRefresh_ = now();  // the look ends here; else, with a slow disk, every call would look and save again
+    // The wait counts as part of the refresh: otherwise, with a slow disk, every call would refresh and save.
+    lastRefresh_ = now();
   }
   if (!refreshStats_ || leavesMemory(*refreshStats_)) {
     giveBackMemory();

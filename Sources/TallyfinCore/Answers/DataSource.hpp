@@ -1,8 +1,8 @@
 #pragma once
 
-// Holds what was read: decides where transcripts and cache lie and when to look at the disk again, keeps the
-// unified records, and turns a period into a report. Used from one thread, without locks. Two jobs run in the
-// background: loading the rosters during a refresh, and saving the cache while the answer is built.
+// Owns the data read from disk. Decides where transcripts and cache are and when to read them again, keeps
+// the unified records, and builds the report of a period. Used from one thread, without locks. Two jobs run
+// in the background: loading the rosters during a refresh, and saving the cache while the answer is built.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Answers/Period.hpp"
@@ -21,29 +21,30 @@ namespace tallyfin {
 
 class DataSource {
  public:
-  /// Reads the own prices, but no transcript and no cache; makes the folder of the cache. Empty variables
-  /// count as unset. A cache that would lie among the transcripts is neither read nor written.
+  /// Reads the own prices, but no transcripts and no cache; creates the folder of the cache. Empty
+  /// environment variables count as unset. If the cache path is inside the transcript folders, the cache is
+  /// neither read nor written.
   explicit DataSource(Environment environment);
 
-  /// Sets the function that is told how far a read is, from the next read on.
+  /// Sets the function that receives the progress of a read, starting with the next read.
   void onProgress(ReadProgress progress) { progress_ = std::move(progress); }
 
-  /// Looks at the disk when 15 seconds or more have passed since the last look ended, and gives what the last
-  /// look did. If an answer had to wait until the cache file was saved, the look ended with that. The first
-  /// call also loads the cache file and the roster. Throws only when memory runs out; the next call then
-  /// looks again. The cache file is written from here on, until `finishSaving`.
+  /// Refreshes if the last refresh ended 15 or more seconds ago. Returns the statistics of the last refresh.
+  /// If an answer had to wait for the cache file to be saved, that refresh ended with the save. The first
+  /// call also loads the cache file and the roster. Throws only if memory runs out; the next call then
+  /// refreshes again. After a refresh the cache file is saved in the background until `finishSaving`.
   const RefreshStats& ensureFresh();
 
-  /// Waits until the cache file holds what the last look found, or could not be written. Called before an
-  /// answer leaves, so that nothing is lost when the client kills the server after it.
+  /// Waits until the save of the last refresh has succeeded or failed. Call it before an answer is sent, so
+  /// that nothing is lost if the client then kills the server.
   void finishSaving();
 
-  /// Why the cache file could not be written the last time; empty when that succeeded, and before the first
-  /// time. When the file is never written, the reason, from the start on.
+  /// Why the last save failed; empty if it succeeded or none has been tried. If the cache is never written,
+  /// contains the reason from the start.
   const std::string& savingError() const { return savingError_; }
 
-  /// The report of a period over the records that `filter` lets pass, after `ensureFresh`. It holds what
-  /// `parts` asks for; without them the parts that are there by default and the hours of a single day.
+  /// Calls `ensureFresh`, then returns the report of a period over the records that pass `filter`. `parts`
+  /// defaults to the default parts, plus hours for a single day.
   Report report(const Period& period, const RecordFilter& filter = {}, std::optional<ReportParts> parts = {});
 
   const std::vector<SourceHome>& homes() const { return homes_; }
@@ -54,11 +55,11 @@ class DataSource {
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
   const PriceList& prices() const { return aggregator_.prices(); }
   const AgentRoster& roster() const { return roster_; }
-  /// The present time. A tool reads it once, when it begins, so that all of its answer is of one moment, also
+  /// The current time. A tool reads it once at its start, so that the whole answer refers to one moment, even
   /// around midnight.
   TimePoint now() const { return environment_.now(); }
 
-  /// From here on `now` gives `moment`. For a program that gives one answer and ends.
+  /// From now on `now` returns `moment`. For programs that give one answer and exit.
   void stopClock(TimePoint moment) {
     environment_.now = [moment] { return moment; };
   }
@@ -79,9 +80,9 @@ class DataSource {
   AgentRoster roster_;
   bool rosterLoaded_ = false;
   ReadProgress progress_;
-  std::string savingError_;   // read when nothing is being saved
-  bool usesCache_;            // false: its file is neither read nor written
-  std::future<void> saving_;  // ends before the cache does
+  std::string savingError_;   // access only while no save is running
+  bool usesCache_;            // false: the cache file is neither read nor written
+  std::future<void> saving_;  // declared last: ends before `cache_` is destroyed
 };
 
 }  // namespace tallyfin

@@ -10,7 +10,8 @@
 namespace tallyfin {
 namespace {
 
-// Whether a record belongs to a project. Neighbours mostly share their directory, so the last answer is kept.
+// Whether a record belongs to a project. Consecutive records mostly share a directory, so the last result is
+// cached.
 class InProject {
  public:
   InProject(ProjectResolver resolver, InternedText project)
@@ -27,7 +28,7 @@ class InProject {
  private:
   ProjectResolver resolver_;
   InternedText project_;
-  std::optional<std::uint32_t> directory_;  // the spelling of the last one
+  std::optional<std::uint32_t> directory_;  // spelling number of the last directory
   bool isInside_ = false;
 };
 
@@ -35,7 +36,7 @@ bool isGiven(const std::optional<std::string>& word) {
   return word && !word->empty();
 }
 
-// Looks up a word, if it is given, and stores its key. Returns the refusal, if any.
+// Looks up a word, if given, and stores its key. Returns the refusal, if any.
 template <typename Key>
 std::optional<Refusal> keep(std::optional<Key>& key, const std::optional<std::string>& word,
                             Answered<Key> (*resolve)(const std::string&, const Report&), const Report& wide) {

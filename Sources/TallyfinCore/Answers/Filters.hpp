@@ -1,6 +1,6 @@
 #pragma once
 
-// Narrowing a question to one agent, one project or one session.
+// Narrows a question to one agent, one project or one session.
 
 #include "TallyfinCore/Answers/DataSource.hpp"
 #include "TallyfinCore/Answers/Refusal.hpp"
@@ -13,16 +13,16 @@
 
 namespace tallyfin {
 
-/// Names or fragments of names, as somebody typed them. An empty text counts as absent.
+/// Names or parts of names, as the user typed them. An empty text counts as absent.
 struct FilterWords {
   std::optional<std::string> agent;
   std::optional<std::string> project;
   std::optional<std::string> session;
 };
 
-/// What a question is narrowed to. All that is given must hold.
+/// The filters of a question. A record must match all that are set.
 struct Filters {
-  RecordFilter predicate;  ///< empty when nothing narrows
+  RecordFilter predicate;  ///< empty if no filter is set
   std::optional<AgentIdentity> agent;
   std::optional<InternedText> project;
   std::optional<InternedText> session;
@@ -31,12 +31,12 @@ struct Filters {
   /// "~/src/atlas"}.
   std::vector<std::pair<std::string_view, std::string>> named() const;
 
-  /// The same as texts: "project = ~/src/atlas".
+  /// The same as text: "project = ~/src/atlas".
   std::vector<std::string> described() const;
 };
 
-/// Looks the names up in the whole history, so that a name without activity in the period is known all the
-/// same. Stops at the first that does not come to one key.
+/// Looks the names up in the whole history, so a name without requests in the period is found too. Stops at
+/// the first name that does not match exactly one key.
 Answered<Filters> buildFilters(DataSource& data, const FilterWords& words);
 
 }  // namespace tallyfin

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kMostCandidates = 25;
 
-// A text as lookups compare it: in lower case and canonical form.
+// A text in the form that lookups compare: lower case and canonical.
 std::string folded(std::string_view text) {
   return Text::canonical(Text::lowercased(text));
 }
@@ -29,8 +29,8 @@ std::string candidateLabel(const AgentIdentity& agent) {
   return agent.labelWithId();
 }
 
-// Both texts are folded. A part longer than the text cannot match and is ruled out first: a query may hold
-// megabytes, which would be prepared for the search with each key anew.
+// Both texts must be folded. A part longer than the text cannot match. It is rejected first, because a query
+// may be megabytes long and the search would process it again for each key.
 bool contains(const std::string& text, const std::string& part) {
   return part.size() <= text.size() && Text::contains(text, part);
 }
@@ -39,7 +39,7 @@ bool beginsWith(const std::string& text, const std::string& start) {
   return start.size() <= text.size() && Text::hasPrefix(text, start);
 }
 
-// Keys that match, with their figures.
+// The matching keys with their figures.
 template <typename Key>
 using Hits = std::vector<std::pair<Key, const Bucket*>>;
 
@@ -56,7 +56,7 @@ std::vector<Candidate> candidatesOf(const Hits<Key>& hits) {
   return candidates;
 }
 
-// The one key, or the candidates by cost, highest first, then by label.
+// The only key, or the candidates by cost, highest first, then by label.
 template <typename Key>
 Answered<Key> oneOf(const Hits<Key>& hits, NameKind kind, const std::string& text) {
   if (hits.empty()) {
@@ -121,7 +121,7 @@ Answered<AgentIdentity> resolveAgent(const std::string& text, const Report& repo
       continue;
     }
     const std::string name =
-        folded(agent.name().text());  // empty for an anonymous agent, which matches nothing
+        folded(agent.name().text());  // an anonymous agent has an empty name, which matches nothing
     const std::string rawId = folded(agent.rawId().text());
     if (name == wanted || rawId == wanted) {
       equal.emplace_back(agent, &bucket);

@@ -1,7 +1,7 @@
 #pragma once
 
-// From a few remembered letters to one agent, project or session of a report, or to the candidates. Nothing
-// is ever guessed. Letter case does not matter; characters are compared whole and in canonical form.
+// Finds the agent, project or session that a few letters identify, or lists the candidates. Never guesses.
+// Ignores letter case; compares whole characters in canonical form.
 
 #include "TallyfinCore/Answers/Refusal.hpp"
 #include "TallyfinCore/Figures/Report.hpp"
@@ -10,14 +10,14 @@
 
 namespace tallyfin {
 
-/// The main session for "main", "main session" or "main-session"; else the agent whose name or raw id equals
-/// the text; else the one whose name contains it or whose raw id begins with it.
+/// The main session for "main", "main session" or "main-session"; otherwise the agent whose name or raw id
+/// equals the text; otherwise the one whose name contains it or whose raw id starts with it.
 Answered<AgentIdentity> resolveAgent(const std::string& text, const Report& report);
 
-/// The project whose label is the text, else the one whose label contains it.
+/// The project whose label equals the text, otherwise the one whose label contains it.
 Answered<InternedText> resolveProject(const std::string& text, const Report& report);
 
-/// The session whose id is the text, else the one whose id begins with it.
+/// The session whose id equals the text, otherwise the one whose id starts with it.
 Answered<InternedText> resolveSession(const std::string& text, const Report& report);
 
 }  // namespace tallyfin

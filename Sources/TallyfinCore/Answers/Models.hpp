@@ -1,6 +1,6 @@
 #pragma once
 
-// Models by cost, with the agents that used each.
+// Models by cost, each with its agents.
 
 #include "TallyfinCore/Answers/Filters.hpp"
 
@@ -14,15 +14,15 @@ struct ModelsQuestion {
   Period period;
   Filters filters = {};
   std::int64_t limit = 50;  ///< rows; not negative
-  std::int64_t agents = 3;  ///< agents a row; below 1: none
+  std::int64_t agents = 3;  ///< agents per row; below 1: none
 };
 
 struct ModelRow {
   InternedText model;
-  const Bucket* bucket = nullptr;  ///< points into the report of the answer
-  Estimate<double> share;          ///< of all priced dollars, in percent; unknown when nothing has a price
-  bool hasPrice = true;            ///< false: none of its cost is in any figure
-  Ranking<AgentIdentity> agents;   ///< the costliest
+  const Bucket* bucket = nullptr;  ///< belongs to the answer's report
+  Estimate<double> share;          ///< of all priced dollars, in percent; unknown if nothing has a price
+  bool hasPrice = true;            ///< false: its requests are in no cost
+  Ranking<AgentIdentity> agents;   ///< the most expensive
 };
 
 struct Models {

@@ -17,13 +17,13 @@ std::string folded(std::string_view word) {
   return Text::lowercased(Text::trimmedBlanks(word));
 }
 
-// The number of days of a text such as "7d"; absent for any other text and for numbers below 1.
+// The number of days in a text such as "7d"; absent for any other text and for numbers below 1.
 std::optional<std::int64_t> dayCount(std::string_view text) {
   if (text.empty() || text.back() != 'd') {
     return std::nullopt;
   }
   text.remove_suffix(1);
-  if (!text.empty() && text.front() == '+') {  // from_chars knows only the minus
+  if (!text.empty() && text.front() == '+') {  // std::from_chars accepts no plus sign
     text.remove_prefix(1);
   }
   std::int64_t count = 0;
@@ -82,7 +82,7 @@ std::optional<Period> Period::named(std::string_view word, TimePoint now, const 
   }
   if (text == "yesterday") {
     const TimePoint yesterday = calendar.startOfDay(now, -1);
-    // At the calendar's limit there is no day before today.
+    // At the calendar's first day, the day before today is today.
     return singleDay(yesterday, "yesterday", yesterday == today, calendar);
   }
   if (text == "all") {

@@ -1,6 +1,6 @@
 #pragma once
 
-// Projects by cost, with the agents behind each.
+// Projects by cost, each with its agents.
 
 #include "TallyfinCore/Answers/Filters.hpp"
 
@@ -14,15 +14,15 @@ struct ProjectsQuestion {
   Period period;
   Filters filters = {};
   std::int64_t limit = 10;  ///< rows; not negative
-  std::int64_t agents = 3;  ///< agents a row; below 1: none
+  std::int64_t agents = 3;  ///< agents per row; below 1: none
 };
 
 struct ProjectRow {
   InternedText project;
-  const Bucket* bucket = nullptr;  ///< points into the report of the answer
-  ProvenanceSet labelReasons;      ///< how the label was reached
-  Ranking<AgentIdentity> agents;   ///< the costliest
-  std::int64_t moreAgents = 0;     ///< how many more there are
+  const Bucket* bucket = nullptr;  ///< belongs to the answer's report
+  ProvenanceSet labelReasons;      ///< how the label was found
+  Ranking<AgentIdentity> agents;   ///< the most expensive
+  std::int64_t moreAgents = 0;     ///< agents not in `agents`
 };
 
 struct Projects {

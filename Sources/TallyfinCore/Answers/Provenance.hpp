@@ -1,7 +1,7 @@
 #pragma once
 
-// Where a figure comes from: the unified report beside the files' own records, in which a request that stands
-// in two files counts in both.
+// The sources of a figure: the unified report, and the records of each file. A request in two files counts in
+// both.
 
 #include "TallyfinCore/Answers/Filters.hpp"
 #include "TallyfinCore/Figures/FileContributions.hpp"
@@ -23,7 +23,7 @@ struct FigureProvenance {
   Filters filters;
   std::shared_ptr<const Report> report;
   FileContributions files;                        ///< highest priced cost first
-  std::vector<std::optional<std::string>> homes;  ///< of those files, in their order; absent: below none
+  std::vector<std::optional<std::string>> homes;  ///< each file's home; absent: none
 };
 
 FigureProvenance provenance(DataSource& data, const ProvenanceQuestion& question);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Why a question cannot be answered, as values. Each program words them for its own readers.
+// The reasons why a question cannot be answered, as values. Each program words them for its own users.
 
 #include "Platform/TimePoint.hpp"
 #include "TallyfinCore/Estimate.hpp"
@@ -13,51 +13,51 @@
 
 namespace tallyfin {
 
-/// What a name in a question stands for.
+/// The kind of key that a name in a question identifies.
 enum class NameKind : std::uint8_t { agent, project, session };
 
-/// One of several keys that a name may mean, with what it cost in the whole history.
+/// One of several keys that a name matches, with its figures in the whole history.
 struct Candidate {
-  std::string label;  ///< as people see it; an agent's holds its id
+  std::string label;  ///< as shown to people; for an agent it includes the id
   CostEstimate cost;
   std::int64_t requests = 0;
   std::optional<TimePoint> lastActivity = {};
 };
 
-/// The text is no day of the form yyyy-MM-dd.
+/// The text is not a day of the form yyyy-MM-dd.
 struct NoSuchDay {
   std::string text;
 };
 
-/// The text names no period.
+/// The text is not the name of a period.
 struct UnknownPeriod {
   std::string text;  ///< in lower case, without blanks around it
 };
 
-/// The first day is later than the last.
+/// The first day is after the last.
 struct ReversedDays {
   std::string from;
 };
 
-/// No agent, project or session answers to the text.
+/// No agent, project or session matches the text.
 struct NoSuchName {
   NameKind kind;
   std::string text;
 };
 
-/// Several do; nothing is guessed.
+/// Several keys match the text.
 struct SeveralNames {
   NameKind kind;
   std::string text;
   std::vector<Candidate> candidates;
-  /// Whether they are agents whose name or id equals the text. These stand in text order and are all listed;
-  /// other candidates stand by cost, at most 25 of them.
+  /// Whether all candidates are agents whose name or id equals the text. Equal agents are all listed, in text
+  /// order; other candidates are sorted by cost and at most 25 are listed.
   bool areEqual = false;
 };
 
 using Refusal = std::variant<NoSuchDay, UnknownPeriod, ReversedDays, NoSuchName, SeveralNames>;
 
-/// An answer, or why there is none.
+/// An answer, or the reason why there is none.
 template <typename T>
 using Answered = std::variant<T, Refusal>;
 

@@ -24,7 +24,7 @@ Sources sources(DataSource& data) {
   const RefreshStats stats = data.ensureFresh();
   const Report report =
       data.report(Period::all(), {}, ReportParts::only(&ReportParts::agents, &ReportParts::origins));
-  AgentRoster roster = data.roster();  // a copy, since its counters would add up from call to call
+  AgentRoster roster = data.roster();  // a copy: each call of recordCoverage adds to the counters
   roster.recordCoverage(report.agentSession);
   Sources answer{.now = now,
                  .homes = {},

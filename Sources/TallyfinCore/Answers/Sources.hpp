@@ -1,7 +1,7 @@
 #pragma once
 
-// The health of the measurement: where was looked, what was read and lost, and the state of cache, rosters
-// and own prices.
+// The state of the data: the folders searched, what was read and lost, and the state of the cache, the
+// rosters and the own prices.
 
 #include "TallyfinCore/Answers/DataSource.hpp"
 
@@ -15,7 +15,7 @@ namespace tallyfin::Answers {
 struct HomeState {
   SourceHome home;
   bool isOnDisk = false;
-  std::optional<std::int64_t> files;  ///< transcripts; absent when it was not listed
+  std::optional<std::int64_t> files;  ///< transcripts; absent if the folder was not listed
   Bucket bucket;                      ///< of the whole history
 };
 

@@ -36,7 +36,7 @@ Attribution ofProject(const Entry& entry, const Report& report) {
     return {.project = entry.key.text(),
             .note = "unknown — the report carries no label provenance for this project"};
   }
-  std::map<std::string_view, std::string_view> reasons;  // in the order of their names
+  std::map<std::string_view, std::string_view> reasons;  // sorted by name
   for (const Provenance provenance : allProvenances) {
     if (found->second.contains(provenance)) {
       reasons.emplace(text(provenance), inWords(provenance));
@@ -54,7 +54,7 @@ Attribution ofSession(const Entry& entry, const Report& report) {
 }
 
 Attribution ofAgent(const Entry& entry, const Report& report) {
-  const AgentIdentity& agent = entry.agent.value();  // the rows of this axis have one
+  const AgentIdentity& agent = entry.agent.value();  // always set on this axis
   Attribution cells{
       .project = textOr(report.agentProject, agent, "unknown — no project recorded for this agent"),
       .session = textOr(report.agentSession, agent, "unknown — no session recorded for this agent"),

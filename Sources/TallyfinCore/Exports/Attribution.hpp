@@ -1,6 +1,6 @@
 #pragma once
 
-// What a row of a breakdown tells beside its sums: where it belongs, and why it stands under its key.
+// The text columns of a breakdown row: where its key belongs, and why it has that key.
 
 #include "TallyfinCore/Figures/Axes.hpp"
 
@@ -10,14 +10,14 @@
 
 namespace tallyfin::Exporter {
 
-/// The cells of a row that depend on its axis. A cell is absent when it does not apply on that axis. The
-/// views live as long as the report.
+/// The cells of a row that depend on its axis; absent if they do not apply to it. The views are valid while
+/// the report exists.
 struct Attribution {
   std::optional<std::string_view> project = {};
   std::optional<std::string_view> session = {};
   std::optional<std::string> agent = {};
   std::optional<std::string_view> agentKind = {};
-  std::string note;  ///< why the row stands under its key
+  std::string note;  ///< why the row has this key
 };
 Attribution attribution(const Entry& entry, Axis axis, const Report& report);
 

@@ -21,7 +21,7 @@ Sheet::Cell orNothing(const std::optional<std::string_view>& text) {
   return text ? Sheet::Cell(std::string(*text)) : Sheet::Cell();
 }
 
-// The columns of an axis in the order in which documents have them.
+// Adds the columns of an axis in the order that documents use.
 class AxisColumns {
  public:
   AxisColumns(const Report& report, Axis axis, std::vector<Entry> entries)
@@ -47,7 +47,7 @@ class AxisColumns {
   }
 
  private:
-  // A column of what tells rows apart; it has no total.
+  // Adds a column that identifies the row; it has no total.
   template <typename OfEntry>
   void words(Sheet::Column column, OfEntry ofEntry) {
     column.cell = [entries = entries_, ofEntry](std::size_t row) {
@@ -56,7 +56,7 @@ class AxisColumns {
     columns_.push_back(std::move(column));
   }
 
-  // A column of what a bucket sums up. Rows without a bucket have `idle` in it.
+  // Adds a column computed from a bucket. Rows without a bucket show `idle`.
   template <typename OfBucket>
   void sums(Sheet::Column column, OfBucket ofBucket, const Sheet::Cell& idle = {}) {
     column.cell = [entries = entries_, ofBucket, idle](std::size_t row) {
@@ -103,7 +103,7 @@ class AxisColumns {
     }
   }
 
-  // A bar for people: the cost of a row as a part of the largest one.
+  // Adds a bar for people: the cost of a row relative to the most expensive row.
   void addBar() {
     double largest = 0;
     for (const Entry& entry : *entries_) {

@@ -9,8 +9,8 @@
 
 namespace tallyfin {
 
-/// A sheet with a row for each entry and the total of the report. An entry without a bucket is a row in whose
-/// time nothing happened. Range, filters and notes are for the caller to add.
+/// A sheet with one row per entry and the report's total. An entry without a bucket becomes a row for a time
+/// without requests. The caller adds range, filters and notes.
 Sheet axisSheet(const Report& report, Axis axis, std::vector<Entry> entries, const Calendar& calendar);
 
 }  // namespace tallyfin

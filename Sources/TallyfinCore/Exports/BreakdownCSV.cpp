@@ -12,7 +12,7 @@
 namespace tallyfin::Exporter {
 namespace {
 
-// A row before it is written, with the cells that are not simply sums of its bucket.
+// The cells of a row that are not plain sums of its bucket.
 struct Row : Attribution, CostCells {
   std::string_view axis;
   const Entry& entry;
@@ -46,7 +46,7 @@ struct Row : Attribution, CostCells {
 struct Column {
   std::string_view header;
   void (*write)(CSVWriter& csv, const Row& row);
-  std::int64_t (*count)(const Bucket& bucket) = nullptr;  // set for a column of counts alone
+  std::int64_t (*count)(const Bucket& bucket) = nullptr;  // set only in count columns
 };
 
 template <auto Cell>

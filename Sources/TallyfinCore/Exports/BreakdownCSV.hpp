@@ -1,6 +1,6 @@
 #pragma once
 
-// The breakdown of a report along one axis as a CSV, for spreadsheets.
+// One axis of a report as CSV, for spreadsheets.
 
 #include "TallyfinCore/Exports/Options.hpp"
 #include "TallyfinCore/Figures/Money.hpp"
@@ -14,36 +14,36 @@
 
 namespace tallyfin::Exporter {
 
-/// The decimals of an amount.
+/// The number of decimals of an amount.
 inline constexpr int moneyDecimalsCSV = CostCells::decimals;
 
-/// The header of a breakdown.
+/// The column names, in order.
 extern const std::array<std::string_view, 26> breakdownColumns;
 
-/// A column of a breakdown that counts something: "requests", "input_tokens", ...
+/// A column with a count: "requests", "input_tokens", ...
 struct CountColumn {
   std::string_view id;
   std::int64_t (*of)(const Bucket& bucket);
 };
 
-/// These columns in their order.
+/// The count columns, in order.
 std::vector<CountColumn> countColumns();
 
-/// A breakdown and its axis.
+/// An axis with its CSV.
 struct AxisCSV {
   Axis axis;
   std::string csv;
 };
 
-/// The table of an axis with its header. An axis without rows gives the header alone.
+/// The CSV of an axis, with its header. An axis without rows has only the header.
 std::string breakdownCSV(const Report& report, Axis axis, const Options& options);
 
-/// Gives the same table to `out` in pieces of whole lines, since it may be larger than the report.
+/// Writes the same CSV to `out` in pieces of whole lines, because the whole text may be larger than the
+/// report.
 void writeBreakdownCSV(const Report& report, Axis axis, const Options& options,
                        absl::FunctionRef<void(std::string_view)> out);
 
-/// The tables of all axes that have rows; those of ReportParts are among them only in a report that
-/// holds them.
+/// The CSVs of all axes that have rows. An axis whose part (ReportParts) the report lacks has none.
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options);
 
 }  // namespace tallyfin::Exporter

@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// A change of the form that could break a reader gets a new number.
+// Increase this when a change of the format could break a reader.
 constexpr int kVersion = 1;
 constexpr int kIndentation = 2;
 
@@ -40,7 +40,6 @@ Json namesOf(const ModelSet& names) {
   return all;
 }
 
-// The value of a cell.
 class Values {
  public:
   explicit Values(const Stamps& stamps) : stamps_(stamps) {}
@@ -103,7 +102,7 @@ Json rowOf(const Sheet& sheet, std::size_t row, const Values& values) {
   return json;
 }
 
-// The document with its rows. They are written one by one, since the values of all rows together take many
+// The document with its rows. Rows are serialized one by one, because the JSON values of all rows need many
 // times the memory of their text.
 std::string withRows(const Json& document, const Sheet& sheet, const Values& values) {
   constexpr std::string_view kEnd = "]\n}";
@@ -120,8 +119,8 @@ std::string withRows(const Json& document, const Sheet& sheet, const Values& val
   return text += '\n';
 }
 
-// When no file was read the counters are unknown, which is not 0. Folders that could not be listed are known
-// even then.
+// If no file was read, the counters are unknown, not 0. The folders that could not be listed are known even
+// then.
 Json lossesOf(const ScanDiagnostics& seen) {
   const bool hasScanned = seen.filesScanned > 0;
   Json losses;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The breakdown of a report along one axis as JSON, for programs.
+// One axis of a report as JSON, for programs.
 
 #include "TallyfinCore/Exports/Options.hpp"
 
@@ -8,8 +8,8 @@
 
 namespace tallyfin::Exporter {
 
-/// The rows of an axis in the form of docs/export.schema.json: numbers as numbers, what is not known as null.
-/// Also says which lines were lost and how many rows are left out.
+/// The rows of an axis in the format of docs/export.schema.json: numbers as JSON numbers, unknown values as
+/// null. The document also lists the lost lines and the number of rows that the limit left out.
 std::string breakdownJSON(const Report& report, Axis axis, const Options& options);
 
 }  // namespace tallyfin::Exporter

@@ -8,8 +8,8 @@
 namespace tallyfin::Exporter {
 namespace {
 
-// Bytes, not user-perceived characters: a spreadsheet takes "=" for a formula, whatever combining mark
-// follows.
+// Compares bytes, not user-perceived characters: a spreadsheet reads "=" as a formula even if a combining
+// mark follows.
 bool startsFormula(std::string_view field) {
   constexpr std::string_view kStarts = "=+-@\t\r";
   return !field.empty() && kStarts.find(field.front()) != std::string_view::npos;
@@ -28,7 +28,7 @@ CSVWriter::CSVWriter(bool byteOrderMark, std::span<const std::string_view> colum
 }
 
 void CSVWriter::text(std::string_view cell) {
-  // Most cells stay as they are, which costs no copy.
+  // Most cells need no change; return them without a copy.
   const auto isPlain = [](char byte) { return byte >= 0x20 && byte < 0x7F && byte != ',' && byte != '"'; };
   if (!startsFormula(cell) && std::ranges::all_of(cell, isPlain)) {
     add(cell);
@@ -52,7 +52,7 @@ std::string textField(std::string_view text) {
   if (startsFormula(field)) {
     field.insert(0, 1, '\'');
   }
-  // Bytes again: a comma ends a cell, whatever combining mark follows.
+  // Compares bytes too: a comma ends a cell even if a combining mark follows.
   if (field.find_first_of(",\"\n\r") == std::string::npos) {
     return field;
   }

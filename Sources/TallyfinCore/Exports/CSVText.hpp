@@ -1,6 +1,6 @@
 #pragma once
 
-// How a CSV writes texts and numbers: RFC 4180, and no cell that a spreadsheet would take for a formula.
+// Text and numbers in CSV (RFC 4180). No cell can be taken for a formula by a spreadsheet.
 
 #include "Platform/Numbers.hpp"
 
@@ -11,23 +11,23 @@
 
 namespace tallyfin::Exporter {
 
-/// A text as a CSV cell: never run as a formula by a spreadsheet, quoted where it must be.
+/// A text as a CSV cell, quoted if necessary and protected from being run as a formula.
 std::string textField(std::string_view text);
 
 using tallyfin::decimal;
 using tallyfin::grouped;
 
-/// Writes a CSV cell by cell: commas between cells, a line feed after each row, the last one too.
+/// Writes a CSV cell by cell. Puts commas between cells and a line feed after every row, including the last.
 class CSVWriter {
  public:
-  /// Begins with the byte order mark, if wanted, and the header.
+  /// Starts with the byte order mark, if requested, and the header.
   CSVWriter(bool byteOrderMark, std::span<const std::string_view> columns);
 
   void text(std::string_view cell);
   void number(std::int64_t cell) { add(std::to_string(cell)); }
   void endRow();
 
-  /// The lines since the beginning, or since they were last dropped.
+  /// The lines written since the start or since they were last dropped.
   const std::string& lines() const { return out_; }
   void dropLines() { out_.clear(); }
 

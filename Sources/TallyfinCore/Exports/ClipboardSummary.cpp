@@ -14,7 +14,7 @@ namespace tallyfin::Exporter {
 namespace {
 
 constexpr std::string_view kSeparator = "  ·  ";
-constexpr std::string_view kIndent = "           ";  // as wide as "TOTAL      "
+constexpr std::string_view kIndent = "           ";  // the width of "TOTAL      "
 constexpr std::size_t kLabelWidth = 38;
 constexpr std::size_t kItemWidth = 34;
 
@@ -79,7 +79,7 @@ std::string clipboardSummary(const Report& report, const Options& options) {
   append(out, "\nPROVENANCE\n");
   for (const ProvenanceLine& line : provenanceLines(report, options, stamps)) {
     if (line.section == rawValue(Section::report)) {
-      continue;  // these lines stand at the beginning and the end already
+      continue;  // printed above or below already
     }
     append(out, "  ", Text::fitted(line.item, kItemWidth), "  ", line.value, line.note.empty() ? "" : "   — ",
            line.note, "\n");

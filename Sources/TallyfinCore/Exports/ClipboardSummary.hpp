@@ -1,6 +1,6 @@
 #pragma once
 
-// The summary of a report for a person.
+// The summary of a report, for people.
 
 #include "TallyfinCore/Exports/Options.hpp"
 
@@ -8,8 +8,8 @@
 
 namespace tallyfin::Exporter {
 
-/// A text for mails and notes: the total, the first rows of the chosen axes and the provenance, in columns
-/// that line up in a fixed-width font.
+/// A text for mails and notes: the total, the first rows of the chosen axes, and the provenance. Columns line
+/// up in a fixed-width font.
 std::string clipboardSummary(const Report& report, const Options& options);
 
 }  // namespace tallyfin::Exporter

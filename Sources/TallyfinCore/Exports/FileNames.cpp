@@ -8,7 +8,7 @@
 namespace tallyfin::Exporter {
 namespace {
 
-// Lower-case letters and numbers, as many as `room` bytes take; whatever stands between them becomes one
+// The lower-case letters and digits of a text, at most `room` bytes. Each run of other characters becomes one
 // hyphen.
 std::string slug(std::string_view text, std::size_t room) {
   const std::string lower = Text::lowercased(text);
@@ -45,7 +45,7 @@ std::string periodTag(const Options& options, std::size_t room) {
 }  // namespace
 
 std::string suggestedFileName(const Document& document, const Options& options, std::string_view extension) {
-  constexpr std::size_t kLongestName = 255;  // bytes, what file systems take
+  constexpr std::size_t kLongestName = 255;  // bytes; the limit of common file systems
   const std::optional<Axis> axis = document.axis();
   const std::string start = concat("tallyfin-", axis ? columnValue(*axis) : "provenance", "-");
   return concat(start, periodTag(options, kLongestName - start.size() - extension.size()), extension);

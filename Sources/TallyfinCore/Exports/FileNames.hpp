@@ -1,6 +1,6 @@
 #pragma once
 
-// The names of the files that documents go into.
+// The names of document files.
 
 #include "TallyfinCore/Exports/Options.hpp"
 
@@ -10,7 +10,7 @@
 
 namespace tallyfin::Exporter {
 
-/// Which document is meant: the breakdown of an axis, or the provenance document.
+/// Identifies a document: the breakdown of an axis, or the provenance document.
 class Document {
  public:
   static Document breakdown(Axis axis) { return Document(axis); }
@@ -27,8 +27,8 @@ class Document {
   std::optional<Axis> axis_;
 };
 
-/// A stable name for a document: "tallyfin-project-last-7-days.csv". Holds no "/" and has at most 255 bytes:
-/// a longer period label is cut behind a whole character.
+/// A stable file name for a document: "tallyfin-project-last-7-days.csv". It contains no "/" and has at most
+/// 255 bytes; a longer period label is cut after a whole character.
 std::string suggestedFileName(const Document& document, const Options& options,
                               std::string_view extension = ".csv");
 

@@ -1,15 +1,15 @@
 #pragma once
 
-// What all documents share: what they say beside the report, and how they write days and times.
+// What all documents share: the data they print besides the report, and the formats of days and times.
 //
 //   Exporter::Options options{.generatedAt = now, .calendar = Environment::ofProcess().calendar};
 //   options.sourceFiles = cache.recordsPerFile();
 //   write(Exporter::suggestedFileName(Exporter::Document::breakdown(Axis::project), options),
 //         Exporter::breakdownCSV(report, Axis::project, options));
 //
-// A document that cannot tell something says so in words, in JSON as null with a reason; it never writes 0 or
-// an empty cell for it. Nothing fails. Documents are UTF-8 whatever bytes paths hold; lines end with a line
-// feed; nothing depends on locale, clock or zone of the process.
+// A document never writes 0 or an empty cell for an unknown value. It writes words; JSON has null and a
+// reason. None of these functions fails. Documents are UTF-8 even if paths are not, lines end with a line
+// feed, and nothing depends on the locale, clock or time zone of the process.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
@@ -34,37 +34,37 @@ using tallyfin::rows;
 /// Printed in a cost cell when the cost is unknown.
 inline constexpr std::string_view unknown = UnknownReason::placeholder;
 
-/// Stands in a column that does not apply on the axis of the table.
+/// Printed in a column that does not apply to the table's axis.
 inline constexpr std::string_view notBrokenDown = "(not broken down)";
 
 /// The currency of every amount.
 inline constexpr std::string_view currencyCode = "USD";
 
-/// What a report was narrowed to: keys of rows on these axes.
+/// The row keys to which a report was narrowed, by axis.
 struct Narrowing {
   std::optional<std::string> agent = {};
   std::optional<std::string> project = {};
   std::optional<std::string> session = {};
 };
 
-/// What the documents say beside the report. The caller sets every field that is to say something.
+/// What documents print besides the report. A document leaves out what the caller does not set.
 struct Options {
   std::optional<std::string> periodLabel = {};    ///< the name of the selected period
-  std::optional<TimePoint> from = {};             ///< start of the first day of the selected period
-  std::optional<TimePoint> to = {};               ///< start of its last day
-  TimePoint generatedAt;                          ///< when the document is made
-  Calendar calendar;                              ///< of all dates in the documents
-  std::optional<std::int64_t> limitPerAxis = {};  ///< at most so many rows of a breakdown; not negative
+  std::optional<TimePoint> from = {};             ///< start of the period's first day
+  std::optional<TimePoint> to = {};               ///< start of the period's last day
+  TimePoint generatedAt;                          ///< when the document was made
+  Calendar calendar;                              ///< for all dates in the documents
+  std::optional<std::int64_t> limitPerAxis = {};  ///< most rows per breakdown; not negative
   std::vector<FileProvenance> sourceFiles = {};   ///< ScanCache::recordsPerFile(), or empty
-  RecordFilter recordFilter = {};                 ///< which records of those files count
-  Narrowing narrowing = {};            ///< what `recordFilter` narrows to, for a JSON document to say
-  PriceList prices = {};               ///< the prices of the report, to sum those files with
-  bool byteOrderMark = false;          ///< whether a CSV begins with U+FEFF
-  std::vector<Axis> summaryAxes = {};  ///< the axes of the summary, in its order
-  std::int64_t summaryRowLimit = 0;    ///< rows an axis there; not negative
+  RecordFilter recordFilter = {};                 ///< selects the records of those files that count
+  Narrowing narrowing = {};                       ///< what `recordFilter` selects, for JSON documents
+  PriceList prices = {};                          ///< the report's prices, to sum those files
+  bool byteOrderMark = false;                     ///< whether a CSV starts with U+FEFF
+  std::vector<Axis> summaryAxes = {};             ///< the axes of the summary, in order
+  std::int64_t summaryRowLimit = 0;               ///< rows per axis of the summary; not negative
 };
 
-/// The date formats of one document.
+/// The date formats of a document.
 class Stamps {
  public:
   explicit Stamps(const Calendar& calendar) : calendar_(calendar) {}
@@ -72,7 +72,7 @@ class Stamps {
   /// "2026-05-04"
   std::string day(TimePoint time) const { return calendar_.formatDay(time); }
 
-  /// "2026-05-04T17:42:10+02:00"; "Z" for an offset of zero.
+  /// "2026-05-04T17:42:10+02:00"; "Z" if the offset is zero.
   std::string instant(TimePoint time) const { return calendar_.formatInstant(time); }
 
  private:

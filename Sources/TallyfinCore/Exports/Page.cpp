@@ -1,4 +1,4 @@
-// What stands in the gaps of the page's template.
+// Fills the placeholders of the page template.
 
 #include "TallyfinCore/Exports/Page.hpp"
 
@@ -20,7 +20,7 @@
 namespace tallyfin::Exporter {
 namespace {
 
-// The first and last day that the page is about: those asked for, else those of the requests.
+// The first and last day of the page: those of the options, otherwise those of the requests.
 DateRange daysOf(const Report& report, const Options& options) {
   const TimePoint first = options.from.value_or(report.total.firstActivity.value_or(options.generatedAt));
   const TimePoint last = options.to.value_or(report.total.lastActivity.value_or(options.generatedAt));
@@ -40,7 +40,7 @@ std::string slotLabel(TimeStep step, TimePoint start, const Calendar& calendar) 
   return concat(step == TimeStep::week ? "week of " : "", calendar.formatDay(start));
 }
 
-// "22 Nov", and for a month "Nov 2026".
+// "22 Nov"; for a month "Nov 2026".
 std::string slotTick(TimeStep step, TimePoint start, const Calendar& calendar) {
   const std::string month = calendar.formatMonth(start);
   const std::string shortened = month.substr(0, 3);
@@ -48,8 +48,7 @@ std::string slotTick(TimeStep step, TimePoint start, const Calendar& calendar) {
                                  : concat(std::to_string(calendar.date(start).day), " ", shortened);
 }
 
-// The steps that the days fall in, at most the last 120. Steps without requests are among them and stay
-// empty.
+// The last 120 steps of the range at most. Steps without requests are included, without shares.
 std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Calendar& calendar) {
   constexpr std::int64_t kMost = 120;
   TimePoint start = startOfStep(cuts.step, days.from(), calendar);
@@ -73,7 +72,7 @@ std::string heading(const Options& options, const DateRange& days) {
   return options.from || options.to ? days.title(options.calendar) : "All that is recorded";
 }
 
-// The days, unless the heading says them, and how many they are.
+// The range, unless the heading already says it, and its number of days.
 Markup range(const Report& report, const Options& options, const DateRange& days) {
   if (!options.from && !options.to && report.total.requests < 1) {
     return periodDescription(report, options, Stamps(options.calendar));
@@ -83,7 +82,7 @@ Markup range(const Report& report, const Options& options, const DateRange& days
                 counted(days.dayCount(options.calendar), "day", "days"));
 }
 
-// What a reader of the total must know.
+// The limits of the total that a reader must know.
 Markup caveats(const Report& report, const Options& options, const DateRange& days) {
   Markup all;
   const auto add = [&all](const Markup& caveat) { all += element("li", {}, caveat); };
@@ -126,7 +125,7 @@ Markup figure(std::string_view term, const Markup& value, const Markup& detail =
                  detail.html().empty() ? Markup() : element("dd", {{"class", "detail"}}, detail));
 }
 
-// What the page shows of the parts that may have as many rows as there are requests.
+// The rows that the page shows of the report parts that may have one row per request.
 struct LargeParts {
   Shown<AgentIdentity> agents;
   Report::Split split;
@@ -140,7 +139,7 @@ struct LargeParts {
 Markup keyFigures(const Report& report, const LargeParts& large) {
   const Bucket& total = report.total;
   if (total.requests < 1 && report.diagnostics.filesScanned < 1) {
-    return {};  // nothing was read, so nothing was counted
+    return {};  // nothing was read, so no count is known
   }
   const auto count = [](std::size_t rows) { return grouped(static_cast<std::int64_t>(rows)); };
   Markup all = figure("Requests", grouped(total.requests));
@@ -155,7 +154,7 @@ Markup keyFigures(const Report& report, const LargeParts& large) {
   return element("dl", {{"class", "figures"}}, all);
 }
 
-// Who spent it: one bar, and what its colours mean, here and in the bars over time.
+// The bar that splits the cost between main session and sub-agents, with the legend for all bars.
 Markup split(const Report::Split& costs, const TimeCuts& cuts) {
   const auto share = [&](std::string_view classes, std::string_view who, const Bucket& bucket,
                          const CostEstimate& cost) {
@@ -186,7 +185,7 @@ Markup earlierSteps(const TimeCuts& cuts, const std::vector<Slot>& slots) {
                                    " with requests — the CSV export has all of them"));
 }
 
-// The lines of the provenance document but for the files, which would be a page of their own.
+// The provenance lines without the files, which would be too long.
 std::vector<ProvenanceLine> provenance(const Report& report, const Options& options) {
   const Options without{.periodLabel = options.periodLabel,
                         .from = options.from,
@@ -196,7 +195,7 @@ std::vector<ProvenanceLine> provenance(const Report& report, const Options& opti
   return provenanceLines(report, without, Stamps(options.calendar));
 }
 
-// Makes a report for each part and drops it before the next one, since each may be large.
+// Makes one report per part and drops it before the next, because each may be large.
 LargeParts largeParts(const Report& report, const Aggregator& aggregator, const RecordList& records,
                       const Options& options) {
   LargeParts large;
@@ -226,7 +225,7 @@ LargeParts largeParts(const Report& report, const Aggregator& aggregator, const 
           .sessionProject;
   const auto isShown = [&, last = std::optional<std::uint32_t>(),
                         isProject = false](const UsageRecord& record) mutable {
-    if (last != record.rawCwd.spelling()) {  // neighbours mostly share their directory
+    if (last != record.rawCwd.spelling()) {  // consecutive records mostly share a directory
       last = record.rawCwd.spelling();
       isProject = large.projects.rows.find(aggregator.resolver().resolve(record.rawCwd).canonical) != nullptr;
     }

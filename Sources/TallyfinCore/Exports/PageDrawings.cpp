@@ -17,8 +17,8 @@ const char* const weekdays[7] = {"Monday", "Tuesday",  "Wednesday", "Thursday",
 
 namespace {
 
-// Dollars that can be drawn as a length. A transcript may hold any counts, so a sum can be negative, absurdly
-// large or NaN.
+// The cost as a length that can be drawn. Transcripts may contain any counts, so a sum can be negative, huge
+// or NaN.
 double drawn(const Bucket& bucket) {
   constexpr double kMost = 1e15;
   const double dollars = bucket.cost.priced;
@@ -29,7 +29,7 @@ Markup titled(std::string_view tag, std::string_view id, const Markup& text) {
   return element(tag, {{"id", std::string(id)}}, text);
 }
 
-// What a screen reader is told of a drawing; its figures stand in the table that follows it.
+// Adds a title and description for screen readers. The figures are in the table after the drawing.
 Markup described(std::string_view id, std::string_view title, std::string_view description) {
   Markup both = titled("title", concat(id, "-title"), title);
   return both += titled("desc", concat(id, "-desc"), description);
@@ -51,7 +51,7 @@ Markup box(std::string_view classes, double leftPercent, double top, double widt
                           {"height", number(height)}});
 }
 
-// One, two, two and a half or five of a power of ten, so that at most five of them reach `largest`.
+// The distance of axis ticks: 1, 2, 2.5 or 5 times a power of ten, with at most five ticks up to `largest`.
 double tickStep(double largest) {
   constexpr double kSteps = 5;
   const double power = std::pow(10, std::floor(std::log10(largest / kSteps)));
@@ -63,11 +63,11 @@ double tickStep(double largest) {
   return 10 * power;
 }
 
-// Where the bars over time stand.
-constexpr double kPlotTop = 26;  // room for the open end of the highest bar
+// Geometry of the bar chart over time, in pixels.
+constexpr double kPlotTop = 26;  // leaves room for the open end of the highest bar
 constexpr double kPlotHeight = 190;
 constexpr double kPlotBottom = kPlotTop + kPlotHeight;
-constexpr double kOpenEnd = 16;  // how far the hatching of a lower bound reaches
+constexpr double kOpenEnd = 16;  // height of the hatched open end of a lower bound
 constexpr double kAxisHeight = 26;
 
 std::string slotText(const Slot& slot) {
@@ -77,14 +77,14 @@ std::string slotText(const Slot& slot) {
                 part(shares.subagents), " — ", counted(shares.all.requests, "request", "requests"));
 }
 
-// The two shares of a slot on top of each other.
+// The two stacked parts of a slot's bar.
 Markup stack(const Slot& slot, double left, double width, double dollarsToPixels) {
   const TimeShares& shares = *slot.shares;
   Markup all = startTag("g", {});
   all += element("title", {}, slotText(slot));
   all += box("hit", left, 0, width, kPlotBottom);
   if (shares.all.cost.isUnknown()) {
-    // A nested element, since a rotation needs its centre in pixels and that of the slot is in percent.
+    // A nested element: a rotation needs its centre in pixels, but the slot's centre is in percent.
     all +=
         element("svg", {{"class", "word"}, {"x", percentage(left + width / 2)}, {"y", number(kPlotBottom)}},
                 element("text", {{"class", "unknown"}, {"x", "6"}, {"y", "4"}, {"transform", "rotate(-90)"}},
@@ -105,12 +105,12 @@ Markup stack(const Slot& slot, double left, double width, double dollarsToPixels
   return all += endTag("g");
 }
 
-// How dark the cell of an hour is.
+// The opacity of an hour's cell, from 0.16 to 1.
 double shade(const Bucket& bucket, double largest) {
   return largest > 0 ? 0.16 + 0.84 * drawn(bucket) / largest : 0.16;
 }
 
-constexpr double kCell = 24;  // height of an hour in the heat map
+constexpr double kCell = 24;  // height of an hour in the heat map, in pixels
 
 Markup hourCell(const Bucket* bucket, int weekday, int hour, double largest) {
   const double left = hour / 24.0 * 100;
@@ -210,7 +210,7 @@ Markup timeBars(const std::vector<Slot>& slots) {
         "line",
         {{"class", i == 0 ? "base" : "grid"}, {"x1", "0"}, {"x2", "100%"}, {"y1", level}, {"y2", level}});
   }
-  constexpr std::size_t kFewest = 7;  // slots; a bar alone is not as wide as the drawing
+  constexpr std::size_t kFewest = 7;  // slots; keeps a single bar from filling the whole width
   constexpr std::size_t kTicks = 10;
   const auto count = static_cast<double>(std::max(slots.size(), kFewest));
   const double width = 100 / count;
@@ -272,7 +272,7 @@ Markup rowBar(const Bucket& bucket, double largest, std::string_view colour) {
   }
   constexpr double kHeight = 8;
   constexpr double kRoom = 12;    // percent, for the open end of a lower bound
-  constexpr double kLeast = 1.5;  // percent, so that any cost above 0 can be seen
+  constexpr double kLeast = 1.5;  // percent, so that any cost above 0 is visible
   const double share = largest > 0 ? drawn(bucket) / largest * (100 - kRoom) : 0;
   const double width = share > 0 ? std::max(share, kLeast) : 0;
   Markup bar = startTag(

@@ -1,7 +1,7 @@
 #pragma once
 
-// HTML that is safe by construction: a text that becomes Markup is escaped, and elements are made of nothing
-// else. Whatever a transcript calls a project or an agent stays a text on the page.
+// HTML that is safe by construction: text becomes Markup only by escaping, and elements consist only of
+// Markup. Names from transcripts therefore stay text on the page.
 //
 //   element("td", {{"class", "name"}}, name(project.text()), " and more")
 
@@ -15,12 +15,12 @@ class Markup {
  public:
   Markup() = default;
 
-  /// A text, escaped; ill-formed bytes are repaired.
+  /// Escapes a text and repairs ill-formed bytes.
   Markup(std::string_view text);
   Markup(const std::string& text) : Markup(std::string_view(text)) {}
   Markup(const char* text) : Markup(std::string_view(text)) {}
 
-  /// What is HTML already: the template's own files and nothing else.
+  /// Text that is already HTML. Only for the template's own files.
   static Markup verbatim(std::string html);
 
   Markup& operator+=(const Markup& more) {
@@ -36,7 +36,7 @@ class Markup {
 
 struct Attribute {
   std::string_view name;
-  std::string value;  ///< escaped when it is written; an attribute with an empty value is left out
+  std::string value;  ///< escaped when written; an attribute with an empty value is left out
 };
 
 /// The tag of an element with its attributes: `<td class="name">`.
@@ -44,7 +44,7 @@ Markup startTag(std::string_view tag, std::initializer_list<Attribute> attribute
 
 Markup endTag(std::string_view tag);
 
-/// An element with its children, one after the other: Markup, or texts.
+/// An element with its children in order: Markup or text.
 template <typename... Children>
 Markup element(std::string_view tag, std::initializer_list<Attribute> attributes,
                const Children&... children) {
@@ -53,12 +53,12 @@ Markup element(std::string_view tag, std::initializer_list<Attribute> attributes
   return all += endTag(tag);
 }
 
-/// A text out of a transcript as a name on the page: spelled out and shortened as Text::visible does, in an
-/// element of its own (bdi), so that its direction of writing does not change the text around it. A shortened
-/// one has a tooltip with all of it, or with as much as 400 code points show.
+/// A text from a transcript as a name on the page: spelled out and shortened like Text::visible, inside a
+/// `bdi` element so that its writing direction does not affect the text around it. A shortened name has a
+/// tooltip with up to 400 code points of it.
 Markup name(std::string_view text, std::size_t limit = 60);
 
-/// A length for SVG: "12.5", and with the sign "12.5%".
+/// A length for SVG: "12.5", and the same with a percent sign: "12.5%".
 std::string number(double value);
 std::string percentage(double value);
 

@@ -14,8 +14,8 @@
 namespace tallyfin::Exporter {
 namespace {
 
-constexpr std::int64_t kRows = 12;  // of a ranking
-// Parts that a row names: the projects of an agent, the agents of a project.
+constexpr std::int64_t kRows = 12;  // per ranking
+// Parts listed in a row: the projects of an agent, or the agents of a project.
 constexpr std::size_t kBehind = 3;
 constexpr std::size_t kUnreadable = 10;
 
@@ -39,14 +39,14 @@ Markup endTable(Markup table) {
   return table += endTag("table");
 }
 
-// A table that may be wider than a narrow screen scrolls by itself, with the keyboard too.
+// Lets a table wider than the screen scroll on its own, also by keyboard.
 Markup scrollable(std::string_view label, const Markup& table) {
   return element(
       "div", {{"class", "scroll"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", std::string(label)}},
       table);
 }
 
-// A row of a ranking: its name, what that name was made of, its cost with a bar, its requests and tokens.
+// A row of a ranking: name, parts, cost with bar, requests and tokens.
 struct RankedRow {
   Markup what;
   Markup behind;
@@ -90,7 +90,7 @@ Markup rankedTable(std::string_view caption, Axis axis, const std::vector<Ranked
 
 using Part = std::pair<Markup, const Bucket*>;
 
-// "~/src/atlas $3.20, ~/src/compass $1.10 and 2 more", the highest first.
+// "~/src/atlas $3.20, ~/src/compass $1.10 and 2 more", highest first.
 Markup partsOf(const std::vector<Part>& parts, std::size_t all) {
   Markup text;
   for (const auto& [what, bucket] : parts) {
@@ -105,7 +105,7 @@ Markup partsOf(const std::vector<Part>& parts, std::size_t all) {
 
 Markup agentName(const AgentIdentity& agent) {
   Markup text = name(agent.label());
-  if (agent.kind() == AgentIdentity::Kind::named) {  // several runs of an agent have its name
+  if (agent.kind() == AgentIdentity::Kind::named) {  // several runs may share this name
     constexpr std::size_t kEnd = 5;
     text += element("span", {{"class", "id"}}, " …", name(Text::suffix(agent.rawId().text(), kEnd)));
   }
@@ -120,7 +120,6 @@ std::vector<Part> topAgents(const BucketsBy<AgentIdentity>& agents) {
   return parts;
 }
 
-// The projects that an agent worked on.
 Markup projectsOf(const AgentIdentity& agent, const AgentsByKey& agentsByProject) {
   Ranking<InternedText> own;
   for (const auto& [project, agents] : agentsByProject) {
@@ -152,14 +151,14 @@ Markup dominant(const Bucket& bucket) {
              : Markup(concat("tokens mostly ", known->name, " (", decimal(known->percent, 1), "%)"));
 }
 
-// "files scanned" of "files_scanned".
+// "files_scanned" becomes "files scanned".
 std::string readable(std::string item) {
   std::ranges::replace(item, '_', ' ');
   return item;
 }
 
 Markup readableValue(std::string_view value) {
-  constexpr std::size_t kLongest = 18;  // digits that fit a count
+  constexpr std::size_t kLongest = 18;  // more digits are not treated as a count
   const bool isCount = !value.empty() && value.size() <= kLongest && std::ranges::all_of(value, isDigit);
   return isCount ? Markup(withCommas(std::string(value))) : name(value, 90);
 }

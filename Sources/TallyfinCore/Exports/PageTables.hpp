@@ -1,6 +1,6 @@
 #pragma once
 
-// The page's tables. Whatever a drawing shows stands in one of them as text.
+// The tables of the page. They contain every figure of the drawings as text.
 
 #include "TallyfinCore/Exports/PageDrawings.hpp"
 #include "TallyfinCore/Exports/PageMarkup.hpp"
@@ -13,8 +13,8 @@
 
 namespace tallyfin::Exporter {
 
-/// The rows of highest cost, as many as a table shows, and how many rows there are. They are copies: the
-/// report may be dropped.
+/// The rows with the highest cost, as many as a table shows, and the number of all rows. Copies, so the
+/// report need not be kept.
 template <typename Key>
 struct Shown {
   BucketsBy<Key> rows;
@@ -23,8 +23,8 @@ struct Shown {
 Shown<AgentIdentity> shownAgents(const BucketsBy<AgentIdentity>& agents);
 Shown<InternedText> shownRows(const BucketsBy<InternedText>& rows);
 
-/// The tables of rows of highest cost, with what each row is made of, and a line that tells how many rows are
-/// left out. `agentsByProject` holds all that the shown agents and the shown projects spent.
+/// Tables of the most expensive rows, each row with its parts, and a line with the number of rows left out.
+/// `agentsByProject` must hold the sums of the shown agents and of the shown projects.
 Markup agentsTable(const Shown<AgentIdentity>& agents, const AgentsByKey& agentsByProject);
 Markup projectsTable(const Shown<InternedText>& projects, const AgentsByKey& agentsByProject);
 Markup modelsTable(const Report& report);
@@ -33,13 +33,13 @@ Markup sessionsTable(const Shown<InternedText>& sessions,
                      const Calendar& calendar);
 Markup homesTable(const Report& report);
 
-/// The figures of the bars over time.
+/// The figures of the bar chart over time.
 Markup timeTable(const std::vector<Slot>& slots);
 
-/// The figures of the heat map: a row for each hour, a column for each weekday.
+/// The figures of the heat map: one row per hour, one column per weekday.
 Markup hoursTable(const TimeCuts& cuts);
 
-/// The lines of some sections of the provenance document.
+/// The lines of some sections of the provenance document, as a table.
 Markup provenanceTable(std::span<const ProvenanceLine> lines, std::string_view caption,
                        std::span<const Section> sections);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// The page's own files, as the build found them, and how their gaps are filled.
+// The template and style of the page, which the build embeds, and the function that fills the template.
 
 #include "TallyfinCore/Exports/PageMarkup.hpp"
 
@@ -10,23 +10,23 @@
 
 namespace tallyfin::Exporter {
 
-/// Page/page.html with {{name}} where something is to be put in.
+/// Page/page.html, with {{name}} where content is inserted.
 extern const std::string_view pageTemplate;
 
 /// Page/page.css.
 extern const std::string_view pageStyle;
 
-/// The hash under which the page's policy lets that style in: "sha256-" and base64.
+/// The hash of the style for the page's content security policy: "sha256-" and base64.
 extern const std::string_view pageStyleHash;
 
-/// A gap of the template, by its name, and what is put there.
+/// The name of a placeholder in the template, and its content.
 struct Gap {
   std::string_view name;
   Markup content;
 };
 
-/// The template with each gap's content in its place, wherever its name stands. Content is not searched for
-/// names again. A name without a gap is replaced by nothing.
+/// The template with every {{name}} replaced by its content. Names inside inserted content are not replaced.
+/// A name that `gaps` does not list is removed.
 std::string filled(std::string_view page, std::span<const Gap> gaps);
 
 }  // namespace tallyfin::Exporter

@@ -1,5 +1,5 @@
-// A counter that was never filled says so instead of 0, and a list that nobody supplied says that its absence
-// proves nothing.
+// A counter that was never filled is written as unknown, not 0. A list that the caller did not supply is
+// noted as missing, because its absence proves nothing.
 
 #include "TallyfinCore/Exports/ProvenanceDocument.hpp"
 
@@ -29,8 +29,7 @@ std::string daySpan(TimePoint first, TimePoint last, const Stamps& stamps) {
   return concat(stamps.day(first), " to ", stamps.day(last));
 }
 
-// Collects the lines, section after section. Each function adds one section or the part of it that belongs
-// together.
+// Collects the lines section by section. Each function adds a section or a related part of one.
 class ProvenanceWriter {
  public:
   ProvenanceWriter(const Report& report, const Options& options, const Stamps& stamps)
@@ -49,7 +48,7 @@ class ProvenanceWriter {
   }
 
  private:
-  // Bytes of paths that are no UTF-8 are repaired here, for every document alike.
+  // Repairs paths that are not UTF-8, for all documents.
   void add(Section section, std::string_view item, std::string_view value, std::string_view note = {}) {
     lines_.push_back(
         {std::string(rawValue(section)), Text::repaired(item), Text::repaired(value), Text::repaired(note)});
@@ -144,7 +143,7 @@ class ProvenanceWriter {
         seen_.longestLinePath.empty() ? "no line measured" : seen_.longestLinePath);
   }
 
-  // Adds the counters of lost lines, or all others except that of the lines seen.
+  // Adds the counters of lost lines, or all other counters except the number of lines seen.
   void addLineCounters(bool areLosses) {
     for (const LineCounter& counted : lineCounters) {
       if (counted.isLoss == areLosses && !counted.note.empty()) {
@@ -187,7 +186,7 @@ class ProvenanceWriter {
           "this is not a claim that no folding happened");
       return;
     }
-    std::map<std::string_view, std::int64_t> projects;  // by how the label was reached
+    std::map<std::string_view, std::int64_t> projects;  // projects by the way their label was found
     for (const auto& [project, provenances] : report_.projectProvenance) {
       for (const Provenance provenance : allProvenances) {
         if (provenances.contains(provenance)) {

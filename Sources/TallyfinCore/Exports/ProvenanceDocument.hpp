@@ -1,6 +1,6 @@
 #pragma once
 
-// The account of where a figure comes from, as a CSV and as lines.
+// The provenance of a figure, as CSV and as lines.
 
 #include "TallyfinCore/Exports/Options.hpp"
 
@@ -12,10 +12,10 @@
 
 namespace tallyfin::Exporter {
 
-/// The header of a provenance document.
+/// The column names of a provenance document.
 inline constexpr std::array<std::string_view, 4> provenanceColumns = {"section", "item", "value", "note"};
 
-/// The sections of a provenance document, in the order in which they appear in it.
+/// The sections of a provenance document, in order.
 enum class Section : std::uint8_t {
   report,
   figure,
@@ -41,15 +41,15 @@ struct ProvenanceLine {
   friend bool operator==(const ProvenanceLine&, const ProvenanceLine&) = default;
 };
 
-/// When and for what the figure was made, what the scan read, which files contributed, what was lost and what
-/// was assumed.
+/// When and for which period the figure was made, what the scan read, which files contributed, what was lost
+/// and what was assumed.
 std::string provenanceCSV(const Report& report, const Options& options);
 
-/// The same as lines.
+/// The same content as lines.
 std::vector<ProvenanceLine> provenanceLines(const Report& report, const Options& options,
                                             const Stamps& stamps);
 
-/// The selected period in words; that of the data, marked as such, when none was selected.
+/// The selected period in words. If none was selected, the period of the data, marked as such.
 std::string periodDescription(const Report& report, const Options& options, const Stamps& stamps);
 
 }  // namespace tallyfin::Exporter

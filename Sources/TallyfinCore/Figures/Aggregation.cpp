@@ -12,7 +12,7 @@
 namespace tallyfin {
 namespace {
 
-// The starts of the blocks of these records, in order.
+// The starts of the blocks of these records, in ascending order.
 std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter& filter,
                                    const Calendar& calendar) {
   std::vector<TimePoint> times;
@@ -28,14 +28,14 @@ std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter
     if (starts.empty() || time >= end) {
       const TimePoint start = startOfStep(TimeStep::block, time, calendar);
       starts.push_back(starts.empty() ? start : std::max(start, end));
-      end = *nextStep(TimeStep::block, starts.back(), calendar);  // no calendar ends a block
+      end = *nextStep(TimeStep::block, starts.back(), calendar);  // never absent for a block
     }
   }
   return starts;
 }
 
-// One pass over records. The labels of a working directory are found once, not for each of its requests. A
-// key that comes in several spellings is shown in the first of them, everywhere in the report.
+// One pass over records. The labels of a working directory are looked up once, not for each request. If a key
+// occurs in several spellings, the whole report uses the first one.
 class Pass {
  public:
   Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, ReportParts parts,
@@ -76,7 +76,7 @@ class Pass {
  private:
   struct Directory {
     bool isKnown = false;
-    InternedText project;  // for origins in the spelling that came up first
+    InternedText project;  // if origins are requested, in the spelling that came first
     InternedText rawCwd;   // with "~" for the home
   };
 
@@ -85,17 +85,17 @@ class Pass {
     TimePoint lastActivity;
   };
 
-  // What requests must have in common to go into the same buckets.
+  // Requests with equal keys go into the same buckets.
   struct Key {
     TimePoint day;
     InternedText model;
     InternedText rawCwd;
-    std::uint32_t directory = 0;  // two spellings of a path are two directories
+    std::uint32_t directory = 0;  // spelling number: two spellings of a path are two directories
     InternedText session;
     AgentIdentity agent;
     InternedText home;
-    int hour = 0;     // 0 unless hours are wanted
-    TimePoint block;  // empty unless blocks are wanted
+    int hour = 0;     // 0 unless hours are requested
+    TimePoint block;  // default value unless blocks are requested
 
     friend bool operator==(const Key&, const Key&) = default;
   };
@@ -144,7 +144,7 @@ class Pass {
 
   TimePoint blockOf(TimePoint time) const {
     const auto next = std::upper_bound(blocks_.begin(), blocks_.end(), time);
-    // Beyond the calendar's ends there are no blocks.
+    // Before the first known block the time lies outside the calendar; its hour serves as the block.
     return next != blocks_.begin() ? *(next - 1) : startOfStep(TimeStep::block, time, calendar_);
   }
 
@@ -167,8 +167,9 @@ class Pass {
     return directory;
   }
 
-  // A session belongs to the project of its latest request, of equally late ones to the last in the list; an
-  // agent to the session and project of its first request in the list. The buckets do not hold the run yet.
+  // A session belongs to the project of its latest request; of equally late ones, the last in the list
+  // counts. An agent belongs to the session and project of its first request in the list. Called before the
+  // run is added to the buckets.
   void noteOrigins(const Key& key, const RequestRun& run, InternedText project) {
     const std::size_t known = sessions_.size();
     const std::size_t place = sessions_.place(key.session);
@@ -187,12 +188,12 @@ class Pass {
   Pricing::Pricer pricer_;
   ReportParts parts_;
   bool needsDirectories_;
-  std::vector<TimePoint> blocks_;  // their starts, in order
+  std::vector<TimePoint> blocks_;  // starts, in ascending order
   RequestRuns<Key> runs_;
   Report report_;
   KeyedRows<std::uint32_t, Directory> directories_;  // by spelling of the raw working directory
-  ProjectResolver::Parent parent_;                   // of the last one looked up
-  // If origins are wanted: each in the spelling that came up first.
+  ProjectResolver::Parent parent_;                   // of the last directory that was looked up
+  // If origins are requested: each key in the spelling that came first.
   KeyedRows<InternedText, std::monostate> projects_;
   KeyedRows<InternedText, Session> sessions_;
 };

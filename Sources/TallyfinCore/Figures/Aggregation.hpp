@@ -1,6 +1,6 @@
 #pragma once
 
-// One pass from records to a report.
+// Builds a report in one pass over the records.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Attribution/PriceList.hpp"
@@ -14,10 +14,10 @@
 
 namespace tallyfin {
 
-/// Makes reports. Safe from any thread.
+/// Builds reports. Safe to use from several threads at once.
 class Aggregator {
  public:
-  /// `calendar` says which day and hour a request falls on, `resolver` which project, `prices` what it costs.
+  /// `calendar` decides on which day and hour a request falls, `resolver` its project, `prices` its cost.
   Aggregator(const Calendar& calendar, ProjectResolver resolver, PriceList prices = {})
       : calendar_(calendar), resolver_(std::move(resolver)), prices_(std::move(prices)) {}
 
@@ -25,12 +25,12 @@ class Aggregator {
   const ProjectResolver& resolver() const { return resolver_; }
   const PriceList& prices() const { return prices_; }
 
-  /// The start of the day that `time` falls on.
+  /// The start of the day that contains `time`.
   TimePoint day(TimePoint time) const { return calendar_.startOfDay(time); }
 
-  /// Sums the records whose local day is not before `from` and not after `to`, both absent or starts of days,
-  /// in the order of the list. `filter`, when given, is asked about the records of these days alone, or about
-  /// all records when blocks are wanted. `diagnostics` goes into the report as it is.
+  /// Sums, in list order, the records whose local day is in `from` to `to`, both included. Each bound is
+  /// absent (no bound) or the start of a day. `filter`, if given, is called only for the records of these
+  /// days, or for all records if `parts` requests blocks. `diagnostics` is copied into the report unchanged.
   Report aggregate(const RecordList& records, std::optional<TimePoint> from, std::optional<TimePoint> to,
                    const ScanDiagnostics& diagnostics, ReportParts parts,
                    const RecordFilter& filter = {}) const;

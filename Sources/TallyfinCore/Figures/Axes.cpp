@@ -36,7 +36,7 @@ std::vector<Entry> agents(const Report& report, const Calendar&, Limit limit) {
   return entries;
 }
 
-// The first rows of an axis in order of time, which has few.
+// Chronological axes have few rows, so all of them are built before the list is cut.
 std::vector<Entry> first(std::vector<Entry> entries, Limit limit) {
   if (limit && *limit < std::ssize(entries)) {
     entries.resize(static_cast<std::size_t>(std::max<std::int64_t>(*limit, 0)));
@@ -84,8 +84,8 @@ struct AxisRow {
   std::vector<Entry> (*rows)(const Report& report, const Calendar& calendar, Limit limit);
   std::int64_t (*count)(const Report& report);
   std::string_view note = {};
-  bool ReportParts::*part = nullptr;  // which a report must hold; null: none
-  std::optional<TimeStep> step = {};  // likewise
+  bool ReportParts::*part = nullptr;  // the part that the report must contain; null if none
+  std::optional<TimeStep> step = {};  // the time step that the report must contain, if any
   bool isChronological = false;
 };
 

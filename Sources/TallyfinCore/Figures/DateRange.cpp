@@ -25,18 +25,15 @@ const PresetTexts& textsOf(RangePreset preset) {
   return kTexts.at(static_cast<std::size_t>(preset));
 }
 
-/// The last `days` days, today among them.
 DateRange daysBack(std::int64_t days, TimePoint now, const Calendar& calendar) {
   const TimePoint today = calendar.startOfDay(now);
   return {calendar.startOfDay(today, 1 - days), today, calendar};
 }
 
-/// From the start of the month or year to today.
 DateRange toDate(const std::optional<CalendarInterval>& interval, TimePoint today, const Calendar& calendar) {
   return {interval ? interval->start : today, today, calendar};
 }
 
-/// The last day of a month or year.
 TimePoint lastDay(const CalendarInterval& interval, const Calendar& calendar) {
   return calendar.startOfDay(interval.end, -1);
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-// The days that a person asks about, for an application around the core: a range of whole days, the presets
-// to pick from, and a choice that remembers a preset together with dates of one's own. Calendar and present
-// time are arguments, for labels too, so that a range reads the same wherever it is shown.
+// The days that a user asks about, for applications that embed the core: a range of whole days, the presets,
+// and a selection that remembers both a preset and custom dates. Every function takes calendar and current
+// time as arguments, even for labels, so a range reads the same everywhere.
 //
 //   const RangeSelection chosen(RangePreset::lastMonth, {}, {}, now, calendar);
 //   chosen.resolved(now, calendar).title(calendar);  // "February 2026"
@@ -19,21 +19,21 @@
 
 namespace tallyfin {
 
-/// Calendar days, both ends included; `from` is never after `through`.
+/// A range of calendar days, both ends included; `from` is never after `through`.
 class DateRange {
  public:
-  /// The days that the two times fall on, whichever comes first.
+  /// The days that contain the two times, in either order.
   DateRange(TimePoint from, TimePoint through, const Calendar& calendar);
 
   /// The start of the first day.
   TimePoint from() const { return from_; }
 
-  /// The start of the last day; that whole day is in the range.
+  /// The start of the last day; the range includes that whole day.
   TimePoint through() const { return through_; }
 
   bool isSingleDay() const { return from_ == through_; }
 
-  /// How many calendar days these are.
+  /// The number of calendar days.
   std::int64_t dayCount(const Calendar& calendar) const;
 
   /// Whether `time` falls on one of the days.
@@ -41,13 +41,14 @@ class DateRange {
 
   bool includesToday(TimePoint now, const Calendar& calendar) const { return contains(now, calendar); }
 
-  /// What to say beside a figure of a day that is still running; absent for other ranges.
+  /// The note to show beside a figure if the range includes today, which is not over yet; absent for other
+  /// ranges.
   std::optional<std::string_view> caveat(TimePoint now, const Calendar& calendar) const;
 
-  /// The day, or the first and the last with an arrow between them.
+  /// The day, or the first and last day with an arrow between them.
   std::string label(const Calendar& calendar) const;
 
-  /// A whole calendar month as its name, anything else as its label.
+  /// The name of the month if the range is one whole month, otherwise `label`.
   std::string title(const Calendar& calendar) const;
 
   friend bool operator==(const DateRange&, const DateRange&) = default;
@@ -62,51 +63,52 @@ class DateRange {
   TimePoint through_;
 };
 
-/// What a person can pick.
+/// The choices that a user has.
 enum class RangePreset : std::uint8_t { thisMonth, lastMonth, last7Days, last30Days, yearToDate, custom };
 
-/// All presets in the order in which they are offered; all of them can be picked.
+/// All presets in the order in which they are offered; a user can pick any of them.
 inline constexpr std::array allRangePresets = {RangePreset::thisMonth,  RangePreset::lastMonth,
                                                RangePreset::last7Days,  RangePreset::last30Days,
                                                RangePreset::yearToDate, RangePreset::custom};
 inline constexpr std::array pickableRangePresets = allRangePresets;
 
-/// The text under which settings and command lines know a preset, its id: "thisMonth".
+/// The identifier of a preset in settings and on command lines: "thisMonth".
 std::string_view rawValue(RangePreset preset);
 
-/// The preset of that text; absent for any other text.
+/// The preset with this identifier; absent if there is none.
 std::optional<RangePreset> rangePreset(std::string_view text);
 
-/// What a person is shown: "This month".
+/// The name shown to users: "This month".
 std::string_view label(RangePreset preset);
 
-/// The days of a preset, seen from `now`; absent for `custom`. The rolling presets count today as their last
-/// day, last month alone ends before today. Beyond the years 1 to 9999 there are no months and years: last
-/// month is the last 30 days then, and this month and the year to date are today.
+/// The days of a preset as of `now`; absent for `custom`. All presets but last month end with today. Outside
+/// the years 1 to 9999 the calendar has no months and years; there, last month is the last 30 days, and this
+/// month and the year to date are today alone.
 std::optional<DateRange> range(RangePreset preset, TimePoint now, const Calendar& calendar);
 
-/// What a person has chosen. The dates are kept while a preset is chosen, for a later switch to `custom`.
+/// What a user has chosen. It keeps the dates even while a preset is chosen, for a later switch to `custom`.
 struct RangeSelection {
   RangePreset preset;
   TimePoint customFrom;  ///< any time of the first day
   TimePoint customTo;    ///< any time of the last day
 
-  /// Dates that are absent become those of the last 30 days.
+  /// Absent dates are replaced by those of the last 30 days.
   RangeSelection(RangePreset chosen, std::optional<TimePoint> from, std::optional<TimePoint> to,
                  TimePoint now, const Calendar& calendar);
 
-  /// The days of the preset as of `now`, so that "this month" moves on; for `custom` those of the two dates.
+  /// The days of the preset as of `now`, so "this month" follows the clock; for `custom`, the days of the two
+  /// dates.
   DateRange resolved(TimePoint now, const Calendar& calendar) const;
 
   friend bool operator==(const RangeSelection&, const RangeSelection&) = default;
 };
 
-/// The report of a range. Hours are built when `parts` says so, by default for a single day. The range must
-/// come from the aggregator's calendar.
+/// The report of a range. `parts` defaults to hours for a single day and no hours otherwise. The range must
+/// have been made with the aggregator's calendar.
 Report report(const Aggregator& aggregator, const RecordList& records, const DateRange& range,
               const ScanDiagnostics& diagnostics, std::optional<ReportParts> parts = {});
 
-/// The report of a choice as of `now`.
+/// The report of a selection as of `now`.
 Report report(const Aggregator& aggregator, const RecordList& records, const RangeSelection& selection,
               TimePoint now, const ScanDiagnostics& diagnostics);
 

@@ -10,12 +10,12 @@
 namespace tallyfin::Derived {
 namespace {
 
-constexpr int kFewestMinutes = 2;  // of an hour; fewer are too few to extrapolate from
+constexpr int kFewestMinutes = 2;  // minutes of an hour; a shorter time is not extrapolated
 
 }  // namespace
 
 Estimate<CostEstimate> currentHourlyRate(const Report& today, TimePoint now, const Calendar& calendar) {
-  constexpr int kSteadyMinutes = 10;  // from here on the running hour alone gives the rate
+  constexpr int kSteadyMinutes = 10;  // from this minute on, only the current hour determines the rate
   constexpr int kHoursBack = 3;
   const int hour = calendar.hour(now);
   const int minute = calendar.minute(now);
@@ -50,8 +50,8 @@ Estimate<CostEstimate> blockRate(const Bucket& block, TimePoint start, TimePoint
 Estimate<CostEstimate> yesterdayAtSameTime(const RecordList& records, TimePoint now, const Calendar& calendar,
                                            const PriceList& prices) {
   const TimePoint start = calendar.startOfDay(now, -1);
-  // As many seconds after the start of the day as now, which on days of clock changes is not the same time of
-  // day.
+  // The same number of seconds since the start of the day. On days with a clock change this differs from the
+  // same time of day.
   const TimePoint cutoff{start.seconds + std::trunc(now.seconds - calendar.startOfDay(now).seconds)};
 
   DayLookup days(calendar);

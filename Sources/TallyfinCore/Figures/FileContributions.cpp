@@ -13,7 +13,7 @@ FileContributions fileContributions(std::span<const FileProvenance> files, const
   FileContributions result;
   RecordSelection selection(calendar, from, to, filter);
   Pricing::Pricer pricer(calendar, prices);
-  std::vector<std::uint8_t> seen(InternedText::count(), 0);  // by number of the request key: files, up to two
+  std::vector<std::uint8_t> seen(InternedText::count(), 0);  // by key number: files, at most 2
   for (const FileProvenance& file : files) {
     Bucket bucket;
     for (const auto& [key, record] : file.records().entries()) {

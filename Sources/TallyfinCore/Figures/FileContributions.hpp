@@ -1,8 +1,8 @@
 #pragma once
 
-// Which files a figure comes from, worked out anew from what each file holds, since a report keeps no file
-// names. Files are not unified with each other here: a request that stands in two of them counts in both, and
-// how often that happened is told beside the files.
+// Finds the files behind a figure. A report keeps no file names, so this reads the records of each file
+// again. Requests are not deduplicated across files: a request in two files counts in both, and
+// `sharedRequests` counts such requests.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Figures/Aggregation.hpp"
@@ -16,7 +16,7 @@
 
 namespace tallyfin {
 
-/// A file with at least one request that counts, and the sum of these.
+/// A file with at least one counted request, and the sum of its counted requests.
 struct FileContribution {
   FileProvenance file;
   Bucket bucket;
@@ -24,12 +24,12 @@ struct FileContribution {
 
 /// The files behind a figure.
 struct FileContributions {
-  std::vector<FileContribution> files;  ///< highest priced cost first; of equal cost in the order given
-  std::int64_t distinctRequests = 0;    ///< that count and stand in any file
-  std::int64_t sharedRequests = 0;      ///< of these, in more than one
+  std::vector<FileContribution> files;  ///< highest priced cost first; equal costs in the order given
+  std::int64_t distinctRequests = 0;    ///< counted requests found in at least one file
+  std::int64_t sharedRequests = 0;      ///< counted requests found in more than one file
 };
 
-/// For each file, sums those of its records that a report with the same range and filter counts.
+/// Sums, for each file, the records that a report with the same range and filter would count.
 FileContributions fileContributions(std::span<const FileProvenance> files, const Calendar& calendar,
                                     std::optional<TimePoint> from, std::optional<TimePoint> to,
                                     const RecordFilter& filter,

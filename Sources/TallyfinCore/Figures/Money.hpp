@@ -1,7 +1,7 @@
 #pragma once
 
-// Costs, shares and rates in words, for each kind of reader. All tell the same three cases apart: no
-// requests, requests of which none has a price, and an amount, which may be a lower bound.
+// Costs, shares and rates as text, for each kind of reader. All of them distinguish three cases: no requests,
+// only requests without a price, and an amount, which may be a lower bound.
 
 #include "TallyfinCore/Figures/Report.hpp"
 
@@ -13,7 +13,7 @@
 
 namespace tallyfin {
 
-// In short.
+// Short forms.
 
 /// "$1.20", "≥ $1.20", or "unknown".
 std::string amount(const Bucket& bucket);
@@ -28,30 +28,30 @@ std::string percent(double value);
 /// A share as `percent`, or "unknown".
 std::string percent(const Estimate<double>& share);
 
-/// A count of tokens, shortened: "999", "1.2k", "2.35M", "1.50G".
+/// A token count, shortened: "999", "1.2k", "2.35M", "1.50G".
 std::string shortened(std::int64_t tokens);
 
-// In sentences. Where a sentence names models, it names at most `mostNames` and counts the others.
+// Sentences. A sentence with model names lists at most `mostNames` of them and counts the others.
 
-/// In an answer: "$41.07", "≥ $3.00 [...]", "unknown (no requests in range)".
+/// For an answer: "$41.07", "≥ $3.00 [...]", "unknown (no requests in range)".
 std::string costInAnswer(const Bucket& bucket, std::size_t mostNames = allNames);
 std::string costInAnswer(const CostEstimate& cost, std::int64_t requests, std::size_t mostNames = allNames);
 
-/// In the summary: the same amounts, "unknown — no request in range".
+/// For the summary: the same amounts, but "unknown — no request in range".
 std::string costInSummary(const Bucket& bucket);
 
-/// The warning that figures are lower bounds; absent when every request has a price.
+/// The warning that figures are lower bounds; absent if every request has a price.
 std::optional<std::string> unpricedNote(const Bucket& bucket, std::size_t mostNames = allNames);
 
-/// The note on models that own prices priced; absent when there are none.
+/// The note that lists the models priced with own prices; absent if there are none.
 std::optional<std::string> ownPricesNote(const CostEstimate& cost, std::size_t mostNames = allNames);
 
-/// The note on requests whose split between the caches was assumed; absent when there are none.
+/// The note about requests whose 5m/1h cache write split was assumed; absent if there are none.
 std::optional<std::string> assumedNote(const Bucket& bucket);
 
-// In documents.
+// Forms for documents.
 
-/// In a table: the amount as a plain number with six decimals, or "unknown", and what kind of amount that is.
+/// For a table: the amount as a plain number with six decimals, or "unknown", and the kind of amount.
 struct CostCells {
   static constexpr int decimals = 6;
 
@@ -60,7 +60,7 @@ struct CostCells {
 };
 CostCells costInTable(const Bucket& bucket);
 
-/// For a program: the number that a table has, and why it is missing or a lower bound.
+/// For programs: the same number as in a table, and the reason if it is missing or a lower bound.
 struct CostFigure {
   std::optional<double> usd;          ///< absent when unknown
   std::string_view basis;             ///< "complete", "lower_bound" or "unknown"

@@ -1,7 +1,7 @@
 #pragma once
 
-// Which records a figure is made of: those of a range of days that a filter lets pass. The one place for that
-// rule, so that a report and the files behind it cannot disagree.
+// Selects the records that a figure counts: those in a range of days that pass a filter. Reports and the file
+// breakdown both use it, so they cannot disagree.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
@@ -11,20 +11,20 @@
 
 namespace tallyfin {
 
-/// The predicate of a selection; an empty one lets everything pass.
+/// Returns whether a record passes; an empty filter passes every record.
 using RecordFilter = std::function<bool(const UsageRecord&)>;
 
-/// Tells of one record after the other whether it counts. Holds references: calendar and filter must outlive
-/// it.
+/// Decides for each record whether it counts. Keeps references: calendar and filter must outlive it.
 class RecordSelection {
  public:
-  /// `from` and `to`, both absent or starts of days, are the first and the last day that count.
+  /// `from` and `to` are the first and the last day that count. Each is absent (no bound) or the start of a
+  /// day.
   RecordSelection(const Calendar& calendar, std::optional<TimePoint> from, std::optional<TimePoint> to,
                   const RecordFilter& filter)
       : days_(calendar), from_(from), to_(to), filter_(filter) {}
 
-  /// The start of the day of a record that counts, good until the next call; null when it does not. The
-  /// filter is asked after the days.
+  /// The start of the record's day, valid until the next call; null if the record does not count. The filter
+  /// is called only for records in the range of days.
   const TimePoint* day(const UsageRecord& record) {
     day_ = days_.startOfDay(record.timestamp);
     const bool counts = !(from_ && day_ < *from_) && !(to_ && day_ > *to_) && (!filter_ || filter_(record));

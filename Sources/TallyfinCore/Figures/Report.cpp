@@ -21,7 +21,7 @@ double percentOf(std::int64_t part, std::int64_t whole) {
   return static_cast<double>(part) / static_cast<double>(whole) * 100;
 }
 
-// The text on which rankings break ties, in canonical form.
+// The text by which rankings order equal costs, in canonical form.
 std::string_view tieBreak(InternedText key) {
   return key.canonical();
 }
@@ -30,12 +30,12 @@ std::string_view tieBreak(const AgentIdentity& agent) {
   return agent.isSubagent() ? agent.rawId().canonical() : agent.description();
 }
 
-// A NaN cannot be ordered and would break the sort, so it ranks behind all numbers.
+// NaN has no order and would break the sort, so it ranks last.
 double rankedCost(const Bucket& bucket) {
   return std::isnan(bucket.cost.priced) ? -std::numeric_limits<double>::infinity() : bucket.cost.priced;
 }
 
-// A row with what it is ranked by beside it, since rows and texts lie apart in memory.
+// A row with its sort keys. They are copied because rows and texts are scattered in memory.
 template <typename Key>
 struct Rankable {
   double cost = 0;
@@ -50,7 +50,7 @@ bool ranksBefore(const Rankable<Key>& left, const Rankable<Key>& right) {
     return left.cost > right.cost;
   }
   const std::strong_ordering order = left.text <=> right.text;
-  // Only an agent whose id reads "(main)" can tie with another key; the one that came up first stands first.
+  // Only an agent whose id is "(main)" can have the same text as another key; the earlier bucket ranks first.
   return std::is_neq(order) ? std::is_lt(order) : left.bucket < right.bucket;
 }
 
@@ -59,7 +59,7 @@ Rankable<Key> rankable(const Key& key, const Bucket& bucket) {
   return {rankedCost(bucket), tieBreak(key), key, &bucket};
 }
 
-// The best of the rows, in order; all of them without a limit.
+// The first `limit` rows, sorted; all of them without a limit.
 template <typename Key>
 Ranking<Key> best(std::vector<Rankable<Key>> rows, std::optional<std::int64_t> limit) {
   const std::int64_t count = std::clamp<std::int64_t>(limit.value_or(std::ssize(rows)), 0, std::ssize(rows));

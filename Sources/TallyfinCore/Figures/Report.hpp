@@ -1,7 +1,7 @@
 #pragma once
 
 // The figures of a range of days: the total, and the same sums for each key of every axis (day, model,
-// project and so on). All sums are Buckets, so every figure exists on every axis.
+// project and so on). Every sum is a Bucket, so all figures exist on all axes.
 
 #include "Platform/KeyedRows.hpp"
 #include "Platform/TimePoint.hpp"
@@ -32,11 +32,11 @@ struct DominantComponent {
   friend bool operator==(const DominantComponent&, const DominantComponent&) = default;
 };
 
-/// A part of a whole, in percent; unknown (`noData`) unless the whole is above 0.
+/// `part` as a percentage of `whole`; unknown (`noData`) unless `whole` is above 0.
 Estimate<double> percentage(double part, double whole);
 
-/// Sums over requests. A bucket of one model that has a price owns no memory: a report may hold a bucket for
-/// each request.
+/// Sums over requests. A report may hold one bucket per request, so a bucket with one priced model allocates
+/// no memory.
 struct Bucket : UsageCounts {
   std::int64_t requests = 0;
   CostEstimate cost;
@@ -44,51 +44,50 @@ struct Bucket : UsageCounts {
   absl::InlinedVector<std::pair<InternedText, std::int64_t>, 1> modelCounts;
   std::optional<TimePoint> firstActivity;
   std::optional<TimePoint> lastActivity;
-  std::int64_t cacheWriteAssumedRequests = 0;  ///< requests whose 5m/1h split was assumed
-  RowIndex<InternedText> modelIndex;           ///< of `modelCounts`, for `add` alone
+  std::int64_t cacheWriteAssumedRequests = 0;  ///< requests whose 5m/1h cache write split was assumed
+  RowIndex<InternedText> modelIndex;           ///< index of `modelCounts`; only `add` uses it
 
-  /// Adds a request with its cost (Pricing::Pricer, at the prices of the request's own day).
+  /// Adds a request with its cost, which Pricing::Pricer computes at the prices of the request's day.
   void add(const UsageRecord& record, const RequestCost& requestCost) { add({record, requestCost}); }
 
   /// Adds the requests of a run.
   void add(const RequestRun& run);
 
-  /// Requests by model, most used first; equally used ones in text order. At most the first `most`.
+  /// Models with their requests, most used first, equal counts in text order. Returns at most `most` models.
   std::vector<std::pair<InternedText, std::int64_t>> modelsByUse(std::size_t most = allNames) const;
 
-  /// A count as a percentage (0 to 100) of all tokens; unknown (`noData`) in a bucket without tokens.
+  /// A token count as a percentage (0 to 100) of all tokens; unknown (`noData`) if the bucket has no tokens.
   ///   bucket.share(&Bucket::cacheRead)
   Estimate<double> share(std::int64_t Bucket::*field) const;
 
-  /// The largest of cache read, cache write, output and input; on a tie the one named first here. Unknown
-  /// (`noData`) in a bucket without tokens.
+  /// The largest of cache read, cache write, output and input; on a tie, the first in this order. Unknown
+  /// (`noData`) if the bucket has no tokens.
   Estimate<DominantComponent> dominantComponent() const;
 };
 
-/// Buckets by key, in the order in which the keys first came up. References are good until a new key is
-/// added.
+/// Buckets by key, in the order in which the keys were added. Adding a key invalidates references.
 template <typename Key>
 using BucketsBy = KeyedRows<Key, Bucket>;
 
-/// Keys with their buckets, highest priced cost first, then text of the key ascending (for an agent its
-/// `description`). The buckets live as long as what was ranked.
+/// Keys with their buckets, sorted by priced cost, highest first, then by the text of the key (for the main
+/// session its `description`). The buckets belong to the report or map that was ranked.
 template <typename Key>
 using Ranking = std::vector<std::pair<Key, const Bucket*>>;
 
-/// The keys in the order of a ranking: the first `limit`, which must not be negative, or all without a limit.
+/// Ranks the keys. Returns the first `limit` (not negative), or all without a limit.
 Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::optional<std::int64_t> limit = {});
 
-/// The same of rows that stand in any order.
+/// Ranks rows that are in any order.
 Ranking<InternedText> ranked(const Ranking<InternedText>& rows, std::optional<std::int64_t> limit);
 
-/// The same of agents; without the main session when it is not wanted.
+/// Ranks agents; leaves out the main session unless `includeMain` is set.
 Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std::optional<std::int64_t> limit,
                                     bool includeMain);
 
-/// What each agent spent under each key of another axis.
+/// Each agent's sums, for each key of another axis.
 using AgentsByKey = KeyedRows<InternedText, BucketsBy<AgentIdentity>>;
 
-/// The keys with their buckets, in ascending order.
+/// The keys with their buckets, in ascending order of key.
 template <typename Key>
 std::vector<std::pair<Key, const Bucket*>> inOrder(const BucketsBy<Key>& buckets) {
   std::vector<std::pair<Key, const Bucket*>> rows;
@@ -101,27 +100,26 @@ std::vector<std::pair<Key, const Bucket*>> inOrder(const BucketsBy<Key>& buckets
   return rows;
 }
 
-/// What a report holds beside the total, days, models and homes. Each part costs time and memory, so a
-/// question asks for those that it shows. A bool becomes the request for hours, beside the parts that are
-/// there by default.
+/// The parts of a report besides the total, days, models and homes. Each part costs time and memory, so
+/// callers request only the parts they show. Converts from bool: whether to add hours to the default parts.
 struct ReportParts {
   bool hours = false;
   EachStep<bool> steps;
   bool agentsByProject = false;
   bool agentsByModel = false;
 
-  // There by default. Each may have as many keys as there are requests.
+  // Built by default. Each may have as many keys as there are requests.
   bool projects = true;     ///< `byProject`, `projectProvenance`
   bool directories = true;  ///< `byRawCwd`
   bool sessions = true;
   bool agents = true;
-  /// Where the sessions and agents belong, as far as these are there: `sessionProject`, `agentSession`,
-  /// `agentProject`.
+  /// Where sessions and agents belong: `sessionProject`, `agentSession`, `agentProject`. Filled only for the
+  /// parts `sessions` and `agents`, if requested.
   bool origins = true;
 
   ReportParts(bool includeHours = false) : hours(includeHours) { steps[TimeStep::day] = true; }
 
-  /// Of all these parts only those named.
+  /// Only the named parts, without the other defaults.
   ///   ReportParts::only(&ReportParts::agents, &ReportParts::origins)
   template <std::same_as<bool ReportParts::*>... Part>
   static ReportParts only(Part... parts) {
@@ -132,56 +130,56 @@ struct ReportParts {
   }
 };
 
-/// The answer to one question. A bucket exists only if a request went into it.
+/// The figures of one question. A bucket exists only if it has at least one request.
 struct Report {
   Bucket total;
-  /// By start of the day, week, month or block; only days unless more was asked for. A block begins at the
-  /// full local hour of the first request after the last block ended, and not before that end. Blocks are
-  /// those of the whole history that the filter lets pass, so that one begins at the same moment in every
-  /// range; here they hold the requests of the range alone.
+  /// By start of the day, week, month or block; only days unless `ReportParts` requests more. A block begins
+  /// at the full local hour of the first request after the previous block, but not before that block's end.
+  /// Blocks are determined from the whole history that passes the filter, so their starts do not depend on
+  /// the range; their buckets count only requests in the range.
   EachStep<BucketsBy<TimePoint>> bySteps;
   const BucketsBy<TimePoint>& by(TimeStep step) const { return bySteps[step]; }
   const BucketsBy<TimePoint>& byDay() const { return by(TimeStep::day); }
   BucketsBy<InternedText> byModel;   ///< by reduced model id
   BucketsBy<InternedText> bySource;  ///< by name of the Claude home
 
-  // As far as they are asked for (ReportParts).
+  // Only if requested in ReportParts.
   BucketsBy<int> byHour;  ///< by hour of the local day, 0 to 23, over all days
-  /// What each agent spent under each project or model. Each bucket is that of a report over the requests of
-  /// that project or model alone, to the last bit.
+  /// Each agent's sums within each project or model. Each bucket equals, to the last bit, that of a report
+  /// over the requests of that project or model alone.
   AgentsByKey agentsByProject;
   AgentsByKey agentsByModel;
 
   BucketsBy<InternedText> byProject;  ///< by project label
   BucketsBy<InternedText> byRawCwd;   ///< by working directory, with "~" for the home
   BucketsBy<InternedText> bySession;
-  BucketsBy<AgentIdentity> byAgent;  ///< the main session included
+  BucketsBy<AgentIdentity> byAgent;  ///< includes the main session
   absl::flat_hash_map<InternedText, InternedText>
       sessionProject;                                             ///< the project of a session's last request
   absl::flat_hash_map<AgentIdentity, InternedText> agentSession;  ///< the session of an agent's first request
   absl::flat_hash_map<AgentIdentity, InternedText> agentProject;  ///< the project of an agent's first request
-  absl::flat_hash_map<InternedText, ProvenanceSet> projectProvenance;  ///< how a label was reached
-  ScanDiagnostics diagnostics;  ///< what the scan saw and lost, of the whole history
+  absl::flat_hash_map<InternedText, ProvenanceSet> projectProvenance;  ///< how the label was found
+  ScanDiagnostics diagnostics;  ///< what the scan read and lost in the whole history
 
-  /// Days with at least one request.
+  /// The number of days with at least one request.
   std::int64_t activeDays() const { return static_cast<std::int64_t>(byDay().size()); }
 
-  /// Cost per active day; unknown (`noData`) without days.
+  /// Cost per active day; unknown (`noData`) if there are no days.
   Estimate<CostEstimate> averagePerActiveDay() const;
   Estimate<CostEstimate> medianPerActiveDay() const;
 
-  // Rankings of at most `limit` rows, which must not be negative.
+  // Rankings of at most `limit` rows (not negative).
   Ranking<AgentIdentity> topAgents(std::int64_t limit, bool includeMain) const;
   Ranking<InternedText> topProjects(std::int64_t limit) const;
   Ranking<InternedText> topSessions(std::int64_t limit) const;
   Ranking<InternedText> topModels(std::int64_t limit) const;
 
-  /// What the main session and all sub-agents together cost.
+  /// The cost of the main session and of all sub-agents.
   struct Split {
     CostEstimate main;
     CostEstimate subagent;
 
-    /// A part of both in percent, by priced dollars; unknown (`noData`) unless both together are above 0.
+    /// `part` in percent of both together, by priced dollars; unknown (`noData`) unless their sum is above 0.
     Estimate<double> share(const CostEstimate& part) const {
       return percentage(part.priced, main.priced + subagent.priced);
     }

@@ -1,8 +1,8 @@
 #pragma once
 
-// Runs of requests: requests that follow each other and go into the same buckets, as they do while a session
-// keeps working in one directory. A run is summed once and its sums are added to all these buckets, in half
-// the time that adding each request takes.
+// A run is a sequence of consecutive requests for the same buckets, such as those of a session working in one
+// directory. A run is summed once and its sums are added to each bucket. This takes half the time of adding
+// every request to each bucket.
 
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
@@ -17,22 +17,22 @@
 
 namespace tallyfin {
 
-/// Requests of one model, for `Bucket::add`.
+/// Consecutive requests of one model, for `Bucket::add`.
 struct RequestRun {
   InternedText model;
   UsageCounts counts;
   std::int64_t requests = 0;
-  /// US dollars of each request that has a price, in their order, since the last bit of a sum depends on it.
+  /// US dollars of each priced request, in order: the last bit of a sum depends on the order of addition.
   std::span<const double> costs;
   std::optional<UnknownReason> unpriced;  ///< why the other requests have no price
-  bool isOwnPriced = false;               ///< a price of one's own made some of these costs
+  bool isOwnPriced = false;               ///< whether a price set by the user determined any of these costs
   std::int64_t cacheWriteAssumedRequests = 0;
   TimePoint firstActivity;
   TimePoint lastActivity;
 
   RequestRun() = default;
 
-  /// One request, with its cost, which must outlive the use of `costs`.
+  /// A run of one request. `cost` must outlive the use of `costs`.
   RequestRun(const UsageRecord& record, const RequestCost& cost)
       : model(record.model),
         requests(1),
@@ -49,17 +49,16 @@ struct RequestRun {
   }
 };
 
-/// Gathers requests with equal keys into runs. Those of a key must be of one model. Every sum over the runs
-/// is the one that the requests give one by one, to the last bit and also at the ends of the 64-bit range.
+/// Groups consecutive requests with equal keys into runs. Requests with equal keys must have the same model.
+/// Sums over the runs equal the sums over single requests to the last bit, even where 64-bit counts saturate.
 template <typename Key>
 class RequestRuns {
  public:
-  /// Takes a request in. When it does not belong to the run of those before it, `use(key, run)` is called
-  /// with that run first.
+  /// Adds a request. If it does not continue the current run, calls `use(key, run)` with that run first.
   template <typename F>
   void add(const Key& key, const UsageRecord& record, const RequestCost& cost, F&& use) {
-    // No count within a run is negative and no sum of them overflows: a bucket then reaches the end of the
-    // range with a run exactly when it would with the single requests.
+    // Within a run no count is negative and no sum overflows, so a bucket saturates with a run exactly when
+    // it would with the single requests.
     constexpr std::uint64_t kLarge = std::uint64_t{1} << 48;
     constexpr std::int64_t kLongest = 4096;
     const bool isSmall = record.allBits() < kLarge;
@@ -74,7 +73,7 @@ class RequestRuns {
       key_ = key;
       goesOn_ = isSmall;
       run_ = RequestRun(record, cost);
-      run_.costs = {};  // `finish` gives those of all
+      run_.costs = {};  // `finish` sets them for the whole run
     }
     if (const double* const dollars = cost.value()) {
       costs_.push_back(*dollars);
@@ -84,7 +83,7 @@ class RequestRuns {
     }
   }
 
-  /// Calls `use` with the last run. To be called once all requests are in.
+  /// Calls `use` with the last run. Call it after the last request.
   template <typename F>
   void finish(F&& use) {
     if (run_.requests > 0) {
@@ -98,7 +97,7 @@ class RequestRuns {
  private:
   Key key_{};
   RequestRun run_;
-  std::vector<double> costs_;  // of the run
+  std::vector<double> costs_;  // of the current run
   bool goesOn_ = false;
 };
 

@@ -5,11 +5,12 @@
 namespace tallyfin {
 namespace {
 
-/// What the requests of a day have in common.
+/// What all requests of a day share.
 struct Day {
   std::size_t step = 0;  ///< its row in `byStep`
   int weekday = 0;
-  /// 24 hours from midnight on: the hour comes from a division, which saves a third of the pass.
+  /// The day starts at midnight and has 24 hours. The hour then comes from a division, which saves a third of
+  /// the pass.
   bool isPlain = false;
 };
 

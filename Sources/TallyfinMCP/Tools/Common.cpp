@@ -14,7 +14,7 @@ std::string countOf(const SeveralNames& names) {
   return std::to_string(names.candidates.size());
 }
 
-// Why a period or a filter cannot be used.
+// The messages for a period or filter that cannot be used.
 struct Wording {
   std::string operator()(const NoSuchDay& day) const {
     return concat("invalid date “", day.text, "” — the format is yyyy-MM-dd");

@@ -14,11 +14,11 @@
 namespace tallyfin::Tools {
 namespace {
 
-constexpr std::int64_t kMostRows = 50;  // of all axes but days and hours
+constexpr std::int64_t kMostRows = 50;  // on all axes except days and hours
 
 struct Breakdown {
   Axis axis;
-  std::string_view remark;  // beside the axis in the catalogue
+  std::string_view remark;  // follows the axis in the catalogue
   std::string_view empty;
 };
 
@@ -40,7 +40,7 @@ const Breakdown& breakdownBy(const std::string& axis) {
   return *found;
 }
 
-// The rows under the labels of this tool: days newest first, sessions by the beginning of their id.
+// The rows with this tool's labels: days newest first, sessions by the beginning of their id.
 Rows labelled(const std::vector<Entry>& entries, Axis axis) {
   constexpr std::size_t kSessionLetters = 12;
   Rows rows;
@@ -56,7 +56,7 @@ Rows labelled(const std::vector<Entry>& entries, Axis axis) {
   return rows;
 }
 
-// What the total is made of.
+// The parts of the total.
 std::string details(const Bucket& total, const Calendar& calendar) {
   std::string text =
       concat("  tokens ", R::tokens(total.totalTokens()), " (in ", R::tokens(total.input), " · out ",

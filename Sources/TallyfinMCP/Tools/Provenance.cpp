@@ -1,5 +1,5 @@
-// Where a figure comes from: the unified report beside the files' own records, in which a request that stands
-// in two files counts in both.
+// The sources of a figure: the unified report, and the records of each file. A request in two files counts in
+// both.
 
 #include "TallyfinCore/Answers/Provenance.hpp"
 

@@ -1,4 +1,4 @@
-// The tools that rank one axis of a report and say for each row what stands behind it.
+// The tools that rank one axis of a report and list the parts of each row.
 
 #include "Platform/Concat.hpp"
 #include "Platform/Numbers.hpp"
@@ -16,7 +16,7 @@
 namespace tallyfin::Tools {
 namespace {
 
-// "%2d. ": a number above 99 widens its field.
+// "%2d. "; numbers above 99 make it wider.
 std::string numbered(std::size_t n) {
   return absl::StrFormat("%2d. ", n);
 }
@@ -41,7 +41,7 @@ std::string agentBlock(const Answers::AgentRow& row, const Calendar& calendar) {
   return text;
 }
 
-// How the priced amount of the whole report parts between the main session and its agents.
+// How the priced amount of the whole report is split between the main session and its agents.
 std::string ofWhich(const Report& report, std::size_t shown) {
   const Report::Split split = report.subagentSplit();
   std::string text = "\nOF WHICH\n";

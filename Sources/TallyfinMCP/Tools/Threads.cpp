@@ -1,5 +1,5 @@
-// The tools that follow one session or one agent through the history. A name that matches several or nothing
-// is a normal answer here: the candidates, or where to look.
+// The tools for one session or one agent. If a name matches several or none, the answer is not an error: it
+// lists the candidates or says where to look.
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
@@ -23,7 +23,7 @@ std::string required(const Arguments& given, std::string_view key) {
   return *value;
 }
 
-// What to do about a name that does not come to one key.
+// The advice for a name that does not match exactly one key.
 std::string pickOne(const Refusal& refusal) {
   if (const SeveralNames* const names = std::get_if<SeveralNames>(&refusal)) {
     const bool isSession = names->kind == NameKind::session;
@@ -39,7 +39,7 @@ std::string pickOne(const Refusal& refusal) {
                       "”. See `tally_top_agents` with `period: \"all\"` for the real names.");
 }
 
-// Cost, volume, activity and models of a thread.
+// Cost, volume, activity and models of a session or agent.
 std::string figures(const Bucket& total, const Calendar& calendar) {
   return concat("  cost      ", costInAnswer(total), "\n", "  volume    ", volume(total), "\n",
                 "  active    ", R::span(total, calendar), "\n", "  models    ", modelsOf(total), "\n");

@@ -1,7 +1,7 @@
 #pragma once
 
-// The tools, one function each: arguments in, plain text out. What a tool cannot do it throws as MCPError;
-// the message is then the whole answer.
+// The tools, one function each: arguments in, plain text out. A tool that cannot answer throws MCPError; its
+// message is the whole answer then.
 
 #include "TallyfinCore/Answers/Filters.hpp"
 #include "TallyfinCore/Figures/Axes.hpp"
@@ -15,85 +15,84 @@
 
 namespace tallyfin::Tools {
 
-/// What today cost, at which rate, who spent it, and the history behind it. Never throws.
+/// Today's cost, the current rate, the spenders and the history. Never throws.
 std::string overview(DataSource& data, const Arguments& given);
 
-/// What a period cost, broken down along one axis.
+/// The cost of a period, broken down along one axis.
 std::string cost(DataSource& data, const Arguments& given);
 
-/// The names of the axes of `cost`, the default first, and the same in a sentence, some with a remark: "`day`
-/// (default), `hour` (single day only), `agent`".
+/// `breakdownNames` returns the names of the axes of `cost`, the default first. `breakdownAxes` returns them
+/// as part of a sentence, some with a remark: "`day` (default), `hour` (single day only), `agent`".
 std::vector<std::string> breakdownNames();
 std::string breakdownAxes();
 
-/// Agents by cost, with what each worked on.
+/// Agents by cost, each with its session and project.
 std::string topAgents(DataSource& data, const Arguments& given);
 
-/// Projects by cost, with the agents behind each.
+/// Projects by cost, each with its agents.
 std::string topProjects(DataSource& data, const Arguments& given);
 
-/// Models by cost, with the agents behind each.
+/// Models by cost, each with its agents.
 std::string byModel(DataSource& data, const Arguments& given);
 
-/// The thread of one session. Candidates and misses are normal answers.
+/// The history of one session. A name that matches several or none is a normal answer.
 std::string session(DataSource& data, const Arguments& given);
 
-/// The thread of one agent. Candidates and misses are normal answers.
+/// The history of one agent. A name that matches several or none is a normal answer.
 std::string agent(DataSource& data, const Arguments& given);
 
-/// The files and lines behind a figure, and what was lost on the way to it.
+/// The files and lines behind a figure, and what was lost while reading them.
 std::string provenance(DataSource& data, const Arguments& given);
 
-/// The health of the measurement. Takes no arguments and never throws.
+/// The state of the data. Takes no arguments and never throws.
 std::string sources(DataSource& data, const Arguments& given);
 
-// What the tools share.
+// Shared by the tools.
 
-/// The span that `period`, `from` and `to` name. Throws MCPError with what is accepted.
+/// The period of `period`, `from` and `to`. Throws MCPError, which lists what is accepted.
 Period periodOf(const Arguments& given, const DataSource& data);
 
-/// What `agent`, `project` and `session_id` narrow to. Throws MCPError at the first that does not come to one
-/// key.
+/// The filters of `agent`, `project` and `session_id`. Throws MCPError at the first name that does not match
+/// exactly one key.
 Filters filtersOf(const Arguments& given, DataSource& data);
 
-/// Candidates as a tool lists them, a line each.
+/// The candidates, one per line.
 std::string listed(const SeveralNames& names);
 
-/// The first lines of an answer: title and period, then the filters if there are any.
+/// The first lines of an answer: title, period, and the filters if there are any.
 std::string header(std::string_view title, const Period& period, const Filters& filters);
 
-/// Rows of a list: a label and its bucket, which must outlive the rows.
+/// The rows of a list: label and bucket. The buckets must outlive the rows.
 using Rows = std::vector<std::pair<std::string, const Bucket*>>;
 
-/// The rows of a ranking: agents by their short name, anything else by its text.
+/// The rows of a ranking: agents by short name, other keys by their text.
 Rows rowsOf(const Ranking<AgentIdentity>& agents);
 Rows rowsOf(const Ranking<InternedText>& keys);
 
 /// The days of a report, newest first.
 Rows dayRows(const Report& report, const Calendar& calendar);
 
-/// One line a row; without rows the line "  unknown — " and `empty`.
+/// One line per row; if there are none, the line "  unknown — " followed by `empty`.
 std::string list(const Rows& rows, std::string_view empty);
 
-/// The closing lines: an empty one, what makes the figures preliminary or partial, the disclaimer. `shown` is
-/// the cost of all that the answer shows, where that is more than the report.
+/// The last lines of an answer: an empty line, the reasons why the figures are preliminary or partial, and
+/// the disclaimer. `shown` is the cost of all that the answer shows; pass it if that is more than the report.
 std::string footer(const Report& report, const Period& period, const CostEstimate& shown);
 std::string footer(const Report& report, const Period& period);
 
-/// The first ten files that could not be read, an indented line each. How many there are in all is for the
-/// caller to say.
+/// The first ten unreadable files, one indented line each. The caller prints their total number.
 std::string unreadable(const ScanDiagnostics& seen, const ProjectResolver& paths);
 
 /// "12 requests · 3.4M tokens".
 std::string volume(const Bucket& bucket);
 
-/// The models of a bucket, or "unknown".
+/// The models of a bucket, or "unknown" if there are none.
 std::string modelsOf(const Bucket& bucket);
 
-/// A key, or "unknown".
+/// The key, or "unknown".
 std::string orUnknown(const std::optional<InternedText>& key);
 
-/// A text of a roster entry, or "unknown".
+/// The text of a roster entry, or "unknown".
 std::string orUnknown(const std::optional<std::string>& text);
 
 }  // namespace tallyfin::Tools
