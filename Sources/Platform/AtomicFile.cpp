@@ -26,25 +26,25 @@ namespace {
 
 constexpr std::string_view kTemporaryMark = ".tmp.";
 
-// Whoever writes a temporary file holds a lock on it, which ends with the process. A process id in the name
-// would not do: it means nothing in another container that shares the folder.
+// The process that writes a temporary file holds a lock on it, which ends with the process. A process id in
+// the name would not do, because it means nothing in another container that shares the folder.
 bool isLocked(const Descriptor& file) {
   return ::flock(file.number(), LOCK_EX | LOCK_NB) != 0;
 }
 
-// What the paths of a target's temporary files begin with: the target's path, then kTemporaryMark. A long
-// name is cut, so that the whole name stays within the 255 bytes that file systems take.
+// The start of the paths of a target's temporary files: the target's path and kTemporaryMark. Long file names
+// are cut, so that the whole name stays within the 255 bytes that file systems allow.
 std::string temporaryStart(const std::string& target) {
   constexpr std::size_t kMostOfName = 200;         // bytes
   const std::size_t name = target.rfind('/') + 1;  // 0 without a slash
   std::size_t end = std::min(target.size(), name + kMostOfName);
   while (end > name && end < target.size() && (static_cast<unsigned char>(target[end]) & 0xC0) == 0x80) {
-    --end;  // a character is not cut in two
+    --end;  // do not split a character
   }
   return concat(std::string_view(target).substr(0, end), kTemporaryMark);
 }
 
-// A temporary file beside `target`. It is removed at the end unless it took the target's place.
+// A temporary file beside `target`, removed on destruction unless it replaced the target.
 class Temporary {
  public:
   Temporary(const std::string& target, unsigned mode) : target_(target) {
@@ -56,8 +56,8 @@ class Temporary {
       if (!file_.isOpen() && errno != EEXIST) {
         break;
       }
-      // Where the file system has no locks the file is used without one. Another process may have taken the
-      // new file for a stale one and removed it before the lock was ours: then the next name is tried.
+      // If the file system has no locks, the file is used without one. Before the lock was taken, another
+      // process may have removed the new file as stale; then the next name is tried.
       struct stat status {};
       if (file_.isOpen() && (::flock(file_.number(), LOCK_EX) != 0 ||
                              (::fstat(file_.number(), &status) == 0 && status.st_nlink > 0))) {
@@ -75,11 +75,11 @@ class Temporary {
   Temporary(const Temporary&) = delete;
   Temporary& operator=(const Temporary&) = delete;
 
-  // Sets the permission bits, those too that the umask took away. A failure is ignored: the file then has
-  // fewer of them.
+  // Sets the permission bits, including those that the umask cleared. A failure is ignored: it only leaves
+  // fewer bits set.
   void setMode(mode_t mode) const { (void)::fchmod(file_.number(), mode); }
 
-  // Collects small pieces, so that a file of many strings is written in few calls.
+  // Buffers small pieces, so that a file of many strings needs few system calls.
   void append(std::string_view bytes) {
     if (pending_.size() + bytes.size() > kCollected) {
       write(pending_);
@@ -92,9 +92,9 @@ class Temporary {
     }
   }
 
-  // Flushes the content to the disk before the renaming, so that not even a power cut leaves a half file
-  // under the target's name. The folder is not flushed, which would take as long again: after a power cut
-  // either file may stand there, whole.
+  // Flushes the content to the disk before renaming, so that even a power failure leaves no partial file
+  // under the target's name. The directory is not flushed, which would take as long again: after a power
+  // failure the name may refer to the old or to the new file, complete in either case.
   FileAttributes replaceTarget() {
     write(pending_);
     while (::fsync(file_.number()) != 0) {
@@ -103,7 +103,7 @@ class Temporary {
       }
     }
     const std::optional<FileAttributes> attributes = file_.attributes();
-    // Renamed while it is open, since closing gives up the lock.
+    // Rename while the file is open, because closing it releases the lock.
     if (::rename(path_.c_str(), target_.c_str()) != 0) {
       fail(errno, "cannot replace ", target_);
     }
@@ -131,9 +131,9 @@ class Temporary {
     }
   }
 
-  // Lets the disk begin with the last `count` bytes while the next are written, so that there is less to
-  // wait for at the end: without it a call that saves the cache takes 5 % longer. Only a hint, which is not
-  // given for small pieces.
+  // Asks the system to start writing the last `count` bytes to the disk while the next ones are produced,
+  // which shortens the final flush: without this, a call that saves the cache takes 5 % longer. Only a hint;
+  // skipped for small pieces.
   void startFlushing(std::size_t count) {
 #ifdef __linux__
     if (count >= kCollected) {
@@ -150,7 +150,7 @@ class Temporary {
   off_t written_ = 0;  // bytes
 };
 
-// Whether a name ends as those of temporary files do: in two numbers with a dot between them.
+// Whether a name ends like those of temporary files: two numbers separated by a dot.
 bool isOurs(std::string_view end) {
   const std::size_t point = end.find('.');
   const auto isNumber = [](std::string_view text) {
@@ -159,8 +159,8 @@ bool isOurs(std::string_view end) {
   return point != std::string_view::npos && isNumber(end.substr(0, point)) && isNumber(end.substr(point + 1));
 }
 
-// Removes the temporary files that nobody is writing any more. Each is locked while it is removed, so that
-// nobody begins to write it meanwhile.
+// Removes the temporary files that no process is writing any more. Each is locked during its removal, so that
+// no process starts to write it meanwhile.
 void removeStaleTemporaries(const std::string& directory, const std::string& start) {
   for (const std::string& name : Files::entryNames(directory).value_or(std::vector<std::string>())) {
     if (!name.starts_with(start) || !isOurs(std::string_view(name).substr(start.size()))) {
@@ -184,7 +184,7 @@ FileAttributes replace(const std::string& path, absl::FunctionRef<void(Output)> 
   struct stat status {};
   const bool isThere = ::stat(path.c_str(), &status) == 0;
   if (isThere && !S_ISREG(status.st_mode)) {
-    // Renaming over a device such as /dev/null, or over a link to one, would turn it into a plain file.
+    // Renaming over a device such as /dev/null, or over a link to one, would replace it by a regular file.
     fail(S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP, "cannot replace ", path);
   }
   const std::size_t slash = path.rfind('/');

@@ -1,6 +1,7 @@
 #pragma once
 
-// Writing a file so that whoever reads it meanwhile sees the old content or the new, whole.
+// Replaces a file atomically: a process that reads it meanwhile sees either the whole old content or the
+// whole new one.
 
 #include "Platform/Descriptor.hpp"
 #include "absl/functional/function_ref.h"
@@ -11,20 +12,21 @@
 
 namespace tallyfin::AtomicFile {
 
-/// Takes the content piece by piece.
+/// Appends a piece of the new content.
 using Output = absl::FunctionRef<void(std::string_view)>;
 
-/// Who may read and write the new file.
+/// Permissions of the new file.
 enum class Access : std::uint8_t {
-  owner,  ///< its owner alone
-  usual   ///< as with the file that it replaces; as the process's umask says when it replaces none
+  owner,  ///< only the owner may read and write
+  usual   ///< the mode of the replaced file, or the umask's default if there was none
 };
 
-/// Writes what `produce` hands to its argument to a temporary file beside `path`, flushes it to the disk and
-/// renames it over `path`. Temporary files that a killed process left behind are removed. A symbolic link is
-/// itself replaced. What is no plain file, such as a directory, a FIFO or a device, is refused, and so is a
-/// link to one. On failure the old file stays and the temporary one is gone. Gives the attributes of the new
-/// file. Throws std::system_error.
+/// Calls `produce`, which passes the content piece by piece to its argument. Writes the content to a
+/// temporary file beside `path`, flushes it to the disk and renames it to `path`. Also removes temporary
+/// files that a killed process left there. A symbolic link at `path` is replaced itself, not its target.
+/// Returns the attributes of the new file.
+/// Throws std::system_error on failure; the old file is then unchanged and the temporary file removed. A
+/// `path` that is or links to something other than a regular file (a directory, FIFO or device) is an error.
 FileAttributes replace(const std::string& path, absl::FunctionRef<void(Output)> produce,
                        Access access = Access::owner);
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// Bytes that grow at the end. Unlike a std::string it does not zero the room that is about to be written.
+// A byte buffer that grows at the end. Unlike std::string, it does not zero new memory before the caller
+// writes to it.
 
 #include <algorithm>
 #include <cstddef>
@@ -19,9 +20,9 @@ class Buffer {
   std::size_t size() const { return size_; }
   std::size_t capacity() const { return capacity_; }
 
-  /// Room for `count` more bytes behind the last, good until the next call. What is written there belongs to
-  /// the buffer after `grow`. A buffer that is full at least doubles, so that bytes are moved only a few
-  /// times.
+  /// Returns space for `count` more bytes after the last one, valid until the next call. Bytes written there
+  /// become content only through `grow`. A full buffer at least doubles its capacity, so each byte is copied
+  /// only a few times.
   char* room(std::size_t count) {
     if (capacity_ - size_ < count) {
       enlarge(std::max(2 * capacity_, size_ + count));
@@ -29,7 +30,7 @@ class Buffer {
     return bytes_.get() + size_;
   }
 
-  /// Takes in the `count` bytes that were written to `room`.
+  /// Adds to the content the first `count` bytes that were written to `room`.
   void grow(std::size_t count) { size_ += count; }
 
   /// Appends the bytes, which must not lie in this buffer.
@@ -40,14 +41,14 @@ class Buffer {
     }
   }
 
-  /// Makes room for so many bytes in all.
+  /// Enlarges the capacity to at least `capacity` bytes.
   void reserve(std::size_t capacity) {
     if (capacity > capacity_) {
       enlarge(capacity);
     }
   }
 
-  /// Removes the first `count` bytes, at most `size()`; the bytes behind them move to the front.
+  /// Removes the first `count` bytes, at most `size()`, and moves the rest to the front.
   void dropFront(std::size_t count) {
     size_ -= count;
     if (size_ > 0) {
@@ -55,7 +56,7 @@ class Buffer {
     }
   }
 
-  /// Removes all bytes; the capacity stays.
+  /// Removes all bytes but keeps the capacity.
   void clear() { size_ = 0; }
 
  private:

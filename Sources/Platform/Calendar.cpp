@@ -13,13 +13,13 @@
 namespace tallyfin {
 namespace {
 
-// How far from 1970 the calendar reaches either way. Up to 2^53 seconds (9.007e15) a double holds every whole
-// second.
+// The calendar's limits: this far from 1970 in both directions. Up to 2^53 seconds (9.007e15) a double
+// represents every whole second.
 constexpr double kFarthest = 9e15;  // seconds; about 285 million years
 
 absl::Time toAbsl(TimePoint time) {
   double seconds = std::floor(time.seconds);
-  if (!(seconds > -kFarthest)) {  // NaN as well
+  if (!(seconds > -kFarthest)) {  // also true for NaN
     seconds = -kFarthest;
   } else if (seconds > kFarthest) {
     seconds = kFarthest;
@@ -33,12 +33,13 @@ TimePoint fromAbsl(absl::Time time) {
 
 TimePoint startOf(absl::CivilDay day, absl::TimeZone zone) {
   const absl::TimeZone::TimeInfo info = zone.At(absl::CivilSecond(day));
-  // A midnight that was skipped is the moment of the jump; of a midnight that comes twice `pre` is the first.
+  // For a skipped midnight, `trans` is the moment of the jump; for a midnight that occurs twice, `pre` is the
+  // first.
   return fromAbsl(info.kind == absl::TimeZone::TimeInfo::SKIPPED ? info.trans : info.pre);
 }
 
 std::string yearText(std::int64_t year) {
-  return absl::StrFormat("%0*d", year < 0 ? 5 : 4, year);  // the width counts the minus
+  return absl::StrFormat("%0*d", year < 0 ? 5 : 4, year);  // the width includes the minus
 }
 
 template <typename Civil>
@@ -46,7 +47,7 @@ std::string dateText(Civil time) {
   return yearText(time.year()) + absl::StrFormat("-%02d-%02d", time.month(), time.day());
 }
 
-// Where the zone library reads the zone from.
+// The file that the zone library loads for a zone.
 std::string zoneFile(std::string_view zone) {
   if (zone.starts_with("file:")) {
     zone.remove_prefix(5);
@@ -58,16 +59,16 @@ std::string zoneFile(std::string_view zone) {
   return concat(folder != nullptr && *folder != '\0' ? folder : "/usr/share/zoneinfo", "/", zone);
 }
 
-// Whether a zone file (RFC 8536) holds all that its headers announce. The zone library allocates what they
-// announce before it reads it.
+// Whether a zone file (RFC 8536) is as long as its headers say. The zone library allocates that much before
+// it reads the file.
 bool isWholeZone(std::string_view file) {
   constexpr std::size_t kHeader = 44;
-  constexpr std::size_t kCounts = 20;  // where the header's six counts begin
+  constexpr std::size_t kCounts = 20;  // offset of the header's six counts
   for (const std::uint64_t timeSize : {4U, 8U}) {
     if (!file.starts_with("TZif") || file.size() < kHeader) {
       return false;
     }
-    // Sizes of what is counted: UT and standard indicators, leap seconds, transitions, types, names.
+    // Bytes per item of each count: UT and standard indicators, leap seconds, transitions, types, names.
     std::uint64_t length = 0;
     std::size_t at = kCounts;
     for (const std::uint64_t size : {std::uint64_t{1}, std::uint64_t{1}, timeSize + 4, timeSize + 1,
@@ -82,7 +83,7 @@ bool isWholeZone(std::string_view file) {
       return false;
     }
     if (file[4] == '\0') {
-      return true;  // version 1 has times of four bytes alone
+      return true;  // version 1 has only times of four bytes
     }
     file.remove_prefix(kHeader + length);
   }
@@ -94,7 +95,7 @@ bool hasFourDigitYear(Civil time) {
   return time.year() >= 1 && time.year() <= 9999;
 }
 
-// The month or year as an interval; its end may be the start of the year 10000.
+// The month or year as an interval. The end of year 9999 is the start of year 10000.
 template <typename Civil>
 std::optional<CalendarInterval> interval(Civil unit, absl::TimeZone zone) {
   if (!hasFourDigitYear(unit)) {
@@ -110,9 +111,9 @@ Calendar Calendar::utc() {
 }
 
 std::optional<Calendar> Calendar::named(const std::string& zone) {
-  constexpr std::uint64_t kLargestFile = 1 << 20;  // those of the tz database hold less than 10 KB
+  constexpr std::uint64_t kLargestFile = 1 << 20;  // files of the tz database are smaller than 10 KB
   const std::string file = zoneFile(zone);
-  if (Files::exists(file)) {  // the library knows names without a file, such as "UTC0"
+  if (Files::exists(file)) {  // some zones that the library knows have no file, such as "UTC0"
     const std::optional<Buffer> content = Files::contents(file, kLargestFile);
     if (!content || !isWholeZone(content->bytes())) {
       return std::nullopt;
@@ -143,28 +144,29 @@ TimePoint Calendar::startOfDay(TimePoint time) const {
 }
 
 TimePoint Calendar::startOfDay(TimePoint time, std::int64_t daysLater) const {
-  constexpr std::int64_t kAllDays = 300'000'000'000;  // more than lie between the ends: no sum can overflow
+  constexpr std::int64_t kAllDays = 300'000'000'000;  // more than the calendar's range, so that no sum
+                                                      // overflows
   const absl::CivilDay day =
       absl::ToCivilDay(toAbsl(time), zone_) + std::clamp(daysLater, -kAllDays, kAllDays);
   const TimePoint start = startOf(day, zone_);
   if (absl::ToCivilDay(toAbsl(start), zone_) == day) {
     return start;
   }
-  // Either the day lies beyond the calendar's limits, or the zone skipped it: `start` is then where the next
-  // date starts.
+  // Either the day is beyond the calendar's limits, or the zone skipped it. In the second case `start` is the
+  // start of the next date.
   return startOfDay(TimePoint{daysLater < 0 ? start.seconds - 1 : start.seconds});
 }
 
 std::optional<TimePoint> Calendar::startOfDay(const CalendarDate& date) const {
   const absl::CivilDay day(date.year, date.month, date.day);
   if (day.year() != date.year || day.month() != date.month || day.day() != date.day) {
-    return std::nullopt;  // civil days normalise: 30 February becomes 2 March
+    return std::nullopt;  // absl::CivilDay normalises: 30 February becomes 2 March
   }
   return startOf(day, zone_);
 }
 
 std::optional<TimePoint> Calendar::startOfDayMonthsLater(TimePoint time, std::int64_t months) const {
-  constexpr std::int64_t kMonthsOfAllYears = 120'000;  // more than years 1 to 9999 hold
+  constexpr std::int64_t kMonthsOfAllYears = 120'000;  // more than the years 1 to 9999 have
   const absl::CivilDay today = absl::ToCivilDay(toAbsl(time), zone_);
   const absl::CivilMonth month =
       absl::CivilMonth(today) + std::clamp(months, -kMonthsOfAllYears, kMonthsOfAllYears);
@@ -253,7 +255,7 @@ std::string Calendar::formatDistinctMinute(TimePoint time) const {
   const absl::CivilMinute minute(absl::ToCivilSecond(toAbsl(time), zone_));
   const bool isRepeated = zone_.At(absl::CivilSecond(minute)).kind == absl::TimeZone::TimeInfo::REPEATED;
   const std::string text = formatMinute(time);
-  // formatInstant is as long up to the minute; the offset stands behind the seconds.
+  // formatInstant has the same length up to the minute, then three bytes of seconds, then the offset.
   return isRepeated ? text + formatInstant(time).substr(text.size() + 3) : text;
 }
 
@@ -281,7 +283,7 @@ std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {
     return std::nullopt;
   }
   const std::optional<TimePoint> start = startOfDay(date);
-  // A zone that crossed the date line skipped a whole day: its date exists, but no moment in the zone falls
+  // A zone that crossed the date line skipped a whole day: that date exists, but no moment in the zone falls
   // on it.
   return start && this->date(*start) == date ? start : std::nullopt;
 }
@@ -289,8 +291,8 @@ std::optional<TimePoint> Calendar::parseDay(std::string_view text) const {
 void DayLookup::lookUp(TimePoint time) {
   start_ = calendar_.startOfDay(time);
   end_ = start_;
-  // Where a clock change makes midnight come twice, the date goes back for a while. So only days of 24 hours
-  // are kept; the others, two a year, are looked up for each time.
+  // Only days of 24 hours are cached. On the others, two a year, a clock change may make midnight occur
+  // twice, so that the date goes back for a while.
   constexpr double kPlainDay = 86'400;
   const TimePoint next = calendar_.startOfDay(time, 1);
   if (next.seconds - start_.seconds == kPlainDay && time >= start_ && time < next) {

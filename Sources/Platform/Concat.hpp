@@ -5,14 +5,14 @@
 
 namespace tallyfin {
 
-/// Appends texts one after the other. absl::StrAppend cannot be used: in Debian's Abseil it takes
-/// absl::string_view, which is not std::string_view there.
+/// Appends all `parts` to `out`. Replaces absl::StrAppend, which takes absl::string_view: in Debian's Abseil
+/// that is not std::string_view.
 template <typename... Parts>
 void append(std::string& out, const Parts&... parts) {
   (out.append(std::string_view(parts)), ...);
 }
 
-/// Texts one after the other: concat("took ", std::to_string(n), " bytes").
+/// Joins all `parts` into one string: concat("took ", std::to_string(n), " bytes").
 template <typename... Parts>
 std::string concat(const Parts&... parts) {
   std::string text;

@@ -64,7 +64,7 @@ bool Descriptor::close() {
   return number_ < 0 || ::close(release()) == 0 || errno == EINTR;
 }
 
-// Without O_NONBLOCK opening a FIFO waits for a writer.
+// O_NONBLOCK keeps open(2) from waiting for a writer if the path is a FIFO.
 PlainFile::PlainFile(const std::string& path) : descriptor_(path, O_RDONLY | O_NONBLOCK) {
   if (const auto attributes = descriptor_.isOpen() ? descriptor_.attributes() : std::nullopt) {
     attributes_ = *attributes;

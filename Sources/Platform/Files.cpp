@@ -25,7 +25,7 @@ namespace tallyfin::Files {
 
 namespace {
 
-// The entries of a directory, one after the other.
+// Iterates over the entries of a directory.
 class Listing {
  public:
   explicit Listing(const std::string& path, int flags = 0) {
@@ -48,10 +48,10 @@ class Listing {
 
   bool isOpen() const { return entries_ != nullptr; }
 
-  // The errno of the failure to open the directory or to read its next entry; 0 without one.
+  // The errno of the failure to open the directory or to read its next entry; 0 if neither failed.
   int error() const { return error_; }
 
-  // The next entry but "." and ".."; null behind the last, and after a failure.
+  // The next entry other than "." and ".."; null after the last entry or a failure.
   const dirent* next() {
     errno = 0;
     while (const dirent* entry = ::readdir(entries_)) {
@@ -64,12 +64,13 @@ class Listing {
     return nullptr;
   }
 
-  // Attributes of what an entry is or leads to; absent, with the reason in errno, when they cannot be had.
+  // Attributes of the entry, or of its target if it is a link; absent if they cannot be read, with the reason
+  // in errno.
   std::optional<Attributes> attributes(const dirent& entry) const {
     return fileAttributes(::dirfd(entries_), entry.d_name);
   }
 
-  // Whether an entry is itself a directory and no link to one.
+  // Whether the entry itself is a directory; a link to a directory is not.
   bool isDirectory(const dirent& entry) const {
     if (entry.d_type != DT_UNKNOWN) {
       return entry.d_type == DT_DIR;
@@ -84,7 +85,7 @@ class Listing {
   int error_ = 0;
 };
 
-// On failure errno tells why.
+// On failure errno has the reason.
 bool statusOf(const std::string& path, struct stat& status) {
   if (!canBePath(path)) {
     errno = ENOENT;
@@ -93,8 +94,8 @@ bool statusOf(const std::string& path, struct stat& status) {
   return ::stat(path.c_str(), &status) == 0;
 }
 
-// Whether nothing is lost when the system gives this error for an entry of a directory: the entry vanished or
-// was replaced since it was listed, or it is a link that leads nowhere.
+// Whether an error for a listed entry may be ignored: the entry vanished or was replaced after it was listed,
+// or it is a dangling link.
 bool isGone(int error) {
   return error == ENOENT || error == ENOTDIR || error == ELOOP;
 }
@@ -108,14 +109,14 @@ bool hasExtension(std::string_view name, std::string_view extension) {
          name[name.size() - extension.size() - 1] == '.';
 }
 
-// What a walk finds in one directory.
+// The entries of one directory that matter to a walk.
 struct FoundEntries {
   std::vector<FoundFile> files;
-  std::vector<std::string> directories;  // their paths
-  int error = 0;  // why entries are missing or files could not be looked at; 0 when nothing is lost
+  std::vector<std::string> directories;  // paths
+  int error = 0;  // why entries are missing or could not be examined; 0 if nothing is missing
 };
 
-// `flags` are those of open(2).
+// `flags` are flags of open(2).
 FoundEntries entriesOf(std::string directory, int flags, std::string_view extension) {
   FoundEntries found;
   Listing listing(directory, flags);
@@ -136,7 +137,7 @@ FoundEntries entriesOf(std::string directory, int flags, std::string_view extens
     }
     if (hasExtension(name, extension)) {
       std::string path = concat(directory, name);
-      // A file with too long a path could not be opened by it, so it gets no attributes.
+      // A file whose path is too long cannot be opened by that path, so it gets no attributes.
       errno = ENAMETOOLONG;
       const std::optional<Attributes> attributes =
           path.size() < PATH_MAX ? listing.attributes(*entry) : std::nullopt;
@@ -157,7 +158,7 @@ void sortAsText(std::vector<FoundFile>& files) {
     std::ranges::sort(files, {}, &FoundFile::path);
     return;
   }
-  // In well-formed UTF-8 the order of bytes is that of code points, so the canonical forms are compared as
+  // The byte order of well-formed UTF-8 is its code point order, so the canonical forms are compared as
   // bytes.
   std::vector<std::pair<std::string, FoundFile>> keyed;
   keyed.reserve(files.size());
@@ -169,8 +170,8 @@ void sortAsText(std::vector<FoundFile>& files) {
   std::ranges::transform(keyed, files.begin(), [](auto& entry) { return std::move(entry.second); });
 }
 
-// The home directory in the password database's entry for `who`, a user's name or id; absent when there is
-// none. `find` is getpwnam_r or getpwuid_r.
+// The home directory of `who`, a user name or id, in the password database; absent if there is no such user.
+// `find` is getpwnam_r or getpwuid_r.
 template <typename Find, typename Who>
 std::optional<std::string> passwordHome(Find find, Who who) {
   std::vector<char> buffer(4096);
@@ -210,7 +211,7 @@ bool isDirectory(const std::string& path) {
 std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension,
                                                  std::size_t threads,
                                                  std::vector<UnreadableFolder>* unreadable) {
-  constexpr std::size_t kWorthThreads = 8;  // directories
+  constexpr std::size_t kWorthThreads = 8;  // directories; fewer are listed by one thread
   struct stat status {};
   if (!statusOf(root, status)) {
     if (unreadable != nullptr && errno != ENOENT && errno != ENOTDIR) {
@@ -224,7 +225,7 @@ std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::s
   std::vector<FoundFile> found;
   std::vector<UnreadableFolder> failed;
   std::vector<std::string> level = {root};
-  int flags = 0;  // the root may be a link; links below it are not followed
+  int flags = 0;  // the root may be a link, but links below it are not followed
   while (!level.empty()) {
     std::vector<FoundEntries> below(level.size());
     forEachIndex(level.size(), level.size() < kWorthThreads ? 1 : threads,
@@ -266,13 +267,13 @@ std::string target(const std::string& path) {
     if (!fs::is_symlink(fs::symlink_status(now, error))) {
       return std::string(withoutTrailingSlashes(now.native()));
     }
-    now = now.parent_path() / fs::read_symlink(now, error);  // a dangling link
+    now = now.parent_path() / fs::read_symlink(now, error);  // `now` is a dangling link
   }
   return path;
 }
 
 bool isWithin(const std::string& path, const std::vector<std::string>& directories) {
-  std::vector<struct stat> existing;  // compared by file number, since one directory can have several paths
+  std::vector<struct stat> existing;  // compared by inode, since one directory can have several paths
   std::vector<std::string> missing;
   for (const std::string& directory : directories) {
     struct stat status {};
@@ -321,8 +322,8 @@ std::optional<Buffer> contents(const std::string& path, std::uint64_t limit) {
     return std::nullopt;
   }
   Buffer content;
-  // One byte more than the size, so that the first read sees the end; files of the kernel may have a size of
-  // 0.
+  // One byte more than the size, so that a single call can fill the buffer without enlarging it. Files that
+  // the kernel generates may have a size of 0.
   content.reserve(std::max<std::size_t>(static_cast<std::size_t>(file.attributes().size) + 1, 4096));
   while (true) {
     char* const room = content.room(1);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The file system, over POSIX. Nothing here can block on a FIFO or a device. Paths are
-// bytes; they need not be UTF-8.
+// File system access over POSIX. No function here blocks on a FIFO or a device. Paths are bytes and need not
+// be UTF-8.
 
 #include "Platform/Buffer.hpp"
 #include "Platform/Descriptor.hpp"
@@ -15,25 +15,25 @@
 
 namespace tallyfin::Files {
 
-/// Attributes of the file at `path`; absent when they cannot be had (missing, dangling link, no permission).
+/// Attributes of the file at `path`; absent if they cannot be read (no file, dangling link, no permission).
 using Attributes = FileAttributes;
 inline std::optional<Attributes> attributes(const std::string& path) {
   return fileAttributes(path);
 }
 
-/// Whether an entry of any kind exists at `path`; a dangling link does not.
+/// Whether an entry of any kind exists at `path`. A dangling link does not count.
 bool exists(const std::string& path);
 
-/// Whether a directory, or a link to one, lies at `path`.
+/// Whether `path` is a directory or a link to one.
 bool isDirectory(const std::string& path);
 
-/// A file as a walk finds it.
+/// A file found by `filesBelow`.
 struct FoundFile {
   std::string path;
-  std::optional<Attributes> attributes;  ///< absent when they cannot be had
+  std::optional<Attributes> attributes;  ///< absent if they cannot be read
 };
 
-/// A directory that could not be listed to its end, and why.
+/// A directory that could not be listed completely, with the reason.
 struct UnreadableFolder {
   std::string path;
   std::error_code error;
@@ -41,64 +41,67 @@ struct UnreadableFolder {
   friend bool operator==(const UnreadableFolder&, const UnreadableFolder&) = default;
 };
 
-/// All entries below `root`, at any depth, whose name ends in "." + `extension`, byte for byte; a name must
-/// have something before that dot. Entries whose name begins with a dot are left out, with all that lies
-/// below them. Symbolic links to directories are not followed, but `root` may be one. Sorted by the code
-/// points of the paths' canonical forms, then by bytes. Absent when `root` is no directory, or when that
-/// cannot be found out. `threads` may work on it, where there are many directories. The walk goes on when a
-/// directory cannot be listed. It adds to `unreadable`, if given, each directory whose entries it did not
-/// see, or whose files it could not look at; sorted by path. A directory that vanished during the walk is not
-/// among them, nor is a missing `root`.
+/// Lists all entries below `root`, at any depth, whose names end in "." + `extension`, compared byte by byte,
+/// and have at least one byte before that dot. Skips entries whose names begin with a dot, and everything
+/// below them. Does not follow symbolic links to directories, but `root` may be one. The result is sorted by
+/// the code points of the paths' canonical forms (NFC), then by bytes. Absent if `root` is not a directory or
+/// cannot be examined.
+/// Where there are many directories, up to `threads` threads list them.
+/// A directory that cannot be listed does not stop the walk. If `unreadable` is given, each directory that
+/// could not be listed, or whose files could not be examined, is added to it, sorted by path. Directories
+/// that vanished during the walk, and a missing `root`, are not added.
 std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension,
                                                  std::size_t threads = 1,
                                                  std::vector<UnreadableFolder>* unreadable = nullptr);
 
-/// Why a directory cannot be opened for listing; false as a condition when it can.
+/// The error that opening the directory for listing causes; converts to false if there is none.
 std::error_code listingError(const std::string& directory);
 
-/// The absolute path of the file or directory that `path` leads to, without links, "." and "..". What does
-/// not exist keeps its name; a dangling link leads to what it names. `path` itself when this cannot be told.
+/// The absolute path of the file that `path` leads to, without links, "." and "..". Components that do not
+/// exist are kept as they are; a dangling link leads to the path it names. Returns `path` itself if it cannot
+/// be resolved.
 std::string target(const std::string& path);
 
-/// Whether `path` lies in one of these directories, at any depth, or leads there: the file itself, or what it
-/// leads to when it is a link. Neither it nor they need exist.
+/// Whether `path`, or the target of the link at `path`, lies in one of the directories at any depth. Neither
+/// `path` nor the directories need exist.
 bool isWithin(const std::string& path, const std::vector<std::string>& directories);
 
-/// Names of the entries of a directory, unsorted, without "." and ".."; absent when it cannot be listed.
+/// Names of the entries of a directory, unsorted, without "." and ".."; absent if the directory cannot be
+/// listed.
 std::optional<std::vector<std::string>> entryNames(const std::string& directory);
 
-/// The whole content of a regular file; absent when it cannot be read, is no regular file or holds more than
+/// The whole content of a regular file; absent if it cannot be read, is not a regular file or holds more than
 /// `limit` bytes.
 std::optional<Buffer> contents(const std::string& path, std::uint64_t limit);
 
-/// Makes a directory with all its missing parents. Gives the error; false as a condition when there was none.
+/// Creates a directory and all its missing parents. The returned error converts to false on success.
 std::error_code createDirectories(const std::string& path);
 
-/// Removes a file; a failure is ignored.
+/// Removes a file. Ignores failure.
 void removeFile(const std::string& path);
 
-/// The user's home directory: HOME, else the password database, else "/"; without slashes at
-/// its end, but for "/". Only a `main` calls this, once.
+/// The user's home directory without trailing slashes: HOME, else the entry in the password database, else
+/// "/". Called once, by `main` only.
 std::string homeDirectory();
 
-/// `path` with a leading "~" replaced by `home`, and a leading "~user" by that user's home directory. An
-/// unknown user leaves the path as it is.
+/// `path` with a leading "~" replaced by `home`, or a leading "~user" replaced by that user's home directory.
+/// The path of an unknown user is returned unchanged.
 std::string expandingTilde(const std::string& path, const std::string& home);
 
-/// Where programs keep files that they can make again: ~/.cache on Linux, ~/Library/Application Support on
-/// macOS. XDG_CACHE_HOME is not read: it may be set in a shell and missing where another program starts this
-/// one, and both must find the same files.
+/// The directory for files that programs can regenerate: ~/.cache on Linux, ~/Library/Application Support on
+/// macOS. Ignores XDG_CACHE_HOME: a shell may set it while another program that starts this one does not, and
+/// both must use the same files.
 std::string applicationSupportDirectory(const std::string& home);
 
-/// The part behind the last "/", trailing slashes not counted; "/" for the root, empty for an empty path.
+/// The part after the last "/", ignoring trailing slashes; "/" for the root, empty for an empty path.
 std::string_view lastComponent(std::string_view path);
 
-/// The path without its last component and the slash before it; "/" stays "/", a path without a slash becomes
+/// The path without its last component and the slash before it. "/" stays "/"; a path without a slash becomes
 /// empty.
 std::string_view withoutLastComponent(std::string_view path);
 
-/// A file name without its extension: what stands before the last dot. The whole name when it has no dot,
-/// when its last dot comes first (".profile"), or when nothing follows the dot ("name.").
+/// A file name up to its last dot. Returns the whole name if it has no dot, if its only dot comes first
+/// (".profile"), or if nothing follows the last dot ("name.").
 std::string_view withoutExtension(std::string_view name);
 
 }  // namespace tallyfin::Files

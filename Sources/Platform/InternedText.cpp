@@ -18,9 +18,9 @@
 namespace tallyfin {
 namespace {
 
-// An array that grows without moving: readers index it without a lock while others append. An index reaches
-// another thread only from the one that wrote the element, through a lock or the like, so that the element is
-// visible there.
+// An array that grows without moving its elements, so threads can read without a lock while others append. A
+// thread may use only indexes that it received from the writing thread through a lock or another
+// synchronisation, which makes the element visible to it.
 template <typename T>
 class GrowingArray {
  public:
@@ -28,14 +28,14 @@ class GrowingArray {
     return blocks_[index >> kBlockBits].load(std::memory_order_acquire)[index & kBlockMask];
   }
 
-  // Safe from any thread. Without a lock, since all threads that intern append here.
+  // May be called from any thread. Takes no lock, because all interning threads append here.
   std::uint32_t append(const T& value) {
     const std::uint32_t index = size_.fetch_add(1, std::memory_order_relaxed);
     std::atomic<T*>& block = blocks_[index >> kBlockBits];
     T* elements = block.load(std::memory_order_acquire);
     if (elements == nullptr) {
       auto fresh = std::make_unique<T[]>(std::size_t{kBlockMask} + 1);
-      // If another thread was first to set the block, the exchange puts that block into `elements`.
+      // If another thread has set the block first, the exchange stores that thread's block in `elements`.
       if (block.compare_exchange_strong(elements, fresh.get(), std::memory_order_acq_rel)) {
         elements = fresh.release();
       }
@@ -55,7 +55,7 @@ class GrowingArray {
   std::array<std::atomic<T*>, kBlocks> blocks_{};
 };
 
-// Bytes that stay where they are until the process ends.
+// Stores texts that stay at their address until the process ends.
 class Arena {
  public:
   std::string_view keep(std::string_view text) {
@@ -74,25 +74,26 @@ class Arena {
 
  private:
   static constexpr std::size_t kFirstBlock = std::size_t{16} * 1024;
-  static constexpr std::size_t kDoublings = 3;  // large blocks spare calls to the system
+  static constexpr std::size_t kDoublings = 3;  // large blocks save calls to the system
 
   std::vector<std::unique_ptr<char[]>> blocks_;
   char* next_ = nullptr;
   std::size_t left_ = 0;
 };
 
-// The lower half of a good hash. Debian's Abseil hashes its own string_view well and leaves std::string_view
-// to a slower function of the library.
+// The lower half of a good hash. Debian's Abseil hashes its own string_view with a fast function, but
+// std::string_view with the slower one of the standard library.
 std::uint32_t hashOf(std::string_view text) {
   return static_cast<std::uint32_t>(
       absl::Hash<absl::string_view>()(absl::string_view(text.data(), text.size())));
 }
 
-// Finds the index of a text by its hash: open addressing, eight bytes a slot. A hash map of texts takes
-// three times the memory and hashes every text again when it grows: a warm answer takes 18 % longer with it.
+// Finds the index of a text by its hash, with open addressing and eight bytes per slot. A hash map of texts
+// would use three times the memory and hash every text again when it grows; with it, a warm answer takes 18 %
+// longer.
 class Slots {
  public:
-  // The index of the text, or nothing; `isText` tells whether an index is that of the text looked for.
+  // The index of the text, or nothing. `isText` returns whether an index is that of the wanted text.
   template <typename IsText>
   std::optional<std::uint32_t> find(std::uint32_t hash, IsText isText) const {
     const std::size_t mask = mask_.load(std::memory_order_relaxed);
@@ -111,8 +112,8 @@ class Slots {
     put({hash, index + 1});
   }
 
-  // Fetches into the processor's cache what `find` will look at. Needs no lock: should another thread enlarge
-  // the table just now, the wrong memory is fetched, which does no harm.
+  // Loads the slot that `find` will read into the processor's cache. Needs no lock: if another thread
+  // enlarges the table meanwhile, the wrong memory is loaded, which is harmless.
   void prefetch(std::uint32_t hash) const {
     const std::uintptr_t start = start_.load(std::memory_order_relaxed);
     const std::size_t at = hash & mask_.load(std::memory_order_relaxed);
@@ -123,7 +124,7 @@ class Slots {
  private:
   struct Slot {
     std::uint32_t hash = 0;
-    std::uint32_t next = 0;  // the index plus 1; 0: the slot is free
+    std::uint32_t next = 0;  // the index plus 1; 0 if the slot is free
   };
 
   void put(Slot slot) {
@@ -155,8 +156,8 @@ class Slots {
   std::size_t count_ = 0;
 };
 
-// One of several tables, each with its own lock, so that threads that intern at once seldom wait for each
-// other. With a single table a warm answer takes 6 % longer.
+// One of several tables, each with its own lock, so that interning threads seldom wait for each other. With a
+// single table a warm answer takes 6 % longer.
 struct Shard {
   std::mutex lock;
   Slots slots;
@@ -172,11 +173,11 @@ class Pool {
  public:
   Pool() { texts_.append({}); }  // number 0 is the empty text
 
-  // The number of a text in canonical form.
+  // The number of a text that is in canonical form.
   std::uint32_t number(std::string_view text) { return number(text, hashOf(text)); }
 
-  // Sets the numbers of texts in ASCII and leaves those of the others. Fetches the slots of a batch ahead,
-  // since waiting for memory is most of what a lookup costs. One by one a warm answer takes 5 % longer.
+  // Sets the numbers of ASCII texts and leaves those of other texts unchanged. Prefetches the slots of a
+  // whole batch, because a lookup mostly waits for memory. Without batches a warm answer takes 5 % longer.
   void numbersOfAscii(std::span<const std::string_view> texts, std::span<std::uint32_t> numbers) {
     constexpr std::size_t kBatch = 32;
     std::array<std::uint32_t, kBatch> hashes{};
@@ -194,8 +195,8 @@ class Pool {
     }
   }
 
-  // The number or index of a text that was stored with just these bytes. All that is stored is well-formed,
-  // so a text that is found need not be checked.
+  // The number or index of a text stored with exactly these bytes. All stored texts are well-formed, so a
+  // text that is found needs no check.
   std::optional<std::uint32_t> knownNumber(std::string_view text) {
     const std::uint32_t hash = hashOf(text);
     Shard& shard = shardOf(hash);
@@ -207,7 +208,7 @@ class Pool {
     return findVariant(text, hashOf(text));
   }
 
-  // The index of a spelling of the text `canonical`.
+  // The index of `text`, a spelling of the text `canonical`.
   std::uint32_t variant(std::string_view text, std::string_view canonical) {
     const std::uint32_t number = this->number(canonical);
     const std::uint32_t hash = hashOf(text);
@@ -252,7 +253,7 @@ class Pool {
   GrowingArray<Variant> variants_;
 };
 
-// Never destroyed: handles are used until the very end of the process.
+// Never destroyed, because handles are used until the process ends.
 Pool& pool() {
   static Pool& instance = *new Pool;
   return instance;
@@ -268,7 +269,7 @@ InternedText::InternedText(std::string_view text) {
     id_ = pool().number(text);
     return;
   }
-  // Finding a text stored takes a tenth of the time that its canonical form takes.
+  // Looking up a stored text takes a tenth of the time needed to compute its canonical form.
   if (const auto number = pool().knownNumber(text)) {
     id_ = *number;
     return;

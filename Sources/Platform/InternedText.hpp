@@ -1,12 +1,11 @@
 #pragma once
 
-// A text stored once per process, for values that repeat the same few texts thousands of times: a handle of
-// four bytes is copied, compared and hashed as an integer, and the dense `number()` lets a pass over such
-// values index arrays instead of hashing texts.
+// A text that is stored once per process, for values that repeat a few texts thousands of times. The
+// four-byte handle is copied, compared and hashed as an integer. Because `number()` is dense, loops over such
+// values can index arrays instead of hashing texts.
 //
-// Texts that are canonically equivalent (NFC) are equal and share one number, yet each handle keeps the
-// spelling it was made from. For texts in ASCII that costs only the test of one bit. Interned texts are never
-// freed.
+// Texts that are canonically equivalent (NFC) are equal and share one number, but each handle keeps its own
+// spelling. For ASCII texts this costs one bit test. Interned texts are never freed.
 
 #include <compare>
 #include <cstddef>
@@ -23,16 +22,17 @@ class InternedText {
   /// The empty text, number 0.
   constexpr InternedText() = default;
 
-  /// Stores the text, or finds it stored. Bytes that are no UTF-8 become U+FFFD. Safe from any thread.
+  /// Stores the text unless it is stored already. Ill-formed UTF-8 becomes U+FFFD. May be called from any
+  /// thread.
   explicit InternedText(std::string_view text);
 
-  /// Stores many texts, or finds them stored, in the same order. Takes less time than one by one.
+  /// Interns many texts and returns their handles in the same order. Faster than interning them one by one.
   static std::vector<InternedText> all(std::span<const std::string_view> texts);
 
-  /// The text as it was spelled. The view lives as long as the process.
+  /// The text as spelled when interned. The view is valid as long as the process runs.
   std::string_view text() const;
 
-  /// The text in canonical form (NFC). The view lives as long as the process.
+  /// The text in canonical form (NFC). The view is valid as long as the process runs.
   std::string_view canonical() const;
 
   /// Whether `text()` is in canonical form.
@@ -40,15 +40,15 @@ class InternedText {
 
   bool empty() const { return id_ == 0; }
 
-  /// A number that equal texts share, from 0 for the empty text up to `count()` - 1, without gaps. Numbers
-  /// say nothing about order and differ from run to run when threads intern at once, so no output may depend
-  /// on them.
+  /// A number shared by equal texts. Numbers run from 0, the empty text, to `count()` - 1 without gaps. They
+  /// do not reflect any order and, when several threads intern, differ from run to run, so no output may
+  /// depend on them.
   std::uint32_t number() const { return isCanonical() ? id_ : numberOfVariant(); }
 
-  /// A number that only texts of the same bytes share. It differs from run to run as `number` does.
+  /// A number shared only by texts of the same bytes. Like `number`, it differs from run to run.
   std::uint32_t spelling() const { return id_; }
 
-  /// How many numbers have been given out so far.
+  /// How many numbers have been assigned so far.
   static std::size_t count();
 
   friend bool operator==(InternedText left, InternedText right) {
@@ -56,7 +56,7 @@ class InternedText {
            (((left.id_ | right.id_) & kVariant) != 0 && left.number() == right.number());
   }
 
-  /// By code points of the canonical form.
+  /// Compares the code points of the canonical forms.
   friend std::strong_ordering operator<=>(InternedText left, InternedText right) {
     return left == right ? std::strong_ordering::equal : left.canonical() <=> right.canonical();
   }
@@ -67,7 +67,8 @@ class InternedText {
   }
 
  private:
-  // Marks a spelling that is not in canonical form; the other bits then index the table of such spellings.
+  // Set if the spelling is not in canonical form; the other bits are then the index in the table of such
+  // spellings.
   static constexpr std::uint32_t kVariant = 0x8000'0000;
 
   std::uint32_t numberOfVariant() const;

@@ -1,9 +1,9 @@
 #pragma once
 
-// JSON, read strictly by RFC 8259. Invalid UTF-8, a byte order mark, an escaped lone surrogate, a literal
-// NaN, a trailing comma or cut text make a document invalid. A number is never too large and is kept as it
-// was written. Nesting up to 1,024 levels is accepted and deeper refused, so that recursion over a document
-// is bounded. Members with equal keys are all handed out, in their order; the caller lets the last one win.
+// A strict JSON reader (RFC 8259). A document is invalid if it has ill-formed UTF-8, a byte order mark, an
+// escaped lone surrogate, a literal NaN or a trailing comma, or if it is cut off. Numbers have no size limit
+// and are kept as written. Nesting may reach 1,024 levels; deeper nesting is invalid, which bounds recursion
+// over a document. Members with equal keys are all reported, in their order; callers let the last one win.
 
 #include <cstdint>
 #include <optional>
@@ -12,8 +12,8 @@
 
 namespace tallyfin {
 
-/// Reads a document piece by piece without copying it: the fast way for lines of which a few members matter.
-/// The first fault makes it `failed()`, after which every call answers false or empty.
+/// Reads a document value by value without copying it; fast for lines of which only a few members matter.
+/// After the first error `failed()` is true, and every further call returns false or empty.
 ///
 ///   JsonReader reader(line);
 ///   reader.readObject([&](std::string_view key) {
@@ -21,41 +21,42 @@ namespace tallyfin {
 ///   });
 ///   const bool valid = reader.finish();
 ///
-/// The text must outlive the reader and all views that it hands out. The reader checks grammar, escapes and
-/// numbers of all that it passes over; UTF-8 is checked by `finish`.
+/// The text must outlive the reader and all views that it returns. The reader checks grammar, escapes and
+/// numbers of everything it passes; only `finish` checks UTF-8.
 class JsonReader {
  public:
-  /// `invalid`: no value begins here, or the text has ended.
+  /// `invalid` means that no value begins here or that the text has ended.
   enum class Kind : std::uint8_t { object, array, string, number, boolean, null, invalid };
 
-  /// A string as it stands in the text, between the quotation marks.
+  /// A string as written in the text, without its quotation marks.
   struct String {
     std::string_view raw;
-    bool escaped = false;  ///< `raw` holds backslash escapes
+    bool escaped = false;  ///< `raw` contains backslash escapes
 
-    /// The text meant. Without escapes it is `raw`; otherwise it is built in `buffer`, which must outlive the
-    /// view.
+    /// The decoded text. This is `raw` if there are no escapes; otherwise it is built in `buffer`, which must
+    /// then outlive the returned view.
     std::string_view text(std::string& buffer) const;
   };
 
   explicit JsonReader(std::string_view text) : begin_(text.data()), at_(begin_), end_(begin_ + text.size()) {}
 
-  /// The kind of the value that comes next; it is not consumed.
+  /// The kind of the next value, which is not consumed.
   Kind peek();
 
-  /// Consumes "{" or "["; false, and a failure, when something else comes next or nesting gets too deep.
+  /// Consumes "{" or "[". If something else comes next or nesting is too deep, returns false and the reader
+  /// fails.
   bool beginObject() { return enter('{'); }
   bool beginArray() { return enter('['); }
 
-  /// Moves to the next member and consumes its key; false behind the last, when "}" has been consumed, or on
-  /// failure.
+  /// Moves to the next member and consumes its key. Returns false on failure, or after the last member, once
+  /// "}" is consumed.
   bool nextKey(String& key);
 
-  /// Moves to the next element; false behind the last, when "]" has been consumed, or on failure.
+  /// Moves to the next element. Returns false on failure, or after the last element, once "]" is consumed.
   bool nextElement();
 
-  /// Consumes a whole object: calls `member` with each key, which must consume the value. A value of another
-  /// kind is passed over and gives false.
+  /// Consumes a whole object and calls `member` with each key; `member` must consume the value. A value of
+  /// another kind is skipped, and false returned.
   template <typename F>
   bool readObject(F&& member) {
     if (peek() != Kind::object) {
@@ -70,31 +71,31 @@ class JsonReader {
     return true;
   }
 
-  /// Each consumes a value of its kind; any other kind is a failure.
+  /// Consume a value of this kind; a value of any other kind is an error.
   String string();
-  std::string_view number();  ///< the digits as written
+  std::string_view number();  ///< as written
   bool boolean();
 
-  /// Consumes a value of any kind, checking it.
+  /// Consumes and checks a value of any kind.
   void skipValue() { takeValue(nullptr); }
 
-  /// The same; gives the value as it stands in the text. On failure that means nothing.
+  /// As `skipValue`, and returns the value as written. The result is meaningless after a failure.
   std::string_view rawValue();
 
-  /// Consumes a value of any kind; absent when it is no string.
+  /// Consumes a value of any kind; absent if it is not a string.
   std::optional<std::string> optionalText();
 
-  /// Consumes a value of any kind and appends it to `out` as compact JSON: no white space, no escaped
-  /// slashes, numbers as they were written. Members with equal keys are all copied.
+  /// Consumes a value of any kind and appends it to `out` as compact JSON: no white space, slashes not
+  /// escaped, numbers as written. Members with equal keys are all copied.
   void copyValue(std::string& out) { takeValue(&out); }
 
-  /// True when the whole text was one valid value, with nothing but white space around it, and valid UTF-8.
+  /// Whether the whole text was one valid value in valid UTF-8, surrounded only by white space.
   bool finish();
 
   bool failed() const { return failed_; }
 
  private:
-  void takeValue(std::string* copy);  // appended to `copy`, unless null
+  void takeValue(std::string* copy);  // appends the value to `copy`, unless null
   void fail();
   void skipWhitespace();
   bool consume(char expected);
@@ -106,18 +107,20 @@ class JsonReader {
   const char* at_;
   const char* end_;
   int depth_ = 0;
-  bool first_ = false;  // just behind an opening bracket: no comma is due
+  bool first_ = false;  // at the first member or element, which no comma precedes
   bool failed_ = false;
 };
 
-/// A JSON number to a signed 64-bit integer: a fraction is cut off towards 0, what does not fit becomes the
-/// nearest that does. `digits` must be a valid JSON number.
+/// Converts a JSON number to a signed 64-bit integer. Fractions are truncated towards 0; numbers out of range
+/// become the nearest value in range. `digits` must be a valid JSON number.
 std::int64_t integerOfJsonNumber(std::string_view digits);
 
-/// The same of a number without a fractional part, however it is written (5, 5.0, 5e0); absent for any other.
+/// As `integerOfJsonNumber` for numbers without a fractional part, however written (5, 5.0, 5e0); absent for
+/// others.
 std::optional<std::int64_t> wholeJsonNumber(std::string_view digits);
 
-/// `text` as a JSON string with its quotation marks: slashes not escaped, bytes that are no UTF-8 as U+FFFD.
+/// `text` as a JSON string with its quotation marks. Slashes are not escaped; ill-formed UTF-8 becomes
+/// U+FFFD.
 std::string jsonString(std::string_view text);
 
 }  // namespace tallyfin

@@ -9,7 +9,7 @@
 namespace tallyfin {
 namespace {
 
-// A JSON number taken apart: 0.DIGITS times ten to the power of `point`, with a sign.
+// A JSON number as decimal digits: 0.DIGITS times ten to the power of `point`, with a sign.
 class Decimal {
  public:
   explicit Decimal(std::string_view text) : negative_(text.front() == '-') {
@@ -18,8 +18,8 @@ class Decimal {
     std::copy_if(mantissa.begin(), mantissa.end(), std::back_inserter(digits_), isDigit);
     point_ = static_cast<std::int64_t>(std::min(mantissa.find('.'), end)) - (negative_ ? 1 : 0);
     if (end < text.size()) {
-      // With an exponent beyond a billion either way the number is too large or too small, whatever its
-      // digits.
+      // An exponent beyond a billion in either direction makes the number too large or too small, whatever
+      // its digits.
       point_ += std::clamp(saturated(std::string(text.substr(end + 1))), -kFarthest, kFarthest);
     }
     const std::size_t zeros = std::min(digits_.find_first_not_of('0'), digits_.size());
@@ -27,15 +27,15 @@ class Decimal {
     point_ -= static_cast<std::int64_t>(zeros);
   }
 
-  // Whether nothing but zeros stands behind the point.
+  // Whether all digits after the decimal point are zeros.
   bool isWhole() const {
     const std::size_t last = digits_.find_last_not_of('0');
     return last == std::string::npos || static_cast<std::int64_t>(last) < point_;
   }
 
-  // The fraction is cut off; a number beyond 64 bits becomes the nearest that fits.
+  // Truncates the fraction. A number beyond 64 bits becomes the nearest that fits.
   std::int64_t integer() const {
-    constexpr std::int64_t kTooMany = 20;  // digits for 64 bits
+    constexpr std::int64_t kTooMany = 20;  // more digits than 64 bits can hold
     const auto before = static_cast<std::size_t>(std::clamp<std::int64_t>(point_, 0, kTooMany));
     std::string whole = digits_.substr(0, before);
     whole.resize(digits_.empty() ? 0 : before, '0');
@@ -45,13 +45,13 @@ class Decimal {
  private:
   static constexpr std::int64_t kFarthest = 1'000'000'000;
 
-  // What does not fit becomes the nearest that does; an empty text is 0.
+  // Clamps to the range of 64 bits; an empty text is 0.
   static std::int64_t saturated(const std::string& integer) {
     return std::strtoll(integer.c_str(), nullptr, 10);
   }
 
   bool negative_;
-  std::string digits_;  // no zeros in front
+  std::string digits_;  // without leading zeros
   std::int64_t point_ = 0;
 };
 

@@ -19,8 +19,8 @@ bool endsPlainRun(char c) {
   return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20;
 }
 
-// The first quotation mark, backslash or control character in [at, end), or `end`. Most bytes of the
-// documents read lie in long strings, so this is where reading spends its time.
+// The first quotation mark, backslash or control character in [at, end), or `end`. Most of the bytes are
+// inside long strings, so the reader spends most of its time here.
 const char* endOfPlainRun(const char* at, const char* end) {
 #if defined(__SSE2__)
   const __m128i quote = _mm_set1_epi8('"');
@@ -55,7 +55,7 @@ bool isLowSurrogate(int unit) {
   return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-// The end of the escape whose backslash stands at `at`, or null when it is no valid one.
+// The end of the escape whose backslash is at `at`, or null if the escape is invalid.
 const char* endOfEscape(const char* at, const char* end) {
   if (end - at < 2) {
     return nullptr;
@@ -75,7 +75,7 @@ const char* endOfEscape(const char* at, const char* end) {
   return paired ? at + 12 : nullptr;
 }
 
-// Appends what the valid escape at `at` stands for and gives its end.
+// Appends the character of the valid escape at `at` and returns the end of the escape.
 const char* unescape(const char* at, const char* end, std::string& out) {
   constexpr std::string_view kLetters = "bfnrt";
   if (at[1] != 'u') {
@@ -165,7 +165,7 @@ bool JsonReader::enter(char bracket) {
   return true;
 }
 
-// Consumes the closing bracket; false, since there is no further member.
+// Consumes the closing bracket. Returns false, because no member or element follows.
 bool JsonReader::leave() {
   ++at_;
   --depth_;
@@ -224,7 +224,7 @@ JsonReader::String JsonReader::string() {
 std::string_view JsonReader::number() {
   skipWhitespace();
   const char* const start = at_;
-  const auto take = [this](std::string_view any) {  // one of these characters, if it comes next
+  const auto take = [this](std::string_view any) {  // consumes one of these characters if it comes next
     const bool isNext = at_ != end_ && any.find(*at_) != std::string_view::npos;
     at_ += isNext ? 1 : 0;
     return isNext;

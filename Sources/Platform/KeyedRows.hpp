@@ -1,8 +1,8 @@
 #pragma once
 
-// Values by key, in the order in which the keys first came up: a defined order, so that whoever walks them
-// needs no sort to give the same answer on every run. Made for passes in which a key mostly equals the one
-// before it: finding it again costs one comparison. Up to six keys are searched without hashing.
+// Maps keys to values and keeps the order in which the keys were added, so iteration gives the same order on
+// every run without sorting. Fast when a key mostly equals the previous one: finding it again costs one
+// comparison. Up to six keys are searched without hashing.
 
 #include "absl/container/flat_hash_map.h"
 
@@ -14,9 +14,9 @@
 
 namespace tallyfin {
 
-/// Finds keys in a list of rows, pairs of key and value, that it is given with every call, always the same
-/// list. Rows are only ever added, at the end; those that were added without this index it takes in at its
-/// next call.
+/// Finds keys in a list of rows, which are pairs of key and value. The caller owns the list and passes the
+/// same one with every call. Rows may only be added, and only at the end. Rows that the caller adds itself
+/// are found too.
 template <typename Key>
 class RowIndex {
  public:
@@ -33,7 +33,7 @@ class RowIndex {
   }
   ~RowIndex() = default;
 
-  /// The position of the key's row; a new row at the end, with an empty value, if there is none.
+  /// The position of the row with this key. If there is none, adds a row with an empty value at the end.
   template <typename Rows>
   std::size_t place(Rows& rows, const Key& key) {
     if (last_ >= rows.size() || !(rows[last_].first == key)) {
@@ -42,7 +42,7 @@ class RowIndex {
     return last_;
   }
 
-  /// The position of the key's row, or `rows.size()`.
+  /// The position of the row with this key, or `rows.size()` if there is none.
   template <typename Rows>
   std::size_t find(const Rows& rows, const Key& key) const {
     if (index_) {
@@ -61,7 +61,7 @@ class RowIndex {
  private:
   using Positions = absl::flat_hash_map<Key, std::uint32_t>;
 
-  // At most so many of the newest rows are not in the index but compared one by one, which costs less than
+  // Up to this many of the newest rows are compared one by one instead of indexed, which costs less than
   // hashing.
   static constexpr std::size_t kUnindexed = 6;
 
@@ -83,33 +83,34 @@ class RowIndex {
     return at;
   }
 
-  // Of the first `indexed_` rows. Apart, since most of the many indexes of a report never need one.
+  // Indexes the first `indexed_` rows. Allocated only when needed: most of the many indexes of a report stay
+  // below kUnindexed rows.
   std::unique_ptr<Positions> index_;
   std::uint32_t indexed_ = 0;
   std::uint32_t last_ = 0;
 };
 
-/// The rows with their index. References and pointers to values are good until a new key is added.
+/// The rows together with their index. Adding a key invalidates references and pointers to values.
 template <typename Key, typename Value>
 class KeyedRows {
  public:
   using Row = std::pair<Key, Value>;
 
-  /// The value of a key; a new key gets an empty one.
+  /// The value for a key. A new key is added with an empty value.
   Value& operator[](const Key& key) { return rows_[place(key)].second; }
 
-  /// The position of a key's row in the order of first appearance; a new key gets a row at the end. Positions
+  /// The position of the row with this key, in order of addition. A new key is added at the end. Positions
   /// never change.
   std::size_t place(const Key& key) { return index_.place(rows_, key); }
 
-  /// The key at a position that `place` gave: of keys that compare equal but are spelled differently, the
-  /// first that came up.
+  /// The key at a position returned by `place`. If keys compare equal but are spelled differently, this is
+  /// the first spelling added.
   const Key& keyAt(std::size_t position) const { return rows_[position].first; }
 
-  /// The value of the row at such a position.
+  /// The value at a position returned by `place`.
   Value& at(std::size_t position) { return rows_[position].second; }
 
-  /// The value of a key, or null.
+  /// The value for a key, or null if the key is absent.
   const Value* find(const Key& key) const {
     const std::size_t position = index_.find(rows_, key);
     return position < rows_.size() ? &rows_[position].second : nullptr;

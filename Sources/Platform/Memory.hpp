@@ -2,8 +2,8 @@
 
 namespace tallyfin {
 
-/// Returns freed memory to the system, which glibc's allocator would keep for later; with other libraries
-/// nothing happens. It walks through all free memory, so it is called only after much was freed.
+/// Returns freed memory, which glibc's allocator would keep, to the system. Does nothing with other C
+/// libraries. The call walks through all free memory, so use it only after freeing much.
 void giveBackMemory();
 
 }  // namespace tallyfin

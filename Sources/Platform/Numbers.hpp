@@ -1,6 +1,6 @@
 #pragma once
 
-// Numbers as people write and read them, whatever the locale.
+// Numbers as text, independent of the locale.
 
 #include <cstddef>
 #include <cstdint>
@@ -15,8 +15,8 @@ constexpr bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/// The decimal number in the `count` bytes of `text` from `at` on, at most nine; -1 unless all are digits.
-/// The text must hold all these bytes.
+/// The decimal number in the `count` bytes of `text` from `at` on; -1 unless all are digits. `count` is at
+/// most nine, and the text must contain all these bytes.
 constexpr int digitsAt(std::string_view text, std::size_t at, std::size_t count) {
   int value = 0;
   for (const char c : text.substr(at, count)) {
@@ -28,8 +28,8 @@ constexpr int digitsAt(std::string_view text, std::size_t at, std::size_t count)
   return value;
 }
 
-/// The sum of two counts; one that would overflow becomes the largest or smallest value, so that an absurd
-/// count does not turn a large figure into a negative one.
+/// The sum of two counts, clamped to the range of the type, so that overflow cannot make a large figure
+/// negative.
 inline std::int64_t saturatingAdd(std::int64_t left, std::int64_t right) {
   std::int64_t sum = 0;
   if (!__builtin_add_overflow(left, right, &sum)) {
@@ -38,20 +38,20 @@ inline std::int64_t saturatingAdd(std::int64_t left, std::int64_t right) {
   return left < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
 }
 
-/// Commas between the thousands of a decimal number, with or without sign and fraction: "-1234567.89" becomes
-/// "-1,234,567.89". Text without digits, such as "nan", comes back as it is.
+/// Puts commas between the thousands of a decimal number, which may have a sign and a fraction: "-1234567.89"
+/// becomes "-1,234,567.89". Text without digits, such as "nan", is returned unchanged.
 std::string withCommas(std::string number);
 
-/// The digits with commas between thousands: "-1,234,567".
+/// The number with commas between thousands: "-1,234,567".
 std::string grouped(std::int64_t n);
 
 /// A grouped count with its noun: "1 request", "1,204 requests", "-1 request".
 std::string counted(std::int64_t n, std::string_view one, std::string_view many);
 
-/// The same without commas: "1204 requests".
+/// As `counted`, but without commas: "1204 requests".
 std::string plainlyCounted(std::int64_t n, std::string_view one, std::string_view many);
 
-/// The exact binary value with so many decimals, as printf prints it; -0.0 prints as 0.
+/// The exact binary value rounded to `places` decimals, as printf does; -0.0 becomes 0.
 std::string decimal(double value, int places);
 
 }  // namespace tallyfin

@@ -16,7 +16,7 @@ namespace tallyfin {
 
 std::size_t processors() {
 #ifdef __linux__
-  cpu_set_t allowed;  // fewer than the machine has, in a container or under taskset
+  cpu_set_t allowed;  // in a container or under taskset, fewer than the machine has
   if (::sched_getaffinity(0, sizeof allowed, &allowed) == 0) {
     return static_cast<std::size_t>(std::max(1, CPU_COUNT(&allowed)));
   }
@@ -47,7 +47,7 @@ void forEachIndex(std::size_t count, std::size_t threads, absl::FunctionRef<void
       for (std::size_t i = 1; i < std::min(threads, count); ++i) {
         others.emplace_back(run);
       }
-    } catch (const std::exception&) {  // the system gives no thread, or no memory for one
+    } catch (const std::exception&) {  // the system cannot start a thread or has no memory for one
     }
     run();
   }

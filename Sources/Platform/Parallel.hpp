@@ -1,6 +1,6 @@
 #pragma once
 
-// Work on several processors at once, for the length of one call.
+// Runs work on several threads for the length of one call.
 
 #include "absl/functional/function_ref.h"
 
@@ -9,20 +9,21 @@
 
 namespace tallyfin {
 
-/// The processors that this process may run on; at least 1.
+/// The number of processors that this process may use; at least 1.
 std::size_t processors();
 
-/// How `std::async` shall do work that another thread can do meanwhile, if that `isWorthAThread`: otherwise,
-/// and when the system gives no thread, the one that waits for the work does it. The work must refer to what
-/// it needs: what it owns may be lost with the attempt to start a thread.
+/// The launch policy for `std::async` when another thread may do the work meanwhile. If the work
+/// `isWorthAThread` and the system can start a thread, the work runs there. Otherwise the thread that waits
+/// for the result runs it. The work must capture by reference, because objects that it owns may be lost in a
+/// failed attempt to start a thread.
 inline std::launch onTheSide(bool isWorthAThread = true) {
   return isWorthAThread ? std::launch::async | std::launch::deferred : std::launch::deferred;
 }
 
-/// Calls `work` once with each number below `count`, on the calling thread and up to `threads` - 1 others; a
-/// thread that is free takes the next number. All calls have ended when it returns. When the system gives
-/// fewer threads, those do the work. After a call has thrown no further one begins, and the first exception
-/// is thrown on.
+/// Calls `work` once with each number from 0 to `count` - 1, on the calling thread and up to `threads` - 1
+/// others. Each free thread takes the next number. Returns after all calls have ended. If the system cannot
+/// start all threads, fewer do the work. After a call throws, no further calls begin, and the first exception
+/// is rethrown.
 void forEachIndex(std::size_t count, std::size_t threads, absl::FunctionRef<void(std::size_t)> work);
 
 }  // namespace tallyfin

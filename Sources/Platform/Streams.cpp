@@ -12,10 +12,10 @@
 namespace tallyfin {
 namespace {
 
-// The most bytes of one read, so that little is buffered behind a long line.
+// The most bytes per read, so that little is buffered after a long line.
 constexpr std::size_t kChunk = std::size_t{256} * 1024;
 
-// Whether the call that just failed is worth repeating; waits until the descriptor is ready if need be.
+// Whether to repeat the call that just failed. If the descriptor was not ready, waits until it is.
 bool canRetry(int descriptor, short event) {
   if (errno == EINTR) {
     return true;
@@ -50,7 +50,8 @@ std::optional<std::string_view> LineInput::next() {
   }
 }
 
-// Reads on behind the pending bytes, which move to the front; false at the end of input.
+// Moves the pending bytes to the front and reads more after them. Returns false at the end of input or on
+// failure.
 bool LineInput::fill() {
   if (begin_ > 0) {
     buffer_.dropFront(begin_);
@@ -61,7 +62,7 @@ bool LineInput::fill() {
     Buffer smaller;
     smaller.append(buffer_.bytes());
     buffer_ = std::move(smaller);
-    giveBackMemory();  // by now the caller has freed what it made from the long line
+    giveBackMemory();  // the caller has freed by now what it built from the long line
   }
   for (;;) {
     const ssize_t count = read(descriptor_, buffer_.room(kChunk), kChunk);
@@ -90,7 +91,7 @@ bool writeAll(int descriptor, std::string_view bytes) {
 void openMissingStreams(int flags) {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
-      open("/dev/null", flags);  // takes the lowest free number, which is `stream`
+      open("/dev/null", flags);  // open(2) uses the lowest free number, which is `stream`
     }
   }
 }

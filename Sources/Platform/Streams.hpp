@@ -1,8 +1,8 @@
 #pragma once
 
-// Lines in and bytes out over file descriptors, without the buffers of the C and C++ libraries: what has been
-// written has reached the descriptor. Interrupted calls are repeated. A process that shares the descriptor
-// may have made it non-blocking: then a call waits until it is ready.
+// Reads lines from and writes bytes to file descriptors without the buffering of the C and C++ libraries, so
+// written bytes have reached the descriptor when a call returns. Interrupted calls are repeated. If another
+// process that shares the descriptor made it non-blocking, calls wait until it is ready.
 
 #include "Platform/Buffer.hpp"
 
@@ -12,15 +12,15 @@
 
 namespace tallyfin {
 
-/// Reads a descriptor line by line. A line may have any length: the buffer grows with it and shrinks again
-/// after it.
+/// Reads a descriptor line by line. Lines may have any length: the buffer grows for a long line and shrinks
+/// afterwards.
 class LineInput {
  public:
-  /// The caller keeps `descriptor` and closes it.
+  /// Does not close `descriptor`.
   explicit LineInput(int descriptor) : descriptor_(descriptor) {}
 
-  /// The next line without its line feed and a carriage return before it; what stands behind the last line
-  /// feed is a line too. Absent at the end of input and when reading fails. The view is good until the next
+  /// The next line without its line feed and the carriage return before it. Text after the last line feed
+  /// counts as a line. Absent at the end of input or when reading fails. The view is valid until the next
   /// call.
   std::optional<std::string_view> next();
 
@@ -33,10 +33,10 @@ class LineInput {
   std::size_t scanned_ = 0;  // no line feed in [begin_, scanned_)
 };
 
-/// Writes all of `bytes`; false when a write fails.
+/// Writes all of `bytes`; returns false if a write fails.
 bool writeAll(int descriptor, std::string_view bytes);
 
-/// Opens /dev/null in place of each standard stream that is closed, with these flags of open(2), so that no
+/// Opens /dev/null with these flags of open(2) in place of each standard stream that is closed, so that no
 /// file opened later gets its number.
 void openMissingStreams(int flags);
 

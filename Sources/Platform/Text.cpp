@@ -24,14 +24,14 @@ bool isAsciiByte(char byte) {
   return static_cast<unsigned char>(byte) < 0x80;
 }
 
-// A code point and the bytes it takes up. An ill-formed sequence stands for U+FFFD and takes up its maximal
-// subpart: the longest beginning of a well-formed sequence, at least one byte.
+// A code point and its length in bytes. An ill-formed sequence is decoded as U+FFFD with the length of its
+// maximal subpart: the longest start of a well-formed sequence, but at least one byte.
 struct Decoded {
   CodePoint point;
   std::size_t length;
 };
 
-// The code point of the well-formed sequence that `text` begins with; below 0 when it begins with none.
+// The code point of the well-formed sequence at the start of `text`; negative if there is none.
 Decoded wellFormed(std::string_view text) {
   CodePoint point = -1;
   const auto length =
@@ -48,8 +48,8 @@ Decoded decode(std::string_view text, std::size_t position) {
   if (const Decoded whole = wellFormed(rest); whole.point >= 0) {
     return whole;
   }
-  // Whether some bytes can begin a well-formed sequence depends on the first two alone. So they are tried
-  // with continuation bytes added.
+  // Whether bytes can start a well-formed sequence depends only on the first two, so the bytes are tested
+  // with continuation bytes appended.
   for (std::size_t length = std::min<std::size_t>(rest.size(), 3); length > 1; --length) {
     const Decoded continued = wellFormed(std::string(rest.substr(0, length)).append("\x80\x80"));
     if (continued.point >= 0 && continued.length > length) {
@@ -59,7 +59,7 @@ Decoded decode(std::string_view text, std::size_t position) {
   return {kReplacement, 1};
 }
 
-// Calls `use` with each code point of the text.
+// Calls `use` with each code point.
 template <typename F>
 void forEachCodePoint(std::string_view text, F&& use) {
   for (std::size_t position = 0; position < text.size();) {
@@ -69,8 +69,8 @@ void forEachCodePoint(std::string_view text, F&& use) {
   }
 }
 
-// Where the character that begins at `start` ends. Between two ASCII bytes one always ends, except within CR
-// LF.
+// The end of the character that begins at `start`. There is a character boundary between any two ASCII bytes
+// except CR LF.
 std::size_t characterEnd(std::string_view text, std::size_t start) {
   const std::size_t next = start + 1;
   if (isAsciiByte(text[start]) && (next == text.size() || isAsciiByte(text[next]))) {
@@ -91,7 +91,7 @@ std::size_t characterEnd(std::string_view text, std::size_t start) {
   return end;
 }
 
-// Whether a character ends at `position`, which lies in the text.
+// Whether a character ends at `position`, an offset within the text.
 bool isBoundary(std::string_view text, std::size_t position) {
   std::size_t end = 0;
   while (end < position) {
@@ -119,8 +119,8 @@ bool isWhitespace(CodePoint point) {
          point == 0x2029;
 }
 
-// The length in bytes of the last code point of `text` when `drops` is true for it, else 0. Code points that
-// are dropped have at most three bytes, and their first byte never stands within another.
+// The length in bytes of the last code point of `text` if `drops` is true for it, else 0. Code points for
+// which it can be true have at most three bytes, and their first byte cannot be part of another code point.
 std::size_t droppedAtEnd(std::string_view text, bool (*drops)(CodePoint)) {
   for (std::size_t length = 1; length <= std::min<std::size_t>(text.size(), 3); ++length) {
     const Decoded last = decode(text, text.size() - length);
@@ -143,14 +143,14 @@ std::string_view trimmed(std::string_view text, bool (*drops)(CodePoint)) {
 
 // Appends the code points of the full canonical decomposition, not yet in canonical order.
 void appendDecomposed(std::vector<CodePoint>& points, CodePoint point) {
-  std::array<CodePoint, 8> parts{};  // the longest canonical decomposition has four
+  std::array<CodePoint, 8> parts{};  // the longest canonical decomposition has four code points
   const auto count = utf8proc_decompose_char(point, parts.data(), static_cast<utf8proc_ssize_t>(parts.size()),
                                              UTF8PROC_DECOMPOSE, nullptr);
   points.insert(points.end(), parts.begin(), parts.begin() + count);
 }
 
-// Whether a code point shows nothing by itself, or changes the direction of the text around it. The two
-// joiners (U+200C, U+200D) are part of words and emoji.
+// Whether a code point is invisible by itself or changes the direction of the text around it. The two joiners
+// (U+200C, U+200D) do not count, because they are part of words and emoji.
 bool isShapeless(CodePoint point) {
   switch (utf8proc_category(point)) {
     case UTF8PROC_CATEGORY_CC:
@@ -165,7 +165,7 @@ bool isShapeless(CodePoint point) {
   }
 }
 
-// Sorts each run of combining marks by class. The library's own way is quadratic in the length of a run.
+// Sorts each run of combining marks by class. The library's own sort is quadratic in the length of a run.
 void orderMarks(std::vector<CodePoint>& points) {
   const auto markClass = [](CodePoint point) { return utf8proc_get_property(point)->combining_class; };
   const auto isMark = [&](CodePoint point) { return markClass(point) != 0; };
@@ -180,8 +180,8 @@ void orderMarks(std::vector<CodePoint>& points) {
   }
 }
 
-// Composes decomposed code points in canonical order and appends them. Goes piece by piece before each
-// U+11A7: that letter composes with nothing before it, but the library would swallow it after a syllable.
+// Composes decomposed code points that are in canonical order, and appends the result. Splits them before
+// each U+11A7: that letter composes with nothing before it, but the library would drop it after a syllable.
 void appendComposed(std::string& result, std::vector<CodePoint>& points) {
   constexpr auto kOptions = static_cast<utf8proc_option_t>(UTF8PROC_COMPOSE | UTF8PROC_STABLE);
   auto piece = points.begin();
@@ -194,7 +194,7 @@ void appendComposed(std::string& result, std::vector<CodePoint>& points) {
   }
 }
 
-// The canonical form of `text`: ASCII as it stands, anything else built in `storage`.
+// The canonical form of `text`: the text itself if it is ASCII, otherwise a text built in `storage`.
 std::string_view canonicalIn(std::string& storage, std::string_view text) {
   if (isAscii(text)) {
     return text;
@@ -203,8 +203,8 @@ std::string_view canonicalIn(std::string& storage, std::string_view text) {
   return storage;
 }
 
-// Searches character by character (Knuth, Morris, Pratt), so that only whole characters are found and time
-// stays linear for any two texts. `part` is not empty.
+// Searches character by character (Knuth-Morris-Pratt), so that only whole characters match and the time is
+// linear for any two texts. `part` must not be empty.
 bool containsCharacters(std::string_view text, std::string_view part) {
   std::vector<std::string_view> characters;
   for (std::size_t position = 0; position < part.size();) {
@@ -212,7 +212,7 @@ bool containsCharacters(std::string_view text, std::string_view part) {
     characters.push_back(part.substr(position, end - position));
     position = end;
   }
-  // For each character of the part: how many of its first characters also end there.
+  // For each position in `part`: how many of its first characters also end there.
   std::vector<std::size_t> overlap(characters.size(), 0);
   const auto advance = [&](std::size_t matched, std::string_view character) {
     while (matched > 0 && characters[matched] != character) {
@@ -232,7 +232,8 @@ bool containsCharacters(std::string_view text, std::string_view part) {
   return matched == characters.size();
 }
 
-/// Whether each byte is a character. CR and LF together are one.
+// Whether every byte is a character of its own: the text is ASCII without CR, which can form a character
+/// with LF.
 bool isPlainAscii(std::string_view text) {
   return isAscii(text) && text.find('\r') == std::string_view::npos;
 }
@@ -275,8 +276,8 @@ std::string canonical(std::string_view text) {
     if (other == text.end()) {
       break;
     }
-    // Nothing composes across the front of an ASCII character, but it may compose with what follows it: each
-    // stretch of other characters is taken together with the one before it.
+    // An ASCII character never composes with what precedes it, but may compose with what follows. So each
+    // stretch of other characters is processed together with the ASCII character before it.
     const auto start = other == text.begin() ? other : other - 1;
     const auto end = std::find_if(other, text.end(), isAsciiByte);
     result.append(text.begin(), start);
@@ -356,7 +357,7 @@ std::string fitted(std::string_view text, std::size_t width) {
   if (kept.size() == text.size()) {
     result.append(width - characterCount(kept), ' ');
     if (characterCount(result) < width) {
-      result += ' ';  // the first space went into the last character, as one after U+0600 does
+      result += ' ';  // the first space became part of the last character, as it does after U+0600
     }
   }
   return result;
@@ -422,8 +423,8 @@ bool contains(std::string_view text, std::string_view part) {
   if (part.empty()) {
     return true;
   }
-  // In ASCII only CR LF is a character of two bytes: any other match is one of whole characters. The C
-  // library's search stays linear where std::string_view::find does not.
+  // In ASCII, CR LF is the only character of two bytes, so any other match consists of whole characters.
+  // memmem takes linear time, unlike std::string_view::find.
   if (isAscii(text) && isAscii(part) && part.front() != '\n' && part.back() != '\r') {
     return !text.empty() && ::memmem(text.data(), text.size(), part.data(), part.size()) != nullptr;
   }

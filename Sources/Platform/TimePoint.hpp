@@ -6,8 +6,8 @@
 
 namespace tallyfin {
 
-/// A moment: seconds since 1970-01-01T00:00:00 UTC, leap seconds not counted, fractions kept.
-/// A strong type, so that a moment is never mixed up with a length of time or an amount of money.
+/// A moment in seconds since 1970-01-01T00:00:00 UTC, without leap seconds, with fractions. A type of its
+/// own, so that a moment cannot be confused with a duration or an amount of money.
 struct TimePoint {
   double seconds = 0;
 
@@ -19,7 +19,7 @@ struct TimePoint {
   }
 };
 
-/// Gives the present time. `main` passes the system's clock down; tests pass one that they set.
+/// Returns the current time. `main` passes the system's clock down; tests pass a clock that they set.
 using Clock = std::function<TimePoint()>;
 
 }  // namespace tallyfin
