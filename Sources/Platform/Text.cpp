@@ -233,7 +233,7 @@ bool containsCharacters(std::string_view text, std::string_view part) {
 }
 
 // Whether every byte is a character of its own: the text is ASCII without CR, which can form a character
-/// with LF.
+// with LF.
 bool isPlainAscii(std::string_view text) {
   return isAscii(text) && text.find('\r') == std::string_view::npos;
 }

@@ -1,8 +1,7 @@
 #include "TallyfinCore/Transcripts/Ingest.hpp"
 
-// What becomes of one transcript line. A line is parsed once, and only when it holds the seven bytes of the
-// key "usage"; what is read of it are views into the line, and texts that neighbouring lines repeat are not
-// interned again.
+// A line is parsed once, and only if it contains the seven bytes of the key "usage". The parsed members are
+// views into the line, and texts that neighbouring lines repeat are not interned again.
 
 #include "Platform/ByteSearch.hpp"
 #include "Platform/Files.hpp"
@@ -48,7 +47,8 @@ struct Line {
   MaybeString agentId;
 };
 
-// Each of the readers below consumes one value, of whatever kind; a member that comes twice is set twice.
+// Each function below consumes one value of any kind. If a member occurs twice, the second value replaces the
+// first.
 
 void read(JsonReader& reader, MaybeString& member) {
   member.reset();
@@ -139,7 +139,7 @@ void read(JsonReader& reader, std::optional<Message>& member) {
   member = isObject ? std::optional(message) : std::nullopt;
 }
 
-// False when the line is not one valid JSON object.
+// Returns false if the line is not one valid JSON object.
 bool parse(std::string_view text, Line& line) {
   JsonReader reader(text);
   const bool isObject = reader.readObject([&](std::string_view key) {
@@ -166,8 +166,8 @@ bool parse(std::string_view text, Line& line) {
   return isObject && reader.finish();
 }
 
-// Remembers the last text made into a value: a transcript repeats its session, directory, agent and model
-// line after line, and a request its key, so one comparison mostly stands for hashing or parsing the text.
+// Caches the value made from the last text. A transcript repeats its session, directory, agent and model in
+// most lines, and a request repeats its key, so one comparison usually replaces hashing or parsing.
 template <typename T>
 class Remembered {
  public:
@@ -189,7 +189,7 @@ InternedText interned(std::string_view text) {
   return InternedText(text);
 }
 
-// What one thread keeps between lines: room that is used again, and the last texts.
+// What a thread keeps between lines: buffers for reuse and the last texts.
 struct Workspace {
   std::string key;
   std::string unescaped;
@@ -204,15 +204,15 @@ struct Workspace {
   }
 };
 
-// Appends the text of a non-empty string; false when there is none.
+// Appends the string's text; returns false if it is missing or empty.
 bool appendText(const MaybeString& string, Workspace& work, std::string& out) {
   const std::string_view text = work.text(string);
   out += text;
   return !text.empty();
 }
 
-// The cache write by kind. A split that does not add up to the whole is not used: all counts as 5-minute
-// then.
+// Splits the cache write into 5-minute and 1-hour tokens. If the parts do not add up to the total, all of it
+// counts as 5-minute.
 void splitCacheWrite(const Usage& usage, UsageRecord& record) {
   std::int64_t sum = 0;
   const bool fits = !__builtin_add_overflow(usage.ephemeral5m, usage.ephemeral1h, &sum);
@@ -237,7 +237,7 @@ UsageRecord countsOf(const Usage& usage, TimePoint timestamp) {
   return record;
 }
 
-// Fills what describes a request: only the first of its lines sets it.
+// Sets the descriptive fields. Only the first line of a request does so.
 void describe(const Line& line, const std::string& path, Workspace& work, UsageRecord& record) {
   record.model =
       line.message->model

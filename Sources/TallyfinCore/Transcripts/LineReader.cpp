@@ -11,12 +11,12 @@
 namespace tallyfin::LineReader {
 namespace {
 
-constexpr std::size_t kChunk = 1'048'576;     // bytes asked for by one read
-constexpr std::size_t kCapacity = 2'097'152;  // bytes, as long as no line is longer
+constexpr std::size_t kChunk = 1'048'576;     // bytes per read
+constexpr std::size_t kCapacity = 2'097'152;  // bytes; lines over a megabyte enlarge the buffer
 
-// Lends the thread's buffer for one call, so that reading a thousand small files does not allocate two
-// megabytes a thousand times. A call from within a callback finds it lent and makes its own buffer. A buffer
-// that a long line has enlarged is freed.
+// Takes the thread's buffer for one call, so that reading a thousand small files does not allocate two
+// megabytes each time. A nested call from a callback finds no buffer and allocates its own. A buffer enlarged
+// by a long line is freed.
 class LentBuffer {
  public:
   LentBuffer() : buffer_(std::exchange(kept(), {})) {
@@ -44,8 +44,8 @@ class LentBuffer {
 
 constexpr std::size_t kLongLine = std::size_t{32} << 20;  // bytes
 
-// The right to hold a long line in memory. There are four, so that a home full of files without line feeds
-// does not take such memory for each processor.
+// At most four threads may buffer a line over 32 MiB at once; this bounds memory when many files have no line
+// feeds.
 class LongLine {
  public:
   LongLine() = default;
@@ -57,7 +57,7 @@ class LongLine {
   LongLine(const LongLine&) = delete;
   LongLine& operator=(const LongLine&) = delete;
 
-  // Waits until another reader is done with its long line, when all rights are held.
+  // Waits while four other threads are buffering long lines.
   void hold() {
     if (!std::exchange(isHeld_, true)) {
       rights().acquire();
@@ -103,10 +103,10 @@ std::uint64_t forEachLine(const PlainFile& file, const std::string& path, std::u
       throw ReadError(path);
     }
     if (got == 0) {
-      break;  // the file became shorter meanwhile
+      break;  // the file was truncated meanwhile
     }
     position += static_cast<std::uint64_t>(got);
-    const char* search = pending.end();  // what was pending before holds no line feed
+    const char* search = pending.end();  // the bytes before this contain no line feed
     pending.grow(static_cast<std::size_t>(got));
     const char* const behind = pending.end();
     const char* line = pending.begin();

@@ -1,8 +1,8 @@
 #pragma once
 
-// Walks a transcript from a byte offset and hands out each complete line. Only lines closed by a line feed
-// count, and the result is the offset behind the last of them, so a line that is still being written is left
-// for the next look and nothing is lost.
+// Reads the complete lines of a transcript from a byte offset on. Only lines that end with a line feed count.
+// The result is the offset after the last of them, so a line that is still being written is read by the next
+// refresh.
 
 #include "Platform/Descriptor.hpp"
 #include "absl/functional/function_ref.h"
@@ -29,21 +29,20 @@ class ReadError : public std::runtime_error {
 
 namespace LineReader {
 
-/// Calls `onLine` with each complete line from `fromOffset` on, without its line feed (a carriage return
-/// stays). The view is valid during the call only. With `upToOffset` no byte at or beyond it is read, and in
-/// any case none beyond the size that the file has when it is opened: what is appended meanwhile is for the
-/// next look, so that a file which grows without end does not hold a reader. Lines have no limit of length;
-/// memory grows with the longest, and of lines beyond 32 MiB at most four are held at once, on any number of
-/// threads.
+/// Calls `onLine` with each complete line from `fromOffset` on, without its line feed but with a carriage
+/// return before it. The view is valid only during the call. Reads no byte at or after `upToOffset`, and none
+/// beyond the size that the file had when opened, so a file that grows all the time cannot keep the reader
+/// busy. The length of lines is not limited, and memory grows with the longest. At most four threads may
+/// buffer a line over 32 MiB at once.
 ///
-/// Returns `fromOffset` plus the bytes of all lines delivered, line feeds included. Throws ReadError when the
-/// file cannot be opened, positioned or read, or is no regular file (a FIFO or device would block); an
-/// exception of `onLine` passes through.
+/// Returns `fromOffset` plus the bytes of all complete lines read, including line feeds. Throws ReadError if
+/// the file cannot be opened or read, or is not a regular file (a FIFO or device could block). Exceptions of
+/// `onLine` pass through.
 std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine);
 
-/// The same of a file that is open; `path` is for the error alone.
+/// As above for an open file. `path` is used only in the error.
 std::uint64_t forEachLine(const PlainFile& file, const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine);

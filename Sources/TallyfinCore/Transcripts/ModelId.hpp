@@ -1,14 +1,14 @@
 #pragma once
 
-// The reduction of model ids, which happens once, when a line is read: records hold reduced ids alone.
+// Reduces model ids. Ids are reduced when a line is read, so records contain only reduced ids.
 
 #include <string>
 #include <string_view>
 
 namespace tallyfin::Pricing {
 
-/// A model id without what does not matter for its price: trimmed, lower-cased, without "[1m]" and without
-/// one date suffix of a dash and eight digits beginning with 20. Never fails.
+/// Removes from a model id what does not affect the price: trims it, lower-cases it, and removes every "[1m]"
+/// and one date suffix (a dash and eight digits that begin with 20). Never fails.
 std::string normalizeModel(std::string_view id);
 
 }  // namespace tallyfin::Pricing

@@ -15,21 +15,23 @@
 namespace tallyfin {
 namespace {
 
-// Modification times count as equal up to this distance, since file systems round them.
+// Modification times that differ by no more than this are equal, because file systems round them.
 constexpr double kTolerance = 0.001;  // seconds
 
-// One more thread is started for each so many bytes. Starting a thread takes some 50 microseconds, opening a
-// file 10, reading a megabyte 500.
+// Bytes per additional thread. Starting a thread takes about 50 microseconds, opening a file 10, reading a
+// megabyte 500.
 constexpr std::uint64_t kWorthAThread = 1 << 20;  // bytes
-constexpr std::uint64_t kOpening = 16 << 10;      // bytes that take as long as opening a file
+constexpr std::uint64_t kOpening = 16 << 10;      // bytes that take as long to read as a file takes to open
 
 FileChange classify(const FileState* before, const FileAttributes& now) {
   if (before == nullptr) {
     return FileChange::isNew;
   }
-  // Shorter than at the last look, or than what was read of it: the file was cut back or replaced.
+  // The file was truncated or replaced: it is shorter than at the last refresh, or more was read of it than
+  // it had then.
   const bool isShorter = now.size < before->size || before->consumed > before->size;
-  // A directory, say, can get the number of a removed file. The requests of that file no longer count.
+  // A removed file's inode can be reused, for example by a directory. The requests of that file no longer
+  // count.
   const bool isGone = !now.isRegular && (before->consumed > 0 || before->records.size() > 0);
   if (isGone || now.number != before->inode || isShorter || before->mtime - kTolerance > now.modified) {
     return FileChange::rewound;
@@ -38,7 +40,7 @@ FileChange classify(const FileState* before, const FileAttributes& now) {
                                                                                 : FileChange::grown;
 }
 
-// Whether the file is to be read. The result for an unchanged file is filled in here.
+// Whether the file must be read. Sets the result of files that are unchanged.
 bool isToRead(FileReading& reading) {
   if (!reading.file->attributes) {
     return false;
@@ -52,8 +54,8 @@ bool isToRead(FileReading& reading) {
   return false;
 }
 
-// Reads a file that changed. Its attributes are taken from the open file, since another file may have got the
-// name since the listing.
+// Reads a changed file. Takes the attributes from the open file, because the path may refer to another file
+// since the listing.
 void readOn(FileReading& reading) {
   const TranscriptFile& file = *reading.file;
   const PlainFile open(file.path);
@@ -73,8 +75,8 @@ void readOn(FileReading& reading) {
     reading.bytesRead = end - state.consumed;
     state.consumed = end;
   } catch (const ReadError&) {
-    // The lines before the failure count in this answer; the counters that are kept stay those of the
-    // consumed part, since the next look reads from there again.
+    // The lines before the failure count in this refresh only. The stored counters stay those of the consumed
+    // part, because the next refresh reads from its end again.
     reading.hasFailed = true;
     state.mtime = FileState::readAgain;
   }
@@ -84,7 +86,7 @@ void readOn(FileReading& reading) {
     state.diag = reading.seen;
   }
   state.records.dropIndex();
-  // When a read fails once more with nothing new, the known state itself stays.
+  // If a read fails again without new lines, keep the known state object.
   const bool isSame = reading.hasFailed && reading.before != nullptr && state == *reading.before;
   reading.now = isSame ? reading.before : std::make_shared<const FileState>(std::move(state));
 }
@@ -117,7 +119,7 @@ void read(std::span<FileReading> readings, std::size_t threads, const ReadProgre
       total += size;
     }
   }
-  // The largest first, so that no thread is left with a long file when the others are done.
+  // Largest first, so that no thread is left with a long file when the others are done.
   std::ranges::stable_sort(work, std::greater(), &Work::size);
   std::atomic<std::uint64_t> done = 0;
   const std::thread::id caller = std::this_thread::get_id();

@@ -1,7 +1,7 @@
 #pragma once
 
-// Reads what is new in listed transcripts, given what is known of each, on as many processors as the work is
-// worth. Each file has a state of its own, and callers merge files in the order of the listing, so that the
+// Reads the new lines of listed transcripts, given what earlier refreshes read, on as many threads as the
+// amount of work justifies. Each file has its own state, and callers merge files in listing order, so the
 // result does not depend on threads.
 
 #include "Platform/Files.hpp"
@@ -20,18 +20,18 @@
 
 namespace tallyfin {
 
-/// What is known of one transcript.
+/// What is known of one transcript after a refresh.
 struct FileState {
-  /// The modification time of a file whose last read failed: every time is later, so the next look reads it
-  /// again.
+  /// The modification time stored after a failed read. Every time is later, so the next refresh reads the
+  /// file again.
   static constexpr double readAgain = -std::numeric_limits<double>::infinity();
 
-  std::uint64_t size = 0;      ///< bytes at the last look
-  double mtime = 0;            ///< modification time at the last look, seconds since 1970, or `readAgain`
-  std::uint64_t inode = 0;     ///< the file system's file number at the last look
-  std::uint64_t consumed = 0;  ///< offset behind the last complete line that was read
-  RecordMap records;           ///< the requests of this file alone
-  FileDiagnostics diag;        ///< what the consumed part of the file gave
+  std::uint64_t size = 0;      ///< bytes at the last refresh
+  double mtime = 0;            ///< modification time at the last refresh, seconds since 1970, or `readAgain`
+  std::uint64_t inode = 0;     ///< inode at the last refresh
+  std::uint64_t consumed = 0;  ///< offset after the last complete line read
+  RecordMap records;           ///< the requests of this file only
+  FileDiagnostics diag;        ///< counters of the consumed part of the file
 
   friend bool operator==(const FileState&, const FileState&) = default;
 };
@@ -41,7 +41,7 @@ inline std::shared_ptr<const RecordMap> recordsOf(const std::shared_ptr<const Fi
   return {file, &file->records};
 }
 
-/// One transcript with what it gave, for saying which files a figure comes from.
+/// One transcript and what it contributed; used to list the files behind a figure.
 struct FileProvenance {
   std::string path;
   std::shared_ptr<const FileState> state;
@@ -50,38 +50,38 @@ struct FileProvenance {
   const RecordMap& records() const { return state->records; }
 };
 
-/// What became of a file since the last look.
+/// How a file changed since the last refresh.
 enum class FileChange : std::uint8_t {
   isNew,      ///< not known before
-  rewound,    ///< replaced or cut back: read from its start again
+  rewound,    ///< replaced or truncated: read from the start again
   unchanged,  ///< not read
-  grown       ///< read on from where the last look ended
+  grown       ///< read from the offset where the last refresh ended
 };
 
-/// The reading of one file at a look. The first four members say what to read, the others what came of it.
+/// How one refresh reads one file. The first four members are the input, the others the result.
 struct FileReading {
   const TranscriptFile* file = nullptr;
-  std::int64_t rank = 0;                    ///< its position in the listing
-  std::shared_ptr<const FileState> before;  ///< what the last look found; null: the file is not known
-  std::optional<std::uint64_t> upTo = {};   ///< no byte at or beyond this offset is read
+  std::int64_t rank = 0;                    ///< position in the listing
+  std::shared_ptr<const FileState> before;  ///< state after the last refresh; null if the file is new
+  std::optional<std::uint64_t> upTo = {};   ///< offset at which reading stops; absent: the end of the file
 
-  std::shared_ptr<const FileState> now = {};  ///< null when its attributes cannot be had
+  std::shared_ptr<const FileState> now = {};  ///< state after this refresh; null if the file's attributes
+                                              ///< cannot be read
   FileChange change = FileChange::isNew;
-  FileDiagnostics seen = {};    ///< of all its lines, those before a failure included
-  std::uint64_t bytesRead = 0;  ///< bytes of complete lines read by this look
-  bool hasFailed = false;       ///< it could not be read to its end, or not be opened
+  FileDiagnostics seen = {};    ///< counters of all its lines, including those before a failure
+  std::uint64_t bytesRead = 0;  ///< bytes of complete lines read by this refresh
+  bool hasFailed = false;       ///< the file could not be opened or not be read to its end
 };
 
-/// Called on the thread that called `read`, after each file which that thread reads. Both figures are bytes,
-/// with 16 KiB added for each file, since opening it takes time as well.
+/// Called on the thread that called `read`, after each file that this thread has read. Both figures are bytes
+/// plus 16 KiB per file, because opening a file takes time too.
 using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
-/// A reading of each file, not yet done, as if none was known; `read` does them. The list must outlive the
-/// result.
+/// Readings of the files as if all were new, to be passed to `read`. `files` must outlive the result.
 std::vector<FileReading> readingsOf(const std::vector<TranscriptFile>& files);
 
-/// Reads what is new in the files, on up to `threads` threads; all have ended when it returns. Throws only
-/// when memory runs out.
+/// Reads the new lines of the files on up to `threads` threads, all of which have ended when it returns.
+/// Throws only if memory runs out.
 void read(std::span<FileReading> readings, std::size_t threads, const ReadProgress& progress = {});
 
 }  // namespace tallyfin

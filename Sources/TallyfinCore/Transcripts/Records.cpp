@@ -19,7 +19,7 @@ AgentIdentity AgentIdentity::parse(InternedText rawAgentId) {
   if (raw.empty()) {
     return main();
   }
-  // A character, not a byte: an "a" with a combining mark is another letter.
+  // Compare a whole character: an "a" followed by a combining mark is a different letter.
   if (Text::prefix(raw, 1) != "a") {
     return anonymous(rawAgentId);
   }

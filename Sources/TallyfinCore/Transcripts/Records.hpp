@@ -1,7 +1,7 @@
 #pragma once
 
-// One unified, attributed request, and who spent it: the value that everything downstream of a transcript is
-// made of. Small and trivially copyable, since a history holds hundreds of thousands.
+// A request with its usage and the agent that made it. Everything except transcripts is computed from these
+// records. They are small and trivially copyable, because a history has hundreds of thousands.
 
 #include "Platform/InternedText.hpp"
 #include "Platform/Numbers.hpp"
@@ -21,7 +21,7 @@
 
 namespace tallyfin {
 
-/// Who spent a request: the main session, a sub-agent with a name, or one known by its id alone.
+/// Which agent made a request: the main session, a named sub-agent, or a sub-agent known only by its id.
 class AgentIdentity {
  public:
   enum class Kind : std::uint8_t { main, named, anonymous };
@@ -32,8 +32,8 @@ class AgentIdentity {
   static AgentIdentity named(InternedText name, InternedText rawId) { return {Kind::named, name, rawId}; }
   static AgentIdentity anonymous(InternedText rawId) { return {Kind::anonymous, {}, rawId}; }
 
-  /// Reads the raw id of a transcript line. Empty: `main`. "a", a name, "-" and 16 or 17 lower-case
-  /// hexadecimal digits: `named`; the name may hold hyphens itself. Anything else: `anonymous`.
+  /// Parses the agent id of a transcript line. An empty id is `main`. An id of "a", a name, "-" and 16 or 17
+  /// lower-case hexadecimal digits is `named`; the name may contain hyphens. Any other id is `anonymous`.
   static AgentIdentity parse(InternedText rawAgentId);
 
   Kind kind() const { return kind_; }
@@ -45,15 +45,15 @@ class AgentIdentity {
   /// The whole raw id; empty for `main`.
   InternedText rawId() const { return rawId_; }
 
-  /// What a person is shown: the name; "anonymous agent " and the first 9 characters of the id; "main
+  /// The text shown to users: the name; "anonymous agent " and the first 9 characters of the id; or "main
   /// session".
   std::string label() const;
 
-  /// The same with the whole id: "reviewer  [areviewer-0123456789abcdef]", "anonymous agent  [f00d]", "main
-  /// session (no agentId)".
+  /// As `label`, with the whole id: "reviewer  [areviewer-0123456789abcdef]", "anonymous agent  [f00d]",
+  /// "main session (no agentId)".
   std::string labelWithId() const;
 
-  /// The text on which rankings break ties: the raw id, or "(main)".
+  /// The text by which rankings break ties: the raw id, or "(main)".
   std::string_view description() const;
 
   friend bool operator==(const AgentIdentity&, const AgentIdentity&) = default;
@@ -71,10 +71,10 @@ class AgentIdentity {
   Kind kind_ = Kind::main;
 };
 
-/// What one request used, as the transcript has it, negative counts included; or the sums over several
-/// requests. A sum that would overflow becomes the largest or smallest 64-bit value.
+/// The usage of one request, exactly as in the transcript, even if negative; or sums over several requests.
+/// Sums saturate at the smallest and largest 64-bit values.
 struct UsageCounts {
-  std::int64_t input = 0;  ///< tokens, as the four that follow
+  std::int64_t input = 0;  ///< tokens, like the next four members
   std::int64_t output = 0;
   std::int64_t cacheWrite5m = 0;  ///< written to the 5-minute cache
   std::int64_t cacheWrite1h = 0;  ///< written to the 1-hour cache
@@ -84,7 +84,7 @@ struct UsageCounts {
 
   std::int64_t cacheWrite() const { return saturatingAdd(cacheWrite5m, cacheWrite1h); }
 
-  /// All tokens; searches and fetches are none.
+  /// All tokens. Web searches and fetches are not tokens.
   std::int64_t totalTokens() const {
     return saturatingAdd(saturatingAdd(saturatingAdd(input, output), cacheWrite()), cacheRead);
   }
@@ -93,13 +93,13 @@ struct UsageCounts {
     forEachCount(other, [](std::int64_t& sum, std::int64_t count) { sum = saturatingAdd(sum, count); });
   }
 
-  /// Takes each count of `other` that is higher.
+  /// Sets each count to the higher of its own value and that of `other`.
   void raiseTo(const UsageCounts& other) {
     forEachCount(other, [](std::int64_t& own, std::int64_t count) { own = std::max(own, count); });
   }
 
-  /// The counts combined by bitwise or: no count is larger than that, and it is above 2^63 - 1 when one is
-  /// negative.
+  /// All counts combined by bitwise or. No count exceeds the result; if a count is negative, the result
+  /// exceeds 2^63 - 1.
   std::uint64_t allBits() const {
     return static_cast<std::uint64_t>(input | output | cacheWrite5m | cacheWrite1h | cacheRead | webSearch |
                                       webFetch);
@@ -122,27 +122,27 @@ struct UsageCounts {
 
 /// One request.
 struct UsageRecord : UsageCounts {
-  TimePoint timestamp;  ///< the earliest time stamp of all lines that carry the request
-  InternedText model;   ///< reduced model id; "unknown" when the line names none
+  TimePoint timestamp;  ///< earliest time stamp of all lines of the request
+  InternedText model;   ///< reduced model id; "unknown" if the line names no model
   InternedText sessionId;
-  InternedText rawCwd;  ///< working directory as the line gave it; empty when absent
+  InternedText rawCwd;  ///< working directory as in the line; empty if absent
   AgentIdentity agent;
-  InternedText sourceHome;  ///< name of the Claude home whose transcript supplied the record
-  /// The 5m/1h split of the cache write was unusable; all of it counts as 5-minute.
+  InternedText sourceHome;  ///< name of the Claude home whose transcript provided the record
+  /// The split of the cache write into 5m and 1h was unusable, so all of it counts as 5-minute.
   bool cacheWriteBreakdownAssumed = false;
-  std::int64_t sourceRank = 0;  ///< position of its file in the listing; of several copies the one of lowest
-                                ///< rank describes the request
+  std::int64_t sourceRank = 0;  ///< position of its file in the listing; of several copies, the one with the
+                                ///< lowest rank describes the request
 
-  /// Takes from `other`, a line or copy of the same request, each count that is higher and the time if it is
-  /// earlier. The descriptive fields stay.
+  /// Merges `other`, a line or copy of the same request: takes each count that is higher, and the time if it
+  /// is earlier. The descriptive fields do not change.
   void raiseTo(const UsageRecord& other);
 
   friend bool operator==(const UsageRecord&, const UsageRecord&) = default;
 };
 
 /// The requests of one file or one scan by request key ("message.id:requestId"), in order of first
-/// appearance. The order is kept through saving, loading and growing, so that sums have the same last bit on
-/// every run.
+/// appearance. Saving, loading and appending keep the order, so floating-point sums are identical on every
+/// run.
 class RecordMap {
  public:
   struct Entry {
@@ -156,16 +156,17 @@ class RecordMap {
   std::size_t size() const { return entries_.size(); }
   void reserve(std::size_t count) { entries_.reserve(count); }
 
-  /// The record of a key, or null. The pointer is good until the next `insert`.
+  /// The record for a key, or null. The pointer is valid until the next `insert` or `append`.
   UsageRecord* find(InternedText key);
 
-  /// Adds the record of a new key, or replaces the record of a known one in its place.
+  /// Adds a record, or replaces the existing record with this key at its position.
   void insert(InternedText key, const UsageRecord& record);
 
-  /// Adds the record of a key that is known to be new.
+  /// Adds a record whose key the caller knows to be new.
   void append(InternedText key, const UsageRecord& record);
 
-  /// Frees the index that `find` uses, for when a file has been read; the next `find` builds it again.
+  /// Frees the index that `find` uses; call it when a file has been read. The next `find` builds the index
+  /// again.
   void dropIndex();
 
   friend bool operator==(const RecordMap& left, const RecordMap& right) {
@@ -180,11 +181,11 @@ class RecordMap {
   bool indexed_ = false;
 };
 
-/// A list of requests in a defined order. It refers to the records of the files instead of copying them, and
-/// keeps them alive. Copies of the list share them, too.
+/// A list of requests in a defined order. Refers to the records of the files instead of copying them, and
+/// keeps them alive. Copies of the list share them.
 class RecordList {
  public:
-  /// Steps through the requests.
+  /// Iterates over the requests.
   class Iterator {
    public:
     using value_type = UsageRecord;
@@ -209,10 +210,10 @@ class RecordList {
 
   RecordList() = default;
 
-  /// A list that holds copies of `records`, for callers that made them themselves.
+  /// A list of copies of `records`.
   RecordList(const std::vector<UsageRecord>& records);
 
-  /// Refers to these entries, which live as long as `owner`.
+  /// Refers to `entries`, which must be valid as long as `owner` is alive.
   RecordList(std::vector<const RecordMap::Entry*> entries, std::shared_ptr<const void> owner)
       : entries_(std::move(entries)), owner_(std::move(owner)) {}
 
@@ -221,7 +222,7 @@ class RecordList {
   Iterator begin() const { return Iterator(entries_.data()); }
   Iterator end() const { return Iterator(entries_.data() + entries_.size()); }
 
-  /// Whether the requests are equal, one after the other.
+  /// Whether both lists contain equal requests in the same order.
   friend bool operator==(const RecordList& left, const RecordList& right);
 
  private:

@@ -1,6 +1,6 @@
 #pragma once
 
-// What a scan saw and lost: every line that could not be used ends in one of these counters.
+// Counts what a scan read and lost. Every line that cannot be used increments one of these counters.
 
 #include "Platform/Files.hpp"
 
@@ -13,22 +13,23 @@
 
 namespace tallyfin {
 
-/// What became of lines, of one file or of all.
+/// Counts of the lines of one file or of all files.
 struct LineCounters {
-  std::int64_t usageLinesSeen = 0;            ///< lines that passed the byte test
-  std::int64_t linesNotUsageBearing = 0;      ///< of these, `message` has no `usage` object: no loss
+  std::int64_t usageLinesSeen = 0;            ///< lines that contain the bytes of the key "usage"
+  std::int64_t linesNotUsageBearing = 0;      ///< of these, lines whose `message` has no `usage` object; not
+                                              ///< a loss
   std::int64_t linesRejectedInvalidJSON = 0;  ///< not a JSON object
-  std::int64_t linesRejectedNoMessage = 0;    ///< without a `message` object
+  std::int64_t linesRejectedNoMessage = 0;    ///< no `message` object
   std::int64_t linesRejectedNoTimestamp = 0;  ///< no usable `timestamp`
-  std::int64_t linesRejectedNoIdentity = 0;   ///< without `message.id` or a request id
-  std::int64_t linesSkippedZeroUsage = 0;     ///< usage is all 0: no loss
-  std::int64_t longestLineBytes = 0;          ///< the length of the longest line
+  std::int64_t linesRejectedNoIdentity = 0;   ///< no `message.id` or no request id
+  std::int64_t linesSkippedZeroUsage = 0;     ///< all usage counts are 0; not a loss
+  std::int64_t longestLineBytes = 0;          ///< length of the longest line
 
-  /// Lines that were lost. Counters from a damaged cache file may have any value: a sum that would overflow
-  /// becomes the largest or smallest value.
+  /// The number of lines lost. Counters from a damaged cache file may have any value, so the sum saturates at
+  /// the smallest and largest values.
   std::int64_t totalRejected() const;
 
-  /// Sums the counters, and keeps the longer line.
+  /// Adds the counters. `longestLineBytes` becomes the larger of both.
   void add(const LineCounters& other);
 
   friend bool operator==(const LineCounters&, const LineCounters&) = default;
@@ -37,16 +38,16 @@ struct LineCounters {
 /// The counters of one transcript.
 using FileDiagnostics = LineCounters;
 
-/// How a counter of lines is named where it is shown.
+/// The names under which a counter is shown.
 struct LineCounter {
   std::int64_t LineCounters::*member;
   bool isLoss;             ///< its lines are missing from the figures
-  std::string_view label;  ///< in tally_provenance
-  std::string_view item;   ///< in the provenance document
-  std::string_view note;   ///< beside `item`; may be empty
+  std::string_view label;  ///< name in tally_provenance
+  std::string_view item;   ///< name in the provenance document
+  std::string_view note;   ///< remark beside `item`; may be empty
 };
 
-/// All counters of lines. Whoever sums, stores or shows them walks this list.
+/// All counters of lines. Code that sums, stores or shows counters iterates over this list.
 inline constexpr std::array<LineCounter, 7> lineCounters = {{
     {&LineCounters::usageLinesSeen, false, "usage lines seen", "usage_lines_seen", ""},
     {&LineCounters::linesNotUsageBearing, false, "lines without usage", "lines_not_usage_bearing",
@@ -63,24 +64,24 @@ inline constexpr std::array<LineCounter, 7> lineCounters = {{
      "normal: a usage block with nothing in it"},
 }};
 
-/// What a scan saw and lost.
+/// Everything that a scan counted.
 struct ScanDiagnostics : LineCounters {
-  std::int64_t filesScanned = 0;             ///< transcripts listed, those that failed included
-  std::vector<std::string> filesUnreadable;  ///< paths on which reading failed
-  /// Folders that could not be listed to their end: transcripts below them may be missing from all figures.
+  std::int64_t filesScanned = 0;             ///< transcripts listed, including those that failed
+  std::vector<std::string> filesUnreadable;  ///< paths of files that could not be read
+  /// Folders that could not be listed completely. Transcripts below them may be missing from all figures.
   std::vector<Files::UnreadableFolder> foldersUnreadable;
-  std::uint64_t bytesRead = 0;      ///< bytes of complete lines, over all files read to their end
+  std::uint64_t bytesRead = 0;      ///< bytes of complete lines in all files that were read to their end
   std::string longestLinePath;      ///< the file of the longest line
   std::int64_t uniqueRequests = 0;  ///< requests after unification
-  double duration = 0;              ///< seconds that the scan took
-  /// Transcripts listed, by home; a home without a projects folder has no entry.
+  double duration = 0;              ///< seconds
+  /// Number of transcripts listed, by home. Homes without a projects folder have no entry.
   std::map<std::string, std::int64_t> perHome;
 
-  /// Adds the counters of a file; the longest line, with `path`, only when it is longer than any before.
+  /// Adds the counters of the file at `path`. Replaces the longest line only by a longer one.
   void add(const FileDiagnostics& file, const std::string& path);
 
-  /// Adds another scan's share: counts are summed, unreadable files and folders appended, the longer line
-  /// kept (this one's on a tie). `uniqueRequests` and `duration` stay.
+  /// Adds the results of another scan: sums the counts, appends unreadable files and folders, and keeps the
+  /// longer line (on a tie, this one's). Does not change `uniqueRequests` and `duration`.
   void merge(const ScanDiagnostics& other);
 };
 

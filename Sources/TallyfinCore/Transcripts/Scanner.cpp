@@ -9,7 +9,7 @@
 namespace tallyfin::Scanner {
 namespace {
 
-// All requests, unified.
+// Reads all transcripts and unifies their requests.
 UnifiedRequests readAll(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
                         const ReadProgress& progress, ScanDiagnostics& diagnostics) {
   const TimePoint start = clock();

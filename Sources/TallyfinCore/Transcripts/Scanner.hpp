@@ -1,6 +1,6 @@
 #pragma once
 
-// The full scan: every transcript read from scratch, for callers that want no cache.
+// The full scan: reads every transcript from the start, for callers without a cache.
 
 #include "TallyfinCore/Transcripts/Homes.hpp"
 #include "TallyfinCore/Transcripts/Ingest.hpp"
@@ -12,26 +12,26 @@
 
 namespace tallyfin {
 
-/// What a scan gave.
+/// The result of a scan.
 struct ScanResult {
-  RecordList records;  ///< in listing order of the files, then order of first appearance
+  RecordList records;  ///< in listing order of the files, then in order of first appearance
   ScanDiagnostics diagnostics;
 };
 
 namespace Scanner {
 
-/// What a scan gave, its requests by key.
+/// The result of a scan, with its requests by key.
 struct KeyedScan {
   RecordMap records;
   ScanDiagnostics diagnostics;
 };
 
-/// Reads every transcript from scratch, on all processors when `parallel`. The result does not depend on the
-/// number of threads. `clock` times the scan; `progress`, when given, is told of the reading.
+/// Reads every transcript from the start, on all processors if `parallel`. The result does not depend on the
+/// number of threads. `clock` measures the duration; `progress` is called during reading, if given.
 KeyedScan scanKeyed(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
                     const ReadProgress& progress = {});
 
-/// The same as a list.
+/// As `scanKeyed`, with the requests as a list.
 ScanResult scan(const std::vector<SourceHome>& homes, bool parallel, const Clock& clock,
                 const ReadProgress& progress = {});
 

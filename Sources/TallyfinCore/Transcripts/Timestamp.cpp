@@ -8,8 +8,8 @@
 namespace tallyfin::Timestamp {
 namespace {
 
-// Days since 1970-01-01 in the proleptic Gregorian calendar, counted by eras of 400 years that begin in
-// March. The day may lie behind the end of its month.
+// Days since 1970-01-01 in the proleptic Gregorian calendar, computed from eras of 400 years that begin in
+// March. `day` may exceed the length of the month.
 std::int64_t dayNumber(int year, int month, int day) {
   const std::int64_t marchYear = month <= 2 ? year - 1 : year;
   const std::int64_t monthFromMarch = month <= 2 ? month + 9 : month - 3;
@@ -20,8 +20,8 @@ std::int64_t dayNumber(int year, int month, int day) {
   return era * 146'097 + dayOfEra - 719'468;
 }
 
-// Seconds east of UTC of the zone that begins at `at`: 0 for "Z" and for whatever is no sign; absent when a
-// sign is not followed by two digits.
+// Parses the zone at `at` and returns seconds east of UTC: 0 for "Z" and for anything that is not a sign;
+// absent if a sign is not followed by two digits.
 std::optional<std::int64_t> offset(std::string_view text, std::size_t at) {
   if (text[at] != '+' && text[at] != '-') {
     return 0;

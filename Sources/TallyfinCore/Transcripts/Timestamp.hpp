@@ -1,7 +1,7 @@
 #pragma once
 
-// Time stamps of transcripts, by byte arithmetic: the shape of RFC 3339 with the liberties that transcripts
-// take. No zone means UTC, never local time.
+// Parses the time stamps of transcripts: RFC 3339, with the deviations that occur in transcripts. A missing
+// zone means UTC, never local time.
 //
 //   Timestamp::parse("2026-01-02T03:04:05.5+01:30")  // 01:34:05.5 UTC
 //   Timestamp::parse("2025-02-31T00:00:00Z")         // 2025-03-03: a day may lie beyond its month
@@ -14,9 +14,8 @@
 
 namespace tallyfin::Timestamp {
 
-/// The moment that `text` names: YYYY-MM-DD, "T" or a blank, hh:mm:ss, then optionally a fraction and a zone.
-/// Seconds run to 61. Absent when the shape or a range does not hold; whatever follows the zone is not looked
-/// at.
+/// Parses YYYY-MM-DD, "T" or a blank, hh:mm:ss, an optional fraction and an optional zone. Seconds may be 0
+/// to 61. Absent if the form or a range is violated. Text after the zone is ignored.
 std::optional<TimePoint> parse(std::string_view text);
 
 }  // namespace tallyfin::Timestamp

@@ -6,8 +6,8 @@
 namespace tallyfin {
 namespace {
 
-// Two copies of a request made one: the one with the lower rank describes it, `stored` when both are equal;
-// each count is the higher one, the time the earlier.
+// Merges two copies of a request. The copy with the lower rank provides the descriptive fields, `stored` on a
+// tie. Each count is the higher one, the time the earlier one.
 UsageRecord combined(const UsageRecord& stored, const UsageRecord& incoming) {
   const bool incomingDescribes = incoming.sourceRank < stored.sourceRank;
   UsageRecord record = incomingDescribes ? incoming : stored;
@@ -18,7 +18,7 @@ UsageRecord combined(const UsageRecord& stored, const UsageRecord& incoming) {
 }  // namespace
 
 void UnifiedRequests::add(std::shared_ptr<const RecordMap> file) {
-  // Reading a file may have given out new numbers since the last one was added.
+  // Reading files may have assigned new numbers since the last call.
   positionOf_.resize(std::max(positionOf_.size(), InternedText::count()), 0);
   for (const RecordMap::Entry& entry : file->entries()) {
     std::uint32_t& position = positionOf_[entry.key.number()];

@@ -1,7 +1,7 @@
 #pragma once
 
-// Unifies the requests of many files: a request that stands in several of them counts once. In order of first
-// appearance, so that sums over them have the same last bit on every run.
+// Unifies the requests of many files, so that a request that occurs in several of them counts once. Keeps the
+// order of first appearance, so floating-point sums are identical on every run.
 
 #include "TallyfinCore/Transcripts/Reading.hpp"
 #include "TallyfinCore/Transcripts/Records.hpp"
@@ -15,17 +15,17 @@
 
 namespace tallyfin {
 
-/// A list of requests without repetitions.
+/// A list of requests without duplicates.
 class UnifiedRequests {
  public:
-  /// Room for so many requests.
+  /// Reserves memory for `count` requests.
   void reserve(std::size_t count) { entries_.reserve(count); }
 
-  /// Adds the requests of one file behind those of the files before it. Records are not copied; only one that
-  /// combines several copies and differs from the one kept so far is stored here.
+  /// Adds the requests of one file after those of earlier files. Does not copy records, except to store the
+  /// merge of several copies of a request when it differs from the copy kept so far.
   void add(std::shared_ptr<const RecordMap> file);
 
-  /// The record of a key, or null. Good until the next `add`.
+  /// The record for a key, or null. The pointer is valid until the next `add`.
   const UsageRecord* find(InternedText key) const;
 
   std::size_t size() const { return entries_.size(); }
@@ -33,22 +33,23 @@ class UnifiedRequests {
   /// Keys and records.
   const std::vector<const RecordMap::Entry*>& entries() const { return entries_; }
 
-  /// Gives the records away; this object is not to be used after that.
+  /// Moves the records out. The object must not be used afterwards.
   RecordList takeRecords() &&;
 
  private:
   struct Kept {
     std::vector<std::shared_ptr<const RecordMap>> files;
-    std::deque<RecordMap::Entry> unified;  // combined from several copies
+    std::deque<RecordMap::Entry> unified;  // merged from several copies
   };
 
   std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
   std::vector<const RecordMap::Entry*> entries_;
-  std::vector<std::uint32_t> positionOf_;  // by number of the key: the position plus 1; 0: no such request
+  std::vector<std::uint32_t> positionOf_;  // index: number of the key; value: position plus 1, or 0 if there
+                                           // is no such request
 };
 
-/// Unifies the requests that the files gave, in the order of the readings, and adds to `diagnostics` what was
-/// seen, read and lost. Files without attributes give nothing.
+/// Unifies the requests of the readings, in their order, and adds to `diagnostics` what they read and lost.
+/// Readings without a state (`now`) are skipped.
 UnifiedRequests unified(std::span<const FileReading> readings, ScanDiagnostics& diagnostics);
 
 }  // namespace tallyfin
