@@ -1,6 +1,6 @@
 #pragma once
 
-// What a program around the core is told about the machine, once, at start.
+// What programs around the core learn about the machine, once, at the start.
 
 #include "Platform/Calendar.hpp"
 #include "Platform/TimePoint.hpp"
@@ -10,26 +10,26 @@
 
 namespace tallyfin {
 
-/// What a program knows of its machine and of the variables that it was started with.
+/// The machine and the variables that a program uses.
 struct Environment {
   std::string home;  ///< the user's real home directory
-  /// TALLYFIN_HOME: where transcripts are looked for instead of `home`.
+  /// TALLYFIN_HOME: the directory searched for transcripts instead of `home`.
   std::optional<std::string> tallyfinHome;
   std::optional<std::string> tallyfinCachePath;    ///< TALLYFIN_CACHE_PATH: the cache file
-  std::optional<std::string> tallyfinPrices = {};  ///< TALLYFIN_PRICES: the file of one's own prices
-  Calendar calendar = Calendar::utc();             ///< of the machine's zone
+  std::optional<std::string> tallyfinPrices = {};  ///< TALLYFIN_PRICES: the file of own prices
+  Calendar calendar = Calendar::utc();             ///< in the machine's zone
   Clock now;                                       ///< the wall clock
-  /// The machine's zone if it is not known or its file cannot be used; `calendar` is then that of UTC.
+  /// The name of the machine's zone if it is unknown or its file is unusable; `calendar` is then in UTC.
   std::optional<std::string> unknownZone = {};
 
-  /// Asks the process: HOME and the password database, the three variables, the zone, the clock. Only a
-  /// `main` calls this, once; tests hand in an environment of their own.
+  /// Reads HOME or the password database, the three variables, the zone and the clock. Called once, by `main`
+  /// only; tests build their own environment.
   static Environment ofProcess();
 
-  /// A sentence that says so; absent without an `unknownZone`.
+  /// A sentence about `unknownZone`; absent if that is absent.
   std::optional<std::string> zoneNote() const;
 
-  /// The value of one of the variables with a leading tilde expanded; absent when it is unset or empty.
+  /// The value of a variable with a leading tilde expanded; absent if it is unset or empty.
   std::optional<std::string> expanded(const std::optional<std::string>& variable) const;
 };
 

@@ -32,8 +32,8 @@ std::string UnknownReason::text() const {
 
 namespace {
 
-// Mostly the model is in the set already. Handles compare as integers, while the set compares texts: with a
-// few models, going through them first takes less than half the time.
+// The model is usually in the set already. For small sets, comparing handles as integers takes less than half
+// the time of a lookup in the set, which compares texts.
 void noteModel(ModelSet& models, InternedText model) {
   constexpr std::size_t kFew = 8;
   const auto isModel = [model](InternedText known) { return known == model; };
@@ -130,7 +130,7 @@ CostEstimate CostEstimate::median(const std::vector<CostEstimate>& estimates) {
     result.unpricedModels.insert(estimate.unpricedModels.begin(), estimate.unpricedModels.end());
     result.ownPricedModels.insert(estimate.ownPricedModels.begin(), estimate.ownPricedModels.end());
   }
-  // A total order, so that not even a NaN could upset the sort.
+  // strong_order is a total order, so even NaN cannot break the sort.
   std::sort(amounts.begin(), amounts.end(),
             [](double left, double right) { return std::is_lt(std::strong_order(left, right)); });
   const std::size_t middle = amounts.size() / 2;

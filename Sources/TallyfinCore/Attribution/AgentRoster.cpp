@@ -16,15 +16,15 @@ namespace tallyfin {
 namespace {
 
 constexpr std::string_view kSessionPrefix = "session-";
-constexpr std::size_t kShortSession = 8;  // a roster has only so many characters of a session id
-constexpr std::uint64_t kLargestRoster = std::uint64_t{64} << 20;  // real ones have a few kilobytes
+constexpr std::size_t kShortSession = 8;  // a roster contains only this many characters of a session id
+constexpr std::uint64_t kLargestRoster = std::uint64_t{64} << 20;  // bytes; real rosters have a few kilobytes
 
 std::string key(std::string_view name, std::string_view shortSession) {
   return Text::canonical(concat(name, "@", shortSession));
 }
 
-// The members of a roster that matter. Each is read on its own, so that a hostile file of any shape takes
-// little more memory than its bytes.
+// The fields of a roster member that are used. Members are read one at a time, so that a hostile file needs
+// little more memory than its size.
 struct Member {
   std::optional<std::string> agentId;
   std::optional<std::string> agentType;
@@ -32,7 +32,7 @@ struct Member {
   std::optional<std::string> cwd;
 };
 
-// Consumes a list of objects; absent when it is something else.
+// Consumes a list of objects; absent if it is anything else.
 std::optional<std::vector<Member>> readMembers(JsonReader& reader) {
   if (reader.peek() != JsonReader::Kind::array) {
     reader.skipValue();
@@ -62,7 +62,7 @@ std::optional<std::vector<Member>> readMembers(JsonReader& reader) {
   return areObjects ? std::optional(std::move(members)) : std::nullopt;
 }
 
-// The members with an `agentId` of a roster document; absent when it is none.
+// The members of a roster document that have an `agentId`; absent if the document is not a roster.
 std::optional<std::vector<Member>> membersOf(std::string_view document) {
   JsonReader reader(document);
   std::optional<std::vector<Member>> members;
@@ -76,7 +76,7 @@ std::optional<std::vector<Member>> membersOf(std::string_view document) {
   return reader.finish() ? std::move(members) : std::nullopt;
 }
 
-// A member by its `agentId`: name, "@" and session, with or without "session-". Absent without one of them.
+// Parses `agentId`: name, "@" and session, which may begin with "session-". Absent if a part is missing.
 std::optional<RosterEntry> entryOf(Member&& member) {
   const std::string_view agentId = *member.agentId;
   const std::size_t at = agentId.find('@');
@@ -110,7 +110,7 @@ void AgentRoster::load(const std::vector<SourceHome>& homes) {
   for (const SourceHome& home : homes) {
     std::vector<std::string> names = Files::entryNames(home.teamsPath).value_or(std::vector<std::string>{});
     std::erase_if(names, [](const std::string& name) { return !name.starts_with(kSessionPrefix); });
-    // The order decides which of two entries with one key stays.
+    // Of two entries with the same key, the later one in this order is kept.
     std::sort(names.begin(), names.end(), Text::isBefore);
     for (const std::string& name : names) {
       loadFile(concat(home.teamsPath, "/", name, "/config.json"));

@@ -1,8 +1,7 @@
 #pragma once
 
-// What runs of agent teams recorded about their members: `teams/session-*/config.json` below each Claude
-// home. Figures come from the transcripts alone; a roster only adds descriptions of agents, and counts how
-// many agents have one.
+// Members of agent teams, recorded in `teams/session-*/config.json` in each Claude home. Rosters only add
+// descriptions of agents and count how many agents have one; all figures come from the transcripts.
 
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Transcripts/Homes.hpp"
@@ -23,35 +22,36 @@ struct RosterEntry {
   std::optional<std::string> agentType;
   std::optional<std::string> model;
   std::optional<std::string> cwd;
-  std::string sessionId;  ///< the part behind the "@", without "session-"
+  std::string sessionId;  ///< the part of `agentId` after the "@", without "session-"
 
   friend bool operator==(const RosterEntry&, const RosterEntry&) = default;
 };
 
-/// How much the rosters hold, and how many of the agents seen have an entry.
+/// How many entries the rosters have, and how many of the agents seen have an entry.
 struct RosterCoverage {
-  std::int64_t rostersRead = 0;    ///< files with a usable `members` list
+  std::int64_t rostersRead = 0;    ///< files with a valid `members` list
   std::int64_t entriesLoaded = 0;  ///< members stored; one stored twice counts twice
   std::int64_t namedAgentsSeen = 0;
   std::int64_t namedAgentsMatched = 0;
   std::int64_t anonymousAgentsSeen = 0;
 
-  /// Matched of seen named agents, 0 to 1; unknown (`noData`) when none was seen.
+  /// Matched agents as a fraction of the named agents seen, 0 to 1; unknown (`noData`) if none was seen.
   Estimate<double> matchFraction() const;
 };
 
-/// The members that the roster files of all homes describe.
+/// The members in the roster files of all homes.
 class AgentRoster {
  public:
-  /// Adds what the roster files of all homes hold. Files and members that are missing or malformed are passed
-  /// over in silence; a later member with the same key replaces an earlier one.
+  /// Adds the members in the roster files of all homes. Missing or malformed files and members are skipped
+  /// without notice. A later member replaces an earlier one with the same key.
   void load(const std::vector<SourceHome>& homes);
 
-  /// What the roster says of a named agent in a session, joined by the first 8 characters of the session id;
-  /// null when it says nothing, and for any other agent. The pointer lives until the roster changes.
+  /// The roster entry of a named agent in a session, matched by the first 8 characters of the session id.
+  /// Null if there is none, and for agents that are not named. The pointer is valid until the roster changes.
   const RosterEntry* entry(const AgentIdentity& agent, std::string_view sessionId) const;
 
-  /// Counts which of the agents (each with one of its sessions) have an entry. Adds to the counters.
+  /// Counts the agents that have an entry, and adds to the counters. Each agent comes with one of its
+  /// sessions.
   void recordCoverage(const absl::flat_hash_map<AgentIdentity, InternedText>& agents);
 
   const RosterCoverage& coverage() const { return coverage_; }
@@ -60,7 +60,7 @@ class AgentRoster {
  private:
   void loadFile(const std::string& path);
 
-  std::map<std::string, RosterEntry> entries_;  // by the canonical form of name, "@" and short session id
+  std::map<std::string, RosterEntry> entries_;  // key: canonical form of name, "@" and short session id
   RosterCoverage coverage_;
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The list API prices, to be compared line by line with the price page. One line a price: a new model or a
-// new price is one new line, and nothing else.
+// The list API prices, kept in a form that can be compared line by line with the price page. A new model or a
+// new price is one new line.
 
 #include "Platform/Calendar.hpp"
 
@@ -11,18 +11,18 @@
 
 namespace tallyfin::Pricing {
 
-/// The day on which the list was last compared with the price page.
+/// The date of the last comparison with the price page.
 inline constexpr CalendarDate listPricesCompared{2026, 11, 23};
 
-/// A price in US dollars per million tokens. The prices of the caches follow from that of the input.
+/// A price in US dollars per million tokens. The cache prices are derived from `input`.
 struct ListPrice {
-  std::string_view model;  ///< as `normalizeModel` leaves an id: lower case, without date suffix and "[1m]"
+  std::string_view model;  ///< as `normalizeModel` returns it: lower case, without date suffix and "[1m]"
   double input = 0;
   double output = 0;
-  std::optional<CalendarDate> until = std::nullopt;  ///< the last day; absent: open-ended
+  std::optional<CalendarDate> until = std::nullopt;  ///< last day of validity; absent: open-ended
 };
 
-/// The lines of one model stand together in order of time; the last one is open-ended.
+/// The lines of a model are adjacent and in order of time; the last one is open-ended.
 inline constexpr auto listPrices = std::to_array<ListPrice>({
     {"claude-fable-5", 10, 50},
     {"claude-mythos-5", 10, 50},

@@ -18,12 +18,13 @@ namespace tallyfin {
 namespace {
 
 constexpr std::uint64_t kLargestPriceList = std::uint64_t{1} << 20;  // bytes
-// Dollars per million tokens, that is, a dollar a token; sums stay finite.
+// A million dollars per million tokens, that is, one dollar per token. The limit keeps sums finite.
 constexpr double kHighestPrice = 1'000'000;
-constexpr std::size_t kShownOfText = 40;  // characters of what a message quotes
+constexpr std::size_t kShownOfText = 40;  // characters of the text quoted in messages
 
-// An iterator over the text that tells how far the parser has come. The last character taken does not count
-// as read: it may be the one behind a number, which shows the parser that the number has ended.
+// An iterator over the text that records how far the parser has read. Only the characters before the last one
+// taken count as read: the last one may be the character after a number, which the parser needs to find the
+// number's end.
 struct Reading {
   using iterator_category = std::input_iterator_tag;
   using value_type = char;
@@ -50,12 +51,12 @@ struct NumberMember {
 
 using Until = std::optional<CalendarDate>;
 
-// By last day; the open-ended price comes last.
+// Sorts by last day; the open-ended price comes last.
 struct Earlier {
   bool operator()(const Until& left, const Until& right) const { return left && (!right || *left < *right); }
 };
 
-// One price as it is read.
+// One price while it is being read.
 struct Draft {
   std::ptrdiff_t line = 0;
   std::optional<std::string> model;
@@ -64,7 +65,7 @@ struct Draft {
       {{"input"}, {"output"}, {"cache_write_5m"}, {"cache_write_1h"}, {"cache_read"}}};
 };
 
-// Takes the events of the parser. At a fault in the text a function returns false, which ends the reading.
+// Receives the parser's events. A function returns false at an error, which ends parsing.
 class PriceReader : public nlohmann::json_sax<nlohmann::json> {
  public:
   explicit PriceReader(std::string_view text) : text_(text), taken_(text.data()), counted_(text.data()) {}
@@ -178,7 +179,7 @@ class PriceReader : public nlohmann::json_sax<nlohmann::json> {
 
   static bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
-  // The line of the last character taken. Counts on from where the last call stopped, since each price asks.
+  // The line of the last character taken. Counts on from the previous call, because every price calls this.
   std::ptrdiff_t line() {
     line_ += std::count(counted_, taken_, '\n');
     counted_ = taken_;
@@ -219,7 +220,7 @@ class PriceReader : public nlohmann::json_sax<nlohmann::json> {
     if (!(value >= 0 && value <= kHighestPrice)) {
       return fail(concat(shown(member_), " must be between 0 and 1,000,000"));
     }
-    member->value = value + 0.0;  // -0.0 becomes 0
+    member->value = value + 0.0;  // turns -0.0 into 0
     return true;
   }
 
@@ -231,7 +232,7 @@ class PriceReader : public nlohmann::json_sax<nlohmann::json> {
     return std::ranges::any_of(*draft_.model, isControl) ? fail("\"model\" holds a control character") : true;
   }
 
-  // Adds the price just read, if it is complete, to those of its model, in order of time.
+  // Adds the finished price, if it is complete, to those of its model, in order of time.
   bool keep() {
     const auto& [input, output, write5m, write1h, read] = draft_.numbers;
     if (!draft_.model || !input.value || !output.value) {
@@ -249,18 +250,18 @@ class PriceReader : public nlohmann::json_sax<nlohmann::json> {
   }
 
   std::string_view text_;
-  const char* taken_;    // the last character that the parser took
-  const char* counted_;  // up to where `line_` counts
+  const char* taken_;    // the last character the parser took
+  const char* counted_;  // `line_` counts the lines up to here
   std::ptrdiff_t line_ = 1;
   Place place_ = Place::start;
   std::string member_;
-  std::vector<std::string> members_;  // those of the object that is read
+  std::vector<std::string> members_;  // of the object being read
   Draft draft_;
   std::map<std::string, std::map<Until, Prices, Earlier>> models_;
   std::string problem_;
 };
 
-// The first line that is no UTF-8; 0 when all is.
+// The first line that is not valid UTF-8; 0 if there is none.
 std::ptrdiff_t lineWithoutUtf8(std::string_view text) {
   if (Text::isValidUtf8(text)) {
     return 0;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Prices of models over time: the list prices, which are built in, and own prices, which the user gives in a
-// file; these add to list prices or replace them. A file with any fault is not used at all.
+// Prices of models over time: the built-in list prices, and own prices from a file of the user, which add to
+// list prices or replace them. A file with any fault is ignored entirely.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Environment.hpp"
@@ -13,19 +13,19 @@
 
 namespace tallyfin {
 
-/// Prices of a model on a day, in US dollars per million tokens.
+/// The prices of a model on a day, in US dollars per million tokens.
 struct Prices {
   double input = 0;
   double output = 0;
   std::optional<double> cacheWrite5m = std::nullopt;  ///< absent: the usual multiple of `input`
-  std::optional<double> cacheWrite1h = std::nullopt;  ///< likewise
-  std::optional<double> cacheRead = std::nullopt;     ///< likewise
-  bool isOwn = false;                                 ///< an own price, not a list price
+  std::optional<double> cacheWrite1h = std::nullopt;  ///< as `cacheWrite5m`
+  std::optional<double> cacheRead = std::nullopt;     ///< as `cacheWrite5m`
+  bool isOwn = false;                                 ///< from the user's file, not from the list
 
   friend bool operator==(const Prices&, const Prices&) = default;
 };
 
-/// One dated price.
+/// A price with its last day.
 struct PriceTier {
   std::optional<CalendarDate> until;  ///< the last day on which it applies; absent: open-ended
   Prices prices;
@@ -35,28 +35,27 @@ struct PriceTier {
 
 /// The prices of a model over time.
 struct PricedModel {
-  std::string model;             ///< reduced as the ids of records are, in canonical form
+  std::string model;             ///< reduced like the ids of records, in canonical form
   std::vector<PriceTier> tiers;  ///< in order of time, an open-ended one last; at least one
 };
 
-/// The own prices, which stand beside the built-in ones. By default there are none.
+/// The user's own prices, used in addition to the built-in ones.
 struct PriceList {
-  std::vector<PricedModel> own;        ///< by model, in text order
-  std::string file;                    ///< the file that was looked at; empty when there is none
-  std::optional<std::string> problem;  ///< why that file is not used; `own` is empty then
+  std::vector<PricedModel> own;        ///< sorted by model, in text order
+  std::string file;                    ///< the file that was tried; empty if there is none
+  std::optional<std::string> problem;  ///< why the file is ignored; `own` is then empty
 
-  /// The built-in prices alone.
+  /// A list without own prices.
   static const PriceList& builtIn();
 
-  /// The own prices that a program uses: those of the file that TALLYFIN_PRICES names, else of
-  /// ~/.config/net.quillpond.tallyfin/prices.json. When the first is missing that is a `problem`; the second
-  /// need not exist.
+  /// The own prices that a program uses, from the file named by TALLYFIN_PRICES or, if that is not set,
+  /// ~/.config/net.quillpond.tallyfin/prices.json. A missing file is a `problem` in the first case only.
   static PriceList of(const Environment& environment);
 
-  /// The prices of one file. When it is missing that is a `problem`.
+  /// The prices in one file. A missing file is a `problem`.
   static PriceList ofFile(const std::string& path);
 
-  /// The prices that the text of a file holds; `file` stays empty.
+  /// The prices in the text of a file; `file` stays empty.
   static PriceList parse(std::string_view text);
 };
 

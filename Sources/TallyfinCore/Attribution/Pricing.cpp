@@ -21,9 +21,9 @@ std::vector<PricedModel> makeTable() {
   return models;
 }
 
-// Adds each of `models` with which the id begins. The models are in text order, so each of them stands at or
-// before the id. The last model that is not behind `start` has the longest common beginning with the id; no
-// longer one has to be searched for.
+// Adds each of `models` whose name is a prefix of the id. The models are in text order, so prefixes of the id
+// are not after the id. The last model that is not after `start` has the longest common prefix with the id,
+// so the search continues with that common prefix.
 void addOwn(std::vector<const PricedModel*>& found, std::string_view id,
             std::span<const PricedModel> models) {
   std::string_view start = id;
@@ -64,7 +64,7 @@ std::vector<const PricedModel*> candidates(InternedText model, const PriceList& 
       found.push_back(&one);
     }
   }
-  // Own ones were found first and stay before built-in ones of the same length.
+  // Own prices were found first, and the stable sort keeps them before built-in ones of the same length.
   std::stable_sort(found.begin(), found.end(), [](const PricedModel* left, const PricedModel* right) {
     return left->model.size() > right->model.size();
   });
@@ -73,7 +73,7 @@ std::vector<const PricedModel*> candidates(InternedText model, const PriceList& 
 
 const PriceTier* tierOn(std::span<const PricedModel* const> candidates, TimePoint day,
                         const Calendar& calendar) {
-  // The calendar is only asked where the date matters.
+  // Converts `day` to a date only for tiers that have a last day.
   const auto applies = [&](const PriceTier& tier) {
     return !tier.until || calendar.date(day) <= *tier.until;
   };
@@ -99,7 +99,7 @@ double cost(const UsageRecord& record, const Prices& prices) {
   const auto cached = [&](std::int64_t count, const std::optional<double>& price, double multiplier) {
     return price ? tokens(count) * *price : tokens(count) * prices.input * multiplier;
   };
-  // The order of the products and sums is fixed: it decides the last bit.
+  // The order of products and sums is fixed, because it determines the last bit.
   const double perMillion = tokens(record.input) * prices.input +
                             cached(record.cacheRead, prices.cacheRead, cacheReadMultiplier) +
                             cached(record.cacheWrite5m, prices.cacheWrite5m, cacheWrite5mMultiplier) +

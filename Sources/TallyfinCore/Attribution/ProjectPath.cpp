@@ -21,8 +21,8 @@ bool hasTwoCharacters(std::string_view path) {
   return path.size() > Text::prefix(path, 1).size();
 }
 
-// The innermost directory from `path` upwards, of at most `levels`, that has an entry ".git"; empty when
-// none has. The root directory "/" is not looked at. The view points into `path`.
+// The innermost directory with an entry ".git" among `path` and its parents, at most `levels` of them; empty
+// if there is none. "/" is not checked. The view points into `path`.
 std::string_view gitRootAbove(std::string_view path, int levels) {
   std::string entry;
   for (; levels > 0 && hasTwoCharacters(path); --levels) {
@@ -39,7 +39,7 @@ std::string_view gitRootAbove(std::string_view path, int levels) {
   return {};
 }
 
-// The repository that a working directory lies in; absent when it lies in none.
+// The repository that contains a working directory; absent if none does.
 std::optional<std::string_view> gitRoot(std::string_view path, ProjectResolver::Parent& last) {
   const std::string_view parent = Files::withoutLastComponent(path);
   if (parent == path || !hasTwoCharacters(path)) {
@@ -47,7 +47,7 @@ std::optional<std::string_view> gitRoot(std::string_view path, ProjectResolver::
   }
   if (last.path != parent) {
     last.path = parent;
-    // A relative path of one part lies in the directory that the process works in.
+    // A relative path of one component is in the process's working directory.
     last.exists = parent.empty() || Files::exists(last.path);
     last.rootLength = gitRootAbove(parent, kMostLevels - 1).size();
   }
@@ -89,8 +89,8 @@ Resolved ProjectResolver::resolve(InternedText rawCwd, Parent& last) const {
       return known->second;
     }
   }
-  // The disk may be slow, so it is asked outside the lock. Two threads may then ask for one directory at
-  // once; both get the same answer.
+  // Reads the disk without the lock, because it may be slow. Two threads may then look up the same directory;
+  // both get the same result.
   const Resolved resolved = compute(rawCwd, last);
   const std::lock_guard guard(memo_->lock);
   memo_->map.insert_or_assign(rawCwd.spelling(), resolved);
@@ -101,7 +101,7 @@ std::string ProjectResolver::tildify(std::string_view path) const {
   if (!Text::hasPrefix(path, home_)) {
     return std::string(path);
   }
-  // Counted in characters, since the path may spell the home directory in another normal form.
+  // Counts characters, because the path may spell the home directory in another normal form.
   path.remove_prefix(Text::prefix(path, Text::characterCount(home_)).size());
   return concat("~", path);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// From the raw working directory of a request to the project it belongs to: worktrees and subdirectories of a
-// repository add up under one label. Asks the disk only whether a ".git" entry exists.
+// Maps the raw working directory of a request to its project. Worktrees and subdirectories of a repository
+// share one label. The only disk access is the check whether directories and their ".git" entries exist.
 
 #include "Platform/InternedText.hpp"
 #include "absl/container/flat_hash_map.h"
@@ -16,24 +16,24 @@
 
 namespace tallyfin {
 
-/// How a project label was reached. `text(Provenance)` gives the words that reports store and show.
+/// How a project label was found. `text(Provenance)` returns the word that reports store and show.
 enum class Provenance : std::uint8_t {
-  exact,           ///< the path is itself the root of a repository
-  worktreeFolded,  ///< it lay under ".claude/worktrees" and was cut back
-  gitRootFolded,   ///< it lay inside a repository and was cut back to its root
-  rawFallback,     ///< no repository was found, or the disk was not asked: the path as it came
-  missing          ///< the transcript gave no working directory
+  exact,           ///< the path is the root of a repository
+  worktreeFolded,  ///< the path was below ".claude/worktrees" and was cut there
+  gitRootFolded,   ///< the path was inside a repository and was cut to its root
+  rawFallback,     ///< no repository was found, or the disk was not consulted: the path is unchanged
+  missing          ///< the transcript has no working directory
 };
 
-/// All of them.
+/// All provenances.
 inline constexpr Provenance allProvenances[] = {Provenance::exact, Provenance::worktreeFolded,
                                                 Provenance::gitRootFolded, Provenance::rawFallback,
                                                 Provenance::missing};
 
-/// The words for it in reports.
+/// The word for a provenance in reports.
 std::string_view text(Provenance provenance);
 
-/// How the requests of one label reached it, in one byte, since a report holds a set for each label.
+/// The provenances of the requests of one label. One byte, because a report has a set for each label.
 class ProvenanceSet {
  public:
   constexpr ProvenanceSet() = default;
@@ -53,7 +53,7 @@ class ProvenanceSet {
   std::uint8_t bits_ = 0;
 };
 
-/// A project label and how it was reached.
+/// A project label and how it was found.
 struct Resolved {
   InternedText canonical;
   Provenance provenance = Provenance::missing;
@@ -61,37 +61,38 @@ struct Resolved {
   friend bool operator==(const Resolved&, const Resolved&) = default;
 };
 
-/// Finds the project of a working directory. What was found is remembered, so that the disk is asked only
-/// once for each directory; copies share that memory.
+/// Finds the project of a working directory. Caches results, so that the disk is read only once per
+/// directory. Copies share the cache.
 class ProjectResolver {
  public:
-  /// `home` is the user's home directory, the prefix that becomes "~"; used unchanged.
+  /// `home` is the user's home directory, the prefix that is replaced by "~".
   ProjectResolver(std::string home, bool consultDisk);
 
-  /// What is known of a directory above a working directory.
+  /// What is known about the parent of a working directory.
   struct Parent {
     std::string path;
-    bool exists = true;          ///< what lies in a directory that is gone is gone, too
-    std::size_t rootLength = 0;  ///< of the path of the repository that it lies in; 0: it lies in none
+    bool exists = true;          ///< if false, the working directory does not exist either
+    std::size_t rootLength = 0;  ///< length of the path of the repository that contains it; 0 if none does
   };
 
-  /// The label of a working directory. An empty one is "(unknown cwd)", or the name of the folder that holds
-  /// the transcript when `transcriptPath` is given. Safe from any thread.
+  /// The label of a working directory. For an empty one it is "(unknown cwd)" or, if `transcriptPath` is
+  /// given, the name of the transcript's folder. May be called from any thread.
   Resolved resolve(InternedText rawCwd, std::string_view transcriptPath = {}) const;
 
-  /// The same for a pass over many directories. `last` is empty at its beginning and holds the directory
-  /// above the last one looked up, which is not looked at again for those beside it. A pass drops it in the
-  /// end, so that the next one sees what has changed on the disk.
+  /// As above, for many directories in a row. `last` caches the parent of the last directory looked up, so
+  /// that its siblings need no further lookup of the parent. Pass an empty `last` at the start of each pass,
+  /// so that the pass sees changes on the disk.
   Resolved resolve(InternedText rawCwd, Parent& last) const;
 
-  /// The path with a leading `home` replaced by "~". Only the texts are compared: of /home/anna the home
-  /// /home/ann leaves "~a".
+  /// The path with a leading `home` replaced by "~". Compares text only: with the home /home/ann, /home/anna
+  /// becomes "~a".
   std::string tildify(std::string_view path) const;
 
  private:
   struct Memo {
     std::mutex lock;
-    absl::flat_hash_map<std::uint32_t, Resolved> map;  // by spelling: two spellings are two directories
+    absl::flat_hash_map<std::uint32_t, Resolved> map;  // by spelling, because two spellings are two
+                                                       // directories
   };
 
   Resolved compute(InternedText rawCwd, Parent& last) const;
