@@ -1,7 +1,7 @@
 #pragma once
 
-// The one rule about numbers: what cannot be computed is "unknown" with a reason, never 0. A known 0 is a
-// different thing.
+// Figures that may be unknown. A figure that cannot be computed is "unknown" with a reason, never 0, because
+// 0 is a known figure.
 
 #include "Platform/InternedText.hpp"
 #include "absl/container/btree_set.h"
@@ -18,7 +18,7 @@
 
 namespace tallyfin {
 
-/// Why there is no figure.
+/// Why a figure is unknown.
 class UnknownReason {
  public:
   enum class Kind : std::uint8_t {
@@ -30,7 +30,7 @@ class UnknownReason {
     periodIncomplete
   };
 
-  /// What is printed in place of a number, whatever the reason.
+  /// Printed in place of a number that is unknown.
   static constexpr const char* placeholder = "unknown";
 
   static UnknownReason noPriceForModel(InternedText model) { return {Kind::noPriceForModel, model}; }
@@ -42,7 +42,7 @@ class UnknownReason {
 
   Kind kind() const { return kind_; }
 
-  /// The model, the thing not metered or the source; empty for the other kinds.
+  /// The model, what is not metered, or the source, depending on the kind; empty for the other kinds.
   InternedText subject() const { return subject_; }
 
   /// The reason in words.
@@ -57,7 +57,7 @@ class UnknownReason {
   Kind kind_;
 };
 
-/// A figure that is known, or unknown with a reason.
+/// A figure, or the reason why it is unknown.
 template <typename T>
 class Estimate {
  public:
@@ -66,13 +66,13 @@ class Estimate {
 
   bool isKnown() const { return state_.index() == 0; }
 
-  /// The figure, or null when it is unknown. Lives as long as the estimate.
+  /// The figure, or null if it is unknown. Valid as long as the estimate.
   const T* value() const { return std::get_if<T>(&state_); }
 
-  /// The reason, or null when the figure is known. Lives as long as the estimate.
+  /// The reason, or null if the figure is known. Valid as long as the estimate.
   const UnknownReason* reason() const { return std::get_if<UnknownReason>(&state_); }
 
-  /// The figure changed by `change`; an unknown stays unknown for the same reason.
+  /// Applies `change` to the figure. An unknown figure stays unknown with the same reason.
   template <typename F>
   auto map(F&& change) const -> Estimate<decltype(change(std::declval<const T&>()))> {
     if (const T* known = value()) {
@@ -87,7 +87,7 @@ class Estimate {
   std::variant<T, UnknownReason> state_;
 };
 
-/// What one request cost in US dollars, and whether that comes from an own price (PriceList).
+/// The cost of one request in US dollars, and whether it was computed with an own price (PriceList).
 struct RequestCost : Estimate<double> {
   RequestCost(const Estimate<double>& dollars, bool isOwnPrice = false)
       : Estimate<double>(dollars), isOwnPriced(isOwnPrice) {}
@@ -97,27 +97,27 @@ struct RequestCost : Estimate<double> {
   bool isOwnPriced = false;
 };
 
-/// Models in text order. An empty set owns no memory, since a report may hold millions of them.
+/// Models in text order. An empty set allocates nothing, which matters because a report may have millions of
+/// them.
 using ModelSet = absl::btree_set<InternedText>;
 
-/// No limit of the names in a sentence.
+/// Means that a text names all models.
 inline constexpr std::size_t allNames = std::numeric_limits<std::size_t>::max();
 
-/// A sum of money that knows what it leaves out: `priced` is a lower bound whenever `unpricedRequests` is
-/// above 0.
+/// A sum of costs that also counts the requests without a price. If there are any, `priced` is a lower bound.
 struct CostEstimate {
-  double priced = 0;                  ///< US dollars of all that has a price
-  std::int64_t unpricedRequests = 0;  ///< requests without a price; not in `priced`
+  double priced = 0;                  ///< US dollars of all requests with a price
+  std::int64_t unpricedRequests = 0;  ///< requests without a price, not included in `priced`
   ModelSet unpricedModels;            ///< the models of those requests
-  ModelSet ownPricedModels = {};      ///< the models that own prices priced
+  ModelSet ownPricedModels = {};      ///< models that were priced with own prices
 
   bool isComplete() const { return unpricedRequests == 0; }
 
-  /// There were requests, but none with a price: the sum is not 0 but unknown. A sum with own prices is known
-  /// even when it is 0, since an own price may be 0.
+  /// There were requests, but none had a price, so the sum is unknown rather than 0. A sum with own prices is
+  /// known even if it is 0, because own prices may be 0.
   bool isUnknown() const { return priced == 0.0 && unpricedRequests >= 1 && ownPricedModels.empty(); }
 
-  /// Adds one request: its dollars, or the fact that it has no price.
+  /// Adds one request: its cost, or one more request without a price.
   void add(const Estimate<double>& requestCost) {
     if (const double* dollars = requestCost.value()) {
       priced += *dollars;
@@ -126,44 +126,42 @@ struct CostEstimate {
     }
   }
 
-  /// Adds so many requests that have no price for that reason.
+  /// Adds `requests` requests that have no price for this reason.
   void noteUnpriced(const UnknownReason& reason, std::int64_t requests);
 
-  /// Notes that an own price priced a request of the model.
+  /// Records that a request of this model was priced with an own price.
   void noteOwnPrice(InternedText model);
 
   CostEstimate& operator+=(const CostEstimate& other);
   friend CostEstimate operator+(CostEstimate left, const CostEstimate& right) { return left += right; }
 
-  /// The same with the dollars times `factor`; requests and models without a price are kept as they are.
+  /// A copy whose dollars are multiplied by `factor`. The requests and models without a price are kept.
   CostEstimate scaled(double factor) const;
 
-  /// The amount as `money`, behind "≥ " when something is left out.
+  /// The amount as formatted by `money`, preceded by "≥ " if requests without a price are left out.
   std::string formatted() const;
 
-  // A text that names models names the first `mostNames` in text order and counts the others: "a, b and 17
-  // more".
+  // Texts that name models name the first `mostNames` in text order and count the rest: "a, b and 17 more".
 
-  /// What is left out, in words; absent when nothing is.
+  /// What the sum leaves out, in words; absent if it is complete.
   std::optional<std::string> caveat(std::size_t mostNames = allNames) const;
 
-  /// `formatted` and, when something is left out, the caveat in brackets; `unit`, such as "/h", behind the
-  /// amount.
+  /// `formatted`, then `unit` (such as "/h"), then the caveat in brackets, if there is one.
   std::string formattedWithCaveat(std::string_view unit = {}, std::size_t mostNames = allNames) const;
 
-  /// The models without a price, in text order.
+  /// Names of the models without a price, in text order.
   std::string unpricedNames(std::string_view separator, std::size_t mostNames = allNames) const;
 
-  /// "2 models (local-coder, nova-1)": the models that own prices priced; absent when there are none.
+  /// "2 models (local-coder, nova-1)": the models priced with own prices; absent if there are none.
   std::optional<std::string> ownPriced(std::size_t mostNames = allNames) const;
 
-  /// A dollar amount: two decimals and commas between thousands, or four decimals below one cent, so that a
-  /// fraction of a cent does not read as nothing. The sign stands behind the dollar sign. Ties go to the even
-  /// digit of the exact binary value, as printf does; -0.0 prints as 0.
+  /// A dollar amount with two decimals and commas between thousands. Amounts below one cent have four
+  /// decimals, so that they do not look like zero. A minus is printed after the dollar sign. Ties round to
+  /// the even digit of the exact binary value, as in printf; -0.0 becomes 0.
   static std::string money(double amount);
 
-  /// The median of the dollars; the mean of the middle two for an even number. Requests without a price are
-  /// summed over all estimates, and the models of each united. `estimates` must not be empty.
+  /// The median of the dollars; for an even number, the mean of the two middle ones. The result counts the
+  /// requests without a price of all estimates and names all their models. `estimates` must not be empty.
   static CostEstimate median(const std::vector<CostEstimate>& estimates);
 
   friend bool operator==(const CostEstimate&, const CostEstimate&) = default;

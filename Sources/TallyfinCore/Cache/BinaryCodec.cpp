@@ -27,7 +27,7 @@ void BinaryWriter::reserve(std::size_t strings, std::size_t body) {
 }
 
 void BinaryWriter::finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const {
-  constexpr std::size_t kPiece = std::size_t{1} << 20;  // bytes; with smaller pieces writing takes longer
+  constexpr std::size_t kPiece = std::size_t{1} << 20;  // bytes; smaller pieces take longer to write
   Buffer piece;
   piece.reserve(kPiece);
   piece.append(header);
@@ -48,7 +48,7 @@ DecodeError::DecodeError(Kind kind)
     : std::runtime_error(kDescriptions.at(static_cast<std::size_t>(kind))), kind_(kind) {}
 
 std::uint64_t BinaryReader::readLongUInt() {
-  constexpr int kLastShift = 63;  // of the tenth byte, of which only the lowest bit can count
+  constexpr int kLastShift = 63;  // of the tenth byte, whose lowest bit is bit 63 of the value
   std::uint64_t value = 0;
   for (int shift = 0; shift <= kLastShift; shift += 7) {
     const std::uint8_t byte = readByte();
@@ -61,7 +61,7 @@ std::uint64_t BinaryReader::readLongUInt() {
 }
 
 void BinaryReader::fetch(std::uint64_t count) {
-  constexpr std::uint64_t kPiece = std::uint64_t{256} * 1024;  // stays in the processor's cache
+  constexpr std::uint64_t kPiece = std::uint64_t{256} * 1024;  // fits in the processor's cache
   if (count > bytesLeft()) {
     throw DecodeError(DecodeError::Kind::truncated);
   }
@@ -70,7 +70,8 @@ void BinaryReader::fetch(std::uint64_t count) {
     const std::uint64_t wanted = std::min(unread_, std::max(count, kPiece) - piece_.size());
     const std::ptrdiff_t got = file_->read(piece_.room(wanted), wanted, file_->attributes().size - unread_);
     if (got <= 0) {
-      throw DecodeError(DecodeError::Kind::truncated);  // cut back or unreadable meanwhile
+      throw DecodeError(DecodeError::Kind::truncated);  // the file was truncated or became unreadable
+                                                        // meanwhile
     }
     piece_.grow(static_cast<std::size_t>(got));
     unread_ -= static_cast<std::uint64_t>(got);
@@ -84,7 +85,7 @@ void BinaryReader::readStringTable(absl::FunctionRef<void(std::span<const std::s
   if (count >= stringLimit) {
     throw DecodeError(DecodeError::Kind::badString);
   }
-  if (count > bytesLeft()) {  // each string takes at least a byte
+  if (count > bytesLeft()) {  // each string takes at least one byte
     throw DecodeError(DecodeError::Kind::truncated);
   }
   strings_ = count;
@@ -95,7 +96,7 @@ void BinaryReader::readStringTable(absl::FunctionRef<void(std::span<const std::s
   };
   for (std::uint64_t i = 0; i < count; ++i) {
     if (static_cast<std::size_t>(end_ - next_) < longestInteger) {
-      handOut();  // reading the length may fetch the next piece, which ends the views
+      handOut();  // reading the length may fetch the next piece, which invalidates the views
     }
     const std::uint64_t length = readUInt();
     if (length > static_cast<std::uint64_t>(end_ - next_)) {

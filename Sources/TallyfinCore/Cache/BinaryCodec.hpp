@@ -1,13 +1,13 @@
 #pragma once
 
-// The primitives of the cache file. Integers are LEB128 (seven bits a byte, lowest group first, the top bit
-// set when another byte follows); doubles are 8 bytes, IEEE 754, little-endian; a text is its index in a
-// string table, which stands before everything that refers to it:
+// The encoding of the cache file. Integers are LEB128 (seven bits per byte, lowest group first, the top bit
+// set if another byte follows). Doubles are 8 bytes, IEEE 754, little-endian. A text is its index in a string
+// table, which comes before everything that refers to it:
 //
 //   header | count, then length and bytes of each string | body
 //
-// The reader does not trust its input: it allocates nothing by a count before it has compared that count with
-// the bytes left.
+// The reader does not trust its input: it compares every count with the bytes left before it allocates
+// anything by that count.
 
 #include "Platform/Buffer.hpp"
 #include "Platform/Descriptor.hpp"
@@ -25,17 +25,17 @@
 
 namespace tallyfin {
 
-/// The bits as they stand in the file: little-endian on every machine.
+/// Converts between the machine's byte order and the file's, which is little-endian.
 inline std::uint64_t littleEndian(std::uint64_t bits) {
   return std::endian::native == std::endian::little ? bits : __builtin_bswap64(bits);
 }
 
 inline constexpr std::size_t longestInteger = 10;  // bytes
 
-/// Collects strings and a body, then hands them out as one file.
+/// Collects strings and a body, and writes them as one file.
 class BinaryWriter {
  public:
-  // Each appends to the body.
+  // Each appends a value to the body.
   void writeUInt(std::uint64_t value) { put(body_, value); }
   void writeDouble(double value) {
     const std::uint64_t bits = littleEndian(std::bit_cast<std::uint64_t>(value));
@@ -47,21 +47,21 @@ class BinaryWriter {
     body_.grow(1);
   }
 
-  /// The index of a text in the string table, for `writeUInt`; a new text gets the next one. The bytes must
-  /// stay alive until `finish`.
+  /// The index of a text in the string table, to be written with `writeUInt`. A new text is added to the
+  /// table. The bytes must stay valid until `finish`.
   std::uint32_t intern(std::string_view text);
 
-  /// Adds a text that the caller knows to be new, without looking it up, and gives its index. The bytes must
-  /// stay alive until `finish`.
+  /// Adds a text that the caller knows to be new, without a lookup, and returns its index. The bytes must
+  /// stay valid until `finish`.
   std::uint32_t add(std::string_view text) {
     strings_.push_back(text);
     return static_cast<std::uint32_t>(strings_.size() - 1);
   }
 
-  /// Room for so many strings and a body of so many bytes.
+  /// Reserves memory for `strings` strings and a body of `body` bytes.
   void reserve(std::size_t strings, std::size_t body);
 
-  /// Hands the whole output to `out`, piece by piece: `header`, the string table, the body.
+  /// Passes the whole output to `out` in pieces: `header`, the string table, the body.
   void finish(std::string_view header, absl::FunctionRef<void(std::string_view)> out) const;
 
  private:
@@ -80,7 +80,7 @@ class BinaryWriter {
   absl::flat_hash_map<std::string_view, std::uint32_t> indexOf_;
 };
 
-/// The input is unusable. The reader must not be used after that, and nothing of what it read.
+/// The input is unusable. After this error, use neither the reader nor anything that it has read.
 class DecodeError : public std::runtime_error {
  public:
   enum class Kind : std::uint8_t { truncated, badString, badStringIndex };
@@ -93,22 +93,22 @@ class DecodeError : public std::runtime_error {
   Kind kind_;
 };
 
-/// Reads what BinaryWriter wrote. Any other input gives arbitrary values or a DecodeError, and does no harm.
+/// Reads the output of BinaryWriter. For any other input it returns arbitrary values or throws DecodeError.
 class BinaryReader {
  public:
-  /// A string table of so many strings or more is refused.
+  /// Tables with this many strings or more are rejected.
   static constexpr std::uint64_t stringLimit = 5'000'000;
 
   /// `bytes` must outlive the reader.
   explicit BinaryReader(std::string_view bytes) : next_(bytes.data()), end_(next_ + bytes.size()) {}
 
-  /// Reads the file piece by piece, so that it takes no more memory than its longest string needs. It must
-  /// outlive the reader.
+  /// Reads the file in pieces, so memory use is bounded by the longest string. `file` must outlive the
+  /// reader.
   explicit BinaryReader(const PlainFile& file) : file_(&file), unread_(file.attributes().size) {}
 
   // Each throws DecodeError.
   std::uint64_t readUInt() {
-    // Most are of one to three bytes.
+    // Fast path: most integers have one to three bytes.
     if (end_ - next_ >= 3) {
       std::uint32_t value = 0;
       for (unsigned i = 0; i < 3; ++i) {
@@ -129,18 +129,18 @@ class BinaryReader {
   }
   std::uint8_t readByte() { return static_cast<std::uint8_t>(*take(1)); }
 
-  /// The next `count` bytes; good until the next call of any kind.
+  /// The next `count` bytes; valid until the next call of any function.
   std::string_view readBytes(std::uint64_t count) { return {take(count), count}; }
 
-  /// Reads the string table and hands its strings out in order, some at a time, as raw bytes, which may be
-  /// invalid UTF-8; the views are good during the call of `use`. To be called once, before the first
-  /// reference.
+  /// Reads the string table and passes its strings to `use` in order, several at a time. The strings are raw
+  /// bytes, which may be invalid UTF-8, and the views are valid only during the call of `use`. Call this
+  /// once, before reading the first reference.
   void readStringTable(absl::FunctionRef<void(std::span<const std::string_view>)> use);
 
   /// The number of strings in the table; known from the first call of `use` on.
   std::uint64_t stringCount() const { return strings_; }
 
-  /// Reads a reference and gives its index, below the number of strings.
+  /// Reads a reference and returns its index, which is less than the number of strings.
   std::uint32_t readStringIndex() {
     const std::uint64_t index = readUInt();
     if (index >= strings_) {
@@ -152,7 +152,7 @@ class BinaryReader {
   std::uint64_t bytesLeft() const { return static_cast<std::uint64_t>(end_ - next_) + unread_; }
 
  private:
-  // Gives the next `count` bytes, in one piece, and moves behind them.
+  // Returns the next `count` bytes as one piece and advances past them.
   const char* take(std::uint64_t count) {
     if (static_cast<std::uint64_t>(end_ - next_) < count) {
       fetch(count);
@@ -166,7 +166,7 @@ class BinaryReader {
   const char* next_ = nullptr;
   const char* end_ = nullptr;
   const PlainFile* file_ = nullptr;
-  std::uint64_t unread_ = 0;   // bytes of the file behind `end_`
+  std::uint64_t unread_ = 0;   // bytes of the file after `end_`
   Buffer piece_;               // of the file
   std::uint64_t strings_ = 0;  // in the table
 };

@@ -29,16 +29,16 @@
 namespace tallyfin::CacheFile {
 namespace {
 
-// What a file of any version begins with, and the version of the layout that is read and written.
+// The start of a cache file of any version, and the layout version that this unit reads and writes.
 constexpr std::string_view kMagic = "TFC1";
 constexpr std::uint64_t kFormatVersion = 2;
 
-// More than the table of strings has room for: almost five million requests. A larger file is not used: the
+// Almost five million requests, as many as the string table can hold. A larger file is ignored and the
 // transcripts are read again.
 constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;  // bytes
 
-// The counters of a file entry in the order of the layout: those that are no losses, then the losses, then
-// the longest line.
+// The counters of a file entry in layout order: those that are not losses, then the losses, then the longest
+// line.
 constexpr auto kCounters = [] {
   std::array<std::int64_t FileDiagnostics::*, lineCounters.size() + 1> members{};
   std::size_t count = 0;
@@ -52,13 +52,13 @@ constexpr auto kCounters = [] {
   members[count] = &FileDiagnostics::longestLineBytes;
   return members;
 }();
-// The counts of a record entry.
+// The counts of a record entry in layout order.
 constexpr std::int64_t UsageRecord::*kCounts[] = {
     &UsageRecord::input,     &UsageRecord::output,    &UsageRecord::cacheWrite5m, &UsageRecord::cacheWrite1h,
     &UsageRecord::cacheRead, &UsageRecord::webSearch, &UsageRecord::webFetch};
 
-// The fewest bytes of an entry: eight for its double, one for each other field. A count of more entries than
-// the bytes left can hold is not believed.
+// The minimum size of an entry in bytes: eight for its double, one for each other field. Counts of more
+// entries than the bytes left can hold are rejected.
 constexpr std::uint64_t kSmallestFileEntry = 21;
 constexpr std::uint64_t kSmallestRecordEntry = 23;
 
@@ -132,11 +132,11 @@ class Writer {
   }
 
   BinaryWriter writer_;
-  std::vector<std::uint32_t> indexOf_;  // by number of the text: spares hashing texts, a third of a save
+  std::vector<std::uint32_t> indexOf_;  // index: number of the text; saves hashing the texts, which would
+                                        // take a third of a save
 };
 
-// A reader of the file behind its header, or nothing when it begins in another way than files of this
-// version.
+// A reader positioned after the header, or nothing if the file does not begin like a file of this version.
 std::optional<BinaryReader> readerOf(const PlainFile& file) {
   BinaryReader reader(file);
   const bool isOurs = reader.bytesLeft() > kMagic.size() + 1 && reader.readBytes(kMagic.size()) == kMagic &&
@@ -144,13 +144,13 @@ std::optional<BinaryReader> readerOf(const PlainFile& file) {
   return isOurs ? std::optional(std::move(reader)) : std::nullopt;
 }
 
-// The string table as texts. They stand there in the order in which records name them first, so that one
-// thread can fill the table while another reads the records. On one thread a warm answer takes 5 % longer.
-// Should somebody write into the file meanwhile, the two see different files: then a text may be missing or
-// another one.
+// The string table as interned texts. The table lists them in the order in which records first refer to them,
+// so one thread can fill it while another reads the records. On one thread a warm answer takes 5 % longer. If
+// another process writes to the file meanwhile, the two threads see different contents; then texts may be
+// missing or wrong.
 class StringTable {
  public:
-  // `reader` stands before the string table, and must outlive the table.
+  // `reader` must be positioned before the string table and must outlive this object.
   StringTable(BinaryReader& reader, bool isWorthAThread)
       : filling_(std::async(onTheSide(isWorthAThread), [this, &reader] { fill(reader); })) {
     if (filling_.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
@@ -158,7 +158,7 @@ class StringTable {
     }
   }
 
-  // Waits until the text is there. When it will not come: throws what ended the filling, or DecodeError.
+  // Waits until the text is available. If the table ends before it, throws the reader's error or DecodeError.
   InternedText at(std::uint32_t index) {
     if (index >= seen_) {
       waitFor(index);
@@ -166,7 +166,7 @@ class StringTable {
     return texts_[index];
   }
 
-  // The bytes as they stand in the file: a path names its transcript by them, also where they are no UTF-8.
+  // The bytes as stored in the file. Paths need them, because a path need not be valid UTF-8.
   std::string bytesAt(std::uint32_t index) {
     const InternedText text = at(index);
     const std::lock_guard guard(lock_);
@@ -177,7 +177,7 @@ class StringTable {
  private:
   static constexpr std::uint32_t kComplete = std::numeric_limits<std::uint32_t>::max();
 
-  // Throws as the reader does; the texts before the failure stay.
+  // Throws what the reader throws; the texts before the failure are kept.
   void fill(BinaryReader& reader) {
     const absl::Cleanup end = [this] { publish(kComplete); };
     reader.readStringTable([&](std::span<const std::string_view> strings) {
@@ -218,17 +218,19 @@ class StringTable {
   }
 
   std::vector<InternedText> texts_;
-  std::uint32_t filled_ = 0;              // how many of them are there, for the thread that fills
-  std::atomic<std::uint32_t> ready_ = 0;  // the same for the other one, or `kComplete`
-  std::uint32_t seen_ = 0;                // how many the other one knows of
+  std::uint32_t filled_ = 0;              // the number of texts filled in; used by the filling thread
+  std::atomic<std::uint32_t> ready_ = 0;  // the same for the reading thread, or `kComplete`
+  std::uint32_t seen_ = 0;                // the number of texts that the reading thread knows of
   std::mutex lock_;
-  absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // those that are no UTF-8, as they are
-  std::future<void> filling_;                                 // last, so that nothing goes while it runs
+  absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // raw bytes of texts that are not UTF-8, by
+                                                              // index
+  std::future<void> filling_;                                 // last, so that it waits before other members
+                                                              // are destroyed
 };
 
 class Reader {
  public:
-  // `reader` stands before the string table, of which `texts` is made meanwhile.
+  // `reader` must be positioned before the string table, which `texts` reads meanwhile.
   Reader(BinaryReader reader, StringTable& texts) : reader_(std::move(reader)), texts_(texts) {}
 
   std::vector<FileProvenance> readFiles() {
@@ -236,7 +238,8 @@ class Reader {
     const std::uint64_t count = readLength(kSmallestFileEntry);
     std::vector<FileProvenance> files;
     files.reserve(count);
-    std::vector<std::uint32_t> entryOf(reader_.stringCount());  // by index of a path, counted from 1
+    std::vector<std::uint32_t> entryOf(reader_.stringCount());  // index: string index of a path; value: its
+                                                                // entry, counted from 1
     for (std::uint64_t i = 0; i < count; ++i) {
       const std::uint32_t index = reader_.readStringIndex();
       std::uint32_t& entry = entryOf[index];
@@ -249,7 +252,7 @@ class Reader {
     }
     std::erase_if(files, [](const FileProvenance& file) { return file.state == nullptr; });
     if (!std::ranges::is_sorted(files, std::ranges::less_equal(), &FileProvenance::path)) {
-      std::ranges::reverse(files);  // of entries with one path the last counts
+      std::ranges::reverse(files);  // of entries with the same path, the last one wins
     }
     sortByPath(files);
     return files;
@@ -280,8 +283,8 @@ class Reader {
     return state;
   }
 
-  // Whether the file being read has not had the key before; notes that it has it now. Saved files hold each
-  // key once, so the index of the records, which takes a sixth of a load, is built for damaged ones only.
+  // Records that the current file has the key; returns false if it had the key already. Only damaged files
+  // repeat keys, so the index of RecordMap, which takes a sixth of a load, is built for those only.
   bool isNewInFile(InternedText key) {
     if (key.number() >= fileOf_.size()) {
       fileOf_.resize(InternedText::count() + 1024, 0);
@@ -316,7 +319,7 @@ class Reader {
     return static_cast<std::int64_t>(value);
   }
 
-  // A number of entries to come.
+  // Reads a number of entries. Throws if the bytes left cannot hold that many.
   std::uint64_t readLength(std::uint64_t smallestEntry) {
     const std::uint64_t count = reader_.readUInt();
     if (count > reader_.bytesLeft() / smallestEntry) {
@@ -327,8 +330,8 @@ class Reader {
 
   InternedText readText() { return texts_.at(reader_.readStringIndex()); }
 
-  // Neighbours mostly have the same agent: each is looked up when it differs from the one before, and taken
-  // apart once.
+  // Consecutive records mostly have the same agent, so the agent is looked up only when it changes, and each
+  // is parsed once.
   AgentIdentity readAgent() {
     const std::uint32_t index = reader_.readStringIndex();
     if (std::exchange(agentIndex_, index) != index) {
@@ -343,10 +346,11 @@ class Reader {
 
   BinaryReader reader_;
   StringTable& texts_;
-  absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by index of the text
-  AgentIdentity agent_;                                       // the last one read, and its index
+  absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by string index of the raw id
+  AgentIdentity agent_;                                       // the last agent read; its string index follows
   std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
-  std::vector<std::uint32_t> fileOf_;  // by number of a key: the last file that had it, counted from 1
+  std::vector<std::uint32_t> fileOf_;  // index: number of a key; value: the last file with that key, counted
+                                       // from 1
   std::uint32_t file_ = 0;
 };
 
@@ -366,7 +370,8 @@ void sortByPath(std::vector<FileProvenance>& files) {
 }
 
 std::optional<Contents> load(const std::string& path, std::size_t threads) {
-  constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;  // bytes
+  constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;  // bytes; smaller files are read on one
+                                                                   // thread
   const PlainFile file(path);
   if (!file.isOpen() || file.attributes().size > kLargestFile) {
     return std::nullopt;
@@ -408,14 +413,14 @@ std::string defaultPath(const std::string& applicationSupport) {
 }
 
 void makeFolderOf(const std::string& path) {
-  // Resolved first, so that no folder is made which a later ".." leaves again.
+  // Resolve the path first, so that no folder is created only to be left by a later "..".
   if (const std::string_view folder = Files::withoutLastComponent(path); !folder.empty()) {
     Files::createDirectories(Files::target(std::string(folder)));
   }
 }
 
 bool isForeign(const std::string& path) {
-  std::error_code unknown;  // then `save` tells what is wrong with the path
+  std::error_code unknown;  // ignored, because `save` reports what is wrong with the path
   if (!std::filesystem::exists(std::filesystem::symlink_status(path, unknown))) {
     return false;
   }

@@ -1,15 +1,15 @@
 #pragma once
 
-// The file in which ScanCache keeps what each transcript gave: where it lies, its layout, its reader and its
-// writer. A pure optimisation: a lost, old or damaged file costs a full read and nothing else, so nothing in
-// it is ever repaired or migrated.
+// The file in which ScanCache stores the state of each transcript: its path, layout, reader and writer. The
+// file only saves time. If it is lost, old or damaged, everything is read again, so nothing in it is ever
+// repaired or migrated.
 //
 //   "TFC1" | version 2 | string table | file count | files, sorted by path
 //   file:   path size mtime inode consumed  8 counters  record count  records
 //   record: key timestamp model session cwd home agent  7 counts  assumed  rank
 //
-// Integers and texts as in BinaryCodec.hpp, mtime and timestamp are doubles, `assumed` is a byte. No
-// alignment, no checksum. Any other version means: read everything again.
+// Integers and texts are encoded as in BinaryCodec.hpp; mtime and timestamp are doubles, `assumed` is a byte.
+// There is no alignment and no checksum. A file of another version is ignored.
 
 #include "Platform/Descriptor.hpp"
 #include "TallyfinCore/Environment.hpp"
@@ -22,37 +22,37 @@
 
 namespace tallyfin::CacheFile {
 
-/// What a cache file holds.
+/// The content of a cache file.
 struct Contents {
   std::vector<FileProvenance> files;  ///< sorted by path, each path once
-  FileAttributes attributes;          ///< of the cache file, when it was opened
+  FileAttributes attributes;          ///< of the cache file when it was opened
 };
 
-/// Reads the file at `path` on at most `threads` threads. Absent when it is missing, foreign, of another
-/// version, cut off or damaged.
+/// Reads the file at `path` on at most `threads` threads. Absent if the file is missing, not a cache file, of
+/// another version, truncated or damaged.
 std::optional<Contents> load(const std::string& path, std::size_t threads);
 
-/// Replaces the file at `path` as a whole, by one that holds `files`, which must be sorted by path. Gives the
-/// attributes of the new file. Throws std::system_error; the old file stays whole then.
+/// Atomically replaces the file at `path` by one with `files`, which must be sorted by path. Returns the
+/// attributes of the new file. Throws std::system_error; the old file is then unchanged.
 FileAttributes save(const std::string& path, const std::vector<FileProvenance>& files);
 
-/// Sorts files by their paths: by code points of the canonical forms, then by bytes. Of several entries with
-/// the same path the first stays.
+/// Sorts files by path: by the code points of the canonical forms, then by bytes. Of several entries with the
+/// same path, only the first is kept.
 void sortByPath(std::vector<FileProvenance>& files);
 
-/// Where the cache file of the machine lies: at TALLYFIN_CACHE_PATH, with its tilde expanded and made
-/// absolute, or at the default path.
+/// The path of the cache file: TALLYFIN_CACHE_PATH, made absolute and with its tilde expanded, or the default
+/// path.
 std::string pathFor(const Environment& environment);
 
-/// The default path, below an application-support directory.
+/// The default path in an application-support directory.
 std::string defaultPath(const std::string& applicationSupport);
 
-/// Makes the folder of a cache file with its missing parents. A failure is ignored: it shows when saving
-/// fails.
+/// Creates the folder of a cache file and all its missing parents. Ignores failure, because `save` then fails
+/// and reports it.
 void makeFolderOf(const std::string& path);
 
-/// Whether something lies at `path` that is neither a cache file, of whatever version and state, nor an empty
-/// file. What cannot be read counts as foreign.
+/// Whether `path` exists and is neither an empty file nor a cache file of any version, damaged or not. A file
+/// that cannot be read counts as foreign.
 bool isForeign(const std::string& path);
 
 }  // namespace tallyfin::CacheFile

@@ -16,14 +16,14 @@
 namespace tallyfin {
 namespace {
 
-// The counters of files by what became of them, in the order of FileChange.
+// The counters of files, indexed by FileChange.
 constexpr std::int64_t RefreshStats::*kFilesByChange[] = {
     &RefreshStats::filesNew, &RefreshStats::filesRewound, &RefreshStats::filesUnchanged,
     &RefreshStats::filesGrown};
 
-// Gives each listed file its known state, and returns how many known files are listed. Files that follow each
-// other in the listing mostly do so in the order of paths, too, so most are found right behind the one
-// before. A file that is listed twice gets its state only once.
+// Sets the known state of each listed file, and returns how many known files are listed. The listing mostly
+// has the same order as the known files, so most are found at the position after the previous one. If a file
+// is listed twice, only its first entry gets the state.
 std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<FileProvenance>& known) {
   std::vector<bool> isTaken(known.size(), false);
   std::int64_t found = 0;
@@ -46,8 +46,7 @@ std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<Fi
   return found;
 }
 
-// What is known after the files were read, sorted by path. A file that is listed twice counts as it was read
-// first.
+// The state after reading, sorted by path. If a file is listed twice, its first reading counts.
 std::shared_ptr<const std::vector<FileProvenance>> filesOf(const std::vector<FileReading>& readings) {
   std::vector<FileProvenance> files;
   files.reserve(readings.size());
@@ -67,7 +66,7 @@ bool isUnchanged(const std::vector<FileReading>& readings, const std::vector<Fil
          std::ranges::all_of(readings, isKnown);
 }
 
-// Whether descriptors or memory ran out while folders were listed: the next look may well see them again.
+// Whether descriptors or memory ran out while folders were listed, so that the next refresh may succeed.
 bool wasShortOfMeans(const ScanDiagnostics& seen) {
   return std::ranges::any_of(seen.foldersUnreadable, [](const Files::UnreadableFolder& folder) {
     return folder.error == std::errc::too_many_files_open ||
@@ -122,9 +121,10 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   RefreshStats& stats = done.stats;
   std::vector<TranscriptFile> listed;
   std::vector<FileReading> readings;
-  // Listing mostly waits for the system and loading for memory, so at once they take as long as the longer of
-  // the two. One after the other a warm answer takes 7 % longer. The calling thread does the loading, since
-  // the memory of other threads grows with one call to the system for every few pages.
+  // List the transcripts while the cache is loaded: listing mostly waits for the system, loading mostly for
+  // memory. Doing one after the other makes a warm answer 7 % slower. The cache is loaded on the calling
+  // thread because, on other threads, glibc's allocator makes one system call for every few pages that it
+  // allocates.
   std::future<void> listing = std::async(onTheSide(options.loadsFirst && threads_ > 1), [&] {
     listed = Scanner::listing(homes, diagnostics, options.loadsFirst ? 1 : threads_);
     readings = readingsOf(listed);

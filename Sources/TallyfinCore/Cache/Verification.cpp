@@ -12,7 +12,7 @@
 namespace tallyfin {
 namespace {
 
-// How many bytes the file has behind `consumed`; 0 when its size cannot be had.
+// The number of bytes in the file after `consumed`; 0 if its size is unknown.
 std::uint64_t bytesBeyond(std::uint64_t consumed, const FileReading& reading) {
   return reading.file->attributes && reading.file->attributes->size > consumed
              ? reading.file->attributes->size - consumed
@@ -66,7 +66,7 @@ VerificationResult verifyCache(const std::vector<FileProvenance>& known, const s
     notListed.emplace(file.path, file.state);
   }
 
-  // Both views take the files in listing order, so that of equal copies the same one describes a request.
+  // Add files to both sets in listing order, so that of equal copies the same one describes a request.
   UnifiedRequests cached;
   std::vector<FileReading> readings;
   for (const FileReading& reading : readingsOf(listed)) {
@@ -82,7 +82,7 @@ VerificationResult verifyCache(const std::vector<FileProvenance>& known, const s
     notListed.erase(found);
   }
   read(readings, threads, progress);
-  // Requests that a failed read did not give count as extra in the cache.
+  // Requests missing from a failed read count as extra in the cache.
   const UnifiedRequests fresh = unified(readings, seen);
   for (const FileProvenance& file : known) {
     if (notListed.contains(file.path)) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// The check of what the cache knows against a fresh read of the same bytes.
+// Compares the state of the cache with a fresh read of the same bytes.
 
 #include "Platform/Calendar.hpp"
 #include "Platform/Files.hpp"
@@ -16,34 +16,33 @@
 
 namespace tallyfin {
 
-/// What such a check found.
+/// The result of a verification.
 struct VerificationResult {
   TimePoint checkedAt;                  ///< when the check ended
-  std::int64_t cachedRequests = 0;      ///< requests that the cache holds
+  std::int64_t cachedRequests = 0;      ///< requests in the cache
   std::int64_t freshRequests = 0;       ///< requests found by reading the same bytes again
-  double cachedCost = 0;                ///< US dollars of the cached requests; what has no price adds nothing
-  double freshCost = 0;                 ///< US dollars of the fresh requests
-  std::uint64_t bytesNotCompared = 0;   ///< bytes beyond what the cache has consumed
-  std::int64_t arrivedDuringCheck = 0;  ///< always 0: a check never looks beyond what the cache has consumed
-  std::int64_t missingFromCache = 0;    ///< requests of the fresh read only
-  std::int64_t extraInCache = 0;        ///< requests of the cache only
-  std::int64_t mismatchedRecords = 0;   ///< requests of both with different token counts
-  double duration = 0;                  ///< seconds that the check took
-  /// Folders that could not be listed: the cached requests of what lies below them count as `extraInCache`.
+  double cachedCost = 0;                ///< US dollars of the cached requests that have a price
+  double freshCost = 0;                 ///< US dollars of the fresh requests that have a price
+  std::uint64_t bytesNotCompared = 0;   ///< bytes after those that the cache has consumed
+  std::int64_t arrivedDuringCheck = 0;  ///< always 0, because only bytes that the cache has consumed are read
+  std::int64_t missingFromCache = 0;    ///< requests found only by the fresh read
+  std::int64_t extraInCache = 0;        ///< requests found only in the cache
+  std::int64_t mismatchedRecords = 0;   ///< requests in both with different token counts
+  double duration = 0;                  ///< seconds
+  /// Folders that could not be listed. Cached requests of transcripts below them count as `extraInCache`.
   std::vector<Files::UnreadableFolder> foldersUnreadable = {};
 
-  /// Whether both hold the same requests with the same tokens. Costs, whose last bits may differ, and bytes
-  /// not compared play no part.
+  /// Whether both have the same requests with the same tokens. Ignores costs, whose last bits may differ, and
+  /// bytes not compared.
   bool isClean() const { return missingFromCache == 0 && extraInCache == 0 && mismatchedRecords == 0; }
 
-  /// One line for a person.
+  /// One line to be shown to users.
   std::string summary() const;
 
   friend bool operator==(const VerificationResult&, const VerificationResult&) = default;
 };
 
-/// Reads from scratch, on at most `threads` threads, all bytes that `known` claims to have read, and compares
-/// the requests: the work of ScanCache::verifyAgainstFullScan, which tells more.
+/// Implements ScanCache::verifyAgainstFullScan for the state `known`, on at most `threads` threads.
 VerificationResult verifyCache(const std::vector<FileProvenance>& known, const std::vector<SourceHome>& homes,
                                const Calendar& calendar, const Clock& clock, const PriceList& prices,
                                std::size_t threads, const ReadProgress& progress);
