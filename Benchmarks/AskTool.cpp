@@ -1,4 +1,4 @@
-// AskTool: starts the server as a client does, calls tools and prints their texts.
+// AskTool: starts the server as a client would, calls tools and prints their answers.
 
 #include "Client.hpp"
 

@@ -43,7 +43,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   return result;
 }
 
-// Our environment with `changes`; of equal names the change counts.
+// This process's environment with `changes`, which replace variables of the same name.
 std::vector<std::string> environmentWith(const std::vector<std::string>& changes) {
   std::vector<std::string> result = changes;
   for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -56,8 +56,9 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& changes
   return result;
 }
 
-// Starts a command with the given descriptors as its standard input and output. A plain fork, not
-// posix_spawn: memory that a child shares with us until it has become the command would count in its peak.
+// Starts a command with the given descriptors as its standard input and output. Uses fork instead of
+// posix_spawn, because memory that the child shares with this process before exec would count towards the
+// command's peak.
 pid_t start(std::vector<std::string> command, std::vector<std::string> environment, int input, int output) {
   const std::vector<char*> arguments = pointers(command);
   const std::vector<char*> variables = pointers(environment);
@@ -104,7 +105,7 @@ Ending runCommand(const std::vector<std::string>& command) {
 }
 
 Client::Client(const std::string& path, const std::vector<std::string>& environment) {
-  // A server that goes away shows in what we read, not in a signal that ends us.
+  // If the server ends early, the next read reports it; SIGPIPE would end this process.
   (void)std::signal(SIGPIPE, SIG_IGN);
   auto [theirInput, ourEnd] = makePipe();
   input_ = ourEnd;
@@ -138,7 +139,7 @@ Client::Answer Client::call(std::string_view tool, const nlohmann::json& argumen
 }
 
 double Client::processorSeconds() const {
-  clockid_t clock{};  // of all its threads, those that have ended as well
+  clockid_t clock{};  // includes all threads, even those that have ended
   timespec time{};
   if (clock_getcpuclockid(process_, &clock) != 0 || clock_gettime(clock, &time) != 0) {
     throw std::runtime_error("cannot read the server's processor time");

@@ -1,6 +1,6 @@
 #pragma once
 
-// A client of the server: starts it, speaks the protocol over its standard streams and measures it.
+// A client for the server: starts it, speaks the protocol over its standard streams and measures it.
 
 #include <chrono>
 #include <string>
@@ -17,45 +17,47 @@ using Clock = std::chrono::steady_clock;
 /// Seconds since `start`.
 double secondsSince(Clock::time_point start);
 
-/// What the operating system says of a process that has ended.
+/// What the system reports about a process that has ended.
 struct Ending {
-  int exitStatus = 0;  ///< 128 + the signal's number when a signal ended it
-  double seconds = 0;  ///< from its start to its end
+  int exitStatus = 0;  ///< 128 + the signal number if a signal ended it
+  double seconds = 0;  ///< from start to end
   double peakMegabytes = 0;
 };
 
-/// Runs a command, found through PATH, to its end with its output thrown away. Throws std::runtime_error when
-/// it cannot be started.
+/// Runs a command found through PATH and discards its output. Throws std::runtime_error if the command cannot
+/// be started.
 Ending runCommand(const std::vector<std::string>& command);
 
-/// A running server. Every failure, a silence of five minutes among them, is thrown as std::runtime_error.
+/// A running server. Every failure, including five minutes without an answer, is thrown as
+/// std::runtime_error.
 class Client {
  public:
   struct Answer {
     std::string text;
     bool isError = false;
-    double seconds = 0;  ///< from writing the question to having read the answer
+    double seconds = 0;  ///< from sending the request to having read the answer
   };
 
-  /// Starts the server `path` and shakes hands. `environment` holds "NAME=value" entries on top of ours.
+  /// Starts the server at `path` and completes the handshake. `environment` contains "NAME=value" entries
+  /// that are added to the environment of this process.
   Client(const std::string& path, const std::vector<std::string>& environment);
   ~Client();
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  /// Calls a tool and waits for its text.
+  /// Calls a tool and waits for its answer.
   Answer call(std::string_view tool, const nlohmann::json& arguments);
 
-  /// When the process was started.
+  /// The time at which the process was started.
   Clock::time_point started() const { return started_; }
 
   /// Seconds from the start of the process to its reply to `initialize`.
   double handshakeSeconds() const { return handshakeSeconds_; }
 
-  /// Seconds that the server has spent on a processor so far, its own and the system's on its behalf.
+  /// Processor time of the server so far in seconds, including system time.
   double processorSeconds() const;
 
-  /// Closes the server's input and waits for its end.
+  /// Closes the server's input and waits until it ends.
   Ending finish();
 
  private:
@@ -65,8 +67,8 @@ class Client {
 
   Clock::time_point started_;
   pid_t process_ = -1;
-  int input_ = -1;   // we write, the server reads
-  int output_ = -1;  // the server writes, we read
+  int input_ = -1;   // written by this process
+  int output_ = -1;  // read by this process
   std::string unread_;
   int lastId_ = 0;
   double handshakeSeconds_ = 0;

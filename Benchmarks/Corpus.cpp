@@ -19,8 +19,8 @@ void writeFile(const fs::path& path, std::string_view content) {
   if (!file) throw std::runtime_error("cannot write " + path.string());
 }
 
-// A working directory as the name of the folder that holds its transcripts: letters and digits stay, all
-// else is a dash. Only the end of a very long one, since a file name has at most 255 bytes.
+// The name of the folder for the transcripts of a working directory: letters and digits are kept, everything
+// else becomes a dash. A very long name is cut at the front, because a file name has at most 255 bytes.
 std::string folderName(std::string_view directory) {
   std::string name(directory);
   const auto isPlain = [](char c) {
@@ -64,7 +64,7 @@ void writeRoster(const fs::path& home, const Session& session) {
 class CorpusWriter {
  public:
   CorpusWriter(const Options& options, const Plan& plan)
-      // The texts must not be those that the plan's seed draws from, so they have a seed of their own.
+      // A seed of its own, so that the texts do not depend on the random numbers that the plan draws.
       : options_(options), plan_(plan), prose_(Random(options.seed ^ 0x5eed0fU)) {}
 
   Summary run() {
@@ -94,7 +94,7 @@ class CorpusWriter {
     if (session.isRostered) writeRoster(home, session);
   }
 
-  // Writes what is in the buffer already, with the transcript behind it.
+  // Writes the content of the buffer, followed by the transcript.
   void writeTranscript(const fs::path& path, const Session& session, const Transcript& transcript) {
     summary_.counts += appendTranscript(buffer_, prose_, session, transcript, transcript.bytes);
     writeFile(path, buffer_);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Writes a planned corpus to disk: homes with transcripts and rosters, and the projects' repositories.
+// Writes a planned corpus to disk: homes with transcripts and rosters, and the repositories of the projects.
 
 #include "Plan.hpp"
 #include "TranscriptWriter.hpp"
@@ -9,15 +9,15 @@
 
 namespace tallyfin::corpus {
 
-/// What a corpus turned out to be.
+/// The size of a finished corpus.
 struct Summary {
-  Counts counts;            ///< `requests` counts a repeated one once
+  Counts counts;            ///< `requests` counts repeated requests once
   std::uint64_t files = 0;  ///< transcripts
-  std::uint64_t bytes = 0;  ///< theirs
+  std::uint64_t bytes = 0;  ///< bytes of the transcripts
 };
 
-/// Makes the corpus under `options.out`, which must not exist or be empty. Throws std::runtime_error or
-/// std::filesystem::filesystem_error when something cannot be written.
+/// Writes the corpus to `options.out`, which must be empty or not exist. Throws std::runtime_error or
+/// std::filesystem::filesystem_error if something cannot be written.
 Summary writeCorpus(const Options& options);
 
 }  // namespace tallyfin::corpus

@@ -1,4 +1,4 @@
-// MakeCorpus: a home with transcripts of realistic shape, the same for the same options.
+// MakeCorpus: writes a home with realistic transcripts. Equal options give equal files.
 
 #include "Corpus.hpp"
 
@@ -39,7 +39,7 @@ std::optional<T> number(std::string_view text, T low, T high) {
   return value;
 }
 
-// 18:00 UTC of a day written as yyyy-MM-dd.
+// 18:00 UTC on a day given as yyyy-MM-dd.
 std::optional<Milliseconds> evening(std::string_view text) {
   if (text.size() != 10 || text[4] != '-' || text[7] != '-') return {};
   const auto year = number<int>(text.substr(0, 4), 1971, 9999);
@@ -54,7 +54,7 @@ std::optional<Milliseconds> evening(std::string_view text) {
   return time.time_since_epoch().count();
 }
 
-// The options, or nothing when they make no sense.
+// The options, or nothing if they are invalid.
 std::optional<Options> parse(std::span<char*> arguments) {
   Options options;
   std::optional<Milliseconds> now = evening("2026-06-30");

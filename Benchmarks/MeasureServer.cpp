@@ -1,9 +1,9 @@
-// MeasureServer: what the server's answers cost, each as a ratio to something measured in the same run.
+// MeasureServer: measures the server's answers, each as a ratio to something measured in the same run.
 //
-// Only ratios within one run say something: the machine, its load and the page cache are then the same for
-// both sides. A run counts lines with `wc -l`, asks a server without a cache file, asks it again for
-// everything else, and asks a new server that finds the cache file. A round of `wc -l` before the first run
-// warms the page cache.
+// Only ratios within one run are meaningful, because the machine, its load and the page cache are then the
+// same for both figures. A run counts lines with `wc -l`, asks a server without a cache file, asks the same
+// server for everything else, and asks a new server that finds the cache file. Before the first run, `wc -l`
+// runs once to warm the page cache.
 
 #include "Client.hpp"
 #include "absl/strings/str_format.h"
@@ -38,15 +38,15 @@ constexpr std::string_view kUsage =
     "1 when a\n"
     "ratio is above its limit.\n";
 
-// Everything that one run measured, by name.
+// The figures of one run, by name.
 using Run = std::map<std::string, double>;
 
-// One line of the result: a measured value over another, and what it may be at most.
+// One row of the result: one figure divided by another, and the highest accepted ratio.
 struct Ratio {
   std::string name;
   std::string value;
   std::string base;
-  double limit = 0;  // 0: none
+  double limit = 0;  // 0: no limit
 };
 
 const std::vector<Ratio> ratios = {
@@ -86,7 +86,7 @@ std::vector<std::string> transcripts(const fs::path& home) {
   return paths;
 }
 
-// Seconds of a call that must succeed; its text, when wanted, in `text`.
+// Seconds of a call that must succeed. Stores the answer in `text`, unless null.
 double timed(Client& client, std::string_view tool, const nlohmann::json& arguments,
              std::string* text = nullptr) {
   Client::Answer answer = client.call(tool, arguments);
@@ -95,7 +95,7 @@ double timed(Client& client, std::string_view tool, const nlohmann::json& argume
   return answer.seconds;
 }
 
-// The least of several calls, for those of a few milliseconds.
+// The fastest of three calls; used for calls of a few milliseconds.
 double least(Client& client, std::string_view tool, const nlohmann::json& arguments) {
   double best = timed(client, tool, arguments);
   for (int i = 0; i < 2; ++i) best = std::min(best, timed(client, tool, arguments));
@@ -108,7 +108,7 @@ void end(Client& client, double* peakMegabytes = nullptr) {
   if (peakMegabytes != nullptr) *peakMegabytes = ending.peakMegabytes;
 }
 
-// The number behind a label in the answer of tally_sources.
+// The number after a label in the answer of tally_sources.
 double numberBehind(const std::string& text, std::string_view label) {
   const std::size_t at = text.find(label);
   if (at == std::string::npos) throw std::runtime_error("tally_sources does not tell what was expected");
@@ -121,7 +121,7 @@ double numberBehind(const std::string& text, std::string_view label) {
 
 constexpr double kMegabyte = 1e6;
 
-// What is started meanwhile runs on the first processor alone.
+// Processes started in the scope of this object run on the first processor only.
 class OnOneProcessor {
  public:
   OnOneProcessor() {
@@ -141,7 +141,7 @@ class OnOneProcessor {
   cpu_set_t before_{};
 };
 
-// A home with its transcripts, asked by a server with a cache file of our own.
+// A home with its transcripts, and the cache file for the server that reads them.
 struct Place {
   Place(const std::string& home, const std::string& cache)
       : environment{"TALLYFIN_HOME=" + home, "TALLYFIN_CACHE_PATH=" + cache}, files(transcripts(home)) {}
@@ -182,7 +182,8 @@ class Measurement {
     grow();
     run["grown"] = timed(client, "tally_cost", {{"period", "today"}});
     end(client);
-    // Whoever reads first behind the pause pays for memory that has gone idle: neither of the two shall.
+    // The first read after the pause would be slower, because its memory has gone idle. This scan takes that
+    // cost, so that neither of the two timed scans does.
     tallyfin::bench::runCommand({command_, "--home", home_, "scan"});
     run["serial"] = tallyfin::bench::runCommand({command_, "--home", home_, "scan", "--serial"}).seconds;
     run["parallel"] = tallyfin::bench::runCommand({command_, "--home", home_, "scan"}).seconds;
@@ -220,7 +221,7 @@ class Measurement {
     end(client, &run["memory"]);
   }
 
-  // Calls that follow each other within the 15 seconds: nothing is read from the disk.
+  // Calls within 15 seconds of each other, for which the server does not read the disk.
   static void inside(Client& client, Run& run) {
     run["soon"] = least(client, "tally_overview", {});
     for (const char* axis : {"day", "agent", "project", "model", "session"}) {
@@ -233,7 +234,7 @@ class Measurement {
     run["provenance"] = least(client, "tally_provenance", {{"period", "all"}});
   }
 
-  // Adds a request to the end of a transcript and waits until the server looks at the disk again.
+  // Appends a request to a transcript and waits until the server reads the disk again.
   void grow() {
     std::ofstream file(whole_.files.front(), std::ios::app);
     file
@@ -242,7 +243,8 @@ class Measurement {
         << "\n";
     if (!file.flush()) throw std::runtime_error("cannot write to " + whole_.files.front());
     std::this_thread::sleep_for(std::chrono::milliseconds(15'500));
-    // Some systems drop idle folders from memory within seconds; what is timed starts from a warm page cache.
+    // Some systems drop idle folders from memory within seconds. This warms the page cache before timing
+    // starts.
     transcripts(home_);
   }
 
@@ -269,7 +271,7 @@ class Measurement {
   int grown_ = 0;
 };
 
-// Prints the table; false when a ratio is above its limit.
+// Prints the table. Returns false if a ratio exceeds its limit.
 bool report(const std::vector<Run>& runs) {
   bool allHold = true;
   absl::PrintF("%-42s %9s %9s %9s %9s   %s\n", "", "median", "least", "most", "limit", "median itself");

@@ -1,5 +1,5 @@
-// The hot paths one by one, over a small corpus made for the purpose. Figures depend on the machine and its
-// load: they are for comparing two versions on one machine, one right after the other.
+// Benchmarks of the hot paths, over a small generated corpus. Figures depend on the machine and its load, so
+// use them only to compare two versions on one machine, one directly after the other.
 //
 //   build/release/Benchmarks/MicroBenchmarks --benchmark_filter=Ingest
 
@@ -28,7 +28,7 @@ TimePoint stopped() {
   return {};
 }
 
-// A corpus of some megabytes in a folder of its own, with what the benchmarks start from.
+// A corpus of 32 MB in a temporary folder, and the inputs of the benchmarks.
 class Fixture {
  public:
   Fixture() {

@@ -19,7 +19,7 @@ constexpr std::uint64_t kKilobyte = 1000;
 // Real transcripts have about one request every 9 KB.
 constexpr std::uint64_t kBytesPerRequest = 9 * kKilobyte;
 
-// A transcript ends behind the request that reaches its size, on average this much later.
+// A transcript ends after the request that reaches its size, on average this many bytes later.
 constexpr std::uint64_t kOvershoot = 12 * kKilobyte;
 
 constexpr std::array<std::string_view, 24> kProjectNames = {
@@ -38,7 +38,7 @@ constexpr std::array<std::string_view, 10> kAgentNames = {
 constexpr std::array<std::string_view, 6> kBranches = {"main",         "main",           "develop",
                                                        "fix/timeouts", "feature/ledger", "spike"};
 
-// Identifiers as transcripts carry them, the common ones more than once. Two have no price.
+// Model ids as in transcripts; the common ones are repeated. Two have no price.
 constexpr std::array<std::string_view, 14> kMainModels = {"claude-sonnet-4-5-20250929",
                                                           "claude-sonnet-4-5-20250929",
                                                           "claude-sonnet-4-5-20250929",
@@ -60,13 +60,13 @@ constexpr std::array<std::string_view, 6> kAgentModels = {"claude-haiku-4-5-2025
                                                           "claude-opus-5",
                                                           "quarry-small-preview"};
 
-// How many sub-agents the sessions have, in turn: by a table and not by chance, so that the few sessions of a
-// day have some.
+// Numbers of sub-agents per session, used in turn. A table instead of random numbers, so that the few
+// sessions of a day include some with sub-agents.
 constexpr std::array<std::uint64_t, 20> kAgentCounts = {0, 3, 0, 5, 1, 0, 2, 0, 8, 1,
                                                         4, 0, 3, 0, 2, 6, 1, 0, 2, 11};
 
-// The model of the transcript that is planned as number `index`. The last of the table has no price: one
-// transcript in sixty runs on it, by count and not by chance, so that a small corpus has some too.
+// The model of transcript number `index`. The last model of the table has no price; every sixtieth transcript
+// uses it. This is not random, so that small corpora include it too.
 std::string_view pickModel(Texts models, std::size_t index, Random& random) {
   return index % 60 == 20 ? models.back() : random.pick(models.first(models.size() - 1));
 }
@@ -91,7 +91,7 @@ std::vector<Project> makeProjects(const Options& options, Random& random) {
   return projects;
 }
 
-// The project's root, sometimes a directory inside it, sometimes a worktree.
+// The directories of a worktree or of the project. Those of the project may begin with a subdirectory.
 std::vector<std::string> pickDirectories(const Project& project, std::uint64_t worktreeShare,
                                          Random& random) {
   std::vector<std::string> directories;
@@ -123,10 +123,10 @@ Transcript makeAgent(const Project& project, std::size_t index, bool isTeam, Ran
   return agent;
 }
 
-// Sessions with all that does not depend on how many there are.
+// Plans sessions, except for what depends on their number.
 std::vector<Session> makeSessions(const Options& options, const std::vector<Project>& projects,
                                   Random& random) {
-  // A small corpus has small transcripts: it too should show several sessions a day.
+  // Transcripts of a small corpus are small, so that it has several sessions per day too.
   const std::uint64_t largestMain =
       std::clamp<std::uint64_t>(options.bytes / 40, 60 * kKilobyte, 4700 * kKilobyte);
   const std::uint64_t largestAgent = std::max<std::uint64_t>(largestMain / 2, 40 * kKilobyte);
@@ -134,7 +134,7 @@ std::vector<Session> makeSessions(const Options& options, const std::vector<Proj
   std::size_t transcripts = 0;
   std::uint64_t planned = 0;
   while (planned < options.bytes) {
-    // Squaring makes the first projects the busy ones.
+    // The product of two random numbers favours the first projects.
     const std::uint64_t draw = random.below(1000) * random.below(1000);
     const Project& project = projects[static_cast<std::size_t>(draw * projects.size() / 1'000'000)];
     Session session;
@@ -158,7 +158,7 @@ std::vector<Session> makeSessions(const Options& options, const std::vector<Proj
       planned += agent.bytes + kOvershoot;
       session.agents.push_back(std::move(agent));
     }
-    // Picked up again: the new transcript begins with what an earlier one of the same directory holds.
+    // A resumed session: the new transcript begins with lines of an earlier one from the same directory.
     if (random.chance(100)) {
       for (std::size_t k = sessions.size(); k > 0 && !session.continued; --k) {
         const Session& earlier = sessions[k - 1];
@@ -173,14 +173,14 @@ std::vector<Session> makeSessions(const Options& options, const std::vector<Proj
   return sessions;
 }
 
-// How long `transcript` takes when each of its requests takes about `perRequest`.
+// The duration of `transcript` if each request takes `perRequest`.
 Milliseconds lengthOf(const Transcript& transcript, Milliseconds perRequest) {
   return static_cast<Milliseconds>(transcript.bytes / kBytesPerRequest + 1) * perRequest;
 }
 
-// Spreads the sessions evenly over the days. A day's sessions end in the fifteen hours from eleven hours
-// before the hour of `now` to four hours after it, whatever the zone in which somebody looks at them; the
-// last one runs until `now`.
+// Spreads the sessions evenly over the days. The sessions of a day end between eleven hours before the hour
+// of `now` and four hours after it, so that they fall on one day in every reader's zone. The last session
+// ends at `now`.
 void setTimes(const Options& options, std::vector<Session>& sessions, Random& random) {
   std::vector<Milliseconds> ends;
   const auto count = static_cast<Milliseconds>(sessions.size());

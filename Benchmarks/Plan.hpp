@@ -1,7 +1,7 @@
 #pragma once
 
-// What a corpus is to hold, decided before the first byte is written: projects, sessions, their transcripts
-// with size and time, and who spent what.
+// The plan of a corpus, made before anything is written: projects, sessions, their transcripts with size and
+// time, and the agents that make requests.
 
 #include "Random.hpp"
 
@@ -20,37 +20,38 @@ using Milliseconds = std::int64_t;
 
 inline constexpr std::array<std::string_view, 2> homeNames = {".claude", ".claude-work"};
 
-/// What the corpus should be like.
+/// The options of a corpus.
 struct Options {
-  std::string out;                ///< the directory that stands in for a user's home; made new
-  std::uint64_t seed = 1;         ///< equal seeds (and equal other options) give equal bytes
-  std::uint64_t bytes = 0;        ///< about how large all transcripts together become
-  Milliseconds now = 0;           ///< nothing is later; the last session is still at work then
-  std::int64_t days = 30;         ///< how far back from `now` the sessions reach
-  std::string sources;            ///< the directory that holds the projects' working directories
-  bool makeRepositories = false;  ///< make the working directories too, with a ".git" in each project
+  std::string out;                ///< the directory used as a user's home; created
+  std::uint64_t seed = 1;         ///< equal seeds and other options give equal bytes
+  std::uint64_t bytes = 0;        ///< approximate total size of all transcripts
+  Milliseconds now = 0;           ///< no line is later; the last session is still active at this time
+  std::int64_t days = 30;         ///< how many days before `now` the sessions begin
+  std::string sources;            ///< the parent of the projects' working directories
+  bool makeRepositories = false;  ///< also create the working directories, with a ".git" in each project
 };
 
-/// One transcript file: what one agent, or the main session, wrote.
+/// One transcript file, written by the main session or by one agent.
 struct Transcript {
   std::uint64_t seed = 0;
-  std::uint64_t bytes = 0;               ///< about how large it becomes
+  std::uint64_t bytes = 0;               ///< approximate size
   Milliseconds start = 0;                ///< time of the first line
   Milliseconds end = 0;                  ///< no line is later
   std::string agentId;                   ///< empty in a main session
-  std::string agentName;                 ///< of a named agent
-  std::string_view model;                ///< what most of its requests run on
-  bool isOldFormat = false;              ///< usage without the split of the cache write
-  std::vector<std::string> directories;  ///< working directories, the one it began in first
+  std::string agentName;                 ///< empty unless the agent is named
+  std::string_view model;                ///< the model of most requests
+  bool isOldFormat = false;              ///< usage does not split the cache write
+  std::vector<std::string> directories;  ///< working directories, starting with the initial one
 };
 
 struct Session {
   std::string id;
   std::size_t home = 0;
   std::string branch;
-  bool isRostered = false;               ///< a roster names its named agents
-  std::optional<std::size_t> continued;  ///< the earlier session whose beginning its transcript repeats
-  std::uint64_t repeatedBytes = 0;       ///< how much of that
+  bool isRostered = false;               ///< a roster lists its named agents
+  std::optional<std::size_t> continued;  ///< the earlier session that this one resumes; its transcript begins
+                                         ///< with lines of that one
+  std::uint64_t repeatedBytes = 0;       ///< approximate size of those lines
   Transcript main;
   std::vector<Transcript> agents;
 };
@@ -58,13 +59,13 @@ struct Session {
 struct Project {
   std::string root;
   std::size_t home = 0;
-  std::vector<std::string> subdirectories;  ///< full paths
-  std::vector<std::string> worktrees;       ///< full paths
+  std::vector<std::string> subdirectories;  ///< absolute paths
+  std::vector<std::string> worktrees;       ///< absolute paths
 };
 
 struct Plan {
   std::vector<Project> projects;
-  std::vector<Session> sessions;  ///< by their end, the oldest first
+  std::vector<Session> sessions;  ///< sorted by end, oldest first
 };
 
 Plan makePlan(const Options& options);

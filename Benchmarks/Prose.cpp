@@ -36,7 +36,7 @@ constexpr std::array<std::string_view, 24> kJoints = {
     "so",   "with",   "without", "into",   "behind", "between", "which", "that",
     "then", "should", "may",     "not",    "only",   "each",    "every", "still"};
 
-// Words outside ASCII, of two, three and four bytes a character, with a combining mark among them.
+// Words with characters of two, three and four bytes, and a combining mark.
 constexpr std::array<std::string_view, 14> kForeignWords = {
     "größer", "naïve", "déjà-vu", "señal", "Prüfung", "é", "東京", "目次", "данные", "→", "≥", "—", "✓", "🚀"};
 
@@ -70,7 +70,7 @@ void appendSentence(std::string& out, Random& random) {
     } else if (kind < 99) {
       out += random.pick(Words(kForeignWords));
     } else {
-      // The word that a scan looks for, quoted inside a text: once escaped it is not what is looked for.
+      // The key that a scan searches for, inside a text: after escaping, its quotation marks no longer match.
       out += "\"usage\"";
     }
   }
@@ -207,7 +207,7 @@ Prose::Prose(Random random) {
       piece.clear();
       kMakers[kind](piece, random);
       appendEscaped(stock.text, piece);
-      // Characters that their writer escaped although it need not: a pair of surrogates and a plain one.
+      // Escapes that are valid but not necessary: a surrogate pair and a plain one.
       if (random.chance(15)) stock.text += R"(\ud83d\ude80 \u2713 )";
     }
     stock.starts.push_back(stock.text.size());

@@ -1,6 +1,6 @@
 #pragma once
 
-// Text for transcripts: prose, code and tool output made of a vocabulary, already escaped for JSON.
+// Generates text for transcripts: prose, code and tool output from a fixed vocabulary, escaped for JSON.
 
 #include "Random.hpp"
 
@@ -11,28 +11,28 @@
 
 namespace tallyfin::corpus {
 
-/// What a text looks like.
+/// The kinds of text.
 enum class TextKind { prose, code, output };
 
-/// A stock of escaped text, made once, from which pieces are copied: a gigabyte of words drawn one by one
-/// would take a minute, copied pieces take a second.
+/// A stock of escaped text, generated once, from which pieces are copied. Generating a gigabyte word by word
+/// would take a minute; copying takes a second.
 class Prose {
  public:
   explicit Prose(Random random);
 
-  /// Appends about `length` bytes of text, whole sentences or lines, ready to stand inside a JSON string.
+  /// Appends about `length` bytes of whole sentences or lines, escaped for use inside a JSON string.
   void append(std::string& out, TextKind kind, std::size_t length, Random& random) const;
 
  private:
   struct Stock {
     std::string text;
-    std::vector<std::size_t> starts;  // where each sentence or line begins, and the end of the text
+    std::vector<std::size_t> starts;  // offsets of sentences or lines, then the size of the text
   };
 
   std::array<Stock, 3> stocks_;
 };
 
-/// Appends `text` (UTF-8) as the inside of a JSON string.
+/// Appends `text` (UTF-8), escaped for use inside a JSON string.
 void appendEscaped(std::string& out, std::string_view text);
 
 }  // namespace tallyfin::corpus

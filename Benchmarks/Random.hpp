@@ -1,7 +1,7 @@
 #pragma once
 
-// Random numbers that are the same on every machine: the generator and the ways to draw from it are our own,
-// since the distributions of the C++ library differ between its makers.
+// Random numbers that are the same on every machine. Does not use the distributions of the C++ library, which
+// differ between implementations.
 
 #include <cstddef>
 #include <cstdint>
@@ -22,20 +22,21 @@ class Random {
     return z ^ (z >> 31U);
   }
 
-  /// From 0 to `limit` - 1. `limit` is from 1 to 2^32.
+  /// A number from 0 to `limit` - 1. `limit` may be 1 to 2^32.
   std::uint64_t below(std::uint64_t limit) { return ((next() >> 32U) * limit) >> 32U; }
 
-  /// From `low` to `high`, both included.
+  /// A number from `low` to `high`, inclusive.
   std::uint64_t between(std::uint64_t low, std::uint64_t high) { return low + below(high - low + 1); }
 
-  /// True in `share` of 1,000 cases.
+  /// Returns true with probability `share` / 1,000.
   bool chance(std::uint64_t share) { return below(1000) < share; }
 
-  /// From `low` to about `high` with every doubling equally likely: many small values and a long tail.
+  /// A number from `low` to about `high`. Every doubling of `low` is equally likely, so most numbers are
+  /// small.
   std::uint64_t longTailed(std::uint64_t low, std::uint64_t high) {
     std::uint64_t doublings = 0;
     while ((low << (doublings + 1)) <= high) ++doublings;
-    // The last step is only a part of a doubling and is drawn as rarely as it is short.
+    // The last range may be shorter than a doubling; its probability is proportional to its length.
     const std::uint64_t rest = high - (low << doublings);
     const std::uint64_t steps = doublings * 1000 + rest * 1000 / (low << doublings);
     const std::uint64_t step = below(steps + 1);

@@ -24,7 +24,7 @@ void appendPadded(std::string& out, std::uint64_t value, std::size_t width) {
   if (written < width) out.insert(start, width - written, '0');
 }
 
-// As in 2026-03-01T09:30:00.125Z.
+// Appends a time stamp such as 2026-03-01T09:30:00.125Z.
 void appendTime(std::string& out, Milliseconds time) {
   using namespace std::chrono;
   const sys_time<milliseconds> point{milliseconds(time)};
@@ -52,7 +52,7 @@ void appendBase62(std::string& out, std::uint64_t length, Random& random) {
   std::uint64_t bits = 0;
   for (std::uint64_t i = 0; i < length; ++i) {
     if (i % 10 == 0) bits = random.next();
-    // Sixty-two of the sixty-four signs: the two others fold onto letters.
+    // Only 62 digits exist, so the last two of 64 values map to letters.
     const std::uint64_t sign = bits & 63U;
     out += kDigits[static_cast<std::size_t>(sign < 62 ? sign : sign - 20)];
     bits >>= 6U;
@@ -64,8 +64,8 @@ struct Tokens {
   std::uint64_t input = 0;
   std::uint64_t cacheWrite = 0;
   std::uint64_t cacheRead = 0;
-  std::uint64_t output = 0;  // what the last of its lines says
-  bool isOneHour = false;    // the cache write is kept for an hour
+  std::uint64_t output = 0;  // as in the last line of the request
+  bool isOneHour = false;    // the cache write goes to the 1-hour cache
   std::uint64_t webSearches = 0;
   std::uint64_t webFetches = 0;
 };
@@ -102,8 +102,8 @@ class Writer {
  private:
   std::uint64_t written() const { return out_.size() - start_; }
 
-  // The time that belongs to the place reached: it grows with the bytes from the transcript's start to its
-  // end.
+  // The time of the current line, which rises from the transcript's start to its end in proportion to the
+  // bytes written.
   Milliseconds time() const {
     const std::uint64_t done = std::min(written(), transcript_.bytes);
     const auto length = static_cast<std::uint64_t>(transcript_.end - transcript_.start);
@@ -111,7 +111,7 @@ class Writer {
            static_cast<Milliseconds>(length * done / std::max<std::uint64_t>(transcript_.bytes, 1));
   }
 
-  // Where the work is: now and then it moves to another of the transcript's directories and stays there.
+  // The working directory, which sometimes changes to another one of the transcript's directories.
   std::string_view directory() {
     if (random_.chance(8))
       directory_ = static_cast<std::size_t>(random_.below(transcript_.directories.size()));
@@ -175,7 +175,7 @@ class Writer {
     endLine();
   }
 
-  // A request that never reached a model: a line with usage, all of it zero.
+  // A request that failed: a line whose usage counts are all zero.
   void failedRequest() {
     messageId_.assign("msg_");
     appendUuid(messageId_, random_);
@@ -209,7 +209,7 @@ class Writer {
       } else {
         toolBlock();
       }
-      // What streams out before the end knows only a part of the output.
+      // The lines before the last one report only part of the output.
       const std::uint64_t output =
           isLast ? tokens.output : std::max<std::uint64_t>(1, tokens.output * (line - 1) / lines);
       endMessage(tokens, output);
@@ -310,7 +310,7 @@ class Writer {
       out_ += R"("Write","input":{"content":")";
       prose_.append(out_, TextKind::code, random_.longTailed(300, 20000), random_);
     } else {
-      // A search for the very word: its seven bytes stand in the line as they are.
+      // A search for the word itself, so the seven bytes of the key occur in the line.
       out_ += R"("Grep","input":{"output_mode":"content","pattern":"usage)";
     }
     out_ += "\"}}";
@@ -326,7 +326,7 @@ class Writer {
     prose_.append(out_, random_.chance(500) ? TextKind::code : TextKind::output, length, random_);
     out_ += "\"}]}";
     if (random_.chance(12)) {
-      // The sums of a sub-agent that has ended: usage, but not that of a message.
+      // The totals of a finished sub-agent: a `usage` member that does not belong to a message.
       out_ += R"(,"toolUseResult":{"status":"completed","totalTokens":)";
       appendNumber(out_, random_.between(9000, 90000));
       out_ += R"(,"usage":{"input_tokens":)";
@@ -344,11 +344,11 @@ class Writer {
   const Transcript& transcript_;
   Random random_;
   Counts counts_;
-  std::size_t start_;          // where in `out_` the transcript begins
-  std::size_t lineStart_ = 0;  // where in `out_` the line at work begins
-  std::uint64_t context_;      // tokens that the next request finds in the cache
+  std::size_t start_;          // offset of the transcript in `out_`
+  std::size_t lineStart_ = 0;  // offset of the current line in `out_`
+  std::uint64_t context_;      // tokens that the next request reads from the cache
   std::size_t directory_ = 0;
-  std::string parent_;  // UUID of the line before
+  std::string parent_;  // UUID of the previous line
   std::string messageId_;
   std::string requestId_;
   std::string toolId_ = "toolu_01";

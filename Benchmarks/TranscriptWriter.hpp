@@ -1,7 +1,7 @@
 #pragma once
 
-// The lines of one transcript: prompts, the several lines of each request with their growing usage, tool
-// results, and the rarer lines between them.
+// Writes the lines of one transcript: prompts, several lines per request with growing usage, tool results,
+// and rarer kinds of lines.
 
 #include "Plan.hpp"
 #include "Prose.hpp"
@@ -12,19 +12,19 @@
 
 namespace tallyfin::corpus {
 
-/// What was written.
+/// Counts of what was written.
 struct Counts {
   std::uint64_t lines = 0;
   std::uint64_t usageLines = 0;  ///< lines with `message.usage`
-  std::uint64_t usageBytes = 0;  ///< their bytes, line feeds included
-  std::uint64_t requests = 0;    ///< requests with usage above zero
+  std::uint64_t usageBytes = 0;  ///< bytes of those lines, including line feeds
+  std::uint64_t requests = 0;    ///< requests with non-zero usage
 
   Counts& operator+=(const Counts& other);
 };
 
-/// Appends the lines of `transcript` to `out` until they hold `bytes` bytes or a little more, under the id
-/// and branch of `session`. The same transcript gives the same requests under every session, which is how a
-/// session that was picked up again comes to repeat them.
+/// Appends lines of `transcript`, with the id and branch of `session`, to `out` until they have at least
+/// `bytes` bytes. The requests depend only on the transcript, so a resumed session can repeat those of an
+/// earlier session.
 Counts appendTranscript(std::string& out, const Prose& prose, const Session& session,
                         const Transcript& transcript, std::uint64_t bytes);
 

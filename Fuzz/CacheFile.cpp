@@ -1,5 +1,5 @@
-// Any bytes as a cache file. Loading never takes more memory than a small multiple of the input, and what it
-// accepts is saved and loaded again to the same state and the same bytes.
+// Input: the bytes of a cache file. Loading needs at most a small multiple of the input's size in memory. A
+// file that loads is saved and loaded again with the same state and the same bytes.
 
 #include "Fuzz/MemoryFile.hpp"
 #include "Fuzz/Target.hpp"
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-// The sanitizer's own counts; a build without it replays inputs without counting.
+// Provided by the sanitizer; a build without it replays inputs without counting memory.
 extern "C" {
 int __attribute__((weak))
 __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, std::size_t),
@@ -23,12 +23,13 @@ std::size_t __attribute__((weak)) __sanitizer_get_allocated_size(const volatile 
 namespace tallyfin::Fuzz {
 namespace {
 
-// A string of one byte in the table, the costliest, becomes a view, an interned text and room for an agent.
+// The costliest input, a string of one byte in the table, needs a view, an interned text and memory for an
+// agent.
 constexpr std::size_t kMultiple = 128;
-// What does not depend on the input: blocks of the pool of texts, the first growth of tables.
+// Memory that does not depend on the input: blocks of the text pool, the first growth of tables.
 constexpr std::size_t kAllowance = std::size_t{1} << 20;  // bytes
 
-// What this process holds, and the most that it held since the mark was last set back.
+// Bytes currently allocated, and their maximum since `mostHeld` was last reset.
 std::int64_t held = 0;
 std::int64_t mostHeld = 0;
 
@@ -94,10 +95,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const TempHome home;
   input.write(Fuzz::textOf(data, size));
   ScanCache cache(input.path());
-  const std::size_t textsBefore = InternedText::count();  // the first call makes the pool
+  const std::size_t textsBefore = InternedText::count();  // the first call creates the pool
   const std::int64_t heldBefore = Fuzz::mostHeld = Fuzz::held;
   const bool accepted = cache.load();
-  // A table by number of all texts that the process has met is no business of this input.
+  // A table indexed by text number grows with all texts interned so far, not only with those of this input.
   const std::size_t allowed =
       Fuzz::kMultiple * size + 2 * textsBefore * sizeof(std::uint32_t) + Fuzz::kAllowance;
   Fuzz::require(Fuzz::mostHeld - heldBefore <= static_cast<std::int64_t>(allowed),
@@ -109,7 +110,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   }
   Fuzz::requireWellFormed(files);
 
-  // The path is fixed: a copy of the cache that saves elsewhere.
+  // The path of the input is fixed, so a second cache saves to another path.
   ScanCache copy(home.path("copy.bin"));
   home.write("copy.bin", Fuzz::textOf(data, size));
   Fuzz::require(copy.load(), "the same bytes are accepted again");

@@ -1,7 +1,7 @@
 #pragma once
 
-// A file that lies in memory alone and has a path all the same, so that code which opens files is run
-// millions of times without touching a disk. Linux only, as the engine's runs are.
+// A file in memory that has a path, so that code that opens files can run millions of times without using a
+// disk. Works on Linux only, like the fuzzing engine.
 
 #include <cstdlib>
 #include <string>
@@ -24,7 +24,7 @@ class MemoryFile {
   std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
   int descriptor() const { return descriptor_; }
 
-  /// Replaces the content, to be read from its start.
+  /// Replaces the content and seeks to its start.
   void write(std::string_view content) const {
     if (::ftruncate(descriptor_, 0) != 0 ||
         ::pwrite(descriptor_, content.data(), content.size(), 0) != static_cast<ssize_t>(content.size()) ||

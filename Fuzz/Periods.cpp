@@ -1,6 +1,6 @@
-// Any bytes as the words of a question: a zone, a clock, then lines with period, from, to, agent, project,
-// session and preset. What is accepted is what the rules say, worked out the plain way; what comes of it are
-// whole days in order; a lookup finds what a walk over all keys finds.
+// Input: a zone, a clock, then lines with period, from, to, agent, project, session and preset. Checks
+// accepted periods against a simple implementation of the rules, that ranges are whole days in order, and
+// that lookups find the same keys as a search through all keys.
 
 #include "Fuzz/Target.hpp"
 #include "Platform/Calendar.hpp"
@@ -26,7 +26,7 @@
 namespace tallyfin::Fuzz {
 namespace {
 
-// What the bytes mean.
+// The decoded input.
 struct Question {
   const Calendar* calendar = nullptr;
   TimePoint now;
@@ -49,7 +49,7 @@ Question questionOf(std::string_view input) {
   const auto byte = static_cast<unsigned char>(input.empty() ? 0 : input[0]);
   question.calendar = &calendarAt(byte & 0x0F);
   input.remove_prefix(std::min<std::size_t>(1, input.size()));
-  if ((byte & 0x80) != 0 && input.size() >= sizeof(double)) {  // any moment at all
+  if ((byte & 0x80) != 0 && input.size() >= sizeof(double)) {  // any moment
     std::memcpy(&question.now.seconds, input.data(), sizeof(double));
     input.remove_prefix(sizeof(double));
   } else if (input.size() >= sizeof(std::uint32_t)) {
@@ -69,7 +69,7 @@ bool isAscii(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-// A text in lower case, without the ends that `white` names. Beyond ASCII there is no plain way.
+// Lower-cases a text and trims the characters in `white`. Uses the tested functions for text outside ASCII.
 std::string plainlyFolded(std::string_view text, std::string_view white) {
   if (!isAscii(text)) return Text::canonical(Text::lowercased(Text::trimmedBlanks(text)));
   text.remove_prefix(std::min(text.find_first_not_of(white), text.size()));
@@ -81,7 +81,7 @@ std::string plainlyFolded(std::string_view text, std::string_view white) {
   return folded;
 }
 
-// Days since 1970 of yyyy-MM-dd.
+// Parses yyyy-MM-dd to days since 1970.
 std::optional<std::int64_t> plainDay(std::string_view text) {
   constexpr std::string_view kShape = "####-##-##";
   if (text.size() != kShape.size()) return std::nullopt;
@@ -95,7 +95,7 @@ std::optional<std::int64_t> plainDay(std::string_view text) {
   return std::chrono::sys_days(date).time_since_epoch().count();
 }
 
-// The number of "7d", by hand; 0 when it is no such text. A number too large for 64 bits is none.
+// Parses "7d" to 7; 0 for any other text and for numbers that exceed 64 bits.
 std::int64_t plainDayCount(const std::string& text) {
   const std::size_t at = text.starts_with('+') ? 1 : 0;
   const std::size_t digits = text.find_first_not_of("0123456789", at);
@@ -107,7 +107,7 @@ std::int64_t plainDayCount(const std::string& text) {
   return fits && !number.empty() ? std::stoll(number) : 0;
 }
 
-// Whether these words name a period.
+// Whether the words of the question are a valid period.
 bool isPeriod(const Question& question) {
   if (!question.from().empty()) {
     const std::optional<std::int64_t> from = plainDay(question.from());
@@ -193,7 +193,7 @@ void checkRanges(const Question& question) {
   }
 }
 
-// Keys of all kinds: with hyphens, one the beginning of another, in two spellings, equal but for their case.
+// Keys of all kinds: with hyphens, prefixes of others, in two spellings, equal except for case.
 const Report& history() {
   static const Report report = [] {
     std::vector<UsageRecord> records;

@@ -10,11 +10,11 @@
 namespace tallyfin::Fuzz {
 namespace {
 
-// With numbers of the widest kind: what is beyond them is refused, and nothing is said of it.
+// Uses the widest number types. Documents with larger numbers are rejected and not compared.
 using Json =
     nlohmann::basic_json<std::map, std::vector, std::string, bool, std::int64_t, std::uint64_t, long double>;
 
-// Builds a tree from the events of the other parser, which keeps the digits of a number.
+// Builds a tree from the other parser's events and keeps the digits of numbers.
 class Builder {
  public:
   using Kind = PlainValue::Kind;
@@ -43,7 +43,7 @@ class Builder {
   }
 
   PlainValue root;
-  bool isBeyond = false;  // a number beyond all kinds of the other parser
+  bool isBeyond = false;  // a number exceeds all types of the other parser
 
  private:
   static constexpr std::size_t kDeepest = 1024;
@@ -73,7 +73,7 @@ class Builder {
   }
 
   std::vector<PlainValue> open_;
-  std::vector<std::string> keys_;  // of the member to come, one for each that is open
+  std::vector<std::string> keys_;  // key of the next member of each open object
 };
 
 }  // namespace
@@ -90,7 +90,7 @@ std::optional<std::string> PlainValue::textMember(const std::string& key) const 
 
 PlainJson readPlainJson(std::string_view document) {
   if (document.starts_with("\xEF\xBB\xBF") || document.find('\0') != std::string_view::npos) {
-    return {};  // it accepts a byte order mark, and takes a NUL for the end
+    return {};  // the other parser accepts a byte order mark and stops at a NUL
   }
   Builder builder;
   if (Json::sax_parse(document.begin(), document.end(), &builder)) {
@@ -108,7 +108,7 @@ std::int64_t plainInteger(std::string_view digits) {
   const std::string exponent(digits.substr(std::min(end + 1, digits.size())));
   std::string all(digits.substr(0, point));
   all += digits.substr(std::min(point + 1, end), end - std::min(point + 1, end));
-  constexpr long long kFar = 99'999;  // beyond all digits that an input can hold
+  constexpr long long kFar = 99'999;  // more digits than an input can have
   const std::int64_t shift = std::clamp(std::strtoll(exponent.c_str(), nullptr, 10), -kFar, kFar);
   const std::int64_t whole = static_cast<std::int64_t>(point) + shift;
   all.resize(static_cast<std::size_t>(std::max<std::int64_t>(whole, 0)), '0');

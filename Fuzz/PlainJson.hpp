@@ -1,8 +1,7 @@
 #pragma once
 
-// JSON read by another parser into a tree, with none of the reader's short cuts. What it says of a document
-// is what the fast reader must say. Of equal keys the last wins; a number that is no integer of 64 bits stays
-// as it was written.
+// Reads JSON into a tree with an independent parser, without the fast reader's shortcuts. Both must give the
+// same result. Of equal keys the last one wins; numbers that are not 64-bit integers are kept as written.
 
 #include <cstdint>
 #include <map>
@@ -17,30 +16,31 @@ struct PlainValue {
   enum class Kind : std::uint8_t { null, truth, falsehood, number, text, array, object };
 
   Kind kind = Kind::null;
-  std::string text = {};  ///< of a text; the digits of a number
+  std::string text = {};  ///< the value of a text; the digits of a number
   std::vector<PlainValue> elements = {};
   std::map<std::string, PlainValue> members = {};
 
   bool isObject() const { return kind == Kind::object; }
 
-  /// The member when this is an object that has it; null otherwise.
+  /// The member with this key; null if there is none or this is not an object.
   const PlainValue* member(const std::string& key) const;
 
-  /// The text of a member that is one.
+  /// The text of a member; absent if the member is not a text.
   std::optional<std::string> textMember(const std::string& key) const;
 
   friend bool operator==(const PlainValue&, const PlainValue&) = default;
 };
 
-/// What a document comes to.
+/// The result of parsing a document.
 struct PlainJson {
-  std::optional<PlainValue> value;  ///< absent when it is not valid, or nested deeper than the reader goes
+  std::optional<PlainValue> value;  ///< absent if the document is invalid or nested more deeply than the
+                                    ///< reader allows
   bool isBeyond =
       false;  ///< absent for a number that the other parser has no kind for; nothing is said of it
 };
 PlainJson readPlainJson(std::string_view document);
 
-/// A number of a document to 64 bits: cut off towards 0, and to the nearest that fits.
+/// Converts a JSON number to 64 bits: truncates towards 0 and clamps to the range.
 std::int64_t plainInteger(std::string_view digits);
 
 }  // namespace tallyfin::Fuzz

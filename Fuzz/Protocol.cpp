@@ -1,5 +1,5 @@
-// Any bytes as the standard input of a server over a small home: a whole session. Each request gets one reply
-// in its turn, a line of valid JSON with its id; nothing else gets any.
+// Input: the standard input of a server over a small home, for a whole session. Each request gets one reply,
+// in order: a line of valid JSON with the request's id. Nothing else gets a reply.
 
 #include "Fuzz/MemoryFile.hpp"
 #include "Fuzz/PlainJson.hpp"
@@ -23,12 +23,12 @@ class Session {
  public:
   Session() {
     furnish(machine_, fs::path(TALLYFIN_GOLDEN) / "small/home.txt");
-    data_.ensureFresh();  // the clock stands still: no later call looks at the disk
+    data_.ensureFresh();  // the clock does not advance, so no later call reads the disk
   }
 
   std::optional<std::string> reply(std::string_view line) { return server_.reply(line); }
 
-  // Log lines since this was last asked.
+  // Returns the number of log lines since the last call.
   std::size_t takeLogged() { return std::exchange(logged_, 0); }
 
  private:
@@ -71,7 +71,7 @@ void requireResult(const std::string& method, const PlainValue& reply) {
           "an error or not");
 }
 
-// What is owed to one line, worked out the plain way.
+// Checks the reply to one line against a simple implementation of the rules.
 void requireReply(const std::string& line, const std::optional<std::string>& reply, std::size_t logged) {
   const std::string_view trimmed = Text::trimmedWhitespace(line);
   const auto [message, isBeyond] = readPlainJson(trimmed);

@@ -1,5 +1,5 @@
-// Replays inputs through a fuzz target without an engine: each argument is an input or a folder of them. So
-// every fault that was ever found stays found, under every compiler.
+// Replays inputs through a fuzz target without the fuzzing engine, so that past failures are retested with
+// every compiler. Each argument is an input or a folder of inputs.
 
 #include "Fuzz/Target.hpp"
 
@@ -23,7 +23,7 @@ int main(int count, char** arguments) {
   std::sort(inputs.begin(), inputs.end());
   for (const fs::path& path : inputs) {
     std::printf("%s\n", path.c_str());
-    std::fflush(stdout);  // the last line names the input that ends the process
+    std::fflush(stdout);  // if the process ends, the last line names the input
     std::ifstream file(path, std::ios::binary);
     const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());

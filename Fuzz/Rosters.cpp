@@ -1,5 +1,5 @@
-// Any bytes as one or two roster files (a NUL between them), read by the roster and again the plain slow way:
-// both must take the same files and members and find the same entries.
+// Input: one or two roster files, separated by a NUL. Reads them with AgentRoster and with a simple
+// implementation; both must accept the same files and members and find the same entries.
 
 #include "Fuzz/MemoryFile.hpp"
 #include "Fuzz/PlainJson.hpp"
@@ -18,7 +18,7 @@
 namespace tallyfin::Fuzz {
 namespace {
 
-// A home whose two roster files lie in memory.
+// A home with two roster files in memory.
 struct RosterHome {
   TempHome home;
   MemoryFile first;

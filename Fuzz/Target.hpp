@@ -1,7 +1,7 @@
 #pragma once
 
-// What all targets share: the entry point that the engine or the replay calls, and the way a broken promise
-// ends a run.
+// Shared by all targets: the entry point that the engine or the replay calls, and the check that ends the
+// process.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,12 +9,12 @@
 #include <cstdlib>
 #include <string_view>
 
-/// Takes one input; always gives 0. What is wrong ends the process.
+/// Runs one input; always returns 0. Failed checks end the process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace tallyfin::Fuzz {
 
-/// Ends the process when a promise does not hold, so that the engine keeps the input.
+/// Ends the process if `holds` is false, so that the engine saves the input. `promise` is the message.
 inline void require(bool holds, std::string_view promise) {
   if (!holds) {
     std::fprintf(stderr, "broken: %.*s\n", static_cast<int>(promise.size()), promise.data());

@@ -1,5 +1,5 @@
-// The lines of one transcript, read by the scanner and again the plain slow way from the rules alone: both
-// must take and refuse the same lines for the same cause and agree on every field of every request.
+// Input: the lines of one transcript. Reads them with the scanner and with a simple implementation of the
+// rules; both must reject the same lines for the same reason and agree on every field of every request.
 
 #include "Fuzz/PlainJson.hpp"
 #include "Fuzz/Target.hpp"
@@ -31,7 +31,7 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// The digits of a text that are named by their places, as a number; absent when one is no digit.
+// The number in `count` digits of `text` from `at` on; absent if one of them is not a digit.
 std::optional<int> number(std::string_view text, std::size_t at, std::size_t count) {
   int value = 0;
   for (std::size_t i = at; i < at + count; ++i) {
@@ -41,8 +41,8 @@ std::optional<int> number(std::string_view text, std::size_t at, std::size_t cou
   return value;
 }
 
-// Seconds since 1970 of yyyy-MM-dd, "T" or a blank, HH:mm:ss, then a fraction and an offset if they are
-// there.
+// Parses yyyy-MM-dd, "T" or a blank, HH:mm:ss, an optional fraction and an optional offset to seconds since
+// 1970.
 std::optional<double> plainTime(std::string_view text) {
   constexpr std::string_view kShape = "####-##-##?##:##:##";
   if (text.size() < kShape.size()) return std::nullopt;
@@ -83,7 +83,7 @@ std::optional<double> plainTime(std::string_view text) {
   return static_cast<double>(seconds) + fraction;
 }
 
-// The reduced id of an ASCII model. What other characters come to has no fast road to be held against.
+// The reduced id of a model. Uses the tested function for ids outside ASCII.
 std::string plainModel(const std::string& id) {
   if (!isAscii(id)) return Pricing::normalizeModel(id);
   constexpr const char* kWhite = " \t\n\v\f\r";
@@ -115,7 +115,7 @@ AgentIdentity plainAgent(const std::string& id) {
   return AgentIdentity::named(InternedText(id.substr(1, hyphen - 1)), InternedText(id));
 }
 
-// What the lines gave, in order of first appearance.
+// The result of reading, in order of first appearance.
 struct PlainReading {
   std::vector<std::pair<std::string, UsageRecord>> records;
   ScanDiagnostics diagnostics;
@@ -135,7 +135,7 @@ std::int64_t countOf(const PlainValue* object, const std::string& key) {
   return value->kind == PlainValue::Kind::number ? plainInteger(value->text) : 0;
 }
 
-// The counts of a usage object; absent when all are 0.
+// The counts of a usage object; absent if all are 0.
 std::optional<UsageRecord> plainCounts(const PlainValue& usage) {
   UsageRecord record;
   record.input = countOf(&usage, "input_tokens");
@@ -266,7 +266,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view rest = Fuzz::textOf(data, size);
   while (!rest.empty()) {
     const std::string line(
-        rest.substr(0, rest.find('\n')));  // of its own, so that a read beyond its end shows
+        rest.substr(0, rest.find('\n')));  // a copy, so that the sanitizer detects reads beyond its end
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     if (Fuzz::readPlainJson(line).isBeyond) continue;
     Scanner::ingest(line, Fuzz::kPath, InternedText(".claude"), Fuzz::kRank, records, diagnostics);
