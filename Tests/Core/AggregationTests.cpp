@@ -1,5 +1,4 @@
-// Sums against a pass that does everything the plain way. What answers and tables show of them is told by
-// Tests/Golden.
+// Compares sums with those of a naive implementation. Tests/Golden covers how answers and tables show them.
 
 #include "Platform/KeyedRows.hpp"
 #include "Support/MakeRecord.hpp"
@@ -35,7 +34,7 @@ TEST(KeyedRows, KeepsTheOrderOfFirstAppearanceAndFindsEveryKey) {
   EXPECT_EQ(rows.find(77), nullptr);
 }
 
-// Requests whose costs have no short sum, so that another order of adding shows in the last bit.
+// Requests whose costs are not exact in binary, so that a different order of addition changes the last bit.
 std::vector<UsageRecord> randomRecords(std::size_t count) {
   std::mt19937_64 random(11);  // NOLINT(bugprone-random-generator-seed): the same records every time
   const auto below = [&](std::uint64_t limit) { return static_cast<std::int64_t>(random() % limit); };
@@ -60,7 +59,7 @@ std::vector<UsageRecord> randomRecords(std::size_t count) {
   return records;
 }
 
-// What a pass means, spelled out: every bucket is summed on its own, record after record.
+// The naive implementation: sums each bucket separately, record by record.
 struct NaivePass {
   struct Cell {
     std::int64_t requests = 0;
@@ -88,7 +87,7 @@ struct NaivePass {
     const Cell& cell = cells[key];
     EXPECT_EQ(bucket.requests, cell.requests) << key;
     EXPECT_EQ(bucket.totalTokens(), cell.tokens) << key;
-    EXPECT_EQ(bucket.cost, cell.cost) << key;  // dollars to the last bit
+    EXPECT_EQ(bucket.cost, cell.cost) << key;  // exact to the last bit
     std::map<std::string, std::int64_t> models;
     for (const auto& [model, count] : bucket.modelCounts) {
       models[std::string(model.text())] += count;
@@ -154,8 +153,8 @@ TEST_F(Aggregation, AgreesWithANaivePassToTheLastBit) {
   EXPECT_TRUE(naive.cells.empty());
 }
 
-// The agents under each key of one pass are those of a report over the records of that key alone.
-TEST_F(Aggregation, AgentsUnderEachKeyAreThoseOfItsOwnReportToTheLastBit) {
+// Compares the agents under each key with a report on the records of that key.
+TEST_F(Aggregation, AgentsUnderEachKeyEqualThoseOfAReportOnThatKey) {
   const auto inSession = [](const UsageRecord& record) { return record.sessionId.text().ends_with('1'); };
   ReportParts axes;
   axes.agentsByProject = axes.agentsByModel = true;
@@ -180,7 +179,7 @@ TEST_F(Aggregation, AgentsUnderEachKeyAreThoseOfItsOwnReportToTheLastBit) {
   }
 }
 
-TEST_F(Aggregation, ADayOutsideTheRangeIsLeftOutWhole) {
+TEST_F(Aggregation, LeavesOutDaysOutsideTheRange) {
   const std::vector<UsageRecord> evening = {make({.at = "2026-03-02T18:00:00+01:00", .output = 6 * kDollar}),
                                             make({.at = "2026-03-01T18:00:00+01:00", .output = kDollar}),
                                             make({.at = "2026-03-04T18:00:00+01:00", .model = "other"})};

@@ -1,4 +1,4 @@
-// The bytes of the cache file's primitives, and that input which cannot be read is told by its kind.
+// Tests the encoding of the cache file, and that unreadable input is reported by its kind.
 
 #include "TallyfinCore/Cache/BinaryCodec.hpp"
 
@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(BinaryCodec, WritesTheBytesThatOthersRead) {
+TEST(BinaryCodec, WritesTheDocumentedBytes) {
   BinaryWriter writer;
   EXPECT_EQ(writer.intern("b"), 0U);
   EXPECT_EQ(writer.intern(""), 1U);
@@ -42,7 +42,7 @@ TEST(BinaryCodec, WritesTheBytesThatOthersRead) {
   EXPECT_EQ(reader.bytesLeft(), 0U);
 }
 
-TEST(BinaryCodec, UnusableInputIsToldByItsKind) {
+TEST(BinaryCodec, ReportsTheKindOfUnusableInput) {
   using Kind = DecodeError::Kind;
   const auto number = [](BinaryReader& reader) { reader.readUInt(); };
   const auto table = [](BinaryReader& reader) { reader.readStringTable([](auto) {}); };
@@ -55,7 +55,7 @@ TEST(BinaryCodec, UnusableInputIsToldByItsKind) {
                {"\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", number, Kind::truncated},
                {"1234567", [](BinaryReader& reader) { reader.readDouble(); }, Kind::truncated},
                {"\xC0\x96\xB1\x02", table, Kind::badString},  // 5,000,000
-               {"\xBF\x96\xB1\x02", table, Kind::truncated},  // 4,999,999, and nothing behind it
+               {"\xBF\x96\xB1\x02", table, Kind::truncated},  // 4,999,999, and nothing follows
                {"\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", table, Kind::badString},
                {"\x02\x01z", table, Kind::truncated},
                {"\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01z", table, Kind::truncated},

@@ -1,4 +1,4 @@
-// The cache file: what it holds byte for byte, that it survives, and that no input harms.
+// Tests the layout of the cache file, loading and saving, and that no input does harm.
 
 #include "Support/Machine.hpp"
 #include "Support/RawLine.hpp"
@@ -26,7 +26,7 @@ using namespace std::string_literals;
 
 class CacheFile : public testing::Test {
  protected:
-  // A small history: all kinds of agents, a negative count, a rejected line, a half line.
+  // Writes a small history: all kinds of agents, a negative count, a rejected line, an incomplete line.
   void makeHistory() {
     RawLine named = rawLine(2);
     named.agent = "areviewer-0123456789abcdef";
@@ -44,7 +44,7 @@ class CacheFile : public testing::Test {
   const std::string path = home.path("cache.bin");
 };
 
-// As the file gives them back: negative counts are written as 0.
+// The records as loaded from the file, where negative counts are 0.
 std::vector<UsageRecord> clamped(const RecordList& list) {
   std::vector<UsageRecord> records(list.begin(), list.end());
   for (UsageRecord& record : records) record.input = std::max<std::int64_t>(record.input, 0);
@@ -70,8 +70,8 @@ TEST_F(CacheFile, LoadsToTheSameState) {
   expectSame(second.result.diagnostics, first.result.diagnostics);
 }
 
-// A reader and a writer made from the layout alone, with no code in common but the codec's primitives.
-TEST_F(CacheFile, HasTheLayoutThatOthersRead) {
+// Reads the file by its layout; shares only the codec's primitives with the reader under test.
+TEST_F(CacheFile, HasTheDocumentedLayout) {
   makeHistory();
   ScanCache cache(path);
   refreshed(cache);
@@ -103,7 +103,7 @@ TEST_F(CacheFile, HasTheLayoutThatOthersRead) {
   EXPECT_EQ(text(), home.path(".claude/projects/p/a.jsonl"));
 }
 
-TEST_F(CacheFile, LargeIsWrittenAndReadOnTwoThreadsAsOnOne) {
+TEST_F(CacheFile, LargeFilesAreTheSameOnTwoThreadsAsOnOne) {
   std::string lines;
   for (int i = 0; i < 4'000; ++i) {
     RawLine line = rawLine(i, i);
@@ -141,8 +141,8 @@ TEST_F(CacheFile, LargeIsWrittenAndReadOnTwoThreadsAsOnOne) {
   }
 }
 
-// Another program may write into the file while both threads read it: what they see need not fit together.
-TEST_F(CacheFile, ChangedInPlaceWhileItIsReadItEndsTheLoad) {
+// Another program may write to the file while two threads read it, so they may see inconsistent contents.
+TEST_F(CacheFile, SurvivesWritesToTheFileDuringLoading) {
   std::string lines;
   for (int i = 0; i < 4'000; ++i) lines += rawLine(i, i).text();
   home.write(".claude/projects/p/a.jsonl", lines);
@@ -152,7 +152,7 @@ TEST_F(CacheFile, ChangedInPlaceWhileItIsReadItEndsTheLoad) {
   const std::string good = home.read("cache.bin");
   std::atomic<bool> isDone = false;
   std::thread other([&] {
-    std::mt19937_64 random(5);  // NOLINT(bugprone-random-generator-seed): as good as any
+    std::mt19937_64 random(5);  // any seed will do
     while (!isDone) {
       std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
       const std::size_t at = random() % 12;
@@ -169,7 +169,7 @@ TEST_F(CacheFile, ChangedInPlaceWhileItIsReadItEndsTheLoad) {
   EXPECT_LT(loaded, 300);
 }
 
-TEST_F(CacheFile, WrittenByOthersIsRead) {
+TEST_F(CacheFile, ReadsFilesOfOtherWriters) {
   BinaryWriter writer;
   const auto text = [&](std::string_view value) { writer.writeUInt(writer.intern(value)); };
   writer.writeUInt(2);
@@ -212,7 +212,7 @@ TEST_F(CacheFile, WrittenByOthersIsRead) {
   EXPECT_EQ(record.sourceRank, 9);
 }
 
-TEST_F(CacheFile, ForeignOrDamagedIsRefusedAndChangesNothing) {
+TEST_F(CacheFile, RejectsForeignAndDamagedFilesAndChangesNothing) {
   makeHistory();
   ScanCache cache(path);
   refreshed(cache);
@@ -230,12 +230,12 @@ TEST_F(CacheFile, ForeignOrDamagedIsRefusedAndChangesNothing) {
   EXPECT_TRUE(refused("tfc1" + good.substr(4)));
   EXPECT_TRUE(refused("TFC1\x02\0"s + "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x7F"));  // 2^63-1 files
   EXPECT_TRUE(refused("TFC1\x02\0"s + "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01"));
-  EXPECT_TRUE(refused("TFC1\x02\0\x01\x00"s));  // a path that is not in the table
+  EXPECT_TRUE(refused("TFC1\x02\0\x01\x00"s));  // a path whose index is not in the table
   EXPECT_FALSE(refused(good));
 }
 
-// Few bytes that refer to a long text again and again would otherwise take hours and hundreds of gigabytes.
-TEST_F(CacheFile, LongTextsReferredToOftenAreHeldOnce) {
+// A small file with many references to a long text must not take hours and hundreds of gigabytes.
+TEST_F(CacheFile, StoresALongTextOnceForAllReferences) {
   const std::string text(std::size_t{8} << 20, 'x');
   const std::string agents[] = {"ax-" + text + "-0123456789abcdef", "ay-" + text + "-0123456789abcdef"};
   const auto load = [&](std::size_t files, std::size_t pathLength, std::size_t records) {
@@ -247,7 +247,7 @@ TEST_F(CacheFile, LongTextsReferredToOftenAreHeldOnce) {
       writer.writeUInt(name);
       writer.writeUInt(0);
       writer.writeDouble(0);
-      for (int i = 0; i < 10; ++i) writer.writeUInt(0);  // number, offset and counters
+      for (int i = 0; i < 10; ++i) writer.writeUInt(0);  // inode, consumed and counters
       writer.writeUInt(records);
       for (std::size_t i = 0; i < records; ++i) {
         writer.writeUInt(name);
@@ -268,15 +268,15 @@ TEST_F(CacheFile, LongTextsReferredToOftenAreHeldOnce) {
   EXPECT_TRUE(load(1, 1, 50'000));
 }
 
-// What the file knows of a transcript's place and size is looked at again, so a flip there costs a read and
-// nothing else. A flip in what is stored of requests and counters cannot be seen: it lasts until the
-// transcript changes.
-TEST_F(CacheFile, AnyFlippedByteIsRefusedOrReadOverOrLastsUntilTheNextFullRead) {
+// A refresh compares the stored path and attributes of a transcript with the file, so a flip there only
+// causes a read. A flip in stored requests or counters cannot be detected: it lasts until the transcript
+// changes.
+TEST_F(CacheFile, AFlippedBitIsRejectedOrReadAgainOrLastsUntilTheFileChanges) {
   makeHistory();
   ScanCache cache(path);
   refreshed(cache);
   cache.save();
-  ASSERT_TRUE(cache.load());  // without the negative count, as any start has it
+  ASSERT_TRUE(cache.load());  // without the negative count, as after any start
   std::map<std::string, std::shared_ptr<const FileState>> known;
   for (const FileProvenance& file : cache.recordsPerFile()) known[file.path] = file.state;
   const ScanCache::Refreshed right = refreshed(cache);
@@ -291,7 +291,7 @@ TEST_F(CacheFile, AnyFlippedByteIsRefusedOrReadOverOrLastsUntilTheNextFullRead) 
       const bool accepted = flipped.load();
       bool isStored = true;
       for (const FileProvenance& file : flipped.recordsPerFile()) {
-        if (!known.contains(file.path)) continue;  // of a file that is not there
+        if (!known.contains(file.path)) continue;  // path of a file that does not exist
         const FileState& state = *known[file.path];
         isStored &= file.state->diag == state.diag && file.state->consumed == state.consumed &&
                     std::ranges::equal(file.records().entries(), state.records.entries(),

@@ -1,5 +1,5 @@
-// Ranges of days that an application chooses. Which days a preset names is held against plain arithmetic by
-// Fuzz/Periods.
+// Tests ranges of days that an application chooses. Fuzz/Periods compares the days of presets with plain
+// arithmetic.
 
 #include "Support/MakeRecord.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
@@ -45,7 +45,7 @@ TEST(RangePreset, NamesItsDays) {
   EXPECT_EQ(rangePreset("ThisMonth"), std::nullopt);
 }
 
-TEST(DateRange, HoldsWholeDaysInOrder) {
+TEST(DateRange, ConsistsOfWholeDaysInOrder) {
   const Calendar calendar = zone("America/Sao_Paulo");  // 2018-11-04 begins at 01:00
   const DateRange days(noon("2018-11-05", calendar), noon("2018-11-03", calendar), calendar);
   EXPECT_EQ(days, DateRange(noon("2018-11-03", calendar), noon("2018-11-05", calendar), calendar));
@@ -60,7 +60,7 @@ TEST(DateRange, HoldsWholeDaysInOrder) {
   EXPECT_EQ(days.caveat(noon("2018-11-06", calendar), calendar), std::nullopt);
 }
 
-TEST(RangeSelection, APresetWinsOverTheDatesThatItKeeps) {
+TEST(RangeSelection, APresetTakesPrecedenceOverTheDatesThatItKeeps) {
   const Calendar calendar = Calendar::utc();
   const TimePoint now = noon("2026-03-10");
   RangeSelection selection(RangePreset::thisMonth, noon("2020-05-05"), noon("2020-01-01"), now, calendar);

@@ -1,4 +1,4 @@
-// Figures beside the sums: rate, yesterday, median. Tests/Golden/now and zones tell them with their words.
+// Tests rate, yesterday and median. Tests/Golden/now and zones cover the texts that show them.
 
 #include "Support/MakeRecord.hpp"
 #include "TallyfinCore/Figures/Derived.hpp"
@@ -22,7 +22,7 @@ Report report(const std::vector<UsageRecord>& records, const Calendar& calendar 
   return Aggregator(calendar, ProjectResolver("/home/ada", false)).aggregate(records, {}, {}, {}, true);
 }
 
-TEST(Derived, RateIsOfTheHourThatDescribesNow) {
+TEST(Derived, RateUsesTheHourThatDescribesNow) {
   struct Hour {
     int hour;
     std::int64_t dollars;
@@ -40,10 +40,10 @@ TEST(Derived, RateIsOfTheHourThatDescribesNow) {
                {"14:05", {{14, 1}, {10, 9}}, 12},
                {"14:02", {{14, 1}}, 30},
                {"14:01", {{14, 1}}, std::nullopt},
-               {"14:30", {{15, 4}}, std::nullopt},  // a clock that went back
+               {"14:30", {{15, 4}}, std::nullopt},  // the clock was set back
                {"02:30", {{23, 4}}, std::nullopt},
                {"01:05", {{0, 2}}, 2},
-               {"00:05", {{0, 0}}, 0}};  // a known 0
+               {"00:05", {{0, 0}}, 0}};  // known to be 0
   for (const auto& [now, hours, rate] : cases) {
     std::vector<UsageRecord> records;
     for (const auto& [hour, amount] : hours) {
@@ -68,10 +68,10 @@ TEST(Derived, YesterdayCountsWholeSecondsAtTheirOwnPrices) {
             Cost(CostEstimate{2, 1, {InternedText("other")}}));
   EXPECT_EQ(Derived::yesterdayAtSameTime(std::vector{records[1]}, now, Calendar::utc()),
             Cost(CostEstimate{0, 1, {InternedText("other")}}))
-      << "only requests without a price: known to be so many, not unknown";
+      << "if all requests lack a price, their number is known";
 }
 
-TEST(Derived, YesterdayIsTheLastDateThatWas) {
+TEST(Derived, YesterdayIsTheLastDateThatExisted) {
   const Calendar apia = zone("Pacific/Apia");
   const std::vector<UsageRecord> records = {dollars("2011-12-29T12:00:00-10:00", 1),
                                             dollars("2011-12-31T12:00:00+14:00", 2)};
@@ -84,7 +84,7 @@ TEST(Derived, MedianTakesTheLastDaysWithActivity) {
   const Report days = report({
       dollars("2026-03-10T12:00:00Z", 100),  // today
       dollars("2026-02-01T12:00:00Z", 1),
-      dollars("2026-03-12T12:00:00Z", 900),  // a clock that went back
+      dollars("2026-03-12T12:00:00Z", 900),  // the clock was set back
       dollars("2026-03-09T23:59:59Z", 4),
       dollars("2026-01-01T12:00:00Z", 50),
       dollars("2026-03-08T12:00:00Z", 2),
@@ -97,7 +97,7 @@ TEST(Derived, MedianTakesTheLastDaysWithActivity) {
   }
 }
 
-TEST(Derived, ChangeOfNothingIsUnknown) {
+TEST(Derived, ChangeFromNothingIsUnknown) {
   EXPECT_EQ(Derived::delta(15, CostEstimate{10, 3, {}}), Estimate<double>(50.0));
   EXPECT_EQ(Derived::delta(0, CostEstimate{10, 0, {}}), Estimate<double>(-100.0));
   for (const Cost& baseline : {Cost(CostEstimate{0, 3, {}}), Cost(CostEstimate{-1, 0, {}}),

@@ -1,4 +1,4 @@
-// Money and its caveats at the edges that answers do not reach.
+// Tests amounts and caveats in cases that answers do not reach.
 
 #include "TallyfinCore/Estimate.hpp"
 
@@ -22,7 +22,7 @@ TEST(Estimate, MoneyHasTwoDecimalsOrFourBelowOneCent) {
                {std::nextafter(0.01, 0), "$0.0100"},
                {0.01, "$0.01"},
                {-0.01, "$-0.01"},
-               {0.125, "$0.12"},  // ties go to the even digit
+               {0.125, "$0.12"},  // ties round to the even digit
                {2.675, "$2.67"},  // a little below the tie in binary
                {999.995, "$1,000.00"},
                {-1234.5, "$-1,234.50"},
@@ -34,7 +34,7 @@ TEST(Estimate, MoneyHasTwoDecimalsOrFourBelowOneCent) {
   }
 }
 
-TEST(Estimate, SumsAndMediansCarryWhatIsLeftOut) {
+TEST(Estimate, SumsAndMediansKeepWhatIsLeftOut) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
   const InternedText a("a");
   const InternedText b("b");
@@ -55,7 +55,7 @@ TEST(Estimate, OneRequestAddsItsDollarsOrItsReason) {
   cost.add(0.25);
   ModelSet added;
   for (int round = 0; round < 2; ++round) {
-    for (char name = 'z'; name > 'm'; --name) {  // more models than are looked for one by one
+    for (char name = 'z'; name > 'm'; --name) {  // more models than noteModel compares one by one
       added.emplace(std::string_view(&name, 1));
       cost.add(UnknownReason::noPriceForModel(InternedText(std::string_view(&name, 1))));
     }
@@ -64,7 +64,7 @@ TEST(Estimate, OneRequestAddsItsDollarsOrItsReason) {
   EXPECT_EQ(cost, (CostEstimate{0.25, 27, added}));
 }
 
-TEST(Estimate, ReasonsThatNoAnswerTellsHaveTheirWords) {
+TEST(Estimate, TextsOfReasonsThatNoAnswerShows) {
   const InternedText thing("thing");
   EXPECT_EQ(UnknownReason::noPriceForModel(thing).text(),
             "no known price for model: thing — its cost is not included");

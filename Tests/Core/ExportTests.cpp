@@ -1,4 +1,4 @@
-// Tables over reports that no scan gives, and cells of any bytes. Whole documents are told by Tests/Golden.
+// Tests tables of reports that no scan produces, and cells of any bytes. Tests/Golden covers whole documents.
 
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
@@ -26,7 +26,7 @@ using testing::HasSubstr;
 
 using Cells = std::vector<std::string>;
 
-// The cells of a line that may hold line feeds, as RFC 4180 has it.
+// Splits a record into cells by RFC 4180; cells may contain line feeds.
 Cells cellsOf(std::string_view line) {
   Cells cells(1);
   bool isQuoted = false;
@@ -44,7 +44,7 @@ Cells cellsOf(std::string_view line) {
   return cells;
 }
 
-TEST(Exports, AnyCellSurvivesAReaderAndIsNeverAFormula) {
+TEST(Exports, CellsSurviveAReaderAndAreNeverFormulas) {
   std::mt19937_64 random(3);  // NOLINT(bugprone-random-generator-seed): the same texts every time
   constexpr std::string_view kAlphabet = "=+-@\t\r\n,\"';a ";
   for (int round = 0; round < 500; ++round) {
@@ -57,11 +57,12 @@ TEST(Exports, AnyCellSurvivesAReaderAndIsNeverAFormula) {
     const std::string field = Exporter::textField(text);
     ASSERT_EQ(cellsOf(concat("1,", field, ",", field)), (Cells{"1", read, read}));
   }
-  EXPECT_EQ(Exporter::textField("=\u0338x"), "'=\u0338x") << "one character, but a formula to a spreadsheet";
-  EXPECT_EQ(Exporter::decimal(0.0625, 3), "0.062") << "exactly between two: the even digit";
+  EXPECT_EQ(Exporter::textField("=\u0338x"), "'=\u0338x")
+      << "a spreadsheet reads this character as a formula";
+  EXPECT_EQ(Exporter::decimal(0.0625, 3), "0.062") << "ties round to the even digit";
 }
 
-TEST(Exports, WhatAReportDoesNotKnowIsSaidInWords) {
+TEST(Exports, SaysInWordsWhatAReportDoesNotKnow) {
   Report report = Aggregator(Calendar::utc(), ProjectResolver("/home/ada", false))
                       .aggregate(std::vector{make({})}, {}, {}, {}, true);
   const Exporter::Options options{.generatedAt = at("2026-05-04T15:42:10Z"), .calendar = Calendar::utc()};
@@ -77,7 +78,7 @@ TEST(Exports, WhatAReportDoesNotKnowIsSaidInWords) {
   report.sessionProject.clear();
   report.agentProject.clear();
   report.agentSession.clear();
-  report.bySession[InternedText("session-2")] = {};  // a bucket into which nothing went
+  report.bySession[InternedText("session-2")] = {};  // a bucket without requests
   EXPECT_THAT(table(Exporter::Axis::project),
               HasSubstr("unknown — the report carries no label provenance for this project"));
   const std::string sessions = table(Exporter::Axis::session);
@@ -94,8 +95,7 @@ TEST(Exports, WhatAReportDoesNotKnowIsSaidInWords) {
 
 TEST(Exports, PathsOfAnyBytesGiveValidTextInOrder) {
   Report report;
-  report.diagnostics.filesUnreadable = {"/logs/\xFFz.jsonl", "/logs/e\u0301",
-                                        "/logs/f"};  // é stands behind z
+  report.diagnostics.filesUnreadable = {"/logs/\xFFz.jsonl", "/logs/e\u0301", "/logs/f"};  // é sorts after z
   report.diagnostics.longestLinePath = "/logs/\xE2\x82.jsonl";
   const auto state = std::make_shared<FileState>();
   state->records.insert(InternedText("m:r"), make({}));

@@ -63,7 +63,7 @@ TEST(LineReader, ReadsFromOneOffsetUpToAnother) {
   }
 }
 
-TEST(LineReader, AFileThatGrowsWhileItIsReadHasAnEnd) {
+TEST(LineReader, StopsAtTheSizeThatTheFileHadWhenOpened) {
   const TempHome home;
   const std::string path = home.write("file", "first\nsecond\nhalf");
   Lines lines;
@@ -74,11 +74,11 @@ TEST(LineReader, AFileThatGrowsWhileItIsReadHasAnEnd) {
   };
   EXPECT_EQ(LineReader::forEachLine(path, 0, std::nullopt, grow), 13U);
   EXPECT_EQ(lines, (Lines{"first", "second"}));
-  EXPECT_EQ(readLines(path, 13).lines[0], "half and more") << "the rest is for the next look";
+  EXPECT_EQ(readLines(path, 13).lines[0], "half and more") << "the next call reads the rest";
 }
 
-// Line lengths around the size of a read and of the buffer: every byte of every line arrives, in order.
-TEST(LineReader, LinesOfAnyLengthArriveWhole) {
+// Lines with lengths near the sizes of a read and of the buffer: all bytes of all lines arrive in order.
+TEST(LineReader, ReadsLinesOfAnyLengthCompletely) {
   const TempHome home;
   std::string content;
   Lines expected;
@@ -94,7 +94,7 @@ TEST(LineReader, LinesOfAnyLengthArriveWhole) {
   EXPECT_EQ(read.end, content.size());
 }
 
-TEST(LineReader, WhatIsNoPlainFileIsAnErrorAndNeverBlocks) {
+TEST(LineReader, AFileThatIsNotRegularIsAnErrorAndNeverBlocks) {
   const TempHome home;
   const std::string fifo = home.path("fifo");
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);

@@ -1,4 +1,4 @@
-// Names on the page, and the cuts that its drawings are made of.
+// Tests names on the page, and the cuts by time from which its charts are drawn.
 
 #include "Support/MakeRecord.hpp"
 #include "TallyfinCore/Exports/PageMarkup.hpp"
@@ -13,7 +13,7 @@
 namespace tallyfin {
 namespace {
 
-TEST(Page, ShowsWhatNamesHideAndBoundsThem) {
+TEST(Page, ShowsInvisibleCharactersAndLimitsTheLengthOfNames) {
   const std::pair<std::string, std::string> kNames[] = {
       {"a & <b>", "<bdi>a &amp; &lt;b&gt;</bdi>"},
       {"", "<bdi class=\"none\">(no name)</bdi>"},
@@ -27,9 +27,9 @@ TEST(Page, ShowsWhatNamesHideAndBoundsThem) {
   EXPECT_LT(Exporter::name(std::string(1'000'000, '\x01')).html().size(), 5'000);
 }
 
-// A request every twenty minutes around clock changes, one of them at midnight: every cut has the sums of
-// the report of those days and hours.
-TEST(TimeCuts, AreTheReportsOwnFigures) {
+// Requests every twenty minutes around clock changes, one of them at midnight. Each cut has the sums of the
+// report of those days and hours.
+TEST(TimeCuts, EqualTheFiguresOfTheReport) {
   for (const auto& [name, first] : {std::pair{"Europe/Berlin", "2026-03-27T00:00:00Z"},
                                     {"Europe/Berlin", "2026-10-23T00:00:00Z"},
                                     {"America/Sao_Paulo", "2018-11-01T00:00:00Z"},

@@ -9,7 +9,7 @@
 namespace tallyfin {
 namespace {
 
-TEST(PriceList, WhatIsWrongAnywhereMakesTheWholeFileUnusable) {
+TEST(PriceList, AnyFaultMakesTheWholeFileUnusable) {
   const auto entry = [](const std::string& members) { return "{\"prices\": [\n{" + members + "}\n]}\n"; };
   const struct {
     std::string text;
@@ -59,7 +59,7 @@ TEST(PriceList, WhatIsWrongAnywhereMakesTheWholeFileUnusable) {
   }
 }
 
-TEST(PriceList, OnlyAFileThatIsNamedMustBeThere) {
+TEST(PriceList, OnlyAFileNamedByTheUserMustExist) {
   const TempHome home;
   Environment environment{.home = home.path(), .tallyfinHome = {}, .tallyfinCachePath = {}, .now = {}};
   EXPECT_EQ(PriceList::of(environment).file, "");
@@ -91,15 +91,17 @@ TEST(PriceList, OwnPricesCompeteByLengthAndDay) {
     double input;
     bool isOwn;
   } cases[] = {
-      {"claude-opus-4-5", "2026-03-31T00:00:00Z", 1, true},    // the same key: one's own
-      {"claude-opus-4-5", "2026-04-01T00:00:00Z", 5, false},   // after its last day the list price again
+      {"claude-opus-4-5", "2026-03-31T00:00:00Z", 1, true},    // the own price, for the same key
+      {"claude-opus-4-5", "2026-04-01T00:00:00Z", 5, false},   // after the own price's last day, the list
+                                                               // price
       {"claude-opus-4-5-x", "2026-03-01T00:00:00Z", 1, true},  //
-      {"claude-opus-4-6", "2026-03-01T00:00:00Z", 5, false},   // a longer key of the list
+      {"claude-opus-4-6", "2026-03-01T00:00:00Z", 5, false},   // a longer key in the list
       {"claude-opus-6", "2026-03-01T00:00:00Z", 2, true},      //
-      {"nova-1", "2026-03-31T00:00:00Z", 3, true},             // tiers stand in any order
+      {"nova-1", "2026-03-31T00:00:00Z", 3, true},             // tiers may be in any order
       {"nova-1", "2026-04-01T00:00:00Z", 4, true},             //
-      {"nova-1-day", "2027-01-01T00:00:00Z", 4, true},         // the last one, since nothing follows it
-      {"nova-1-large", "2027-01-01T00:00:00Z", 5, true},       // names between it and the id in text order
+      {"nova-1-day", "2027-01-01T00:00:00Z", 4, true},         // the last price, since none follows
+      {"nova-1-large", "2027-01-01T00:00:00Z", 5, true},       // other names are between it and the id in
+                                                               // text order
   };
   for (const auto& [model, day, input, isOwn] : cases) {
     const auto prices = Pricing::prices(InternedText(model), at(day), Calendar::utc(), list);
@@ -119,11 +121,11 @@ TEST(PriceList, OwnPricesCompeteByLengthAndDay) {
   EXPECT_FALSE((CostEstimate{0, 1, {}, {InternedText("local")}}).isUnknown()) << "an own price of 0 is known";
 }
 
-TEST(PriceList, ListPricesAreSuchAsIdsFind) {
+TEST(PriceList, ListPricesAreReducedUniqueAndInOrderOfTime) {
   std::set<std::string> models;
   for (const auto& [model, tiers] : Pricing::table()) {
     EXPECT_EQ(Pricing::normalizeModel(model), model);
-    EXPECT_TRUE(models.insert(model).second) << model << " stands in two places";
+    EXPECT_TRUE(models.insert(model).second) << model << " is listed twice";
     for (std::size_t i = 0; i < tiers.size(); ++i) {
       const bool isLast = i + 1 == tiers.size();
       EXPECT_EQ(tiers[i].until.has_value(), !isLast) << model;

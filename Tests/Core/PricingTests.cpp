@@ -1,4 +1,4 @@
-// Dollars to the last bit. What each model and kind of token costs is told by Tests/Golden/prices.
+// Tests costs to the last bit. Tests/Golden/prices covers the prices of models and kinds of tokens.
 
 #include "Support/MakeRecord.hpp"
 #include "TallyfinCore/Attribution/Pricing.hpp"
@@ -11,7 +11,7 @@ namespace tallyfin {
 namespace {
 
 TEST(Pricing, SumsRunInAFixedOrder) {
-  // Among so many records, any other order of sums or products differs in a last bit.
+  // With this many records, any other order of sums or products changes the last bit of one.
   std::mt19937_64 random(3);  // NOLINT(bugprone-random-generator-seed): the same records every time
   const auto below = [&](std::uint64_t limit) { return static_cast<std::int64_t>(random() % limit); };
   const auto number = [](std::int64_t count) { return static_cast<double>(count); };
@@ -33,7 +33,7 @@ TEST(Pricing, SumsRunInAFixedOrder) {
   }
 }
 
-TEST(Pricing, PricerAnswersAsOneLookupPerRecordWould) {
+TEST(Pricing, PricerAgreesWithOneLookupPerRecord) {
   const Calendar calendar = zone("Europe/Berlin");
   const PriceList& builtIn = PriceList::builtIn();
   Pricing::Pricer pricer(calendar, builtIn);

@@ -27,7 +27,7 @@ void expectLabels(const ProjectResolver& resolver, const std::vector<Case>& case
   }
 }
 
-TEST(ProjectPathTests, RepositoriesGatherWhatLiesInThem) {
+TEST(ProjectPathTests, DirectoriesInARepositoryShareItsLabel) {
   TempHome home;
   home.makeDirectory("repo/.git");
   home.makeDirectory("repo/src/deep");
@@ -68,14 +68,14 @@ TEST(ProjectPathTests, TheWalkEndsAfterFortyLevels) {
                           {below + "/d", below + "/d", Provenance::rawFallback}});
 }
 
-TEST(ProjectPathTests, OddPathsEndAsTheyCame) {
+TEST(ProjectPathTests, OddPathsAreUnchanged) {
   const ProjectResolver resolver("/home/me", true);
   const std::string odd[] = {
       "/",
       "x",
       "\u00e9",                    // one character of two bytes
       "relative/no-such-place/x",  //
-      "/no-such-place\0/x"s,       // names nothing, and least of all "/no-such-place"
+      "/no-such-place\0/x"s,       // does not exist; must not be looked up as "/no-such-place"
       "/no-such-place/" + std::string(100'000, 'x'),
       "/no-such-place" + std::string(5'000, '/'),
   };
@@ -84,7 +84,7 @@ TEST(ProjectPathTests, OddPathsEndAsTheyCame) {
   }
 }
 
-TEST(ProjectPathTests, AMissingDirectoryIsALabelOfItsOwn) {
+TEST(ProjectPathTests, RequestsWithoutADirectoryHaveALabelOfTheirOwn) {
   const ProjectResolver resolver("/home/me", true);
   const std::pair<const char*, const char*> labels[] = {
       {"", "(unknown cwd)"},
@@ -98,7 +98,7 @@ TEST(ProjectPathTests, AMissingDirectoryIsALabelOfItsOwn) {
   }
 }
 
-TEST(ProjectPathTests, TheHomeDirectoryIsKnownInAnyNormalForm) {
+TEST(ProjectPathTests, RecognisesTheHomeDirectoryInAnyNormalForm) {
   const ProjectResolver resolver("/home/jos\u00e9", false);
   EXPECT_EQ(resolver.tildify("/home/jose\u0301/app"), "~/app");
   EXPECT_EQ(resolver.tildify("/home/jose"), "/home/jose");
@@ -108,7 +108,7 @@ TEST(ProjectPathTests, TheHomeDirectoryIsKnownInAnyNormalForm) {
                 {"/home/jos\u00e9/app/.claude/worktrees/w1/src", "~/app", Provenance::worktreeFolded}});
 }
 
-TEST(ProjectPathTests, AnAnswerStaysAndIsSharedByCopies) {
+TEST(ProjectPathTests, ResultsAreCachedAndSharedByCopies) {
   TempHome home;
   ProjectResolver resolver("/nowhere", true);
   const InternedText path(home.makeDirectory("late"));
@@ -121,7 +121,7 @@ TEST(ProjectPathTests, AnAnswerStaysAndIsSharedByCopies) {
   EXPECT_EQ(resolver.resolve(path).provenance, Provenance::exact);
 }
 
-TEST(ProjectPathTests, ThreadsMayAskAtOnce) {
+TEST(ProjectPathTests, ThreadsMayShareAResolver) {
   const ProjectResolver resolver("/srv", true);
   const auto ask = [&resolver] {
     for (int number = 0; number < 200; ++number) {

@@ -1,7 +1,7 @@
-// A random life of many transcripts. Whatever happens to them, and wherever a process starts anew from the
-// cache file, a refresh gives to the last bit what a scan from scratch gives of all that a refresh can know.
+// Changes many transcripts at random. After every change, also after restarts from the cache file, a refresh
+// must equal, to the last bit, a scan from scratch of all content that a refresh can know of.
 //
-// TALLYFIN_HISTORY_SEED and TALLYFIN_HISTORY_STEPS choose another life, or a longer one.
+// TALLYFIN_HISTORY_SEED and TALLYFIN_HISTORY_STEPS choose another sequence or a longer one.
 
 #include "Platform/Files.hpp"
 #include "Support/Machine.hpp"
@@ -32,7 +32,7 @@ std::uint64_t setting(const char* name, std::uint64_t otherwise) {
   return value != nullptr && *value != '\0' ? std::stoull(value) : otherwise;
 }
 
-// Paths of the transcripts of a home, from the home on, in listing order.
+// Paths of a home's transcripts, relative to the home, in listing order.
 std::vector<std::string> transcripts(const TempHome& home) {
   ScanDiagnostics unused;
   std::vector<std::string> paths;
@@ -42,7 +42,7 @@ std::vector<std::string> transcripts(const TempHome& home) {
   return paths;
 }
 
-// What happens to a home: one thing a step, chosen by chance.
+// Changes a home by one random action per step.
 class Life {
  public:
   Life(const TempHome& home, std::uint64_t seed) : home_(home), random_(seed) {}
@@ -63,7 +63,7 @@ class Life {
       moveHome();
     } else if (paths.empty() || (paths.size() < 14 && oneIn(6))) {
       append(newPath(), lines(4));
-    } else if (oneIn(6)) {  // a conversation is taken up again: its lines stand in another file as well
+    } else if (oneIn(6)) {  // a resumed conversation: its lines occur in a second file too
       append(any(), home_.read(any()));
     } else if (oneIn(2)) {
       grow(any());
@@ -77,7 +77,8 @@ class Life {
     const std::size_t request = below(120);
     RawLine line =
         rawLine(static_cast<int>(request), static_cast<int>(below(5000)), static_cast<int>(below(900)));
-    // All copies of a request have its model, so that it costs the same whichever of them describes it.
+    // All copies of a request have the same model, so that its cost does not depend on which copy describes
+    // it.
     line.model = std::vector{"claude-opus-5", "claude-haiku-4-5", "nova-1"}[request % 3];
     line.timestamp =
         "2026-05-0" + std::to_string(1 + below(9)) + "T10:00:0" + std::to_string(below(10)) + "Z";
@@ -117,14 +118,14 @@ class Life {
     return all;
   }
 
-  // Few enough to come up again; a later one often sorts before those that are there.
+  // Few different paths, so that they are reused. A new one often sorts before existing ones.
   std::string newPath() {
     static const std::vector<std::string> homes = {".claude", ".claude-work", ".claude-yahoo"};
     return homes[below(homes.size())] + "/projects/" + std::string(1, static_cast<char>('a' + below(3))) +
            (oneIn(4) ? "/subagents/" : "/") + std::to_string(below(6)) + ".jsonl";
   }
 
-  // The clock of the file system mostly moves on between two writes.
+  // The file system's time usually advances between two writes.
   void stamp(const std::string& path) {
     now_ += oneIn(4) ? 0 : 1 + static_cast<std::time_t>(below(3));
     home_.setModified(path, now_);
@@ -143,7 +144,7 @@ class Life {
       const std::size_t part = below(rest.size());
       append(path, rest.substr(0, part));
       rest.erase(0, part);
-    } else {  // the rest of such a line, then more
+    } else {  // the rest of that line, then more lines
       append(path, std::exchange(rest, {}) + lines(4));
     }
   }
@@ -165,7 +166,7 @@ class Life {
       }
       case 1:
         return rewrite(path, lines(6));
-      case 2:  // larger than before, under the same number
+      case 2:  // larger than before, with the same inode
         return rewrite(path, line() + content + line());
       case 3:
         note("replace " + path);
@@ -180,7 +181,7 @@ class Life {
       case 5:
         note("delete " + path);
         return home_.remove(path);
-      default: {  // back and forth, also by less than counts
+      default: {  // forward or back, also by less than the tolerance
         const std::time_t time = now_ + static_cast<std::time_t>(below(5)) - 2;
         const long fraction = oneIn(2) ? 400'000 : 0;
         note("touch " + path + " at " + std::to_string(time) + " s " + std::to_string(fraction) + " ns");
@@ -189,7 +190,7 @@ class Life {
     }
   }
 
-  // A home goes, or comes back with all that it held.
+  // Removes a home, or restores it with its content.
   void moveHome() {
     const char* const home = ".claude-work";
     if (Files::exists(home_.path(home))) {
@@ -204,21 +205,21 @@ class Life {
 
   const TempHome& home_;
   std::mt19937_64 random_;
-  std::map<std::string, std::string> unfinished_;  // what is to come of a last line, by path
+  std::map<std::string, std::string> unfinished_;  // the missing ends of incomplete last lines, by path
   std::deque<std::string> recent_;
   std::time_t now_ = 1'800'000'000;
 };
 
-// What a refresh can know, by its promise: it takes a file to grow at its end. One with another number, fewer
-// bytes or an earlier time is read anew; of any other only what lies behind the last line feed read so far. A
-// second home holds just that content, so that a scan of it is the answer.
+// Computes what a refresh must know. A refresh assumes that files grow only at their end. A file with another
+// inode, fewer bytes or an earlier time is read from the start; of any other, only the bytes after the last
+// complete line are read. A second home has exactly that content, so a scan of it gives the expected result.
 class Promise {
  public:
   explicit Promise(const TempHome& home) : home_(home) {}
 
   void forget() { known_.clear(); }
 
-  // Brings the second home up to date and says what a refresh must have done.
+  // Updates the second home and returns the counts that the refresh must report.
   RefreshStats look() {
     RefreshStats stats;
     stats.fromCache = !known_.empty();
@@ -243,7 +244,7 @@ class Promise {
     return stats;
   }
 
-  // The answer of a scan from scratch, with the paths of the first home.
+  // The result of a scan from scratch, with paths changed to those of the first home.
   ScanResult scan(bool parallel) const {
     ScanResult result = Scanner::scan(SourceHome::defaults(second_.path()), parallel, stopped);
     std::string& longest = result.diagnostics.longestLinePath;
@@ -251,9 +252,9 @@ class Promise {
     return result;
   }
 
-  // The records of a refresh: each copy of a request has the rank that its file had when it was read, and the
-  // lowest of them describes the request, of equal ones that which is listed first. `scanned` is what a scan
-  // gave, and a first look gives as well.
+  // The records that a refresh must return. Each copy of a request keeps the rank of its file at the time it
+  // was read. The copy with the lowest rank describes the request, and among equal ranks the first one
+  // listed. Also checks that a first refresh returns `scanned`, the result of a scan.
   std::vector<UsageRecord> records(const RecordList& scanned) {
     ScanCache cold(second_.path("cache.bin"));
     EXPECT_EQ(cold.refresh(SourceHome::defaults(second_.path()), stopped).result.records, scanned);
@@ -283,7 +284,7 @@ class Promise {
     return all;
   }
 
-  // Whether the transcripts are what is known of them, with nothing changed behind the refresh's back.
+  // Whether all transcripts begin with the known content, so that no change went unnoticed.
   bool isWholeTruth() const {
     return std::ranges::all_of(
         known_, [&](const auto& file) { return home_.read(file.first).starts_with(file.second.content); });
@@ -292,7 +293,7 @@ class Promise {
  private:
   struct Known {
     Files::Attributes attributes;
-    std::string content;              // with a last line that is not known yet when it is unfinished
+    std::string content;              // including an incomplete last line, which a refresh does not know yet
     std::vector<std::int64_t> ranks;  // of its requests
   };
 
@@ -327,7 +328,7 @@ class Promise {
     return file;
   }
 
-  // A home without transcripts counts as one when its folder is there.
+  // A home without transcripts is counted if its folder exists.
   void setHomes() const {
     for (const SourceHome& home : SourceHome::defaults(home_.path())) {
       if (Files::isDirectory(home.projectsPath)) {
@@ -355,7 +356,8 @@ void expectSame(const RefreshStats& did, const RefreshStats& expected) {
   EXPECT_EQ(did.fromCache, expected.fromCache);
 }
 
-// Counts, times and costs; whose a request is may differ once files came between others.
+// Compares counts, times and costs. The copy that describes a request may differ once files were added before
+// others.
 void expectSameFigures(const RecordList& records, const RecordList& expected) {
   ASSERT_EQ(records.size(), expected.size());
   for (std::size_t i = 0; i < records.size(); ++i) {
@@ -377,7 +379,7 @@ void expectSameFigures(const RecordList& records, const RecordList& expected) {
   }
 }
 
-TEST(RandomHistory, ARefreshIsAScanOfWhatItCanKnow) {
+TEST(RandomHistory, ARefreshEqualsAScanOfWhatItCanKnow) {
   const std::uint64_t seed = setting("TALLYFIN_HISTORY_SEED", 20'261'123);
   const std::uint64_t steps = setting("TALLYFIN_HISTORY_STEPS", TALLYFIN_HISTORY_STEPS);
   const TempHome home;
@@ -413,7 +415,7 @@ TEST(RandomHistory, ARefreshIsAScanOfWhatItCanKnow) {
     }
     if (HasFailure()) {
       for (const std::string& what : life.recent()) std::cout << "  " << what << "\n";
-      FAIL() << "the last of these, in step " << step << " of TALLYFIN_HISTORY_SEED=" << seed;
+      FAIL() << "failed after the last of these, in step " << step << " of TALLYFIN_HISTORY_SEED=" << seed;
     }
   }
 }

@@ -1,5 +1,5 @@
-// Reading from scratch and reading what grew: the same answer, whatever files and folders are made of. What
-// they go through in time is the matter of RandomHistoryTests.cpp.
+// Compares scan and refresh over all kinds of files and folders. RandomHistoryTests.cpp covers changes over
+// time.
 
 #include "Platform/Files.hpp"
 #include "Support/LimitedTo.hpp"
@@ -38,14 +38,14 @@ class Refresh : public testing::Test {
   ScanCache cache{home.path("cache.bin")};
 };
 
-// A number as the cache file holds it.
+// An integer as encoded in the cache file.
 std::string leb128(std::uint64_t value) {
   std::string bytes;
   for (; value >= 0x80; value >>= 7) bytes += static_cast<char>(value | 0x80);
   return bytes + static_cast<char>(value);
 }
 
-// The records but for their ranks, which name a position in a listing of long ago.
+// The records without their ranks, which are positions in earlier listings.
 std::vector<UsageRecord> withoutRanks(const RecordList& list) {
   std::vector<UsageRecord> records(list.begin(), list.end());
   for (UsageRecord& record : records) record.sourceRank = 0;
@@ -80,9 +80,9 @@ TEST_F(Refresh, TheFileThatIsListedFirstDescribesARequest) {
   EXPECT_EQ(after.records[0].output, 900);
 }
 
-// Requests repeated across many files, lines with damage at any byte, files without a line feed, and what is
-// no file at all.
-TEST_F(Refresh, HostileFilesGiveTheSameOnEveryRoad) {
+// Requests repeated across many files, lines with random damage, files without a line feed, and entries that
+// are not regular files.
+TEST_F(Refresh, HostileFilesGiveTheSameResultInScanAndRefresh) {
   std::mt19937_64 random(7);  // NOLINT(bugprone-random-generator-seed): the same files every time
   for (int file = 0; file < 40; ++file) {
     std::string content;
@@ -111,7 +111,7 @@ TEST_F(Refresh, HostileFilesGiveTheSameOnEveryRoad) {
   EXPECT_TRUE(cache.verifyAgainstFullScan(homes, Calendar::utc(), stopped).isClean());
 }
 
-TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
+TEST_F(Refresh, UnreadableFilesAreReportedAndTriedAgainEachTime) {
   home.write(kA, rawLine(1).text());
   const std::string fifo = home.path(".claude/projects/p/fifo.jsonl");
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
@@ -127,7 +127,7 @@ TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
     for (const bool parallel : {false, true}) {
       ScanResult full = fullScan(parallel);
       EXPECT_THAT(full.diagnostics.filesUnreadable, ElementsAre(dangling, fifo, directory));
-      std::erase(full.diagnostics.filesUnreadable, dangling);  // has no attributes: a refresh passes it over
+      std::erase(full.diagnostics.filesUnreadable, dangling);  // has no attributes, so a refresh skips it
       expectSame(result, full);
     }
     EXPECT_EQ(result.records.size(), 3U);
@@ -136,7 +136,7 @@ TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
               stats.filesUnchanged + stats.filesGrown + stats.filesNew + stats.filesRewound + 1);
     EXPECT_EQ(result.diagnostics.usageLinesSeen, 3);
     cache.save();
-    ASSERT_TRUE(cache.load());  // a restart changes nothing in this
+    ASSERT_TRUE(cache.load());  // a restart does not change this
   }
   ASSERT_EQ(::unlink(fifo.c_str()), 0);
   home.write(".claude/projects/p/fifo.jsonl", rawLine(4).text());
@@ -145,9 +145,9 @@ TEST_F(Refresh, WhatCannotBeReadIsToldEachTimeAndTriedAgain) {
   EXPECT_EQ(healed.records.size(), 4U);
 }
 
-TEST_F(Refresh, AFileThatWasReadableKeepsItsFiguresWhileItIsNot) {
+TEST_F(Refresh, AFileKeepsItsFiguresWhileItIsUnreadable) {
   if (::geteuid() == 0) {
-    GTEST_SKIP() << "permissions do not bind root";
+    GTEST_SKIP() << "root may read everything";
   }
   home.write(kA, rawLine(1).text());
   refresh();
@@ -164,8 +164,8 @@ TEST_F(Refresh, AFileThatWasReadableKeepsItsFiguresWhileItIsNot) {
   expectSame(healed, fullScan());
 }
 
-// Request 1 stands in two homes, and the home that describes it cannot be listed for a while.
-TEST_F(Refresh, AFolderThatCannotBeListedIsToldAndMissedOnlyMeanwhile) {
+// Request 1 occurs in two homes. The one that describes it cannot be listed for a while.
+TEST_F(Refresh, AFolderThatCannotBeListedIsReportedAndMissingOnlyMeanwhile) {
   const std::string folder = home.path(".claude/projects");
   home.write(kA, rawLine(1).text());
   home.write(kB, rawLine(2).text() + rawLine(3).text());
@@ -185,10 +185,10 @@ TEST_F(Refresh, AFolderThatCannotBeListedIsToldAndMissedOnlyMeanwhile) {
     const LimitedTo none(RLIMIT_NOFILE, 0);
     EXPECT_FALSE(isMissed(0));
   }
-  EXPECT_EQ(refresh().stats.filesUnchanged, 3) << "what ran out of descriptors has forgotten nothing";
+  EXPECT_EQ(refresh().stats.filesUnchanged, 3) << "running out of descriptors must not lose the state";
 
   home.rename(".claude/projects", "aside");
-  home.link(".claude/projects", folder);  // to itself
+  home.link(".claude/projects", folder);  // a link to itself
   home.append(kWork, rawLine(4).text());
   EXPECT_TRUE(isMissed(2));
   cache.save();
@@ -215,12 +215,12 @@ TEST_F(Refresh, PathsAreBytes) {
   EXPECT_EQ(result.records[0].sessionId.text(), "a\nb");
 }
 
-TEST_F(Refresh, AFileCutBackBelowWhatWasReadIsReadAgain) {
+TEST_F(Refresh, AFileTruncatedBelowWhatWasReadIsReadAgain) {
   const std::string two = rawLine(1).text() + rawLine(2).text();
   home.write(kA, two + rawLine(3).text());
   refresh();
   cache.save();
-  // As after a look at a file that grew while it was read, or after damage: more was read than the size says.
+  // More was consumed than the stored size, as after reading a file that grew meanwhile, or after damage.
   std::string file = home.read("cache.bin");
   const std::string size = leb128(home.read(kA).size());
   const std::size_t at = file.rfind(kA) != std::string::npos ? file.find(size, file.rfind(kA)) : 0;
@@ -233,8 +233,8 @@ TEST_F(Refresh, AFileCutBackBelowWhatWasReadIsReadAgain) {
   expectSame(result, fullScan());
 }
 
-// A removed file's number may go to a directory that gets its name.
-TEST_F(Refresh, WhatIsNoPlainFileAnyMoreKeepsNothing) {
+// A removed file's inode may be reused by a directory of the same name.
+TEST_F(Refresh, AFileThatIsNoLongerRegularKeepsNoRequests) {
   home.write(kA, rawLine(1).text());
   refresh();
   FileState state = *cache.recordsPerFile()[0].state;
@@ -253,8 +253,8 @@ TEST_F(Refresh, WhatIsNoPlainFileAnyMoreKeepsNothing) {
   }
 }
 
-// The larger file is read first; meanwhile another takes the name of one that was looked at.
-TEST_F(Refresh, WhatCountsIsTheFileThatIsRead) {
+// The larger file is read first; meanwhile another file replaces the smaller one, which was already listed.
+TEST_F(Refresh, AttributesAreThoseOfTheFileThatIsRead) {
   home.write(kA, rawLine(1).text());
   home.write(kB, rawLine(2).text());
   ScanCache serial(home.path("cache.bin"), 1);
@@ -273,8 +273,8 @@ TEST_F(Refresh, WhatCountsIsTheFileThatIsRead) {
   EXPECT_EQ(serial.refresh(homes, stopped).stats.filesUnchanged, 2);
 }
 
-// Files of any size, repeated requests and failures: the same to the byte on any number of threads.
-TEST_F(Refresh, ThreadsChangeNothing) {
+// Files of many sizes, repeated requests and failures: the result is identical on any number of threads.
+TEST_F(Refresh, ThreadsDoNotChangeTheResult) {
   for (int file = 0; file < 60; ++file) {
     std::string content;
     for (int line = 0; line < 1 + file * file; ++line) {
@@ -297,7 +297,7 @@ TEST_F(Refresh, ThreadsChangeNothing) {
   }
 }
 
-TEST_F(Refresh, ALookThatFoundNothingNewWritesNothing) {
+TEST_F(Refresh, ARefreshThatFoundNothingNewWritesNothing) {
   home.write(kA, rawLine(1).text());
   home.makeDirectory(".claude/projects/p/unreadable.jsonl");
   const auto look = [&] {
@@ -308,7 +308,7 @@ TEST_F(Refresh, ALookThatFoundNothingNewWritesNothing) {
   const auto written = look();
   EXPECT_EQ(look(), written);
   ASSERT_TRUE(cache.load());
-  EXPECT_EQ(look(), written) << "what was loaded need not be written";
+  EXPECT_EQ(look(), written) << "a loaded state need not be written";
   const std::string whole = home.read("cache.bin");
   for (const bool isGone : {true, false}) {
     isGone ? home.remove("cache.bin") : static_cast<void>(home.write("cache.bin", "damaged"));

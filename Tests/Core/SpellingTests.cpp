@@ -1,4 +1,5 @@
-// One text in two spellings (U+00E9, and e with U+0301): two directories on the disk, one key in a report.
+// One text in two spellings (U+00E9, and e with U+0301) is two directories on the disk but one key in a
+// report.
 
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
@@ -14,7 +15,7 @@
 namespace tallyfin {
 namespace {
 
-// Projects and working directories with their requests; then what is said of agents and sessions.
+// The projects and working directories with their requests, then texts about agents and sessions.
 std::string told(const ProjectResolver& resolver, const std::vector<UsageRecord>& records) {
   const Aggregator aggregator(Calendar::utc(), resolver);
   ReportParts axes;
@@ -54,7 +55,7 @@ TEST(Spelling, EachDirectoryIsLookedUpAsSpelledAndTheFirstRecordNamesTheKey) {
   const std::string decomposed = home.makeDirectory("cafe\u0301");
   home.makeDirectory("caf\u00e9/.git");
   if (Files::exists(decomposed + "/.git")) {
-    GTEST_SKIP() << "one directory here";
+    GTEST_SKIP() << "this file system treats both spellings as one directory";
   }
   const UsageRecord one = spentIn(composed + "/sub", "\u00e9", "1");
   const UsageRecord two = spentIn(decomposed + "/sub", "e\u0301", "2");

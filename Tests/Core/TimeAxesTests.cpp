@@ -1,4 +1,4 @@
-// Weeks, months and blocks: where they begin, what they are called, and that their rows add up to the range.
+// Weeks, months and blocks: their starts and names, and that their rows add up to the range.
 
 #include "Support/MakeRecord.hpp"
 #include "TallyfinCore/Exports/BreakdownCSV.hpp"
@@ -23,11 +23,12 @@ TEST(TimeAxes, KeysFollowTheZoneThroughYearEndsGapsAndClockChanges) {
       {week, "UTC", {"2024-12-30T00:00:00Z", "2025-01-05T23:00:00Z"}, {"2025-W01"}},
       {week, "Asia/Tokyo", {"2026-11-15T14:59:00Z", "2026-11-15T15:00:00Z"}, {"2026-W46", "2026-W47"}},
       {week, "America/Sao_Paulo", {"2018-11-04T02:59:59Z", "2018-11-05T02:00:00Z"}, {"2018-W44", "2018-W45"}},
-      // In order of time, whatever the order of the texts.
+      // Sorted by time, not by text.
       {month, "Asia/Tokyo", {"9999-12-31T14:59:00Z", "9999-12-31T15:00:00Z"}, {"9999-12", "10000-01"}},
       {day, "Asia/Tokyo", {"9999-12-31T14:59:00Z", "9999-12-31T15:00:00Z"}, {"9999-12-31", "10000-01-01"}},
       {month, "Europe/Berlin", {"2026-10-31T22:59:00Z", "2026-10-31T23:00:00Z"}, {"2026-10", "2026-11"}},
-      // Out of order; the second begins five hours after the first or later, at its own full hour.
+      // Input out of order. The second block begins at the full hour of the first request at or after 19:00,
+      // five hours after the start of the first block.
       {block,
        "UTC",
        {"2026-11-22T19:10:00Z", "2026-11-22T14:40:00Z", "2026-11-22T18:59:59Z", "2026-11-23T07:59:00Z"},
@@ -61,7 +62,7 @@ TEST(TimeAxes, KeysFollowTheZoneThroughYearEndsGapsAndClockChanges) {
   }
 }
 
-TEST(TimeAxes, ABlockOfTheHistoryHoldsTheRequestsOfTheRangeAlone) {
+TEST(TimeAxes, ABlockContainsOnlyRequestsOfTheRange) {
   const std::vector<UsageRecord> records = {make({.at = "2026-11-23T01:10:00Z"}),
                                             make({.at = "2026-11-22T22:30:00Z"}),
                                             make({.at = "2026-11-23T04:00:00Z"})};

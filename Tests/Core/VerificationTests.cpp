@@ -1,4 +1,4 @@
-// The check of the cache against a fresh read, over files that change behind the cache's back.
+// Verifies the cache while files change without its knowledge.
 
 #include "Support/RawLine.hpp"
 #include "Support/TempHome.hpp"

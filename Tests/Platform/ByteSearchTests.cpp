@@ -10,7 +10,7 @@ namespace {
 TEST(ByteSearch, FindsTheNeedleAtEveryPlaceAndNowhereElse) {
   const std::string needle = "\"usage\"";
   for (std::size_t length = 0; length < 100; ++length) {
-    std::string text(length, '"');  // the needle's first and last byte everywhere
+    std::string text(length, '"');  // every byte equals the needle's first and last
     EXPECT_FALSE(containsBytes(text, needle)) << length;
     for (std::size_t at = 0; at + needle.size() <= length; ++at) {
       std::string with = text;
@@ -21,7 +21,7 @@ TEST(ByteSearch, FindsTheNeedleAtEveryPlaceAndNowhereElse) {
   }
 }
 
-TEST(ByteSearch, NothingIsFoundInNothing) {
+TEST(ByteSearch, FindsNothingIfEitherTextIsEmpty) {
   EXPECT_FALSE(containsBytes("", "a"));
   EXPECT_FALSE(containsBytes("abc", ""));
   EXPECT_FALSE(containsBytes("ab", "abc"));

@@ -21,7 +21,7 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-// A moment written in UTC, without any use of a Calendar.
+// Parses a moment in UTC without using Calendar.
 TimePoint utc(const std::string& text) {
   absl::CivilSecond second;
   EXPECT_TRUE(absl::ParseCivilTime(text, &second)) << text;
@@ -38,12 +38,12 @@ Calendar in(const std::string& zone) {
   return calendar.value_or(Calendar::utc());
 }
 
-TEST(Calendar, DaysStartAndEndWhereTheZoneSaysSo) {
+TEST(Calendar, DaysStartAndEndByTheRulesOfTheZone) {
   struct Case {
     std::string zone;
     std::string day;
     std::string start;  // in UTC
-    std::string clock;  // at the start
+    std::string clock;  // the local time at the start
     double hours;
   };
   const std::vector<Case> cases = {
@@ -52,7 +52,8 @@ TEST(Calendar, DaysStartAndEndWhereTheZoneSaysSo) {
       {"Asia/Kathmandu", "2024-02-29", "2024-02-28T18:15:00", "00:00", 24},
       {"America/New_York", "2026-03-08", "2026-03-08T05:00:00", "00:00", 23},
       {"America/New_York", "2026-11-01", "2026-11-01T04:00:00", "00:00", 25},
-      {"Europe/Berlin", "2090-03-26", "2090-03-25T23:00:00", "00:00", 23},      // beyond the zone's table
+      {"Europe/Berlin", "2090-03-26", "2090-03-25T23:00:00", "00:00", 23},      // after the end of the zone's
+                                                                                // table
       {"America/Sao_Paulo", "2018-11-04", "2018-11-04T03:00:00", "01:00", 23},  // no midnight
       {"America/Sao_Paulo", "2018-02-17", "2018-02-17T02:00:00", "00:00", 25},  // 23:00 to 24:00 twice
       {"Asia/Beirut", "2024-10-26", "2024-10-25T21:00:00", "00:00", 25},
@@ -60,7 +61,8 @@ TEST(Calendar, DaysStartAndEndWhereTheZoneSaysSo) {
       {"Australia/Lord_Howe", "2024-10-06", "2024-10-05T13:30:00", "00:00", 23.5},
       {"America/Havana", "2023-11-05", "2023-11-05T04:00:00", "00:00", 25},    // midnight twice
       {"America/St_Johns", "2010-11-07", "2010-11-07T02:30:00", "00:00", 25},  // one minute, then back
-      {"Pacific/Apia", "2011-12-31", "2011-12-30T10:00:00", "00:00", 24},      // the day after the lost one
+      {"Pacific/Apia", "2011-12-31", "2011-12-30T10:00:00", "00:00", 24},      // the day after the skipped
+                                                                               // one
   };
   for (const auto& [zone, day, startText, clock, hours] : cases) {
     SCOPED_TRACE(testing::Message() << zone << " " << day);
@@ -82,7 +84,7 @@ TEST(Calendar, DaysStartAndEndWhereTheZoneSaysSo) {
   }
 }
 
-TEST(Calendar, ClocksAreThoseOfTheirMoment) {
+TEST(Calendar, FormatsMomentsWithTheOffsetThenInForce) {
   struct Case {
     std::string zone;
     std::string moment;  // in UTC
@@ -108,16 +110,16 @@ TEST(Calendar, ClocksAreThoseOfTheirMoment) {
   EXPECT_FALSE(Calendar::named("Mars/Olympus_Mons") || Calendar::named("../../etc/passwd"));
 }
 
-TEST(Calendar, AZoneFileThatIsDamagedIsNoZone) {
+TEST(Calendar, RejectsDamagedZoneFiles) {
   const TempHome home;
   const Calendar kathmandu = in("Asia/Kathmandu");
   const char* const folder = std::getenv("TZDIR");
   std::ifstream file(std::string(folder != nullptr ? folder : "/usr/share/zoneinfo") + "/Asia/Kathmandu",
                      std::ios::binary);
   const std::string whole{std::istreambuf_iterator<char>(file), {}};
-  const std::size_t second = whole.find("TZif", 4);  // the header of the times of eight bytes
+  const std::size_t second = whole.find("TZif", 4);  // header of the eight-byte times
   ASSERT_NE(second, std::string::npos);
-  // The library keeps what it loaded under a name, so each file has its own.
+  // The library caches zones by name, so each file has its own name.
   int count = 0;
   const auto load = [&](const std::string& content) {
     const std::string name = "zone" + std::to_string(++count);
@@ -144,13 +146,13 @@ TEST(Calendar, AZoneFileThatIsDamagedIsNoZone) {
 }
 
 TEST(Calendar, DaysAreCountedByDateNotByHours) {
-  const Calendar apia = in("Pacific/Apia");  // 2011 had no 30 December: its start is that of the 31st
+  const Calendar apia = in("Pacific/Apia");  // 2011-12-30 did not exist, so its start is that of the 31st
   const TimePoint before = utc("2011-12-29T20:00:00");
   EXPECT_EQ(apia.startOfDay(before, 1), utc("2011-12-30T10:00:00"));
   EXPECT_EQ(apia.startOfDay(before, 2), utc("2011-12-30T10:00:00"));
   EXPECT_EQ(apia.startOfDay(before, 3), utc("2011-12-31T10:00:00"));
   EXPECT_EQ(apia.startOfDay(utc("2012-01-01T00:00:00"), -1), utc("2011-12-30T10:00:00"));
-  for (const std::int64_t back : {-2, -3}) {  // the lost day gives way to the last that was
+  for (const std::int64_t back : {-2, -3}) {  // the skipped day is replaced by the day before it
     EXPECT_EQ(apia.startOfDay(utc("2012-01-01T00:00:00"), back), utc("2011-12-29T10:00:00")) << back;
   }
   EXPECT_EQ(apia.parseDay("2011-12-30"), std::nullopt);
@@ -183,7 +185,7 @@ TEST(Calendar, MonthsAndYearsRunFromFirstDayToFirstDay) {
   EXPECT_EQ(calendar.startOfDayMonthsLater(utc("2026-03-31T00:00:00"), -kMost - 1), std::nullopt);
 }
 
-TEST(Calendar, DaysAreCountedBeyondTheYearsThatADateCanName) {
+TEST(Calendar, CountsDaysBeyondFourDigitYears) {
   for (const char* zone : {"UTC", "Pacific/Apia"}) {
     const Calendar calendar = in(zone);
     const TimePoint today = calendar.startOfDay(utc("2026-03-10T06:00:00"));
@@ -197,7 +199,7 @@ TEST(Calendar, DaysAreCountedBeyondTheYearsThatADateCanName) {
     for (const std::int64_t days : {std::int64_t{1}, std::int64_t{4'000'000}, std::int64_t{100'000'000'000},
                                     std::int64_t{1} << 40, std::numeric_limits<std::int64_t>::max()}) {
       const TimePoint start = calendar.startOfDay(today, -days);
-      EXPECT_LE(start, last) << "more days are never less";
+      EXPECT_LE(start, last) << "more days back must not start later";
       EXPECT_EQ(calendar.startOfDay(start), start);
       EXPECT_GT(calendar.startOfDay(today, days), today);
       last = start;
@@ -206,7 +208,7 @@ TEST(Calendar, DaysAreCountedBeyondTheYearsThatADateCanName) {
   }
 }
 
-TEST(Calendar, DatesThatAreNoneAreAbsent) {
+TEST(Calendar, DatesThatDoNotExistAreAbsent) {
   const Calendar calendar = Calendar::utc();
   for (const CalendarDate date :
        {CalendarDate{2026, 2, 29}, {2026, 0, 1}, {2026, 13, 1}, {2026, 1, 0}, {2026, 1, -5}}) {
@@ -216,7 +218,7 @@ TEST(Calendar, DatesThatAreNoneAreAbsent) {
   EXPECT_EQ(calendar.parseDay("2026-01-0\0"sv), std::nullopt);
 }
 
-TEST(Calendar, TimesBeyondEveryCalendarDoNoHarm) {
+TEST(Calendar, ClampsTimesBeyondItsLimits) {
   for (const char* zone : {"UTC", "America/Sao_Paulo", "Pacific/Apia"}) {
     const Calendar calendar = in(zone);
     DayLookup days(calendar);
@@ -235,7 +237,7 @@ TEST(Calendar, TimesBeyondEveryCalendarDoNoHarm) {
   }
 }
 
-TEST(DayLookup, AgreesWithTheCalendarOnAnyRoad) {
+TEST(DayLookup, AgreesWithTheCalendarInAnyOrder) {
   std::mt19937_64 random(11);  // NOLINT(bugprone-random-generator-seed): the same road every time
   const auto upTo = [&](double limit) {
     return std::uniform_real_distribution<double>(-limit, limit)(random);

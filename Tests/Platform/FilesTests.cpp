@@ -39,7 +39,7 @@ std::optional<std::string> contents(const std::string& path, std::uint64_t limit
 
 class FilesTests : public testing::Test {
  protected:
-  // What `filesBelow` finds, by the paths relative to the root.
+  // Paths that `filesBelow` finds, relative to the root.
   std::vector<std::string> found(const std::string& root = "") const {
     std::vector<std::string> paths;
     const auto files = Files::filesBelow(home.path(root), "jsonl").value();
@@ -53,7 +53,7 @@ class FilesTests : public testing::Test {
     return paths;
   }
 
-  // The paths of the folders, relative to the home, that a walk could not list, and why.
+  // The folders that a walk could not list, relative to the home, with the reasons.
   std::map<std::string, std::errc> unlisted(const std::string& root = "") const {
     std::vector<Files::UnreadableFolder> folders;
     Files::filesBelow(home.path(root), "jsonl", 3, &folders);
@@ -72,7 +72,7 @@ class FilesTests : public testing::Test {
   TempHome home;
 };
 
-TEST_F(FilesTests, TheWalkListsByNameAloneSkipsWhatIsHiddenAndFollowsNoLink) {
+TEST_F(FilesTests, TheWalkMatchesNamesSkipsHiddenEntriesAndFollowsNoLinks) {
   TempHome elsewhere;
   elsewhere.write("inside.jsonl", "");
   for (const char* name :
@@ -92,7 +92,7 @@ TEST_F(FilesTests, TheWalkListsByNameAloneSkipsWhatIsHiddenAndFollowsNoLink) {
 }
 
 TEST_F(FilesTests, ThePathsAreSortedByCodePointsOfTheirCanonicalForms) {
-  const std::string decomposed = "e\u0301.jsonl";  // é: behind z, although its first byte is e
+  const std::string decomposed = "e\u0301.jsonl";  // é sorts after z, although its first byte is an e
   const std::string illFormed = "\xff.jsonl";
   for (const std::string& name : {illFormed, "z.jsonl"s, decomposed, "f.jsonl"s, "\u00ea.jsonl"s,
                                   "a/x.jsonl"s, "a-b/x.jsonl"s, "a.jsonl"s, "B.jsonl"s}) {
@@ -118,7 +118,7 @@ TEST_F(FilesTests, OnlyADirectoryCanBeWalkedOrListed) {
   EXPECT_THAT(Files::entryNames(home.path("some")), Optional(UnorderedElementsAre(".hidden", "dangling")));
 }
 
-TEST_F(FilesTests, ADeepTreeNeedsFewDescriptorsAndEndsAtTheLongestPath) {
+TEST_F(FilesTests, ADeepTreeNeedsFewDescriptorsAndStopsAtTheLongestPath) {
   std::string deep;
   for (int level = 0; level < 1000; ++level) {
     deep += "d/";
@@ -139,7 +139,7 @@ TEST_F(FilesTests, ADeepTreeNeedsFewDescriptorsAndEndsAtTheLongestPath) {
   EXPECT_THAT(unlisted(), ElementsAre(Pair(HasSubstr(name), std::errc::filename_too_long)));
 }
 
-TEST_F(FilesTests, AFolderThatIsThereAndCannotBeListedIsTold) {
+TEST_F(FilesTests, ReportsExistingFoldersThatCannotBeListed) {
   home.link("loop", home.path("loop"));
   home.write("some/link.jsonl", "");
   home.link("some/loop.jsonl", home.path("loop"));
@@ -152,9 +152,9 @@ TEST_F(FilesTests, AFolderThatIsThereAndCannotBeListedIsTold) {
   EXPECT_EQ(Files::listingError(home.path("some")), std::errc::too_many_files_open);
 }
 
-TEST_F(FilesTests, UnreadableDirectoriesArePassedOver) {
+TEST_F(FilesTests, SkipsUnreadableDirectories) {
   if (::geteuid() == 0) {
-    GTEST_SKIP() << "permissions do not bind root";
+    GTEST_SKIP() << "root may read everything";
   }
   home.write("closed/lost.jsonl", "");
   home.write("open/kept.jsonl", "");
@@ -192,7 +192,7 @@ TEST_F(FilesTests, AttributesAreThoseOfTheTarget) {
   }
 }
 
-TEST_F(FilesTests, ContentsComeWholeOrNotAtAll) {
+TEST_F(FilesTests, ContentsAreCompleteOrAbsent) {
   const std::string text = "a\0b\n"s + std::string(200'000, 'x');
   const std::string path = home.write("file", text);
   EXPECT_EQ(contents(path, text.size()), text);
@@ -200,7 +200,7 @@ TEST_F(FilesTests, ContentsComeWholeOrNotAtAll) {
   EXPECT_EQ(contents(path, text.size() - 1), std::nullopt);
   EXPECT_EQ(contents(home.write("empty", ""), 0), "");
   EXPECT_EQ(contents(home.link("link", path), text.size()), text);
-  // None of these may block or be read for ever; the last gives its size as 0.
+  // None of these may block or be read forever. The last one reports a size of 0.
   for (const std::string& other :
        {home.path(), home.path("missing"), makeFifo("fifo"), "/dev/zero"s, "/proc/self/status"s}) {
     EXPECT_EQ(contents(other, 10), std::nullopt) << other;
@@ -219,7 +219,7 @@ class ReplaceTests : public FilesTests {
     return AtomicFile::replace(path, [&](AtomicFile::Output out) { std::ranges::for_each(parts, out); });
   }
 
-  // The message of the failure; empty when there is none.
+  // The message of the failure; empty if there was none.
   static std::string failure(const std::string& path) {
     try {
       replace(path, {"new"});
@@ -230,19 +230,19 @@ class ReplaceTests : public FilesTests {
   }
 };
 
-TEST_F(ReplaceTests, ANameMayBeAsLongAsFileSystemsTake) {
+TEST_F(ReplaceTests, ANameMayHaveTheMaximumLength) {
   for (const std::string& name : {std::string(255, 'x'), std::string(199, 'x') + "五五.csv"}) {
     EXPECT_EQ(failure(home.path(name)), "");
     EXPECT_EQ(home.read(name), "new");
   }
 }
 
-TEST_F(ReplaceTests, ThePartsStandInTheFileOneAfterTheOther) {
+TEST_F(ReplaceTests, WritesThePiecesInOrder) {
   home.write("target", "something that was longer");
   const std::string path = home.link("cache.bin", "target");
   replace(path, {"one", "", "\0two"s});
   EXPECT_EQ(home.read("cache.bin"), "one\0two"s);
-  EXPECT_EQ(home.read("target"), "something that was longer") << "a link is replaced";
+  EXPECT_EQ(home.read("target"), "something that was longer") << "replaces the link itself";
   EXPECT_THAT(names(), UnorderedElementsAre("cache.bin", "target"));
   struct stat status {};
   ASSERT_EQ(::lstat(path.c_str(), &status), 0);
@@ -271,7 +271,7 @@ TEST_F(ReplaceTests, AFailureNamesThePathAndLeavesTheOldFileAlone) {
   EXPECT_THAT(Files::entryNames(home.path("directory")), Optional(IsEmpty()));
 }
 
-TEST_F(ReplaceTests, OnlyTemporariesThatNobodyWritesAreRemoved) {
+TEST_F(ReplaceTests, RemovesOnlyTemporaryFilesThatNobodyWrites) {
   home.write("cache.bin.tmp.1.0", "of a process that was killed, in whatever container");
   std::vector<std::string> kept = {"cache.bin.tmp.2.0", "cache.bin.tmp.2.0x", "cache.bin.tmp.-1.0",
                                    "other.bin.tmp.2.0", "cache.bin.tmp",      "cache.bin"};
@@ -285,7 +285,7 @@ TEST_F(ReplaceTests, OnlyTemporariesThatNobodyWritesAreRemoved) {
   EXPECT_THAT(names(), testing::UnorderedElementsAreArray(kept));
 }
 
-TEST_F(ReplaceTests, AReaderSeesOneContentWholeWhileManyWrite) {
+TEST_F(ReplaceTests, AReaderSeesCompleteContentsDuringConcurrentWrites) {
   const std::string path = home.write("cache.bin", std::string(50'000, 'a'));
   std::atomic<bool> done = false;
   std::thread reader([&] {
@@ -310,7 +310,7 @@ TEST_F(ReplaceTests, AReaderSeesOneContentWholeWhileManyWrite) {
   EXPECT_THAT(names(), ElementsAre("cache.bin"));
 }
 
-TEST_F(FilesTests, DirectoriesAreMadeWithAllTheirParents) {
+TEST_F(FilesTests, CreatesDirectoriesWithAllTheirParents) {
   EXPECT_FALSE(Files::createDirectories(home.path("a/b//c/")));
   EXPECT_TRUE(Files::isDirectory(home.path("a/b/c")));
   EXPECT_FALSE(Files::createDirectories(home.path("a/b/c")));
@@ -326,7 +326,7 @@ TEST_F(FilesTests, DirectoriesAreMadeWithAllTheirParents) {
   EXPECT_FALSE(Files::exists(home.path("file")));
 }
 
-TEST_F(FilesTests, ALeadingTildeIsAHomeDirectory) {
+TEST_F(FilesTests, ExpandsALeadingTilde) {
   const passwd* root = ::getpwnam("root");
   const std::string rootHome = root != nullptr ? root->pw_dir : "~root";
   const struct {
@@ -353,7 +353,7 @@ TEST_F(FilesTests, ALeadingTildeIsAHomeDirectory) {
   ::setenv("HOME", before.c_str(), 1);
 }
 
-TEST_F(FilesTests, PathsAreTakenApartAsText) {
+TEST_F(FilesTests, SplitsPathsAsText) {
   const struct {
     std::string_view path, last, without;
   } cases[] = {{"/a/b/c.jsonl", "c.jsonl", "/a/b"},

@@ -26,8 +26,8 @@ TEST(InternedText, EmptyTextIsNumberZero) {
   EXPECT_NE(InternedText("\0"s), InternedText("\0\0"s));
 }
 
-TEST(InternedText, CanonicallyEquivalentTextsAreOneButKeepTheirSpelling) {
-  // Whichever spelling comes first, and when a spelling comes again.
+TEST(InternedText, CanonicallyEquivalentTextsAreEqualButKeepTheirSpelling) {
+  // Spellings in different orders, some of them repeated.
   const std::vector<std::vector<std::string>> groups = {
       {"caf\u00E9-1", "cafe\u0301-1", "caf\u00E9-1", "cafe\u0301-1"},
       {"cafe\u0301-2", "caf\u00E9-2", "cafe\u0301-2"},
@@ -47,7 +47,7 @@ TEST(InternedText, CanonicallyEquivalentTextsAreOneButKeepTheirSpelling) {
     }
   }
   EXPECT_EQ(InternedText("cafe\u0301-1").canonical(), "caf\u00E9-1");
-  EXPECT_LT(InternedText("cafe-1z"), InternedText("caf\u00E9-1")) << "by code points";
+  EXPECT_LT(InternedText("cafe-1z"), InternedText("caf\u00E9-1")) << "order is by code points";
   EXPECT_EQ(InternedText("a\xFF\xE2\x82z").text(), "a\uFFFD\uFFFDz");
   EXPECT_EQ(InternedText("a\xFF\xE2\x82z"), InternedText("a\uFFFD\uFFFDz"));
 }
@@ -67,7 +67,7 @@ TEST(InternedText, NumbersAreDense) {
   }
 }
 
-TEST(InternedText, ManyAtOnceAreThoseThatOneByOneGives) {
+TEST(InternedText, InterningManyGivesTheSameAsOneByOne) {
   InternedText("known before");
   std::vector<std::string> spelled = {
       "", "known before", "at once caf\u00E9", "at once cafe\u0301", "at once \xFF", ""};

@@ -8,7 +8,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-// Which texts are JSON is held against two other parsers here and by the seeds of Fuzz/TranscriptLine.
+// Which texts are valid JSON is compared with two other parsers, here and by the seeds of
+// Fuzz/TranscriptLine.
 
 namespace tallyfin {
 namespace {
@@ -43,7 +44,7 @@ TEST(Json, NestingEndsAt1024LevelsWhateverTheKind) {
   EXPECT_FALSE(isValid(std::string(1'000'000, '[')));
 }
 
-// Every text made by small changes to a good one is judged as an independent parser judges it.
+// Makes small changes to a valid text and compares the verdict with that of an independent parser.
 TEST(Json, AgreesWithAnotherParserOnDamagedTexts) {
   const std::string good =
       R"({"message":{"id":"msg_\u00e9\ud83d\ude00\"","usage":{"input_tokens":-1.5e+3,"x":[true,null,{}]}},"t":"grüß\n"})";
@@ -76,7 +77,7 @@ TEST(Json, AgreesWithAnotherParserOnDamagedTexts) {
   EXPECT_LT(accepted, 19'000);
 }
 
-TEST(Json, WholeNumbersAreKnownHoweverTheyAreWritten) {
+TEST(Json, RecognisesWholeNumbersInAnyNotation) {
   constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
   const std::pair<const char*, std::int64_t> whole[] = {
       {"-0.0", 0},
@@ -114,9 +115,9 @@ TEST(Json, WrittenStringsAreValidWhateverTheBytes) {
   EXPECT_EQ(parsed.get<std::string>().substr(0, 128), bytes.substr(0, 128));
 }
 
-// Long strings are searched many bytes at a time: what ends a run must be found at every distance from its
-// start.
-TEST(Json, StringsEndAtTheRightByteAtEveryLength) {
+// Long strings are searched many bytes at a time, so the end of a run must be found at every distance from
+// its start.
+TEST(Json, FindsTheEndOfStringsOfEveryLength) {
   for (std::size_t length = 0; length < 70; ++length) {
     const std::string plain(length, 'x');
     std::string buffer;

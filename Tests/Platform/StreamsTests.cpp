@@ -15,7 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// A pipe whose ends are closed with it.
+// A pipe that closes its ends when destroyed.
 class Pipe {
  public:
   Pipe() { EXPECT_EQ(pipe(ends_.data()), 0); }
@@ -39,7 +39,7 @@ class Pipe {
   std::array<int, 2> ends_{-1, -1};
 };
 
-// The lines that come in when `bytes` are written `step` at a time.
+// The lines read when `bytes` are written `step` at a time.
 std::vector<std::string> lines(const std::string& bytes, std::size_t step) {
   Pipe pipe;
   std::thread writer([&] {
@@ -54,11 +54,11 @@ std::vector<std::string> lines(const std::string& bytes, std::size_t step) {
     found.emplace_back(*line);
   }
   writer.join();
-  EXPECT_FALSE(input.next()) << "the end stays the end";
+  EXPECT_FALSE(input.next()) << "no more lines after the end";
   return found;
 }
 
-TEST(Streams, LinesEndAtLineFeedsWhereverTheBytesAreCut) {
+TEST(Streams, LinesEndAtLineFeedsHoweverTheBytesArrive) {
   for (const std::size_t step : {1U, 2U, 3U, 1000U}) {
     EXPECT_THAT(lines("one\r\n\ntwo\r\r\n\r\nlast", step), ElementsAre("one", "", "two\r", "", "last"));
     EXPECT_THAT(lines("one\n", step), ElementsAre("one"));
@@ -67,7 +67,7 @@ TEST(Streams, LinesEndAtLineFeedsWhereverTheBytesAreCut) {
   }
 }
 
-TEST(Streams, LinesComeWholeBeforeAndBehindALongOne) {
+TEST(Streams, LinesAreCompleteBeforeAndAfterALongOne) {
   const std::size_t length = 30'000'000;
   const std::string bytes = "first\n" + std::string(length, 'x') + "\n" + std::string(700'000, 'y') + "\nend";
   Pipe pipe;
@@ -83,7 +83,7 @@ TEST(Streams, LinesComeWholeBeforeAndBehindALongOne) {
   writer.join();
 }
 
-TEST(Streams, ADescriptorThatWouldBlockIsWaitedFor) {
+TEST(Streams, WaitsForANonBlockingDescriptor) {
   Pipe pipe;
   for (const int end : {pipe.reading(), pipe.writing()}) {
     ASSERT_EQ(fcntl(end, F_SETFL, O_NONBLOCK), 0);

@@ -38,11 +38,11 @@ TEST(Text, IllFormedBytesBecomeOneReplacementForEachMaximalSubpart) {
       {"\xF4\x91\x92\x93\xFF"
        "A\x80\xBF"
        "B",
-       repeated("\uFFFD", 5) + "A\uFFFD\uFFFDB"},  // beyond the last code point, bytes that lead nothing
+       repeated("\uFFFD", 5) + "A\uFFFD\uFFFDB"},  // beyond the last code point; bytes that start no sequence
       {"\xE1\x80\xE2\xF0\x91\x92\xF1\xBF"
        "A",
-       repeated("\uFFFD", 4) + "A"},     // cut sequences
-      {"\xE2\x82", "\uFFFD"},            // cut by the end
+       repeated("\uFFFD", 4) + "A"},     // truncated sequences
+      {"\xE2\x82", "\uFFFD"},            // truncated by the end of the text
       {"\xF0\x90\x80\0"s, "\uFFFD\0"s},  // a NUL is a character
       {"\u007F\u0080\u07FF\u0800\uD7FF\uE000\uFFFF\U00010000\U0010FFFF\xFF",
        "\u007F\u0080\u07FF\u0800\uD7FF\uE000\uFFFF\U00010000\U0010FFFF\uFFFD"},
@@ -66,20 +66,19 @@ TEST(Text, IllFormedBytesBecomeOneReplacementForEachMaximalSubpart) {
   EXPECT_EQ(Text::compare("z", "\u00E0"), std::strong_ordering::less);
   EXPECT_EQ(Text::compare("e\u0301", "\u0100"), std::strong_ordering::less);
   EXPECT_EQ(Text::compare("\uFFFD", "\U00010000"), std::strong_ordering::less)
-      << "by code points, not by units of UTF-16";
+      << "order is by code points, not by UTF-16 units";
 }
 
-// What the library knows of characters is its own; here it is what stands around it: fast roads, repair,
-// parts.
-TEST(Text, FormsAreThoseOfUnicodeWhereverAsciiEnds) {
+// Tests our code around the Unicode library: the fast paths, repair, and the split into parts.
+TEST(Text, FormsFollowUnicodeNextToAscii) {
   const Mapping canonical[] = {
       {"", ""},
       {"\0e\u0301\0"s, "\0\u00E9\0"s},
       {"s\u0307\u0323", "\u1E69"},
-      {"\u212B\u2126\u1FEF", "\u00C5\u03A9`"},       // characters that stand for another one
-      {"\uAC00\u11A7\u0301", "\uAC00\u11A7\u0301"},  // just below the finals: nothing may be lost
-      {"\u0301e\u0301", "\u0301\u00E9"},             // a mark with nothing to stand on
-      {"e\xCC\u0301", "e\uFFFD\u0301"},              // ill-formed bytes part what they stand between
+      {"\u212B\u2126\u1FEF", "\u00C5\u03A9`"},       // characters with a canonical equivalent
+      {"\uAC00\u11A7\u0301", "\uAC00\u11A7\u0301"},  // just below the final consonants: must not be dropped
+      {"\u0301e\u0301", "\u0301\u00E9"},             // a mark without a base character
+      {"e\xCC\u0301", "e\uFFFD\u0301"},              // ill-formed bytes separate their neighbours
   };
   for (const auto& [from, to] : canonical) {
     EXPECT_EQ(Text::canonical(from), to);
@@ -103,7 +102,7 @@ TEST(Text, FormsAreThoseOfUnicodeWhereverAsciiEnds) {
   }
 }
 
-TEST(Text, CanonicalFormDoesNotDependOnTheSpellingOfTheParts) {
+TEST(Text, CanonicalFormDoesNotDependOnTheSpelling) {
   const std::vector<std::vector<std::string>> spellings = {
       {"a"},
       {"\r"},
@@ -132,13 +131,14 @@ TEST(Text, CanonicalFormDoesNotDependOnTheSpellingOfTheParts) {
   }
 }
 
-TEST(Text, CharactersAreWhatPeoplePerceive) {
+TEST(Text, CharactersAreGraphemeClusters) {
   const std::vector<std::vector<std::string>> cases = {
       {},
       {"a", "b", "c"},
       {"\r", "\r\n", "\n", "\0"s, "\t"},
       {"a", "e\u0301", "\u00E9", "z"},
-      {"\n", "\u0301", "\r\n", "\u200D"},                                      // nothing sticks to a line end
+      {"\n", "\u0301", "\r\n", "\u200D"},                                      // nothing combines with a line
+                                                                               // end
       {"\U0001F1E6\U0001F1E7", "\U0001F1E8\U0001F1E9", "\U0001F1EA", "x"},     // flags: letters in pairs
       {"\U0001F468\u200D\U0001F469\u200D\U0001F467", "\U0001F44D\U0001F3FD"},  // a family, a skin tone
       {"\u1100\u1161\u11A8", "\uAC00\u11A8\u11A8", "\u1100"},
@@ -159,7 +159,7 @@ TEST(Text, CharactersAreWhatPeoplePerceive) {
   }
 }
 
-TEST(Text, TrimmingKnowsBlanksFromLineEnds) {
+TEST(Text, TrimmingDistinguishesBlanksFromLineEnds) {
   const std::string blanks =
       " \t\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009\u200A\u202F\u205F\u3000";
   const std::string lineEnds = "\n\v\f\r\u0085\u2028\u2029";
@@ -168,7 +168,8 @@ TEST(Text, TrimmingKnowsBlanksFromLineEnds) {
   EXPECT_EQ(Text::trimmedWhitespace(blanks + lineEnds), "");
   EXPECT_EQ(Text::trimmedBlanks(blanks + "\na b\u3000c\n" + blanks), "\na b\u3000c\n");
   EXPECT_EQ(Text::trimmedWhitespace(lineEnds + blanks + "a \nb" + blanks + lineEnds), "a \nb");
-  // Not white space, though some of it has no width: NUL, U+001F, U+200B, U+FEFF, a cut U+3000, stray bytes.
+  // Not white space, although some are invisible: NUL, U+001F, U+200B, U+FEFF, a truncated U+3000, stray
+  // bytes.
   for (const std::string& kept : {"\0"s, "\x1F"s, "\u200B"s, "\uFEFF"s, "\xE3\x80"s, "\x80"s, "\xC2"s}) {
     EXPECT_EQ(Text::trimmedWhitespace(" " + kept + " "), kept);
   }
@@ -200,7 +201,7 @@ TEST(Text, SearchFindsWholeCharactersOfTheCanonicalForm) {
       {"K", "\u212A", true, true},
       {"a\r\nb", "a\r", false, false},
       {"a\r\nb", "\nb", false, false},
-      {flags, "\U0001F1EA\U0001F1EB", false, false},  // the end of one flag and the front of the next
+      {flags, "\U0001F1EA\U0001F1EB", false, false},  // the end of one flag and the start of the next
       {flags, "\U0001F1EB\U0001F1F7", true, false},
       {flags, "\U0001F1E9", false, false},
       {"\u00E9\u00E9x\u00E9\u00E9\u00E9y", "\u00E9\u00E9y", true, false},
@@ -213,7 +214,7 @@ TEST(Text, SearchFindsWholeCharactersOfTheCanonicalForm) {
   }
 }
 
-// With quadratic time any of these would take minutes.
+// With quadratic time each of these would take minutes.
 TEST(Text, HostileTextsTakeLinearTime) {
   constexpr std::size_t kMany = 200'000;
   const std::string marks = "e" + repeated("\u0301\u0300\u0323", kMany);

@@ -7,19 +7,19 @@
 
 namespace tallyfin {
 
-/// A clock that stands still.
+/// A clock that always returns the same time.
 inline TimePoint stopped() {
   return {1000};
 }
 
-/// A machine of its own for a test: a home, a zone, a clock that the test moves by hand.
+/// A machine for one test: a home, a zone, and a clock that the test sets.
 struct Machine {
-  /// `local` is the time at first, in the given zone.
+  /// `date`, `hour` and `minute` set the clock, in the given zone.
   explicit Machine(const CalendarDate& date, int hour, int minute, const char* zone = "UTC")
       : calendar(*Calendar::named(zone)),
         now(calendar.startOfDay(date)->seconds + hour * 3600 + minute * 60) {}
 
-  /// What the server is told of it. The machine must outlive the server.
+  /// What the server learns about the machine, which must outlive the server.
   Environment environment() const {
     return {.home = home.path(),
             .tallyfinHome = {},

@@ -1,6 +1,6 @@
 #pragma once
 
-// Short forms for the values that tests of figures are made of.
+// Short forms for the records that tests of figures use.
 //
 //   const UsageRecord record = make({.at = "2026-03-01T12:00:00Z", .output = kDollar});
 
@@ -14,10 +14,10 @@
 
 namespace tallyfin {
 
-/// So many output tokens of claude-opus-5, the default model here, cost one dollar.
+/// This many output tokens of claude-opus-5, the default model here, cost one dollar.
 inline constexpr std::int64_t kDollar = 40'000;
 
-/// What a test says of a record; all else is ordinary.
+/// The members that a test sets; the others have ordinary values.
 struct RecordParts {
   std::string_view at = "2026-03-10T08:00:00Z";
   std::string_view model = "claude-opus-5";
@@ -35,12 +35,12 @@ struct RecordParts {
   std::int64_t webFetch = 0;
 };
 
-/// The moment of a time stamp; throws when it is none.
+/// The moment of a time stamp; throws if it is invalid.
 inline TimePoint at(std::string_view stamp) {
   return Timestamp::parse(stamp).value();
 }
 
-/// The calendar of a zone; throws when there is none.
+/// The calendar of a zone; throws if there is none.
 inline Calendar zone(const std::string& name) {
   return Calendar::named(name).value();
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// Lines of transcripts for tests of reading, where every byte matters: the usage object is written out. Every
-// field has a value that makes a valid line; a test sets those it is about.
+// Transcript lines for tests of reading, in which every byte matters; the usage object is written out. By
+// default all fields are valid, and a test sets those that it is about.
 
 #include <string>
 
@@ -14,7 +14,7 @@ struct RawLine {
   std::string model = "claude-opus-5";
   std::string session = "5e55-1";
   std::string cwd = "/src/alpha";
-  std::string agent;                                             // no agentId when empty
+  std::string agent;                                             // empty: no agentId
   std::string usage = R"("input_tokens":10,"output_tokens":5)";  // members of the usage object
 
   /// The line with its line feed.
@@ -27,7 +27,7 @@ struct RawLine {
   }
 };
 
-/// A line of request number `n`, with the counts that matter.
+/// A line of request number `n` with these counts.
 inline RawLine rawLine(int n, int input = 10, int output = 5) {
   RawLine line;
   line.id = "msg_" + std::to_string(n);

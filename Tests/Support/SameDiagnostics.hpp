@@ -1,6 +1,6 @@
 #pragma once
 
-// What two roads over the same transcripts must have in common beside the records.
+// The diagnostics that two ways of reading the same transcripts must share.
 
 #include "TallyfinCore/Transcripts/Scanner.hpp"
 
@@ -8,7 +8,7 @@
 
 namespace tallyfin {
 
-/// Expects that a scan saw and lost what another did. Durations are their own.
+/// Expects equal diagnostics, except for durations.
 inline void expectSame(const ScanDiagnostics& seen, const ScanDiagnostics& expected) {
   EXPECT_EQ(seen.filesScanned, expected.filesScanned);
   EXPECT_EQ(seen.filesUnreadable, expected.filesUnreadable);

@@ -1,7 +1,7 @@
 #pragma once
 
-// A directory of its own for a test. It is gone at the end of the scope, also behind a failed assertion, and
-// whatever the test made of permissions, links or depth. A helper that fails throws, which fails the test.
+// A directory for one test. It is removed at the end of the scope, also after a failed assertion and whatever
+// permissions, links or depth the test created. A helper that fails throws, which fails the test.
 //
 //   TempHome home;
 //   home.write(".claude/projects/-work-alpha/one.jsonl", line);  // makes the folders above
@@ -42,26 +42,26 @@ class TempHome {
   /// The directory, absolute and without a trailing slash.
   const std::string& path() const { return root_; }
 
-  /// The absolute path of something in it.
+  /// The absolute path of `relative` in the directory.
   std::string path(std::string_view relative) const { return root_ + "/" + std::string(relative); }
 
-  /// Writes a file anew, with the folders above it; gives its absolute path.
+  /// Writes a file and the folders above it; returns its absolute path.
   std::string write(std::string_view relative, std::string_view content) const {
     return put(relative, content, std::ios::trunc);
   }
 
-  /// Adds to the end of a file, which is made when there is none; gives its absolute path.
+  /// Appends to a file, which is created if necessary; returns its absolute path.
   std::string append(std::string_view relative, std::string_view content) const {
     return put(relative, content, std::ios::app);
   }
 
-  /// Makes a directory with those above it; gives its absolute path.
+  /// Creates a directory and those above it; returns its absolute path.
   std::string makeDirectory(std::string_view relative) const {
     std::filesystem::create_directories(path(relative));
     return path(relative);
   }
 
-  /// Makes a symbolic link to `target`, taken as it is; gives the absolute path of the link.
+  /// Creates a symbolic link to `target`, which is not changed; returns the link's absolute path.
   std::string link(std::string_view relative, const std::string& target) const {
     std::filesystem::create_symlink(target, withFolders(relative));
     return path(relative);
@@ -76,12 +76,12 @@ class TempHome {
     return content;
   }
 
-  /// Renames a file or directory within the home, over what is there.
+  /// Renames a file or directory within the home and replaces an existing one.
   void rename(std::string_view from, std::string_view to) const {
     std::filesystem::rename(path(from), withFolders(to));
   }
 
-  /// Cuts a file off or fills it with zeros to `size` bytes.
+  /// Cuts a file to `size` bytes or extends it with zeros.
   void truncate(std::string_view relative, long size) const {
     std::filesystem::resize_file(path(relative), static_cast<std::uintmax_t>(size));
   }
@@ -97,7 +97,7 @@ class TempHome {
     check(::chmod(path(relative).c_str(), mode) == 0, relative);
   }
 
-  /// Removes a file, or a directory with all that it holds.
+  /// Removes a file, or a directory and its content.
   void remove(std::string_view relative) const { removeAll(path(relative)); }
 
  private:
@@ -119,7 +119,7 @@ class TempHome {
     return path(relative);
   }
 
-  // What a test has closed, or made too deep for the library, is left to the tools of the system.
+  // Directories without permissions, or too deep for the library, are removed by system commands.
   static void removeAll(const std::string& path) {
     std::error_code failed;
     std::filesystem::remove_all(path, failed);

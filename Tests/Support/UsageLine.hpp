@@ -1,6 +1,6 @@
 #pragma once
 
-// One transcript line with usage, as short as a reader accepts it.
+// The shortest transcript line with usage that a reader accepts.
 //
 //   home.write(".claude/projects/p/s.jsonl", UsageLine{.id = "m1", .time = "2026-03-10T08:00:00Z"}.text());
 
@@ -14,8 +14,8 @@ namespace tallyfin {
 
 struct UsageLine {
   std::string id;    ///< of the message and of the request
-  std::string time;  ///< as the transcript has it, with its zone
-  // An empty text stands for a member that the line does not have.
+  std::string time;  ///< as in the transcript, with its zone
+  // The line has no such member if the text is empty.
   std::string model = "claude-opus-5";
   std::string session = "session-1";
   std::string cwd = "/nowhere/alpha";
@@ -23,8 +23,8 @@ struct UsageLine {
   std::int64_t input = 0;
   std::int64_t output = 0;
   std::int64_t cacheRead = 0;
-  std::int64_t cacheWrite = 0;    ///< without its breakdown
-  std::int64_t cacheWrite1h = 0;  ///< with it
+  std::int64_t cacheWrite = 0;    ///< without the split
+  std::int64_t cacheWrite1h = 0;  ///< with the split
   std::int64_t webSearch = 0;
 
   /// The line with its line feed.
