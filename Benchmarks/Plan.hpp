@@ -49,8 +49,7 @@ struct Session {
   std::size_t home = 0;
   std::string branch;
   bool isRostered = false;               ///< a roster lists its named agents
-  std::optional<std::size_t> continued;  ///< the earlier session that this one resumes; its transcript begins
-                                         ///< with lines of that one
+  std::optional<std::size_t> continued;  ///< earlier session whose first lines its transcript repeats
   std::uint64_t repeatedBytes = 0;       ///< approximate size of those lines
   Transcript main;
   std::vector<Transcript> agents;

@@ -33,8 +33,7 @@ struct PlainValue {
 
 /// The result of parsing a document.
 struct PlainJson {
-  std::optional<PlainValue> value;  ///< absent if the document is invalid or nested more deeply than the
-                                    ///< reader allows
+  std::optional<PlainValue> value;  ///< absent if invalid or nested too deeply for the reader
   bool isBeyond =
       false;  ///< absent for a number that the other parser has no kind for; nothing is said of it
 };

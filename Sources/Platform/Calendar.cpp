@@ -144,8 +144,7 @@ TimePoint Calendar::startOfDay(TimePoint time) const {
 }
 
 TimePoint Calendar::startOfDay(TimePoint time, std::int64_t daysLater) const {
-  constexpr std::int64_t kAllDays = 300'000'000'000;  // more than the calendar's range, so that no sum
-                                                      // overflows
+  constexpr std::int64_t kAllDays = 300'000'000'000;  // exceeds the calendar's range; sums cannot overflow
   const absl::CivilDay day =
       absl::ToCivilDay(toAbsl(time), zone_) + std::clamp(daysLater, -kAllDays, kAllDays);
   const TimePoint start = startOf(day, zone_);

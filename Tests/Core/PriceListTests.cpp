@@ -92,16 +92,14 @@ TEST(PriceList, OwnPricesCompeteByLengthAndDay) {
     bool isOwn;
   } cases[] = {
       {"claude-opus-4-5", "2026-03-31T00:00:00Z", 1, true},    // the own price, for the same key
-      {"claude-opus-4-5", "2026-04-01T00:00:00Z", 5, false},   // after the own price's last day, the list
-                                                               // price
+      {"claude-opus-4-5", "2026-04-01T00:00:00Z", 5, false},   // after its last day, the list price
       {"claude-opus-4-5-x", "2026-03-01T00:00:00Z", 1, true},  //
       {"claude-opus-4-6", "2026-03-01T00:00:00Z", 5, false},   // a longer key in the list
       {"claude-opus-6", "2026-03-01T00:00:00Z", 2, true},      //
       {"nova-1", "2026-03-31T00:00:00Z", 3, true},             // tiers may be in any order
       {"nova-1", "2026-04-01T00:00:00Z", 4, true},             //
       {"nova-1-day", "2027-01-01T00:00:00Z", 4, true},         // the last price, since none follows
-      {"nova-1-large", "2027-01-01T00:00:00Z", 5, true},       // other names are between it and the id in
-                                                               // text order
+      {"nova-1-large", "2027-01-01T00:00:00Z", 5, true},       // other names sort between it and the id
   };
   for (const auto& [model, day, input, isOwn] : cases) {
     const auto prices = Pricing::prices(InternedText(model), at(day), Calendar::utc(), list);

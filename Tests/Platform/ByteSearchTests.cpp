@@ -21,7 +21,7 @@ TEST(ByteSearch, FindsTheNeedleAtEveryPlaceAndNowhereElse) {
   }
 }
 
-TEST(ByteSearch, FindsNothingIfEitherTextIsEmpty) {
+TEST(ByteSearch, HandlesEmptyAndShortTexts) {
   EXPECT_FALSE(containsBytes("", "a"));
   EXPECT_FALSE(containsBytes("abc", ""));
   EXPECT_FALSE(containsBytes("ab", "abc"));

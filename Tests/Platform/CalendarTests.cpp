@@ -52,8 +52,7 @@ TEST(Calendar, DaysStartAndEndByTheRulesOfTheZone) {
       {"Asia/Kathmandu", "2024-02-29", "2024-02-28T18:15:00", "00:00", 24},
       {"America/New_York", "2026-03-08", "2026-03-08T05:00:00", "00:00", 23},
       {"America/New_York", "2026-11-01", "2026-11-01T04:00:00", "00:00", 25},
-      {"Europe/Berlin", "2090-03-26", "2090-03-25T23:00:00", "00:00", 23},      // after the end of the zone's
-                                                                                // table
+      {"Europe/Berlin", "2090-03-26", "2090-03-25T23:00:00", "00:00", 23},      // after the zone's table ends
       {"America/Sao_Paulo", "2018-11-04", "2018-11-04T03:00:00", "01:00", 23},  // no midnight
       {"America/Sao_Paulo", "2018-02-17", "2018-02-17T02:00:00", "00:00", 25},  // 23:00 to 24:00 twice
       {"Asia/Beirut", "2024-10-26", "2024-10-25T21:00:00", "00:00", 25},
@@ -61,8 +60,7 @@ TEST(Calendar, DaysStartAndEndByTheRulesOfTheZone) {
       {"Australia/Lord_Howe", "2024-10-06", "2024-10-05T13:30:00", "00:00", 23.5},
       {"America/Havana", "2023-11-05", "2023-11-05T04:00:00", "00:00", 25},    // midnight twice
       {"America/St_Johns", "2010-11-07", "2010-11-07T02:30:00", "00:00", 25},  // one minute, then back
-      {"Pacific/Apia", "2011-12-31", "2011-12-30T10:00:00", "00:00", 24},      // the day after the skipped
-                                                                               // one
+      {"Pacific/Apia", "2011-12-31", "2011-12-30T10:00:00", "00:00", 24},      // after the skipped day
   };
   for (const auto& [zone, day, startText, clock, hours] : cases) {
     SCOPED_TRACE(testing::Message() << zone << " " << day);

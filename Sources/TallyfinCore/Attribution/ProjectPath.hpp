@@ -91,8 +91,7 @@ class ProjectResolver {
  private:
   struct Memo {
     std::mutex lock;
-    absl::flat_hash_map<std::uint32_t, Resolved> map;  // by spelling, because two spellings are two
-                                                       // directories
+    absl::flat_hash_map<std::uint32_t, Resolved> map;  // by spelling: two spellings, two directories
   };
 
   Resolved compute(InternedText rawCwd, Parent& last) const;

@@ -70,8 +70,7 @@ void BinaryReader::fetch(std::uint64_t count) {
     const std::uint64_t wanted = std::min(unread_, std::max(count, kPiece) - piece_.size());
     const std::ptrdiff_t got = file_->read(piece_.room(wanted), wanted, file_->attributes().size - unread_);
     if (got <= 0) {
-      throw DecodeError(DecodeError::Kind::truncated);  // the file was truncated or became unreadable
-                                                        // meanwhile
+      throw DecodeError(DecodeError::Kind::truncated);  // truncated or unreadable meanwhile
     }
     piece_.grow(static_cast<std::size_t>(got));
     unread_ -= static_cast<std::uint64_t>(got);

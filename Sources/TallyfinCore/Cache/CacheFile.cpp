@@ -132,8 +132,7 @@ class Writer {
   }
 
   BinaryWriter writer_;
-  std::vector<std::uint32_t> indexOf_;  // index: number of the text; saves hashing the texts, which would
-                                        // take a third of a save
+  std::vector<std::uint32_t> indexOf_;  // by text number; hashing the texts would be a third of a save
 };
 
 // A reader positioned after the header, or nothing if the file does not begin like a file of this version.
@@ -222,10 +221,8 @@ class StringTable {
   std::atomic<std::uint32_t> ready_ = 0;  // the same for the reading thread, or `kComplete`
   std::uint32_t seen_ = 0;                // the number of texts that the reading thread knows of
   std::mutex lock_;
-  absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // raw bytes of texts that are not UTF-8, by
-                                                              // index
-  std::future<void> filling_;                                 // last, so that it waits before other members
-                                                              // are destroyed
+  absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // by index: raw bytes that are not UTF-8
+  std::future<void> filling_;                                 // last, so that its destructor waits first
 };
 
 class Reader {
@@ -238,8 +235,7 @@ class Reader {
     const std::uint64_t count = readLength(kSmallestFileEntry);
     std::vector<FileProvenance> files;
     files.reserve(count);
-    std::vector<std::uint32_t> entryOf(reader_.stringCount());  // index: string index of a path; value: its
-                                                                // entry, counted from 1
+    std::vector<std::uint32_t> entryOf(reader_.stringCount());  // by string index of the path, counted from 1
     for (std::uint64_t i = 0; i < count; ++i) {
       const std::uint32_t index = reader_.readStringIndex();
       std::uint32_t& entry = entryOf[index];
@@ -349,8 +345,7 @@ class Reader {
   absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by string index of the raw id
   AgentIdentity agent_;                                       // the last agent read; its string index follows
   std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
-  std::vector<std::uint32_t> fileOf_;  // index: number of a key; value: the last file with that key, counted
-                                       // from 1
+  std::vector<std::uint32_t> fileOf_;  // by number of a key: the last file with it, counted from 1
   std::uint32_t file_ = 0;
 };
 
@@ -370,8 +365,7 @@ void sortByPath(std::vector<FileProvenance>& files) {
 }
 
 std::optional<Contents> load(const std::string& path, std::size_t threads) {
-  constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;  // bytes; smaller files are read on one
-                                                                   // thread
+  constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;  // bytes; below this, one thread reads
   const PlainFile file(path);
   if (!file.isOpen() || file.attributes().size > kLargestFile) {
     return std::nullopt;

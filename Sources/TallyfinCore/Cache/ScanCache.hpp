@@ -109,8 +109,7 @@ class ScanCache {
   std::size_t threads_;
   mutable std::mutex lock_;  // guards the members below; not held while files are read
   KnownFiles files_ = std::make_shared<const std::vector<FileProvenance>>();
-  KnownFiles found_ = files_;                // result of the last refresh; differs from `files_` if it was
-                                             // not kept
+  KnownFiles found_ = files_;                // of the last refresh; differs from `files_` if not kept
   KnownFiles saved_;                         // content of the cache file; null if unknown
   std::optional<FileAttributes> savedFile_;  // attributes of the cache file when it held `saved_`
   std::optional<VerificationResult> lastVerification_;

@@ -65,8 +65,7 @@ struct FileReading {
   std::shared_ptr<const FileState> before;  ///< state after the last refresh; null if the file is new
   std::optional<std::uint64_t> upTo = {};   ///< offset at which reading stops; absent: the end of the file
 
-  std::shared_ptr<const FileState> now = {};  ///< state after this refresh; null if the file's attributes
-                                              ///< cannot be read
+  std::shared_ptr<const FileState> now = {};  ///< state after this refresh; null if attributes are absent
   FileChange change = FileChange::isNew;
   FileDiagnostics seen = {};    ///< counters of all its lines, including those before a failure
   std::uint64_t bytesRead = 0;  ///< bytes of complete lines read by this refresh

@@ -16,8 +16,7 @@ namespace tallyfin {
 /// Counts of the lines of one file or of all files.
 struct LineCounters {
   std::int64_t usageLinesSeen = 0;            ///< lines that contain the bytes of the key "usage"
-  std::int64_t linesNotUsageBearing = 0;      ///< of these, lines whose `message` has no `usage` object; not
-                                              ///< a loss
+  std::int64_t linesNotUsageBearing = 0;      ///< of these, `message` has no `usage` object: no loss
   std::int64_t linesRejectedInvalidJSON = 0;  ///< not a JSON object
   std::int64_t linesRejectedNoMessage = 0;    ///< no `message` object
   std::int64_t linesRejectedNoTimestamp = 0;  ///< no usable `timestamp`

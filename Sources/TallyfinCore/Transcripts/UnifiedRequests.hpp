@@ -44,8 +44,7 @@ class UnifiedRequests {
 
   std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
   std::vector<const RecordMap::Entry*> entries_;
-  std::vector<std::uint32_t> positionOf_;  // index: number of the key; value: position plus 1, or 0 if there
-                                           // is no such request
+  std::vector<std::uint32_t> positionOf_;  // by number of the key: position plus 1, or 0 if absent
 };
 
 /// Unifies the requests of the readings, in their order, and adds to `diagnostics` what they read and lost.
