@@ -25,6 +25,7 @@ enum class Access : std::uint8_t {
 /// temporary file beside `path`, flushes it to the disk and renames it to `path`. Also removes temporary
 /// files that a killed process left there. A symbolic link at `path` is replaced itself, not its target.
 /// Returns the attributes of the new file.
+///
 /// Throws std::system_error on failure; the old file is then unchanged and the temporary file removed. A
 /// `path` that is or links to something other than a regular file (a directory, FIFO or device) is an error.
 FileAttributes replace(const std::string& path, absl::FunctionRef<void(Output)> produce,

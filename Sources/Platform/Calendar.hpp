@@ -117,8 +117,7 @@ class Calendar {
   /// The month as yyyy-MM.
   std::string formatYearMonth(TimePoint time) const;
 
-  /// As `formatMinute`. If the clocks show the minute twice, the offset from UTC is appended: "2026-10-25
-  /// 02:00+01:00".
+  /// As `formatMinute`, with the UTC offset if clocks show the minute twice: "2026-10-25 02:00+01:00".
   std::string formatDistinctMinute(TimePoint time) const;
 
   /// Date, time and offset from UTC to the second: "2026-05-04T17:42:10+02:00". A zero offset is "Z". Offsets

@@ -46,7 +46,9 @@ struct UnreadableFolder {
 /// below them. Does not follow symbolic links to directories, but `root` may be one. The result is sorted by
 /// the code points of the paths' canonical forms (NFC), then by bytes. Absent if `root` is not a directory or
 /// cannot be examined.
+///
 /// Where there are many directories, up to `threads` threads list them.
+///
 /// A directory that cannot be listed does not stop the walk. If `unreadable` is given, each directory that
 /// could not be listed, or whose files could not be examined, is added to it, sorted by path. Directories
 /// that vanished during the walk, and a missing `root`, are not added.

@@ -137,8 +137,7 @@ TEST(Text, CharactersAreGraphemeClusters) {
       {"a", "b", "c"},
       {"\r", "\r\n", "\n", "\0"s, "\t"},
       {"a", "e\u0301", "\u00E9", "z"},
-      {"\n", "\u0301", "\r\n", "\u200D"},                                      // nothing combines with a line
-                                                                               // end
+      {"\n", "\u0301", "\r\n", "\u200D"},                                      // line ends do not combine
       {"\U0001F1E6\U0001F1E7", "\U0001F1E8\U0001F1E9", "\U0001F1EA", "x"},     // flags: letters in pairs
       {"\U0001F468\u200D\U0001F469\u200D\U0001F467", "\U0001F44D\U0001F3FD"},  // a family, a skin tone
       {"\u1100\u1161\u11A8", "\uAC00\u11A8\u11A8", "\u1100"},

@@ -1,6 +1,6 @@
 #pragma once
 
-// Keeps what each transcript contributed in memory and in the cache file, so that a refresh reads only new
+// The contribution of each transcript, kept in memory and in the cache file, so that a refresh reads only new
 // lines.
 
 #include "Platform/Calendar.hpp"
