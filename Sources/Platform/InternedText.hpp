@@ -29,10 +29,10 @@ class InternedText {
   /// Interns many texts and returns their handles in the same order. Faster than interning them one by one.
   static std::vector<InternedText> all(std::span<const std::string_view> texts);
 
-  /// The text as spelled when interned. The view is valid as long as the process runs.
+  /// The text as spelled when interned. The view is valid until the process ends.
   std::string_view text() const;
 
-  /// The text in canonical form (NFC). The view is valid as long as the process runs.
+  /// The text in canonical form (NFC). The view is valid until the process ends.
   std::string_view canonical() const;
 
   /// Whether `text()` is in canonical form.

@@ -8,7 +8,7 @@
 //   Text::contains("café", "fe")  // false: é is one character, spelled either way
 //
 // Every operation treats each maximal ill-formed byte sequence as one U+FFFD. Returned views point into the
-// argument and are valid as long as it is.
+// argument and are valid while it is.
 
 #include <compare>
 #include <cstddef>

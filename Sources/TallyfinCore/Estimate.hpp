@@ -66,10 +66,10 @@ class Estimate {
 
   bool isKnown() const { return state_.index() == 0; }
 
-  /// The figure, or null if it is unknown. Valid as long as the estimate.
+  /// The figure, or null if it is unknown. Valid while the estimate exists.
   const T* value() const { return std::get_if<T>(&state_); }
 
-  /// The reason, or null if the figure is known. Valid as long as the estimate.
+  /// The reason, or null if the figure is known. Valid while the estimate exists.
   const UnknownReason* reason() const { return std::get_if<UnknownReason>(&state_); }
 
   /// Applies `change` to the figure. An unknown figure stays unknown with the same reason.

@@ -236,7 +236,7 @@ TEST(Calendar, ClampsTimesBeyondItsLimits) {
 }
 
 TEST(DayLookup, AgreesWithTheCalendarInAnyOrder) {
-  std::mt19937_64 random(11);  // NOLINT(bugprone-random-generator-seed): the same road every time
+  std::mt19937_64 random(11);  // NOLINT(bugprone-random-generator-seed): the same times in every run
   const auto upTo = [&](double limit) {
     return std::uniform_real_distribution<double>(-limit, limit)(random);
   };

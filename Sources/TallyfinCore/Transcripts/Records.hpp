@@ -213,7 +213,7 @@ class RecordList {
   /// A list of copies of `records`.
   RecordList(const std::vector<UsageRecord>& records);
 
-  /// Refers to `entries`, which must be valid as long as `owner` is alive.
+  /// Refers to `entries`, which must be valid while `owner` is alive.
   RecordList(std::vector<const RecordMap::Entry*> entries, std::shared_ptr<const void> owner)
       : entries_(std::move(entries)), owner_(std::move(owner)) {}
 
