@@ -1,5 +1,5 @@
-# Runs between CPack's installation and the making of the packages: puts what other systems keep elsewhere, or
-# plain, where Debian wants it.
+# Runs after CPack's installation and before the packages are built. Moves and compresses files as Debian
+# requires.
 if(NOT CPACK_GENERATOR STREQUAL "DEB")
   return()
 endif()
@@ -11,7 +11,7 @@ if(EXISTS ${share}/zsh)
 endif()
 file(RENAME ${share}/doc/Tallyfin ${share}/doc/tallyfin)
 
-# The changelog in Debian's form says only where the real one is.
+# The changelog in Debian's format only refers to the real one.
 file(TIMESTAMP ${share}/doc/tallyfin/CHANGELOG.md date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 foreach(doc programs/usr/share/doc/tallyfin development/usr/share/doc/libtallyfin-dev)
   file(WRITE ${root}/${doc}/changelog.Debian

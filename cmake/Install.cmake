@@ -1,5 +1,5 @@
-# What `cmake --install` puts where: component `programs` for people, `development` for applications that embed
-# the core.
+# The files that `cmake --install` installs: component `programs` for users, `development` for applications
+# that embed the core.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

@@ -1,4 +1,4 @@
-# Debian packages: tallyfin with the programs, libtallyfin-dev with the core. Who distributes them gives a name:
+# Debian packages: tallyfin with the programs, libtallyfin-dev with the core. A distributor sets the contact:
 # cpack -D CPACK_PACKAGE_CONTACT="Name <address>".
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "Tallyfin developers <tallyfin@localhost>")

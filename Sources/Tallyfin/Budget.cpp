@@ -27,8 +27,8 @@ double dollars(const std::string& text) {
   return value;
 }
 
-// The amount as it is printed with four decimals. Sums of binary fractions differ from the decimal amount in
-// their last bits, and three times 0.1 is to be within 0.3.
+// The amount rounded to the four decimals that are printed. Binary sums differ from decimal amounts in the
+// last bits: without rounding, three times 0.1 would exceed a budget of 0.3.
 double toCentOfCent(double amount) {
   const std::string text = decimal(amount, 4);
   std::from_chars(text.data(), text.data() + text.size(), amount);

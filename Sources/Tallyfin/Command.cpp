@@ -29,10 +29,10 @@ int runLine(const std::vector<std::string>& arguments, Environment environment, 
 
 int run(const std::vector<std::string>& arguments, Environment environment, const Console& console) {
   try {
-    if (!arguments.empty() && arguments[0] == "__complete") {  // the shells' completion asks
+    if (!arguments.empty() && arguments[0] == "__complete") {  // called by shell completion
       return print(offers({arguments.begin() + 1, arguments.end()}, std::move(environment)), console);
     }
-    if (!arguments.empty() && arguments[0] == "__manual") {  // docs/man/tallyfin.1 is this text
+    if (!arguments.empty() && arguments[0] == "__manual") {  // the source of docs/man/tallyfin.1
       return print(manual(), console);
     }
     return runLine(arguments, std::move(environment), console);

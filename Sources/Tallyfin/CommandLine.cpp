@@ -16,13 +16,13 @@
 namespace tallyfin::Command {
 namespace {
 
-// The words of one subcommand as the parser of the library knows them.
+// Parses the arguments of one subcommand with the CLI library.
 class Parser {
  public:
   explicit Parser(const Subcommand& subcommand) : subcommand_(subcommand) {
     app_.name(concat("tallyfin ", subcommand.name));
     app_.description(subcommand.summary);
-    app_.allow_extras();  // refuse() tells of them, with the option that was probably meant
+    app_.allow_extras();  // refuse() reports them and suggests an option
     app_.get_formatter()->column_width(30);
     app_.footer(subcommand.examples.empty()
                     ? ""
@@ -36,7 +36,7 @@ class Parser {
 
   std::string help() const { return app_.help(); }
 
-  // The end of a message that does not say itself what is accepted.
+  // The end of messages that do not list what is accepted.
   std::string seeHelp() const { return concat("; see `tallyfin help ", subcommand_.name, "`"); }
 
   // Throws CLI::ParseError, UsageError.
@@ -79,7 +79,8 @@ class Parser {
     return isOneOf ? concat(option.help, ": ", absl::StrJoin(option.words, ", ")) : option.help;
   }
 
-  // Turns "--name=" into "--name" and an empty word: the library would take the next word as the value.
+  // Splits "--name=" into "--name" and an empty word; otherwise the library would take the next word as the
+  // value.
   static std::vector<std::string> apart(const std::vector<std::string>& words) {
     std::vector<std::string> result;
     for (const std::string& word : words) {
@@ -106,7 +107,7 @@ class Parser {
                             meant.empty() ? seeHelp() : concat("; did you mean ", meant, "?")));
   }
 
-  // The word of a list that a text means, whatever its letter case.
+  // The accepted word that equals a text, ignoring letter case.
   static std::string wordOf(const Option& option, const std::string& text) {
     for (const std::string& word : option.words) {
       if (Text::lowercased(word) == Text::lowercased(text)) {
@@ -149,7 +150,7 @@ std::vector<std::string> allNames() {
   return names;
 }
 
-// What may stand behind a first word that is no subcommand by itself: "csv, json" behind "export".
+// The second words of subcommands that start with `first`: "csv, json" for "export".
 std::string secondWords(const std::string& first) {
   std::string words;
   for (const std::string& name : allNames()) {
@@ -166,7 +167,7 @@ std::string secondWords(const std::string& first) {
   }
   std::vector<std::string> words = allNames();
   for (const std::string& one : allNames()) {
-    words.push_back(one.substr(one.find(' ') + 1));  // of two words the second may have been meant alone
+    words.push_back(one.substr(one.find(' ') + 1));  // users may omit the first of two words
   }
   const std::string word = nearest(name, words);
   const std::string second = concat(" ", word);
@@ -179,13 +180,12 @@ std::string secondWords(const std::string& first) {
                                         : concat("; did you mean `tallyfin ", meant, "`?")));
 }
 
-// Two columns, the second of which begins at the same place in every line.
+// Appends a line of two columns; the right column starts at the same position in every line.
 void appendColumns(std::string& out, const std::string& left, const std::string& right) {
   append(out, "  ", Text::fitted(left, std::max<std::size_t>(20, left.size() + 1)), right, "\n");
 }
 
-// Whether the next word belongs to this one: an option of all subcommands, or of the one that is meant when
-// none is named.
+// Whether the next word is the value of this word, an option of all subcommands or of the default subcommand.
 bool takesValue(const std::string& word) {
   const auto isIt = [&](const Option& option) {
     return !option.value.empty() && word == concat("--", option.name);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Parses a command line: finds the subcommand and checks its options. Also the help that describes them.
+// Parses a command line: finds the subcommand and checks its options. Also builds the help texts.
 
 #include "Tallyfin/Subcommand.hpp"
 
@@ -10,29 +10,29 @@
 
 namespace tallyfin::Command {
 
-/// What a command line asks for.
+/// A parsed command line.
 struct CommandLine {
   const Subcommand* subcommand = nullptr;
   Arguments arguments;
-  std::optional<std::string> text;  ///< help or the version, to be printed instead
+  std::optional<std::string> text;  ///< help or version, to print instead of running the subcommand
 };
 
-/// Throws UsageError. A subcommand that is not named is the first of the table.
+/// Throws UsageError. The default subcommand is the first of the table.
 CommandLine parse(const std::vector<std::string>& arguments);
 
-/// The parts of a command line that may be unfinished, for help and completion.
+/// The parts of a possibly unfinished command line, for help and completion.
 struct NamedSubcommand {
-  const Subcommand* subcommand = nullptr;  ///< null when none is named, or none that exists
-  std::string name;                        ///< the words that stand where its name belongs; may be empty
-  std::vector<std::string> rest;           ///< all other words, in their order
+  const Subcommand* subcommand = nullptr;  ///< null if none is named or none has this name
+  std::string name;                        ///< the words in place of the subcommand's name; may be empty
+  std::vector<std::string> rest;           ///< all other words, in order
 };
 NamedSubcommand findSubcommand(const std::vector<std::string>& words);
 
-/// The text of help: the list of subcommands, or the options of one.
+/// The help texts: the list of subcommands, and the options of one.
 std::string help();
 std::string help(const Subcommand& subcommand);
 
-/// The subcommand `help`: of the whole, or of the subcommand that is named.
+/// The subcommand `help`: prints the help of a named subcommand, otherwise the list.
 int runHelp(const Call& call);
 
 }  // namespace tallyfin::Command

@@ -19,20 +19,20 @@
 namespace tallyfin::Command {
 namespace {
 
-// Collects what fits the word that is being typed, a line each.
+// Collects the completions that match the word being typed, one per line.
 class Offers {
  public:
   explicit Offers(std::string word) : word_(std::move(word)) {}
 
   void add(std::string_view text, std::string_view meaning = {}) {
-    // A text that a terminal would not show as it is, such as one with a tab, cannot be typed either; one
-    // with a line feed would become two offers.
+    // A text with characters that a terminal cannot show, such as a tab, cannot be typed either. A text with
+    // a line feed would become two completions.
     if (text.starts_with(word_) && visible(text) == text && text.find('\n') == std::string_view::npos) {
       append(lines_, text, meaning.empty() ? "" : "\t", meaning, "\n");
     }
   }
 
-  // Adds a path, which fits by its last part, too: "~/src/atlas" is offered for "at" as well.
+  // Adds a path. Its last component may match too: "~/src/atlas" is offered for "at".
   void addPath(std::string_view label) {
     const bool fitsLastPart = Files::lastComponent(label).starts_with(word_);
     Offers all(fitsLastPart ? "" : word_);
@@ -50,7 +50,7 @@ class Offers {
   std::string lines_;
 };
 
-// All names of one kind that the cache knows, in the order of their texts.
+// All names of one kind in the cache, in text order.
 std::set<InternedText> namesOf(Values kind, const Environment& environment) {
   ScanCache cache(CacheFile::pathFor(environment));
   cache.load();
@@ -107,7 +107,7 @@ void offerValues(const Option& option, const Environment& environment, Offers& o
   }
 }
 
-// The subcommands, or the second words of those that begin with `first`.
+// Offers the subcommands, or the second words of those that start with `first`.
 void offerNames(const std::string& first, Offers& offers) {
   std::string last;
   for (const Subcommand& one : subcommands()) {
@@ -148,7 +148,7 @@ void offerOptions(const std::vector<Option>& options, bool isNamed, Offers& offe
   }
 }
 
-// The option whose turn it is at the end of these words, when it stands without its name.
+// The option that the next unnamed word would set; null if there is none.
 const Option* nextWord(const std::vector<Option>& options, const std::vector<std::string>& words) {
   std::size_t passed = 0;
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -167,7 +167,7 @@ const Option* nextWord(const std::vector<Option>& options, const std::vector<std
   return nullptr;
 }
 
-// Some shells split "--by=project" into three words, of which "=" is one.
+// Some shells split "--by=project" into three words, the second of which is "=".
 std::vector<std::string> withoutEqualSigns(std::vector<std::string> words) {
   if (!words.empty() && words.back() == "=") {
     words.back().clear();

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the shells offer at the end of a line.
+// Completion of command lines in shells.
 
 #include "TallyfinCore/Environment.hpp"
 
@@ -9,10 +9,10 @@
 
 namespace tallyfin::Command {
 
-/// What the last of the given words may become, one line each: the word, then a tab and its meaning where
-/// that is known. A line of a tab and "files" or "folders" asks the shell to offer files or folders; no other
-/// line begins with a tab. Names of projects, agents and sessions come from the cache alone, so that the
-/// answer is quick; without one there are none. Never fails.
+/// The possible completions of the last word in `given`, one per line: the word, then a tab and its meaning
+/// if there is one. A line of a tab and "files" or "folders" tells the shell to complete files or folders; no
+/// other line starts with a tab. Names of projects, agents and sessions come only from the cache, to answer
+/// quickly; without a cache no names are offered. Never fails.
 std::string offers(const std::vector<std::string>& given, Environment environment);
 
 }  // namespace tallyfin::Command

@@ -24,7 +24,7 @@ bool isTerminal(int stream) {
   return isatty(stream) == 1;
 }
 
-// A variable that is set to something.
+// The value of an environment variable; empty if it is not set.
 std::string variable(const char* name) {
   const char* const value = std::getenv(name);
   return value == nullptr ? "" : value;
@@ -39,7 +39,7 @@ int widthOfTerminal() {
   return given > 0 ? given : 80;
 }
 
-// The first of these variables that is set names the locale.
+// The first of these variables that is set determines the locale.
 bool isUtf8Locale() {
   for (const char* const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     const std::string value = Text::lowercased(variable(name));
@@ -51,8 +51,8 @@ bool isUtf8Locale() {
   return false;
 }
 
-// A program that pipes something in writes it at once, so reading ends after `kPatience`, even if the pipe
-// stays open.
+// A program that pipes something in writes it immediately, so reading stops after `kPatience` even if the
+// pipe stays open.
 std::string inputOfProcess() {
   constexpr std::size_t kMost = std::size_t{1} << 20;
   constexpr std::chrono::milliseconds kPatience(100);

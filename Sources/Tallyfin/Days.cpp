@@ -21,7 +21,7 @@ DateRange week(std::int64_t weeksLater, TimePoint now, const Calendar& calendar)
   return {monday, std::min(calendar.startOfDay(monday, 6), calendar.startOfDay(now)), calendar};
 }
 
-// A word for a range that the command knows and the tools do not.
+// A range word that the command accepts and the tools do not.
 struct NamedRange {
   std::string word;
   std::string label;
@@ -39,7 +39,7 @@ std::vector<NamedRange> namedRanges(TimePoint now, const Calendar& calendar) {
   return ranges;
 }
 
-// The days of --from and --to. Both are read first, so that one message can tell the faults of both.
+// The days of --from and --to. Reads both first, so that one message can report errors in both.
 Days explicitDays(const std::optional<std::string>& from, const std::optional<std::string>& to,
                   const Environment& environment) {
   const Calendar& calendar = environment.calendar;
@@ -65,7 +65,7 @@ Days explicitDays(const std::optional<std::string>& from, const std::optional<st
   return days;
 }
 
-// The candidates, a line each.
+// The candidates, one per line.
 std::string listed(const SeveralNames& names) {
   std::string text;
   for (const Candidate& one : names.candidates) {
@@ -79,7 +79,7 @@ std::string_view wordOf(NameKind kind) {
   return kind == NameKind::agent ? "agent" : kind == NameKind::project ? "project" : "session";
 }
 
-// Why a name cannot narrow a question, and how to find the right one.
+// The reason why a name does not work as a filter, and how to find the right one.
 std::string wordsOf(const Refusal& refusal) {
   if (const NoSuchName* const name = std::get_if<NoSuchName>(&refusal)) {
     const std::string_view kind = wordOf(name->kind);

@@ -1,6 +1,6 @@
 #pragma once
 
-// The days that a person names on the command line, and the names to which a question is narrowed.
+// The days that a user names on the command line, and the names that narrow a question.
 
 #include "Tallyfin/Subcommand.hpp"
 #include "TallyfinCore/Answers/Filters.hpp"
@@ -11,38 +11,38 @@
 
 namespace tallyfin::Command {
 
-/// Days as they were typed.
+/// The days as the user typed them.
 struct Days {
-  std::optional<std::string> period;  ///< a word of Period::named: "7d"
-  /// Without `period`: start of the first day; absent: the first of the history.
+  std::optional<std::string> period;  ///< a word that Period::named accepts: "7d"
+  /// Only without `period`: start of the first day; absent: the first day of the history.
   std::optional<TimePoint> from;
-  std::optional<TimePoint> through;  ///< without `period`: start of the last day
+  std::optional<TimePoint> through;  ///< only without `period`: start of the last day
   std::optional<std::string> label;  ///< the name of a preset: "Last month"
 };
 
-/// The options `period`, `from` and `to`. `period` may be given without its name; help calls `fallback` its
+/// The options `period`, `from` and `to`. Users may omit the name of `period`. Help shows `fallback` as its
 /// default.
 std::vector<Option> daysOptions(const std::string& fallback);
 
-/// Whether one of those options was given.
+/// Whether any of these options was given.
 bool namesDays(const Arguments& arguments);
 
-/// Reads those options, in any letter case; `fallback` is the period when none is given. Throws UsageError
-/// for a text that names no days, for a reversed range, and when both a period and dates are given.
+/// Reads these options, in any letter case; `fallback` is the period if none was given. Throws UsageError for
+/// a text that is not a day or period, for a reversed range, and if both a period and dates were given.
 Days daysOf(const Call& call, const std::string& fallback);
 
-/// All words for `period` that are no number of days.
+/// All words that `period` accepts, except numbers of days.
 const std::vector<std::string>& periodWords();
 
-/// The span of days. Looks at the transcripts when the first day is that of all history.
+/// The range of days. Reads the transcripts if the range starts with the first day of the history.
 Period periodOf(const Days& days, DataSource& data);
 
-/// The options that choose requests: by days, of which help calls `fallback` the default, and --agent,
-/// --project and --session-id.
+/// The options that select requests: the days (help shows `fallback` as the default), --agent, --project and
+/// --session-id.
 std::vector<Option> choosingOptions(const std::string& fallback);
 
-/// What the last three narrow to. Throws std::runtime_error with what was wrong when a name does not come to
-/// one key.
+/// The filters of --agent, --project and --session-id. Throws std::runtime_error with the reason if a name
+/// does not match exactly one key.
 Filters filtersOf(const Arguments& arguments, DataSource& data);
 
 }  // namespace tallyfin::Command

@@ -23,7 +23,7 @@
 namespace tallyfin::Command {
 namespace {
 
-// A report with what its documents say beside it.
+// A report and the options of its documents.
 struct Account {
   Report report;
   Exporter::Options options;
@@ -31,12 +31,12 @@ struct Account {
 
 using AtomicFile::Output;
 
-// Where --out sends documents: into a folder, under names of their own, or to one file. What cannot work
-// fails before the transcripts are read.
+// Where --out writes documents: into a folder under default names, or to one file. Errors are reported before
+// the transcripts are read.
 class Destination {
  public:
-  // A path that ends in a slash or is a folder means a folder; so does a name without an extension, unless it
-  // is that of a link to a name with one. The call must outlive the destination.
+  // A path is a folder if it ends in a slash, is an existing folder, or has no extension; a link without an
+  // extension is a file if its target has one. The call must outlive the destination.
   Destination(const Call& call, bool isFolder) : call_(call), path_(call.arguments.text("out")) {
     if (!path_) {
       return;
@@ -53,8 +53,8 @@ class Destination {
     }
   }
 
-  // To standard output without a path; otherwise prints where the document is. `document` gives its pieces,
-  // each of whole lines.
+  // Writes to standard output if there is no path; otherwise writes the file and prints its path. `document`
+  // writes pieces of whole lines.
   int write(const std::string& name, absl::FunctionRef<void(Output)> document) const {
     if (!path_) {
       int status = done;
@@ -74,7 +74,7 @@ class Destination {
     return Files::withoutExtension(name) != name;
   }
 
-  // What a path leads to. Throws UsageError when nothing may be written there.
+  // The target of a path after links. Throws UsageError if writing there is not allowed.
   std::string locationOf(const std::string& path) const {
     std::string location = Files::target(path);
     if (const std::optional<std::string> reason = whyNotWritable(location, call_.environment)) {
@@ -92,7 +92,7 @@ class Destination {
   bool isFolder_ = false;
 };
 
-// The axes that an option names, whose words were checked.
+// The axes in an option, whose words the parser has checked.
 std::vector<Axis> axesOf(const Arguments& arguments, const std::string& option) {
   std::vector<Axis> axes;
   for (const std::string& name : arguments.list(option)) {
@@ -101,7 +101,7 @@ std::vector<Axis> axesOf(const Arguments& arguments, const std::string& option) 
   return axes;
 }
 
-// What a period is called in documents: its label, behind it what was narrowed.
+// The name of a period in documents: its label, followed by the filters.
 std::optional<std::string> periodLabel(const Call& call, const Days& days, const Period& period,
                                        const Filters& filters) {
   const std::optional<std::string> given = call.arguments.text("label");
@@ -120,7 +120,7 @@ std::optional<std::string> textOf(const std::optional<AgentIdentity>& agent) {
   return agent ? std::optional(std::string(agent->description())) : std::nullopt;
 }
 
-// The account that documents with these axes are made of, from a report that holds the parts.
+// Builds the report with these parts and the options for documents with these axes.
 Account accountOf(const Call& call, const Days& days, DataSource& data, std::vector<Axis> axes,
                   const ReportParts& parts) {
   const Period period = periodOf(days, data);
@@ -152,7 +152,7 @@ void tellLimit(const Account& account, Axis axis, const Console& console) {
   }
 }
 
-// A document that is made of one axis.
+// A kind of document that covers one axis.
 struct AxisKind {
   std::string_view name;
   std::string_view extension;
@@ -191,22 +191,22 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
   });
 }
 
-// The name of a document that is no table: "tallyfin-summary-last-7-days.txt".
+// The file name of a document that is not a table: "tallyfin-summary-last-7-days.txt".
 std::string fileName(std::string_view kind, std::string_view extension, const Exporter::Options& options) {
   constexpr std::string_view kHead = "tallyfin-provenance";
   const std::string name = Exporter::suggestedFileName(Exporter::Document::provenance(), options, extension);
   return concat("tallyfin-", kind, name.substr(kHead.size()));
 }
 
-// A document that is made of the whole account at once.
+// A kind of document that covers the whole report.
 struct Kind {
   std::string_view name;
   std::string_view extension;
   std::string_view summary;
   std::string_view example;
   std::string (*make)(const Account& account, const DataSource& data);
-  std::vector<Axis> axes = {};  // unless the call names others
-  bool hasLabels = true;        // whether it tells how the labels of projects were reached
+  std::vector<Axis> axes = {};  // used unless the call names others
+  bool hasLabels = true;        // whether it says how project labels were found
 };
 
 int exportWhole(const Call& call, const Kind& kind) {
@@ -228,7 +228,7 @@ int exportWhole(const Call& call, const Kind& kind) {
 const Option kBom = {
     .name = "bom", .value = "", .help = "Begin with a byte order mark, which some spreadsheets need"};
 
-// The options of one kind, and those of all.
+// The options of one kind, followed by those of all kinds.
 std::vector<Option> withCommon(std::vector<Option> options) {
   std::ranges::move(choosingOptions("all"), std::back_inserter(options));
   options.push_back(
@@ -240,7 +240,7 @@ std::vector<Option> withCommon(std::vector<Option> options) {
   return options;
 }
 
-// The options of a kind that is made of one axis.
+// The options of a kind that covers one axis.
 std::vector<Option> axisOptions(const std::string& axisHelp, const std::vector<Option>& own) {
   std::vector<Option> options = {
       {.name = "axis", .value = "AXIS", .help = axisHelp, .values = Values::word, .words = axisNames()},

@@ -11,13 +11,13 @@
 namespace tallyfin::Command {
 namespace {
 
-// A text as mdoc takes it: each sentence on a line of its own, no line that would be a request.
+// Escapes a text for mdoc: each sentence on its own line, and no line that mdoc would read as a request.
 std::string prose(const std::string& text) {
   const std::string escaped = absl::StrReplaceAll(text, {{"\\", "\\e"}, {". ", ".\n"}});
   return escaped.starts_with('.') || escaped.starts_with('\'') ? concat("\\&", escaped) : escaped;
 }
 
-// The page with its lines of text, not its requests, broken where they would be longer than a terminal's.
+// Wraps the text lines of the page at the width of a terminal; request lines stay whole.
 std::string wrapped(const std::string& page) {
   constexpr std::size_t kWidth = 79;  // bytes
   std::string out;
@@ -33,7 +33,7 @@ std::string wrapped(const std::string& page) {
   return out;
 }
 
-// An argument of a request that is one word, whatever it looks like.
+// Quotes an argument of a request, so that it stays one word.
 std::string quoted(const std::string& text) {
   return concat("\"", absl::StrReplaceAll(text, {{"\\", "\\e"}, {"\"", "\"\""}}), "\"");
 }

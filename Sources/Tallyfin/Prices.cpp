@@ -22,16 +22,16 @@
 namespace tallyfin::Command {
 namespace {
 
-// The requests of a model that has no price.
+// The requests of a model without a price.
 struct Unpriced {
   std::int64_t requests = 0;
   std::int64_t tokens = 0;
   std::set<TimePoint> days;
 };
 
-// What the records say of the prices.
+// How the records use the prices.
 struct Use {
-  absl::flat_hash_map<const PriceTier*, std::int64_t> requests;  // that a price has priced
+  absl::flat_hash_map<const PriceTier*, std::int64_t> requests;  // by the price that applies to them
   std::map<InternedText, Unpriced> unpriced;
 };
 
@@ -66,7 +66,7 @@ std::string dayText(const CalendarDate& date) {
 
 using Cells = std::vector<std::string>;
 
-// The cells in columns: the first to the left, as wide as it must be, the others to the right.
+// Aligns the cells: the first column to the left, the others to the right.
 std::string inColumns(const std::vector<Cells>& rows) {
   std::vector<std::size_t> widths(rows.front().size(), 0);
   for (const Cells& row : rows) {
@@ -111,7 +111,7 @@ std::string withoutPrice(const std::map<InternedText, Unpriced>& models) {
     rows.push_back({std::string(model.text()), grouped(use.requests), grouped(use.tokens),
                     grouped(static_cast<std::int64_t>(use.days.size()))});
   }
-  // The numbers are left out, so that the file cannot be used before somebody has filled them in.
+  // The prices are left blank, so that the file is invalid until the user fills them in.
   const auto line = [](std::string* out, const auto& one) {
     append(*out, R"(  {"model": )", nlohmann::json(one.first.text()).dump(), R"(, "input": , "output": })");
   };
@@ -120,7 +120,7 @@ std::string withoutPrice(const std::map<InternedText, Unpriced>& models) {
                 "{\"prices\": [\n", absl::StrJoin(byUse, ",\n", line), "\n]}\n");
 }
 
-// What a check of a file of one's own found, in a line: how many models it prices, or why it cannot be used.
+// The result of checking an own price file, in one line: the number of models with a price, or the error.
 std::string checkedPrices(const PriceList& prices) {
   return prices.problem
              ? concat(prices.file, " cannot be used: ", *prices.problem, "\n")
@@ -128,8 +128,8 @@ std::string checkedPrices(const PriceList& prices) {
                       counted(static_cast<std::int64_t>(prices.own.size()), "model", "models"), "\n");
 }
 
-// All prices with how many of the records each has priced, one's own first; then the models of records
-// without a price, the most used first, and what to paste into the file for them.
+// All prices with the number of records that each applies to, own prices first. Then the models without a
+// price, most used first, and the lines to paste into the price file for them.
 std::string priceTable(const PriceList& prices, const RecordList& records, const Calendar& calendar) {
   const Use use = useOf(prices, records, calendar);
   std::vector<Cells> rows = {

@@ -1,6 +1,6 @@
 #pragma once
 
-// How far a read of the transcripts is, on the terminal.
+// Shows on the terminal how much of the transcripts has been read.
 
 #include "Tallyfin/Subcommand.hpp"
 #include "TallyfinCore/Transcripts/Reading.hpp"
@@ -11,10 +11,10 @@
 
 namespace tallyfin::Command {
 
-/// Calls `work` with the function that shows how far its reading is.
+/// Calls `work` with a function that shows the progress of reading.
 void showingProgress(const Call& call, const std::function<void(const ReadProgress&)>& work);
 
-/// How far a read is: a line on a terminal once it has taken 0.3 seconds, gone at the end.
+/// The progress of a read, as a line on the terminal. It appears after 0.3 seconds and is removed at the end.
 class Progress {
  public:
   explicit Progress(const Console& console, Clock clock);
@@ -22,17 +22,17 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Shows that `read` of `total` bytes are read. Not to be called from two threads at once.
+  /// Shows that `read` of `total` bytes have been read. Do not call from two threads at once.
   void show(std::uint64_t read, std::uint64_t total);
 
  private:
   const Console& console_;
   Clock clock_;
-  TimePoint next_;  // when the line is due
+  TimePoint next_;  // when to draw the line next
   bool isShown_ = false;
 };
 
-/// Whether such a line stands on the terminal. Whoever ends the process then has to remove it first.
+/// Whether a progress line is on the terminal. Code that ends the process must then remove it first.
 bool progressIsShown();
 
 /// The control characters that remove the line.

@@ -23,7 +23,7 @@ int runScan(const Call& call) {
   std::string losses = concat(counted(seen.totalRejected(), "line", "lines"), " rejected · ",
                               counted(unreadable, "file", "files"), " unreadable");
   if (seen.filesScanned == 0) {
-    losses = "unknown — no transcript was found";  // nothing was read, so nothing can have been lost or kept
+    losses = "unknown — no transcript was found";  // without files, no count is known
   }
   const int status =
       print(concat("files      ", grouped(seen.filesScanned), "\n", "requests   ",

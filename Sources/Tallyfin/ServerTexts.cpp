@@ -25,7 +25,7 @@ std::string dashed(std::string_view name) {
   return text;
 }
 
-// How help describes a tool to a person; the texts of the catalogue are for agents.
+// The help of a tool, for people. The descriptions in the catalogue are for agents.
 struct Telling {
   std::string_view tool;
   std::string_view summary;
@@ -84,7 +84,8 @@ ToolArgument::Value valueOf(const ToolArgument& argument, const std::string& nam
   return *given.text(name);
 }
 
-// The days as arguments of a tool. Looks at the transcripts when the first day is that of all history.
+// Converts days to arguments of a tool. Reads the transcripts if the range starts with the first day of the
+// history.
 GivenArguments daysArguments(const Days& days, DataSource& data) {
   if (days.period) {
     return {{"period", *days.period}};
@@ -122,7 +123,7 @@ Subcommand subcommandOf(const Tool& tool) {
   Subcommand subcommand{.name = dashed(tool.name.substr(kPrefix.size())),
                         .summary = std::string(tool.description.substr(0, tool.description.find('.')))};
   for (const ToolArgument& argument : tool.arguments) {
-    if (argument.name == "period") {  // a person may say more than the tool knows
+    if (argument.name == "period") {  // the command accepts more words than the tool
       std::ranges::move(daysOptions(std::get<std::string>(argument.fallback)),
                         std::back_inserter(subcommand.options));
     } else if (argument.isListed && !isOfDays(argument.name)) {

@@ -31,7 +31,8 @@ constexpr std::string_view kDim = "\033[2m";
 constexpr std::string_view kCyan = "\033[36m";
 constexpr std::string_view kYellow = "\033[33m";
 
-// What stands for the signs of our own texts where there is only ASCII; any other sign becomes "?".
+// Replacements for the special characters in our texts if only ASCII is available; any other character
+// becomes "?".
 constexpr std::pair<std::string_view, std::string_view> kAscii[] = {
     {"≥", ">="}, {"…", "~"}, {"→", "->"}, {"·", "-"}, {"—", "-"}, {"×", "x"}, {"─", "-"}, {"█", "#"}};
 
@@ -41,7 +42,7 @@ std::string ascii(std::string_view text) {
     const auto byte = static_cast<unsigned char>(text[at]);
     if (byte < 0x80) {
       out += text[at];
-    } else if (byte >= 0xC0) {  // the first byte of a sign; its other bytes are skipped
+    } else if (byte >= 0xC0) {  // the first byte of a character; its other bytes are skipped
       const auto* const known = std::ranges::find_if(
           kAscii, [&](const auto& sign) { return text.substr(at).starts_with(sign.first); });
       out += known == std::end(kAscii) ? "?" : known->second;
@@ -58,7 +59,7 @@ std::string repeated(std::string_view text, std::size_t count) {
   return all;
 }
 
-// Whether a column takes what the width leaves, instead of what its cells need.
+// Whether a column takes the remaining width, instead of the width of its cells.
 bool isElastic(Unit unit) {
   return unit == Unit::models || unit == Unit::share;
 }
@@ -67,15 +68,15 @@ bool isOnTheRight(Unit unit) {
   return unit == Unit::dollars || unit == Unit::count || unit == Unit::tokens;
 }
 
-// The least width of an elastic column that is worth having.
+// The smallest useful width of an elastic column.
 std::size_t shortest(Unit unit) {
   return unit == Unit::models ? 12 : 8;
 }
 
-// As many of the models, most used first, as fit; how many others there are.
+// As many models as fit, most used first, and the number of the others.
 std::string modelsIn(const Bucket& bucket, std::size_t width) {
   constexpr std::size_t kShortestName = 4;
-  const auto used = bucket.modelsByUse(width);  // a name takes a column or more
+  const auto used = bucket.modelsByUse(width);  // a name takes at least one column
   const std::size_t count = bucket.modelCounts.size();
   std::string text;
   for (std::size_t i = 0; i < used.size(); ++i) {
@@ -91,7 +92,7 @@ std::string modelsIn(const Bucket& bucket, std::size_t width) {
   return used.size() < count ? concat(text, " +", std::to_string(count - used.size())) : text;
 }
 
-// The width that the names of all models of a bucket take, or more than `most`.
+// The width of all model names of a bucket; a value above `most` means that they do not fit.
 std::size_t widthOfModels(const Bucket& bucket, std::size_t most) {
   std::size_t width = 0;
   for (const auto& [model, requests] : bucket.modelCounts) {
@@ -103,7 +104,7 @@ std::size_t widthOfModels(const Bucket& bucket, std::size_t most) {
   return width;
 }
 
-// A bar as long as a share of `width`; it leaves room for the sign of a lower bound.
+// A bar as long as the share of `width`. Leaves room for the sign of a lower bound.
 std::string barOf(const Sheet::Share& share, std::size_t width) {
   const CostEstimate& cost = share.bucket->cost;
   if (cost.isUnknown()) {
@@ -157,7 +158,7 @@ class Drawing {
     std::size_t width;
   };
 
-  // The cell of the line of totals. Its name stands in the first column.
+  // The cell of a column in the line of totals. The first column has the line's name.
   Sheet::Cell totalOf(const Sheet::Column& column) const {
     if (&column == columns_.front().column) {
       return "total";
@@ -174,7 +175,7 @@ class Drawing {
     return console_.hasColour && !colour.empty() && !text.empty() ? concat(colour, text, "\033[0m") : text;
   }
 
-  // Makes the text of a cell of any type, at most `width` wide where that is elastic.
+  // Returns the text of a cell; elastic cells are at most `width` wide.
   struct TextOf {
     const Drawing& drawing;
     Unit unit;
@@ -202,7 +203,7 @@ class Drawing {
     return std::visit(TextOf{*this, unit, width}, cell);
   }
 
-  // Gives each column the width that its cells need.
+  // Sets the width of each column to what its cells need.
   void measure() {
     for (std::size_t row = 0; row < sheet_.rowCount; ++row) {
       for (Shown& shown : columns_) {
@@ -225,10 +226,10 @@ class Drawing {
 
   std::size_t whole() const { return static_cast<std::size_t>(std::max(console_.width, 1)); }
 
-  // Leaves the columns that fit into the width of the console, and shares it among them.
+  // Keeps the columns that fit the console and divides its width among them.
   void fit() {
-    std::size_t taken = 0;  // by columns that need their width, behind the first
-    std::size_t kept = 0;   // by those that are always there
+    std::size_t taken = 0;  // by columns of fixed width after the first
+    std::size_t kept = 0;   // by columns that are always shown
     for (const Shown& shown : columns_) {
       const bool isFirst = &shown == columns_.data();
       taken += isFirst || isElastic(shown.column->unit) ? 0 : shown.width + kGap;
@@ -253,8 +254,8 @@ class Drawing {
     columns_ = std::move(fitting);
   }
 
-  // The width of a column in what is left; 0 when it does not fit. An elastic column leaves half of it to a
-  // further one.
+  // The width of a column if `left` remains; 0 if it does not fit. An elastic column leaves half of the width
+  // to a second one.
   std::size_t widthIn(std::size_t left, const Shown& shown) const {
     const Unit unit = shown.column->unit;
     const std::size_t least = isElastic(unit) ? shortest(unit) : shown.width;
@@ -269,7 +270,7 @@ class Drawing {
     return std::min(shown.width, isShared ? std::max(least, left / 2 - kGap) : left - kGap);
   }
 
-  // Draws one line. `cellOf` gives the cell of a column.
+  // Draws one line; `cellOf` returns the cell of a column.
   template <typename CellOf>
   void line(const CellOf& cellOf, std::string_view colour) {
     std::string cells;
@@ -306,7 +307,7 @@ class Drawing {
     }
   }
 
-  // A line below the columns of names and numbers.
+  // Draws a line below the names and numbers.
   void rule() {
     std::size_t width = 0;
     for (const Shown& shown : columns_) {
@@ -323,7 +324,7 @@ class Drawing {
     paragraph(words, kBold);
   }
 
-  // Words in lines as wide as the console.
+  // Wraps words to the width of the console.
   void paragraph(const std::string& words, std::string_view colour) {
     const auto width = static_cast<std::size_t>(std::max(console_.width, 20));
     std::string current;
@@ -339,7 +340,7 @@ class Drawing {
 
   const Sheet& sheet_;
   const Console& console_;
-  std::vector<Shown> columns_;  // in the order of their worth
+  std::vector<Shown> columns_;  // sorted by worth
   std::string out_;
 };
 

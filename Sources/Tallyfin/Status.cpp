@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kFormat = "{today} today · {rate} · {subagents} sub-agents";
 
-// What a line can be made of; reports are made when a placeholder asks for them.
+// The figures of the status line. A report is made only if a placeholder needs it.
 class Figures {
  public:
   Figures(DataSource& data, const Call& call) : data_(data), call_(call) {}
@@ -36,7 +36,7 @@ class Figures {
     return percent(split.share(split.subagent));
   }
 
-  // Of the session that the client names on standard input.
+  // The cost of the session that the client names on standard input.
   std::string session() {
     JsonReader reader(input_.empty() ? input_ = call_.console.input() : input_);
     std::optional<std::string> id;
@@ -93,7 +93,7 @@ std::string placeholderNames() {
                        [](std::string* out, const Placeholder& one) { append(*out, "{", one.name, "}"); });
 }
 
-// Calls `text` for what stands between placeholders and `placeholder` for each of these.
+// Calls `text` for each part between placeholders, and `placeholder` for each placeholder.
 template <typename OnText, typename OnPlaceholder>
 void readFormat(std::string_view format, OnText&& text, OnPlaceholder&& placeholder) {
   while (!format.empty()) {

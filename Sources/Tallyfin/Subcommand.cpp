@@ -15,7 +15,7 @@
 namespace tallyfin::Command {
 namespace {
 
-// Letters to put in, leave out, change or swap with their neighbour.
+// The number of letters to insert, delete, replace or swap with a neighbour.
 std::size_t distance(std::string_view left, std::string_view right) {
   std::vector<std::size_t> before;
   std::vector<std::size_t> last(right.size() + 1);
@@ -56,7 +56,7 @@ std::vector<std::string> Arguments::list(const std::string& name) const {
 }
 
 std::string nearest(std::string_view word, const std::vector<std::string>& known) {
-  constexpr std::size_t kLongest = 64;  // nobody mistypes a name into more
+  constexpr std::size_t kLongest = 64;  // longer words are no typing errors
   const std::string given = Text::lowercased(word.substr(0, kLongest));
   std::string best;
   std::size_t least = std::max<std::size_t>(2, (given.size() + 1) / 3) + 1;
@@ -85,7 +85,7 @@ int print(std::string_view document, const Console& console) {
   }
   std::string text = visible(document);
   if (!text.empty() && !text.ends_with('\n')) {
-    text += '\n';  // or the next prompt would stand in the last line
+    text += '\n';  // otherwise the shell prompt would follow on the same line
   }
   return write(text, console);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-// What a subcommand is: one row of the table from which the parser, the help, the manual and the completion
-// are made.
+// The definition of a subcommand. Parser, help, manual and completion are generated from it.
 
 #include "Tallyfin/Console.hpp"
 #include "TallyfinCore/Environment.hpp"
@@ -17,48 +16,49 @@
 
 namespace tallyfin::Command {
 
-/// Wrong arguments: the message says what is accepted. Nothing was done then.
+/// Wrong arguments. The message says what is accepted. No work has been done.
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// What kind of value an option takes. It is checked before the work begins, and completion offers such
-/// values.
+/// The kind of value that an option takes. The parser checks values before the work begins, and completion
+/// offers such values.
 enum class Values : std::uint8_t { any, number, word, words, days, project, agent, session, file, directory };
 
-/// An option, or a word that stands without a name.
+/// An option, or a value that may be given without its name.
 struct Option {
-  std::string name;   ///< without its dashes: "session-id"
-  std::string value;  ///< what help calls its value: "ID"; empty for a switch
+  std::string name;   ///< without dashes: "session-id"
+  std::string value;  ///< the placeholder of the value in help: "ID"; empty for a switch
   std::string help;
   Values values = Values::any;
-  std::vector<std::string> words = {};  ///< of `word` and `words`: all that are accepted; otherwise examples
-  bool isWord = false;                  ///< may be given without its name, in the order of the table
+  std::vector<std::string> words = {};  ///< for `word` and `words`: all accepted words; otherwise examples
+  bool isWord = false;                  ///< may be given without its name; order: that of the table
   bool isRequired = false;
   std::string otherName = {};  ///< a second name, or empty
 };
 
-/// The options that were given, by name.
+/// The given options, by name.
 class Arguments {
  public:
   void set(const std::string& name, std::string value) { values_[name] = std::move(value); }
 
   bool has(const std::string& name) const { return values_.contains(name); }
 
-  /// The value of an option that was given.
+  /// The value of an option; absent if it was not given.
   std::optional<std::string> text(const std::string& name) const;
 
-  /// The same of an option that takes numbers; a number beyond 64 bits becomes the largest.
+  /// The value of an option that takes a number; beyond 64 bits, the largest 64-bit number. Absent if it was
+  /// not given.
   std::optional<std::int64_t> number(const std::string& name) const;
 
-  /// The same of a list, taken apart at its commas.
+  /// The values of a list option, which commas separate.
   std::vector<std::string> list(const std::string& name) const;
 
  private:
   std::map<std::string, std::string> values_;
 };
 
-/// What a subcommand works with.
+/// The input of a subcommand.
 struct Call {
   Arguments arguments;
   const Environment& environment;
@@ -67,22 +67,23 @@ struct Call {
 
 struct Subcommand {
   std::string name;     ///< one word or two: "cost", "export csv"
-  std::string summary;  ///< one line; empty for what only the shells call
+  std::string summary;  ///< one line; empty if only shells call it
   std::vector<Option> options = {};
   std::vector<std::string> examples = {};
-  std::function<int(const Call&)> run = {};  ///< gives the exit status; throws UsageError
+  std::function<int(const Call&)> run = {};  ///< returns the exit status; throws UsageError
 };
 
-/// The one of `known` that was probably meant by `word`, or empty.
+/// The word of `known` that the user probably meant by `word`; empty if none is close.
 std::string nearest(std::string_view word, const std::vector<std::string>& known);
 
-/// Writes a text to standard output as it is; gives the exit status.
+/// Writes a text to standard output unchanged. Returns the exit status.
 int write(std::string_view text, const Console& console);
 
-/// The same of a document; on a terminal, control characters in it are spelled out.
+/// Writes a document to standard output. On a terminal, spells out its control characters. Returns the exit
+/// status.
 int print(std::string_view document, const Console& console);
 
-/// Writes a line, or lines, to standard error, behind the command's name.
+/// Writes one or more lines to standard error, after the name of the command.
 void tell(std::string_view message, const Console& console);
 
 }  // namespace tallyfin::Command

@@ -22,7 +22,7 @@ Subcommand helpCommand() {
           .run = runHelp};
 }
 
-// The table of all subcommands. A new one is a row here.
+// The table of all subcommands. Add new ones here.
 std::vector<Subcommand> makeTable() {
   std::vector<Subcommand> table = serverTexts();
   const auto add = [&table](std::vector<Subcommand> rows) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// The subcommands. Each is made in the source file of its name, a family in the file of the family.
+// The subcommands. Each is defined in the source file with its name; related ones share a file.
 
 #include "Tallyfin/Subcommand.hpp"
 #include "Tallyfin/Tables.hpp"
@@ -11,36 +11,35 @@
 
 namespace tallyfin::Command {
 
-/// All subcommands, in the order in which they are told. The first is the one that is meant when none is
-/// named.
+/// All subcommands, in the order of the help. The first is the default.
 const std::vector<Subcommand>& subcommands();
 
-/// The subcommand of that name, or null.
+/// The subcommand with this name; null if there is none.
 const Subcommand* subcommandNamed(std::string_view name);
 
-/// The options that every subcommand takes, before its name as well.
+/// The options of every subcommand. They may also be given before its name.
 const std::vector<Option>& commonOptions();
 
 /// `status`: one line for a status bar.
 Subcommand status();
 
-/// `budget`: whether an amount was exceeded, as an exit status.
+/// `budget`: reports by exit status whether an amount was exceeded.
 Subcommand budget();
 
-/// `prices`: the price list, the models without a price, and the lines that would give them one.
+/// `prices`: the price list, the models without a price, and price file lines for these models.
 Subcommand prices();
 
-/// `verify`: whether the cache holds what the transcripts say.
+/// `verify`: checks the cache against the transcripts.
 Subcommand verify();
 
-/// `scan`: a full read of all transcripts, timed.
+/// `scan`: reads all transcripts and prints the time.
 Subcommand scan();
 
-/// The server's tools, one subcommand each, and `today`. They print the server's texts; their file is the
-/// only one of the command that knows the server.
+/// `today` and one subcommand per tool of the server. They print the server's texts. Only ServerTexts.cpp
+/// depends on the server.
 std::vector<Subcommand> serverTexts();
 
-/// `export`: one subcommand a kind of document.
+/// `export`: one subcommand per kind of document.
 std::vector<Subcommand> exports();
 
 /// The names of all axes of documents and tables: "project", "rawCwd", ...

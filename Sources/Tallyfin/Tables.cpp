@@ -25,14 +25,14 @@
 namespace tallyfin::Command {
 namespace {
 
-// The step of an axis whose rows follow each other on the calendar, so that idle ones can be shown. A block
-// begins with a request, so there are no idle ones.
+// The time step of an axis whose rows can include idle ones. Blocks have none, because a block starts with a
+// request.
 std::optional<TimeStep> calendarStep(Axis axis) {
   const std::optional<TimeStep> step = stepOf(axis);
   return step == TimeStep::block ? std::nullopt : step;
 }
 
-// The idle stretches from `at` up to `end`, without it; a long run of them is one row.
+// Adds a row for each idle step from `at` to before `end`; more than 31 of them become one row.
 void addIdle(std::vector<Entry>& rows, std::optional<TimePoint> at, TimePoint end, TimeStep step,
              const Calendar& calendar) {
   constexpr std::size_t kMostRows = 31;
@@ -47,12 +47,12 @@ void addIdle(std::vector<Entry>& rows, std::optional<TimePoint> at, TimePoint en
   }
 }
 
-// All stretches of the range from the `first` request of the history, before which nothing is known, to
-// today.
+// One row per step of the range, from the `first` request of the history to today. Nothing is known of the
+// time before that request.
 std::vector<Entry> rowsOf(const Report& report, TimeStep step, const Period& period,
                           std::optional<TimePoint> first, TimePoint now, const Calendar& calendar) {
   std::vector<Entry> rows;
-  std::optional<TimePoint> next;  // the first stretch that has no row yet
+  std::optional<TimePoint> next;  // the first step without a row
   if (period.from && first) {
     next = startOfStep(step, std::max(*period.from, calendar.startOfDay(*first)), calendar);
   }
@@ -67,7 +67,7 @@ std::vector<Entry> rowsOf(const Report& report, TimeStep step, const Period& per
   return rows;
 }
 
-// Where the history begins within the range.
+// Notes when the history begins, if that is within the range.
 void noteBeginning(std::vector<std::string>& notes, const Period& period, const DataSource& data) {
   const std::optional<TimePoint> first = firstRequest(data);
   if (first && period.from && data.calendar().startOfDay(*first) > *period.from) {
@@ -75,7 +75,7 @@ void noteBeginning(std::vector<std::string>& notes, const Period& period, const 
   }
 }
 
-// The first and the last stretch of the range, where it holds only a part of them.
+// Notes which steps at the start and end of the range are only partly in it.
 void noteCuts(std::vector<std::string>& notes, TimeStep step, const Period& period,
               const Calendar& calendar) {
   if (period.from && startOfStep(step, *period.from, calendar) < *period.from) {
@@ -89,7 +89,7 @@ void noteCuts(std::vector<std::string>& notes, TimeStep step, const Period& peri
   }
 }
 
-// The block that is running, and what a block is not.
+// Notes about the current block, and about what a block is not.
 void noteBlock(std::vector<std::string>& notes, const Report& report, const Period& period, TimePoint now,
                const Calendar& calendar) {
   for (const auto& [start, bucket] : report.by(TimeStep::block)) {
@@ -133,7 +133,7 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   return notes;
 }
 
-// Tells how many rows a limit left out.
+// Notes how many rows a limit left out.
 void noteLimit(std::vector<std::string>& notes, std::int64_t limit, std::size_t leftOut, bool isInTime) {
   notes.insert(notes.begin(),
                concat("--limit ", std::to_string(limit), " left out ",
@@ -147,7 +147,7 @@ int show(const Call& call, Axis axis, const Days& days) {
     const Period period = periodOf(days, data);
     const Filters filters = filtersOf(call.arguments, data);
     ReportParts parts = neededFor({&axis, 1});
-    parts.origins = false;  // no column of a table tells them
+    parts.origins = false;  // no column of a table shows them
     const Report report = data.report(period, filters.predicate, parts);
     const std::optional<TimeStep> step = calendarStep(axis);
     const bool isInTime = isChronological(axis);
@@ -156,7 +156,7 @@ int show(const Call& call, Axis axis, const Days& days) {
         step ? rowsOf(report, *step, period, firstRequest(data), data.now(), data.calendar())
              : rows(report, axis, data.calendar(), isInTime ? std::nullopt : limit);
     const auto all = isInTime ? entries.size() : static_cast<std::size_t>(rowCount(report, axis));
-    if (limit && std::cmp_less(*limit, entries.size())) {  // of rows in order of time the latest stay
+    if (limit && std::cmp_less(*limit, entries.size())) {  // chronological rows: keep the latest
       entries.erase(entries.begin(), entries.end() - *limit);
     }
     Sheet sheet = axisSheet(report, axis, std::move(entries), data.calendar());
@@ -173,12 +173,12 @@ int show(const Call& call, Axis axis, const Days& days) {
   });
 }
 
-// A table that has a name of its own.
+// A table with its own subcommand.
 struct Named {
   std::string name;
   Axis axis;
   std::string summary;
-  std::string span;  // what it shows when no days are named
+  std::string span;  // the range without options, for help
   std::string example;
   Days (*days)(TimePoint now, const Calendar& calendar);
 };

@@ -6,7 +6,7 @@
 
 namespace tallyfin::Command {
 
-/// The subcommands `daily`, `weekly`, `monthly`, `blocks` and `table`: a row a period or a key.
+/// The subcommands `daily`, `weekly`, `monthly`, `blocks` and `table`, which print one row per period or key.
 std::vector<Subcommand> tables();
 
 }  // namespace tallyfin::Command

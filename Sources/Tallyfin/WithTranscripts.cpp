@@ -43,7 +43,7 @@ Environment withOptions(Environment environment, const Arguments& arguments) {
       home ? Files::target(environment.expanded(home).value_or(environment.home)) : usual;
   const bool isOther = chosen != usual;
   if (isOther) {
-    // A cache knows transcripts by their paths, which must begin alike however the home is spelled.
+    // The cache identifies transcripts by path, so all spellings of the home must give the same paths.
     environment.tallyfinHome = chosen;
   }
   if (cache && !cache->empty()) {

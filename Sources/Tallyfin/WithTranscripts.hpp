@@ -1,7 +1,7 @@
 #pragma once
 
-// How every subcommand gets its figures: from the same DataSource as the server's. What a person should know
-// about the reading is written to standard error.
+// Runs subcommands on the same DataSource that the server uses. Writes warnings about reading to standard
+// error.
 
 #include "Tallyfin/Subcommand.hpp"
 #include "TallyfinCore/Answers/DataSource.hpp"
@@ -12,36 +12,36 @@
 
 namespace tallyfin::Command {
 
-/// The environment with the options --home and --cache in it. With --home alone the cache is another file
-/// beside the usual one, so that reading another home does not replace what the usual one holds. All
-/// spellings of one directory give the same paths. --cache names the file that a link leads to.
+/// Applies the options --home and --cache to the environment. With --home alone, the cache file gets another
+/// name in the usual folder, so that reading another home does not replace the usual cache. All spellings of
+/// a directory give the same paths. If --cache is a link, its target is used.
 Environment withOptions(Environment environment, const Arguments& arguments);
 
-/// Throws UsageError when the option --cache names something that is no cache, which saving would replace.
-/// `environment` is what `withOptions` gave.
+/// Throws UsageError if --cache names an existing file that is not a cache, because saving would replace it.
+/// `environment` must come from `withOptions`.
 void requireCacheOrNothing(const Environment& environment, const Arguments& arguments);
 
-/// Throws std::runtime_error when there is no home directory, with the folders that were searched, or when it
-/// cannot be opened, for example because no descriptor is left. A home that may not be listed is accepted,
-/// since the folders in it may be readable.
+/// Throws std::runtime_error if there is no home directory, naming the folders that were searched, or if it
+/// cannot be opened, for example because no descriptor is left. Accepts a home that cannot be listed, because
+/// its folders may be readable.
 void requireHome(const Environment& environment);
 
-/// Tells which folders could not be listed and why: the first ten, and how many more.
+/// Reports the folders that could not be listed, with reasons: the first ten, and the number of others.
 void tellUnlisted(const std::vector<Files::UnreadableFolder>& folders, const Console& console);
 
-/// Tells that a file of own prices is not used, and why.
+/// Reports why an own price file is not used, if so.
 void tellUnused(const PriceList& prices, const Console& console);
 
-/// Runs `work`, which gives the exit status, over the transcripts. A long read shows how far it is. After the
-/// work messages tell when the cache could not be written, folders could not be listed or there was nothing
-/// to read.
+/// Runs `work` on the transcripts and returns its exit status. A long read shows its progress. Afterwards
+/// prints warnings if the cache could not be written, folders could not be listed or there was nothing to
+/// read.
 int withTranscripts(const Call& call, const std::function<int(DataSource&)>& work);
 
-/// When the first request of the whole history was made; absent without any.
+/// The time of the first request in the whole history; absent if there is none.
 std::optional<TimePoint> firstRequest(const DataSource& data);
 
-/// Tells how many files could not be read and folders not be listed, and where more is said; absent when all
-/// could.
+/// A note with the number of unreadable files and of folders that could not be listed, and where to find
+/// details; absent if there are none.
 std::optional<std::string> unreadableNote(const DataSource& data);
 
 }  // namespace tallyfin::Command

@@ -1,5 +1,5 @@
-// The command's process: its streams and signals, and the only place that asks for clock, zone, environment
-// and home.
+// The process of the command: its streams and signals. Only this file reads the clock, time zone, environment
+// and home of the process.
 
 #include "Platform/Streams.hpp"
 #include "Tallyfin/Command.hpp"
@@ -12,8 +12,8 @@
 
 namespace {
 
-// Removes the progress line from the terminal before a signal, such as that of Ctrl-C, ends the process. The
-// cache needs nothing here: its file is replaced as a whole or not at all.
+// Removes the progress line from the terminal before a signal, such as from Ctrl-C, ends the process. The
+// cache needs no cleanup, because its file is replaced as a whole or not at all.
 extern "C" void stop(int signal) {
   if (tallyfin::Command::progressIsShown()) {
     const ssize_t written =
@@ -24,7 +24,7 @@ extern "C" void stop(int signal) {
   (void)std::raise(signal);
 }
 
-// Has `stop` handle the signal, unless the process was started with it ignored, as by nohup or in the
+// Installs `stop` for a signal, unless the process was started with the signal ignored, as by nohup or in the
 // background of a script.
 void stopOn(int signal) {
   struct sigaction found {};
@@ -36,9 +36,9 @@ void stopOn(int signal) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  tallyfin::openMissingStreams(O_RDONLY);  // writing then fails as to a closed stream
-  (void)std::signal(SIGPIPE, SIG_IGN);     // a reader that went away shows as a failed write
-  (void)std::signal(SIGXFSZ, SIG_IGN);     // and a limit of file sizes as a failed save
+  tallyfin::openMissingStreams(O_RDONLY);  // later writes then fail as to a closed stream
+  (void)std::signal(SIGPIPE, SIG_IGN);     // a reader that has exited then shows as a failed write
+  (void)std::signal(SIGXFSZ, SIG_IGN);     // a file size limit then shows as a failed save
   stopOn(SIGINT);
   stopOn(SIGTERM);
   return tallyfin::Command::run({argv + (argc > 0 ? 1 : 0), argv + argc}, tallyfin::Environment::ofProcess(),

@@ -1,5 +1,5 @@
-// The corpus generator promises a shape that measurements and the sample rely on: these tests read a small
-// corpus as plain JSON, with none of the program's own code.
+// Measurements and the sample rely on the shape of the generated corpus. These tests read a small corpus as
+// plain JSON, without the program's own code.
 
 #include "Benchmarks/Corpus.hpp"
 
@@ -42,7 +42,7 @@ Options options(const fs::path& out) {
   return options;
 }
 
-// A corpus that all tests here read, made once.
+// Creates one corpus for all tests of this class.
 class CorpusTests : public testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -107,7 +107,7 @@ TEST(Corpus, SameOptionsGiveTheSameBytes) {
   const auto first = filesBelow(root / "a");
   EXPECT_EQ(first, filesBelow(root / "b"));
   EXPECT_NE(first, filesBelow(root / "c"));
-  EXPECT_THROW(writeCorpus(wanted), std::runtime_error) << "into a home that is there already";
+  EXPECT_THROW(writeCorpus(wanted), std::runtime_error) << "the home exists already";
   fs::remove_all(root);
 }
 
@@ -168,7 +168,7 @@ TEST_F(CorpusTests, EveryKindOfLineAndSpenderOccurs) {
   EXPECT_LT(seen["model without a price"], static_cast<int>(summary_.counts.usageLines / 10));
 }
 
-TEST_F(CorpusTests, TranscriptsLieWhereTheirSessionsSay) {
+TEST_F(CorpusTests, TranscriptsAreInTheFoldersOfTheirSessions) {
   for (const Line& line : lines_) {
     if (line.value["type"] == "summary") continue;
     const fs::path path = line.path;

@@ -1,4 +1,4 @@
-// A made home of known figures, and the server's environment for it.
+// A generated home with known figures, and the server's environment for it.
 
 import { mkdtempSync, mkdirSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
@@ -15,8 +15,8 @@ function line({ id, time, model, session, cwd, agent, input }) {
   });
 }
 
-// Three requests of two days long ago: of $5.00, of $2.00 by a sub-agent, and one without a price; a line that is
-// no JSON; and one request of just now, of $1.00.
+// Three requests on two days long ago ($5.00, $2.00 by a sub-agent, and one without a price), a line that is
+// not JSON, and one recent request of $1.00.
 const transcript = () =>
   [
     line({ id: 'm1', time: '2024-03-10T12:00:00Z', model: 'claude-opus-5', session: 'session-one',
@@ -52,7 +52,7 @@ export function makeHome() {
 const days = { from: '2024-03-10', to: '2024-03-11' };
 const lowerBound = '≥ $7.00 [1 request with no known price (nova-1) are not included]';
 
-// A question to each tool, and texts that the answer holds on any day.
+// A question for each tool, and texts that its answer contains on any day.
 export const questions = [
   ['tally_overview', { top: 2 }, ['HISTORY\n  days with activity   3\n  total recorded       ≥ $8.00 [']],
   ['tally_cost', { period: '7d', by: 'project' }, ['TOTAL  $1.00\n', '\n  /nowhere/gamma ']],
@@ -67,7 +67,7 @@ export const questions = [
   ['tally_sources', {}, ['files scanned         1\n  unified requests      4', '.claude-work       not on disk (']],
 ];
 
-// Calls that cannot be served, and the whole answer.
+// Calls that fail, and their whole answers.
 export const failures = [
   ['tally_nothing', {}, 'Unknown verb: tally_nothing'],
   ['tally_session', {}, '`session_id` is missing.'],

@@ -1,5 +1,5 @@
-// The server as the published inspector's command line meets it: one process a question, in both ways of opening a
-// session: with the handshake at once, and asking first whether the server does without.
+// Tests the server with the published inspector's command line, one process per question. Sessions are opened
+// in both ways: with an immediate handshake, and by first asking whether the server works without one.
 
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
@@ -44,7 +44,7 @@ describe('the inspector', { skip: isTooOld && 'needs Node 20' }, () => {
     for (const [name, args, text] of failures) {
       const { status, answer } = call(name, args);
       assert.equal(status, toolFailed);
-      if (answer) {  // a tool that is in no list is refused by the inspector itself
+      if (answer) {  // the inspector itself rejects tools that the server does not list
         assert.deepEqual(answer, { content: [{ type: 'text', text }], isError: true });
       }
     }

@@ -1,4 +1,4 @@
-// The server as the published TypeScript SDK of the protocol meets it, over its stdio client.
+// Tests the server with the published TypeScript SDK of the protocol, over its stdio client.
 
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
@@ -24,7 +24,7 @@ const isRunning = (pid) => {
 describe('the SDK', () => {
   const home = makeHome();
   const statusFile = `${home.path}/status`;
-  // The shell between leaves the server's exit status behind; the streams are the server's own.
+  // The shell in between writes down the server's exit status; the server inherits the streams.
   const transport = new StdioClientTransport({
     command: '/bin/sh',
     args: ['-c', '"$0"; echo $? > "$1"', server, statusFile],

@@ -1,4 +1,4 @@
-// What the golden command lines cannot show: a read that takes time, and the manual page.
+// Cases that golden command lines cannot show: a slow read, and the manual page.
 
 #include "Golden/Steps.hpp"
 #include "Tallyfin/Manual.hpp"
@@ -9,7 +9,7 @@
 namespace tallyfin {
 namespace {
 
-TEST(Command, ALongReadShowsHowFarItIs) {
+TEST(Command, ALongReadShowsItsProgress) {
   std::string shown;
   double now = 100;
   Command::Console console{.document = {}, .message = [&](std::string_view text) { shown += text; }};
@@ -27,9 +27,9 @@ TEST(Command, ALongReadShowsHowFarItIs) {
   EXPECT_FALSE(Command::progressIsShown());
 }
 
-TEST(Command, TheManualIsTheTable) {
+TEST(Command, TheManualPageIsUpToDate) {
   EXPECT_EQ(Command::manual(), contentOf(TALLYFIN_SOURCE "/docs/man/tallyfin.1"))
-      << "tallyfin __manual > docs/man/tallyfin.1 makes it anew";
+      << "update it with tallyfin __manual > docs/man/tallyfin.1";
 }
 
 }  // namespace

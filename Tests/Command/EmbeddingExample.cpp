@@ -1,5 +1,5 @@
-// How an application embeds the core. The README shows the first lines between two marks and
-// docs/EMBEDDING.md the others; a test holds them equal.
+// How an application embeds the core. The README quotes the first part between the marks, and
+// docs/EMBEDDING.md the other parts; a test compares them.
 
 // [example]
 #include "TallyfinCore/Cache/CacheFile.hpp"
@@ -183,7 +183,7 @@ TEST(EmbeddingExample, PrintsAndWritesWhatItSays) {
   EXPECT_THAT(contentsOf(folder + "/tallyfin-project-all.csv"), testing::HasSubstr("/nowhere/alpha"));
 }
 
-TEST(EmbeddingExample, StandsInTheDocument) {
+TEST(EmbeddingExample, EqualsTheDocument) {
   const std::string root = TALLYFIN_SOURCE;
   const std::string source = contentsOf(root + "/Tests/Command/EmbeddingExample.cpp");
   const std::string document = contentsOf(root + "/docs/EMBEDDING.md");

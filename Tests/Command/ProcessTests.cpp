@@ -1,4 +1,4 @@
-// The real executable, as a shell runs it.
+// Runs the real executable from a shell.
 
 #include "Platform/Concat.hpp"
 #include "Support/TempHome.hpp"
@@ -28,7 +28,7 @@ class ProcessTest : public testing::Test {
                                                     .text());
   }
 
-  // Runs a shell line in which $T stands for the command; gives its exit status.
+  // Runs a shell line, in which $T is the command. Returns its exit status.
   int shell(const std::string& line) const {
     const std::string all = "export HOME='" + home_.path() +
                             "' TALLYFIN_HOME= TALLYFIN_CACHE_PATH= TZ=Asia/Tokyo T='" +
@@ -56,7 +56,7 @@ TEST_F(ProcessTest, StatusesAndStreamsAreThoseOfAShellCommand) {
   EXPECT_EQ(shell("TALLYFIN_PRICES=own.json \"$T\" prices | grep -q nova-1"), 0);
 }
 
-TEST_F(ProcessTest, AReaderThatIsGoneIsAFailureAndNoSignal) {
+TEST_F(ProcessTest, AClosedReaderIsAFailureNotASignal) {
   EXPECT_EQ(shell("\"$T\" export csv --axis day >&- 2> err"), 1);
   EXPECT_EQ(home_.read("err"), "tallyfin: cannot write to standard output\n");
   EXPECT_EQ(shell("\"$T\" --help >&- 2>&- <&-"), 1);
@@ -69,7 +69,7 @@ TEST_F(ProcessTest, AReaderThatIsGoneIsAFailureAndNoSignal) {
   close(ends[1]);
 }
 
-TEST_F(ProcessTest, AnIdlePipeHoldsNothingUp) {
+TEST_F(ProcessTest, AnIdlePipeDoesNotDelayTheCommand) {
   EXPECT_EQ(shell("mkfifo pipe; exec 3<>pipe; timeout 5 \"$T\" status --format '{session}' <&3 > out"), 0);
   EXPECT_EQ(home_.read("out"), "unknown\n");
   EXPECT_EQ(shell("echo '{\"session_id\":\"session-1\"}' | \"$T\" status --format '{session}' > out"), 0);
@@ -82,8 +82,8 @@ TEST_F(ProcessTest, AnIdlePipeHoldsNothingUp) {
   EXPECT_EQ(shell("for i in 1 2 3 4 5 6 7 8; do \"$T\" > /dev/null & done; wait; \"$T\" verify > out"), 0);
 }
 
-TEST_F(ProcessTest, ASignalThatWasIgnoredAtTheStartStaysIgnored) {
-  // The pipe is full, so that the answer waits until it is read: the signals come while the process runs.
+TEST_F(ProcessTest, ASignalIgnoredAtTheStartStaysIgnored) {
+  // The pipe is full, so the command blocks while it writes: both signals arrive while it runs.
   const std::string line =
       "exec 3<>pipe; head -c 65536 /dev/zero >&3; \"$T\" status >&3 & sleep 0.5; kill -INT $!; kill -TERM "
       "$!; "
@@ -92,7 +92,7 @@ TEST_F(ProcessTest, ASignalThatWasIgnoredAtTheStartStaysIgnored) {
   EXPECT_EQ(shell("trap - TERM; " + line), 128 + SIGTERM);
 }
 
-TEST_F(ProcessTest, ReportsAreFilesAsTheUserWantsThemAndReplaceOldOnes) {
+TEST_F(ProcessTest, ReportsReplaceFilesAndKeepLinksAndModes) {
   EXPECT_EQ(shell("umask 022; \"$T\" export provenance --label x --out reports/ > out"), 0);
   EXPECT_EQ(home_.read("out"), "reports/tallyfin-provenance-x.csv\n");
   struct stat first {};
@@ -100,9 +100,8 @@ TEST_F(ProcessTest, ReportsAreFilesAsTheUserWantsThemAndReplaceOldOnes) {
   EXPECT_EQ(first.st_mode & 0777U, 0644U);
   EXPECT_EQ(shell("ln reports/*.csv old; \"$T\" export provenance --bom --label x --out reports > out"), 0);
   EXPECT_THAT(home_.read("reports/tallyfin-provenance-x.csv"), testing::StartsWith("\xEF\xBB\xBFsection"));
-  EXPECT_THAT(home_.read("old"), testing::StartsWith("section"))
-      << "who has the old file open keeps it whole";
-  EXPECT_EQ(shell("test \"$(ls -A reports)\" = tallyfin-provenance-x.csv"), 0) << "nothing is left behind";
+  EXPECT_THAT(home_.read("old"), testing::StartsWith("section")) << "an open old file stays whole";
+  EXPECT_EQ(shell("test \"$(ls -A reports)\" = tallyfin-provenance-x.csv"), 0) << "no temporary file is left";
   EXPECT_EQ(
       shell("chmod 666 old; ln -s old link.csv; ln -s new.csv dangling; umask 077; for at in link.csv "
             "dangling; do \"$T\" export csv --axis day --out $at || exit 9; done > out; test -L link.csv "

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The shells offer what the command offers, quoted where it must be.
+# Checks that the shells offer the same completions as the command, quoted if necessary.
 # usage: CompletionTests.sh TALLYFIN
 set -euo pipefail
 tallyfin=$1
@@ -9,7 +9,8 @@ failures=0
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
-# A home with a project that has a blank in its name, and one whose name begins as no path does.
+# Creates a home with two projects: one has a blank in its name, the name of the other does not start like a
+# path.
 export HOME=$scratch TALLYFIN_HOME= TALLYFIN_CACHE_PATH= PATH=$(dirname "$tallyfin"):$PATH
 mkdir -p "$scratch/.claude/projects/p" "$scratch/folder"
 for cwd in "/nowhere/two words" :files; do
@@ -20,7 +21,7 @@ cd "$scratch"
 
 sorted() { sed '/^$/d' | sort -u | tr '\n' ' '; }
 
-# What bash offers for a line that ends in the word to complete.
+# Prints the completions of bash for a line that ends in the word to complete.
 in_bash() {
   bash --norc -c 'source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _tallyfin
     printf "%s\n" "${COMPREPLY[@]}"' - "$root/completions/tallyfin.bash" "$@"

@@ -1,4 +1,4 @@
-# What zsh offers at the end of a line: the real completion, in a terminal of its own.
+# Prints the completions of zsh at the end of a line. Runs the real completion in a terminal of its own.
 # usage: zsh -f offers.zsh COMPLETIONS SCRATCH LINE
 zmodload zsh/zpty
 folder=$1 scratch=$2 line=$3
@@ -9,7 +9,7 @@ fpath=($folder \$fpath)
 autoload -Uz compinit
 compinit -u -d $scratch/dump
 PROMPT= 
-# Every candidate passes here on its way to the screen; calls that only compute are left alone.
+# zsh passes every candidate to this function before it shows it; calls that only compute are passed on.
 compadd() {
   if [[ \${@[1,(i)(-|--)]} != *-(O|A|D)\ * ]]; then
     local -a hits

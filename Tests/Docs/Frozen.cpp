@@ -1,5 +1,5 @@
-// The programs with a clock that stands still at TALLYFIN_TEST_NOW, in seconds since 1970, so that the pages
-// can show what they print. Called as `TallyfinMCP` it is the server, otherwise the command.
+// The programs with the clock fixed at TALLYFIN_TEST_NOW (seconds since 1970), so that the docs can show
+// their output. Runs the server if called as `TallyfinMCP`, otherwise the command.
 
 #include "Platform/Streams.hpp"
 #include "Tallyfin/Command.hpp"

@@ -1,4 +1,4 @@
-"""Runs what the pages for people show, and checks their links.
+"""Runs the examples in the documentation and checks its links.
 
 usage: docs.py SOURCE FROZEN MAKE_CORPUS
 
@@ -25,16 +25,16 @@ import unittest
 
 SOURCE, FROZEN, MAKE_CORPUS = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
 NOW = "1795369320"  # 2026-11-22 17:42 UTC
-SHOWN_HOME = "/home/ada"  # what pages show as the home directory
+SHOWN_HOME = "/home/ada"  # the home directory shown in the pages
 EXAMPLES = ["README.md"] + [f"docs/{name}.md" for name in ("COMMAND", "EXPORTS", "FAQ", "PRICES", "TOOLS")]
 FENCE = re.compile(r"^```(\w*) ?(\S*)\n(.*?)^```$", re.M | re.S)
 
 
 class Sample:
-    """A folder with the sample home, the programs and the files that pages write."""
+    """A folder with the sample home, the programs and the files that examples write."""
 
     def __init__(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(dir="/tmp", prefix="tallyfin-docs-"))  # paths of one length
+        self.folder = pathlib.Path(tempfile.mkdtemp(dir="/tmp", prefix="tallyfin-docs-"))  # paths of fixed length
         self.home, self.work, programs = (self.folder / name for name in ("home", "work", "bin"))
         subprocess.run([MAKE_CORPUS, "--out", self.home, "--megabytes", "24", "--days", "10", "--repositories",
                         "--now", NOW], check=True, stdout=subprocess.DEVNULL)
@@ -49,7 +49,7 @@ class Sample:
         shutil.rmtree(self.folder)
 
     def run(self, command, given=""):
-        """What a command line of the shell prints, on both streams, and its status."""
+        """Runs a shell command line. Returns its output on both streams and its status."""
         done = subprocess.run(["bash", "-c", command], input=given, cwd=self.work, env=self.environment,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
         home = str(self.home)
@@ -64,7 +64,7 @@ class Sample:
 
 
 def fits(shown, printed):
-    """Whether lines that a page shows, where "..." stands for any, are the printed ones."""
+    """Whether the printed lines match those in a page, in which "..." matches any lines."""
     if not shown:
         return not printed
     if shown[0] == "...":
@@ -73,7 +73,7 @@ def fits(shown, printed):
 
 
 def steps(block, mark):
-    """The lines that begin with the mark, without it, each with the lines below it."""
+    """The lines that start with the mark (removed), each with the lines below it."""
     parts = re.split(rf"^{re.escape(mark)}(.*)\n", block, flags=re.M)
     return zip(parts[1::2], (part.splitlines() for part in parts[2::2]))
 

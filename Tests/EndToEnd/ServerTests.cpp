@@ -1,5 +1,5 @@
-// The real executable as a client starts it: a whole input in, a whole output out, no environment but the one
-// given.
+// Runs the real executable like a client: the whole input is written first, the whole output is read
+// afterwards, and only the given environment is set.
 
 #include "Platform/Concat.hpp"
 #include "Support/TempHome.hpp"
@@ -27,8 +27,8 @@ const std::string pong = R"({"jsonrpc":"2.0","id":1,"result":{}})";
 
 class ServerTest : public testing::Test {
  protected:
-  // Three requests of the past: of 5.00, 2.00 and one without a price, the last on 2018-11-04, a day without
-  // a midnight, at 01:30 of the zone; and a repetition of the first in another home.
+  // Three past requests: 5.00, 2.00, and one without a price at 01:30 local time on 2018-11-04, a day without
+  // a midnight. Another home repeats the first.
   ServerTest() {
     const UsageLine first{.id = "m1", .time = "2018-11-03T12:00:00Z", .input = 1'000'000};
     const UsageLine second{
@@ -38,11 +38,11 @@ class ServerTest : public testing::Test {
     home_.write("made/.claude-work/projects/p/sub/two.jsonl", first.text() + third.text());
   }
 
-  // Runs a session; what was logged lies in `log` then. The server must end well.
+  // Runs a session, which must exit with status 0. The log is in `log` afterwards.
   std::string outputOf(const std::string& input, bool isOutputClosed = false,
                        const std::string& zone = "America/Sao_Paulo") const {
     home_.write("in", input);
-    std::fflush(nullptr);  // what waits to be written is written once
+    std::fflush(nullptr);  // otherwise the child would write buffered output again
     const pid_t process = fork();
     if (process == 0) {
       const std::string variables[] = {
@@ -67,7 +67,7 @@ class ServerTest : public testing::Test {
     return home_.read("out");
   }
 
-  // The overview from its history on, which no clock changes.
+  // The overview from the history on, which does not depend on the clock.
   std::string history() const {
     const json reply = json::parse(outputOf(overviewCall + "\n"));
     const std::string text = reply["result"]["content"][0]["text"];
@@ -88,7 +88,7 @@ Next: tally_top_agents · tally_provenance · tally_sources
   const TempHome home_;
 };
 
-TEST_F(ServerTest, ASessionFromItsFirstLineToItsLast) {
+TEST_F(ServerTest, AnswersAWholeSession) {
   const std::string long_(20'000'000, 'x');
   const std::string output = outputOf(
       R"({"id":0,"method":"initialize","params":{"protocolVersion":"2025-06-18"}})"
@@ -125,9 +125,10 @@ TEST_F(ServerTest, AZoneFileThatCannotBeReadIsLogged) {
               HasSubstr("\n[tallyfin-mcp] the time zone \"" + home_.path("fifo") + "\" is not known or "));
 }
 
-TEST_F(ServerTest, AClosedStandardOutputIsNoFileOfOurs) {
+TEST_F(ServerTest, AClosedStandardOutputIsNotReusedForAFile) {
   outputOf(overviewCall + "\n", true);
-  EXPECT_THAT(home_.read("cache/scan.bin"), StartsWith("TFC1")) << "the answer did not land in a file";
+  EXPECT_THAT(home_.read("cache/scan.bin"), StartsWith("TFC1"))
+      << "the answer was not written to the cache file";
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-// The command as a shell would start it on a machine.
+// Runs the command on a test machine as a shell would.
 
 #include "Golden/Steps.hpp"
 #include "Platform/Concat.hpp"
@@ -17,8 +17,8 @@ class CommandLines {
  public:
   explicit CommandLines(const Machine& machine) : machine_(machine) {}
 
-  /// What the next command lines find: "terminal [COLUMNS [ascii|colour]]", "closed", "TZ NAME", "input
-  /// TEXT", "no-descriptor", "nothing".
+  /// Sets up the next command lines: "terminal [COLUMNS [ascii|colour]]", "closed", "TZ NAME", "input TEXT",
+  /// "no-descriptor", "nothing".
   void give(const std::string& what, const std::string& value) {
     isTerminal_ = what == "terminal";
     isClosed_ = what == "closed";
@@ -30,7 +30,8 @@ class CommandLines {
     hasColour_ = value.ends_with("colour");
   }
 
-  /// Standard output, then lines of standard error behind "! ", and the exit status unless it is 0.
+  /// Returns standard output, then each line of standard error after "! ", then the exit status unless it is
+  /// 0.
   std::string run(const std::string& line) {
     std::vector<std::string> words = wordsOf(line);
     words.erase(words.begin());
@@ -63,7 +64,7 @@ class CommandLines {
     return status == 0 ? out : concat(out, "[", std::to_string(status), "]\n");
   }
 
-  /// The names in a folder, a line each.
+  /// The names in a folder, one per line.
   std::string list(const std::string& folder) const {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(machine_.home.path(folder))) {
@@ -78,7 +79,7 @@ class CommandLines {
   }
 
  private:
-  // The words of a command line; blanks between single quotes belong to a word.
+  // The words of a command line. Blanks inside single quotes do not separate words.
   static std::vector<std::string> wordsOf(const std::string& line) {
     std::vector<std::string> words;
     bool isQuoted = false;

@@ -1,24 +1,21 @@
-// Whole answers and documents, compared with files that hold what they must be.
+// Compares whole answers and documents with files that contain the expected text.
 //
-//   Golden                      compares every file below this folder with what the program says today
-//   Golden small/overview.txt   these files alone
-//   Golden --accept [FILE...]   shows what differs and makes it the new expectation
+//   Golden                      compares every file below this folder with the current output
+//   Golden small/overview.txt   compares only these files
+//   Golden --accept [FILE...]   shows the differences and writes the current output
 //
-// A folder is a home: `home.txt` says clock and zone, and what lies on the disk. Any other file in it is a
-// list of steps, each a line that begins with "=== " and stands above what it gives, which ends with one more
-// line feed. Steps without anything below give what the next one does. {HOME} stands for the path of the
-// home.
+// A folder describes a home: `home.txt` sets clock, time zone and files. Every other file in it is a list of
+// steps. A step is a line that starts with "=== "; its expected answer follows, then an extra line feed. A
+// step without an answer has the same answer as the next one. {HOME} is replaced by the path of the home.
 //
 //   === tally_cost {"by":"day"}           a tool with its arguments
-//   === > {"id":1,"method":"ping"}        a line of the protocol: the reply, then what was logged
-//   === csv day {"limit":2}               a document: csv, name, provenance, summary, html (without its
-//   style)
-//   === $ tallyfin cost 7d 'a b'          a command line: standard output, lines of standard error behind "!
-//   ",
-//                                         the exit status in brackets unless it is 0
-//   === given terminal 40                 what the next command lines find (CommandLines.hpp)
-//   === wait 15                           seconds pass
-//   === clock 2026-03-10 14:30 UTC        another start of the server, at this time
+//   === > {"id":1,"method":"ping"}        a protocol line: expects the reply and the log
+//   === csv day {"limit":2}               a document: csv, name, provenance, summary, html (without style)
+//   === $ tallyfin cost 7d 'a b'          a command line: expects standard output, lines of standard error
+//                                         after "! ", and the exit status in brackets unless it is 0
+//   === given terminal 40                 sets up the next command lines (CommandLines.hpp)
+//   === wait 15                           lets seconds pass
+//   === clock 2026-03-10 14:30 UTC        restarts the server at this time
 //   === write|append PATH TEXT, remove PATH, mkdir PATH, link PATH TARGET, read PATH, list FOLDER
 
 #include "Golden/CommandLines.hpp"
@@ -53,11 +50,12 @@ class Session {
  public:
   explicit Session(const fs::path& home) { furnish(machine_, home); }
 
-  // What a step gives; nothing for one that only changes something.
+  // Runs a step. Returns its answer; empty for a step that only changes something.
   std::string act(const std::string& question) {
     std::string rest = replaced(question, "{HOME}", disk().path());
     const std::string verb = firstWord(rest);
-    // What differs from run to run: names made of the home's path, those of temporary files, the path itself.
+    // Replaces what differs between runs: names derived from the home's path, names of temporary files, and
+    // the path itself.
     const std::string given =
         std::regex_replace(answer(verb, rest), std::regex("home-[0-9a-f]{16}|tmp\\.[0-9.]+"), "{NAME}");
     return replaced(given, disk().path(), "{HOME}");
@@ -187,7 +185,7 @@ class Session {
     return kind == "provenance" ? Exporter::provenanceCSV(report, options) : tables(axis, report, options);
   }
 
-  // The table of one axis, or of all that have rows.
+  // The CSV of one axis, or of all axes that have rows.
   static std::string tables(const std::string& axis, const Report& report, const Exporter::Options& options) {
     if (axis != "all") {
       return Exporter::breakdownCSV(report, axisNamed(axis).value(), options);
@@ -206,12 +204,12 @@ class Session {
   std::unique_ptr<MCPServer> server_;
 };
 
-// What a file would be if all that the program says today were right.
+// The content of a file with the current answers.
 std::string today(const fs::path& file, const std::string& expected) {
   std::string all;
   const std::vector<Step> steps = stepsOf(expected, all);
   Session session(file.parent_path() / "home.txt");
-  std::string held;  // questions without an answer of their own
+  std::string held;  // steps that share the next answer
   std::string answer;
   for (std::size_t i = 0; i < steps.size(); ++i) {
     std::string given = session.act(steps[i].question);
@@ -235,7 +233,7 @@ void show(const fs::path& file, const std::string& now) {
   const TempHome scratch;
   const std::string command =
       concat("diff -u --label expected --label now '", file.string(), "' '", scratch.write("now", now), "'");
-  std::cout << file.string() << " differs:" << std::endl;  // before what another process says
+  std::cout << file.string() << " differs:" << std::endl;  // flushed before diff prints
   if (std::system(command.c_str()) < 0) {
     std::cout << now;
   }
@@ -273,7 +271,7 @@ int run(std::vector<std::string> arguments) {
 }  // namespace tallyfin
 
 int main(int count, char** arguments) {
-  ::setenv("TMPDIR", "/tmp", 1);  // some columns cut paths, so all homes need paths of one length
+  ::setenv("TMPDIR", "/tmp", 1);  // some columns cut paths, so home paths must have equal length
   try {
     return tallyfin::run({arguments + 1, arguments + count});
   } catch (const std::exception& error) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// Homes and questions as the files of this folder tell them; Golden.cpp says how they are written.
+// Reads the homes and questions in the files of this folder. Golden.cpp describes the format.
 
 #include "Support/Machine.hpp"
 
@@ -31,13 +31,13 @@ inline std::string replaced(std::string text, const std::string& from, const std
   return text;
 }
 
-/// A step: what is asked, and what stands below it.
+/// A step: a question and its expected answer.
 struct Step {
   std::string question;
   std::string answer;
 };
 
-/// The steps of a file; what stands above the first is a remark.
+/// The steps of a file. Text above the first step goes into `remark`.
 inline std::vector<Step> stepsOf(const std::string& content, std::string& remark) {
   std::vector<Step> steps;
   std::istringstream lines(content);
@@ -51,7 +51,7 @@ inline std::vector<Step> stepsOf(const std::string& content, std::string& remark
   return steps;
 }
 
-/// The part of a text before the first blank, which is taken off with it.
+/// Removes and returns the text before the first blank; removes the blank too.
 inline std::string firstWord(std::string& text) {
   const std::size_t blank = text.find(' ');
   std::string word = text.substr(0, blank);
@@ -68,7 +68,7 @@ inline void setClock(Machine& machine, std::string text) {
                 std::stoi(time.substr(3)) * 60.0;
 }
 
-/// Makes a machine what a home.txt says.
+/// Sets up a machine as a home.txt says.
 inline void furnish(Machine& machine, const fs::path& homeFile) {
   std::string remark;
   for (const auto& [path, content] : stepsOf(contentOf(homeFile), remark)) {

@@ -1,5 +1,5 @@
-// The server's state: when it looks at the disk, where its cache lies, and that no message harms it. What
-// tools answer is told by the files of Tests/Golden.
+// The state of the server: when it reads the disk, where its cache is, and that no message harms it.
+// Tests/Golden covers the answers of the tools.
 
 #include "Platform/Files.hpp"
 #include "Support/Machine.hpp"
@@ -32,7 +32,7 @@ class DataSourceTest : public testing::Test {
   Machine machine_{{2026, 3, 10}, 14, 30};
 };
 
-TEST_F(DataSourceTest, LooksAtTheDiskAgainAfterFifteenSeconds) {
+TEST_F(DataSourceTest, RefreshesAfterFifteenSeconds) {
   addRequest("m1");
   DataSource data(machine_.environment());
   EXPECT_EQ(data.records().size(), 0U);
@@ -40,7 +40,7 @@ TEST_F(DataSourceTest, LooksAtTheDiskAgainAfterFifteenSeconds) {
   addRequest("m2");
   machine_.now += 14.9;
   EXPECT_EQ(data.report(Period::all()).total.requests, 1);
-  machine_.now -= 3600;  // a clock that was set back must catch up first
+  machine_.now -= 3600;  // a clock set back must catch up first
   EXPECT_EQ(data.report(Period::all()).total.requests, 1);
   machine_.now += 3600.1;
   EXPECT_EQ(data.ensureFresh().filesGrown, 1);
@@ -50,8 +50,8 @@ TEST_F(DataSourceTest, LooksAtTheDiskAgainAfterFifteenSeconds) {
 TEST_F(DataSourceTest, TheSecondRunStartsFromTheCacheFile) {
   addRequest("m1");
   DataSource first(machine_.environment());
-  EXPECT_TRUE(Files::isDirectory(machine_.home.path("cache"))) << "made with the data source";
-  EXPECT_FALSE(Files::exists(machine_.home.path("cache/scan.bin"))) << "no tool was called yet";
+  EXPECT_TRUE(Files::isDirectory(machine_.home.path("cache"))) << "the constructor creates it";
+  EXPECT_FALSE(Files::exists(machine_.home.path("cache/scan.bin"))) << "no tool has been called";
   first.ensureFresh();
   first.finishSaving();
   DataSource second(machine_.environment());
@@ -60,7 +60,7 @@ TEST_F(DataSourceTest, TheSecondRunStartsFromTheCacheFile) {
   EXPECT_EQ(second.records(), first.records());
 }
 
-TEST_F(DataSourceTest, VariablesMoveTranscriptsAndCacheButNotTheHome) {
+TEST_F(DataSourceTest, VariablesMoveTranscriptsAndCacheNotTheHome) {
   Environment environment = machine_.environment();
   environment.tallyfinHome = "~/elsewhere";
   environment.tallyfinCachePath = "~/deep/er/cache.bin";
@@ -83,7 +83,7 @@ TEST_F(DataSourceTest, VariablesMoveTranscriptsAndCacheButNotTheHome) {
             CacheFile::defaultPath(Files::applicationSupportDirectory(machine_.home.path())));
 }
 
-TEST_F(DataSourceTest, NothingIsWrittenAmongTranscripts) {
+TEST_F(DataSourceTest, NothingIsWrittenInTranscriptFolders) {
   addRequest("m1");
   machine_.home.link("link", machine_.home.path(".claude/projects/p"));
   machine_.home.link("rosters", machine_.home.path(".claude-work/teams"));
@@ -105,7 +105,7 @@ TEST_F(DataSourceTest, NothingIsWrittenAmongTranscripts) {
               Optional(UnorderedElementsAre(".claude", "link", "rosters")));
 }
 
-TEST_F(DataSourceTest, ALookThatFailsIsTakenAgain) {
+TEST_F(DataSourceTest, AFailedRefreshIsRepeated) {
   addRequest("m1");
   int asked = 0;
   int failing = 0;
@@ -117,22 +117,22 @@ TEST_F(DataSourceTest, ALookThatFailsIsTakenAgain) {
     return clock();
   };
   DataSource data(environment);
-  const auto failAt = [&](int call) {  // with all files read, before the requests are handed over
+  const auto failAt = [&](int call) {  // after all files are read, before the records are stored
     asked = 0;
     failing = call;
     EXPECT_THROW(data.ensureFresh(), std::bad_alloc);
     data.finishSaving();
   };
-  failAt(2);  // the first look asks for its start and its end
+  failAt(2);  // the first refresh reads the clock at its start and at its end
   EXPECT_EQ(data.report(Period::all()).total.requests, 1);
   data.finishSaving();
   machine_.now += 20;
-  failAt(3);  // and any other for the age of the last
+  failAt(3);  // later refreshes also read it for the age of the last one
   machine_.now -= 10;
-  EXPECT_EQ(data.report(Period::all()).total.requests, 1) << "however young the last that worked";
+  EXPECT_EQ(data.report(Period::all()).total.requests, 1) << "even soon after a successful refresh";
 }
 
-TEST_F(DataSourceTest, MegabytesAreToldBackOrRefusedAndTheNextCallWorks) {
+TEST_F(DataSourceTest, HugeArgumentsAreEchoedAndInvalidLinesRefused) {
   addRequest("m1");
   DataSource data(machine_.environment());
   int refused = 0;

@@ -8,7 +8,7 @@
 
 namespace tallyfin {
 
-/// For tests that need more than a question: the machine of Tests/Golden/small.
+/// Gives tests the machine of Tests/Golden/small, for checks that need more than questions.
 class GoldenHome : public testing::Test {
  protected:
   GoldenHome() { furnish(machine_, fs::path(TALLYFIN_GOLDEN) / "small/home.txt"); }

@@ -1,4 +1,4 @@
-// An answer is of one moment, though the clock goes on while it is made.
+// An answer uses one time of the clock, even if the clock moves while the answer is built.
 
 #include "MCP/GoldenHome.hpp"
 
@@ -13,7 +13,7 @@ namespace {
 
 using MomentTest = GoldenHome;
 
-TEST_F(MomentTest, MidnightWithinACallChangesNothing) {
+TEST_F(MomentTest, MidnightDuringACallChangesNothing) {
   const auto answerWith = [&](double secondsAReading, std::string_view tool, const char* arguments) {
     machine_.home.remove("cache");
     Environment environment = machine_.environment();

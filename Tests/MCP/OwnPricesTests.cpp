@@ -22,7 +22,7 @@ class OwnPrices : public GoldenHome {
   }
 };
 
-TEST_F(OwnPrices, AnAnswerTellsThatTheyTookPart) {
+TEST_F(OwnPrices, AnswersSayThatTheyWereUsed) {
   constexpr std::string_view kPrices = R"({"prices": [
     {"model": "nova-1", "input": 2.5, "output": 10}, {"model": "nova-2", "input": 0, "output": 0}]})";
   EXPECT_EQ(answerWith(kPrices, "tally_cost", R"({"by": "hour", "project": "beta"})"),
@@ -53,7 +53,7 @@ NOTE: own prices for 1 model (nova-1) were used.
                 "nova-2\n\nNOTE: own prices for 2 models (nova-1, nova-2) were used.\n"));
 }
 
-TEST_F(OwnPrices, AFileThatIsWrongChangesNothingButTheLineThatSaysSo) {
+TEST_F(OwnPrices, AnInvalidFileIsReportedAndIgnored) {
   const std::string before = answer("tally_overview");
   EXPECT_EQ(answerWith("{\n7", "tally_overview"), before);
   EXPECT_THAT(

@@ -1,4 +1,4 @@
-// Projects by name, where the names or the directories are not ordinary.
+// Project names and directories that are unusual.
 
 #include "Support/ArgumentsOf.hpp"
 #include "Support/Machine.hpp"
@@ -39,7 +39,7 @@ class ProjectFilter : public testing::Test {
   MCPServer server_{data_, [](std::string_view) {}};
 };
 
-TEST_F(ProjectFilter, CandidatesAreToldWholeWhateverTheirNamesHold) {
+TEST_F(ProjectFilter, CandidatesAreListedWithUnusualNames) {
   const std::string agent = "aon\0e-0123456789abcdef"s;
   spendIn("/x/atlas\0hidden"s, agent);
   spendIn("/x/ATLAS", "aone-0123456789abcdef");
@@ -50,13 +50,13 @@ TEST_F(ProjectFilter, CandidatesAreToldWholeWhateverTheirNamesHold) {
   EXPECT_THAT(cost(R"({"agent":"on"})"), HasSubstr("  on\0e  ["s + agent + "] — $1.00\n  one  ["));
 }
 
-TEST_F(ProjectFilter, APathWithANulIsNoOtherFilesPath) {
+TEST_F(ProjectFilter, APathWithANulIsNotCutAtIt) {
   machine_.home.makeDirectory("repo/.git");
   spendIn(machine_.home.path("repo") + "\0x"s);
   EXPECT_THAT(cost(R"({"by":"project"})"), HasSubstr("  ~/repo\0x  "s));
 }
 
-TEST_F(ProjectFilter, ALabelThatWasFoundIsTheLabelThatIsFiltered) {
+TEST_F(ProjectFilter, FiltersUseTheLabelThatWasResolvedBefore) {
   spendIn(machine_.home.makeDirectory("x/sub"));
   EXPECT_THAT(cost(R"({"by":"project"})"), HasSubstr("  ~/x/sub  "));
   machine_.home.makeDirectory("x/.git");

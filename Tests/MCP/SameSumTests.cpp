@@ -1,5 +1,4 @@
-// One sum has one figure wherever it is told: random homes, random days and filters, and every tool and
-// document asked about them.
+// The same sum must appear in every tool and document. Asks all of them about random homes, days and filters.
 
 #include "Support/ArgumentsOf.hpp"
 #include "Support/Machine.hpp"
@@ -27,10 +26,10 @@ struct Sum {
   std::int64_t requests = 0;
   std::int64_t tokens = 0;
   double dollars = 0;
-  int amounts = 0;  // how many rounded amounts went into `dollars`
+  int amounts = 0;  // number of rounded amounts in `dollars`
 };
 
-// Adds up all that a text says as "$1,234.50" and "3 requests  ·  999 tokens".
+// Sums all amounts and counts in a text, such as "$1,234.50" and "3 requests  ·  999 tokens".
 Sum sumOf(std::string text) {
   static const std::regex amount(R"(\$([0-9.]+))");
   static const std::regex volume(R"(([0-9]+) requests? +· +([0-9]+) tokens)");
@@ -47,7 +46,7 @@ Sum sumOf(std::string text) {
   return sum;
 }
 
-// The part of a text from `start` to the next empty line.
+// The text from `start` to the next empty line.
 std::string section(const std::string& text, const std::string& start) {
   const std::size_t from = text.find(start);
   return from == std::string::npos ? "" : text.substr(from, text.find("\n\n", from) - from);
@@ -57,7 +56,7 @@ std::string line(const std::string& text, const std::string& start) {
   return section(text, start).substr(0, section(text, start).find('\n'));
 }
 
-// The rows of a table. No cell from `requests` on holds a comma.
+// Sums the rows of a CSV. No cell after `requests` contains a comma.
 Sum sumOfTable(const std::string& csv) {
   Sum sum;
   for (std::size_t at = csv.find('\n') + 1; at < csv.size(); at = csv.find('\n', at) + 1) {
@@ -78,7 +77,7 @@ class SameSum : public testing::Test {
  protected:
   std::size_t below(std::size_t n) { return random_() % n; }
 
-  // Twelve days around a change of the clocks. Few tokens, so that all are told to the last one.
+  // Twelve days around a clock change. Token counts are small, so that texts print them in full.
   void fill() {
     const char* const models[] = {"claude-opus-5", "claude-sonnet-5", "claude-haiku-4-5", "nova-1"};
     const char* const agents[] = {"", "", "areviewer-0123456789abcdef", "f00d"};
@@ -105,7 +104,7 @@ class SameSum : public testing::Test {
     }
   }
 
-  // Some days and perhaps a filter, of a name that there is.
+  // Arguments with random days and perhaps a filter by an existing name.
   std::string question() {
     std::string text = R"({"period":"all")";
     if (below(4) != 0) {
@@ -202,11 +201,11 @@ void expectAllTheSame(DataSource& data, const std::string& question) {
   }
 }
 
-TEST_F(SameSum, WhereverItIsTold) {
+TEST_F(SameSum, InEveryToolAndDocument) {
   for (int home = 0; home < 8; ++home) {
     machine_.home.remove(".claude");
     machine_.home.remove(".claude-work");
-    machine_.home.remove("cache");  // it would take the new files for grown ones
+    machine_.home.remove("cache");  // the cache would treat the new files as grown old ones
     lines_.clear();
     fill();
     DataSource data(machine_.environment());

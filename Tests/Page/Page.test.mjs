@@ -1,5 +1,5 @@
-// The page in a real browser: it asks for nothing, complains of nothing, fits every width, and stays itself whatever
-// names transcripts hold. Screenshots of the sample stay in build/page.
+// Tests the page in a real browser: it sends no requests, logs no errors, fits every width, and keeps its
+// structure whatever names transcripts contain. Screenshots of the sample are kept in build/page.
 
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
@@ -27,7 +27,7 @@ after(async () => {
   rmSync(scratch, { recursive: true });
 });
 
-// Names that would break out of a page made of pasted texts, turn its lines round or make it huge.
+// Names that would break a page built by pasting text, reverse its lines or make it huge.
 const hostile = [
   '</style><script>alert(1)</script>', '"><img src=http://127.0.0.1:9/x onerror=alert(1)>', "' onmouseover='alert(1)",
   '{{style}}', '<!--', ']]>', '&lt;b&gt;', 'a\u0000b\u0007c\u001b[31m\u0085', 'left\u202Eright\u2066', '\u05E9\u05DC\u05D5\u05DD/x',
@@ -57,7 +57,7 @@ const pages = {
     })).concat('{"usage": cut')),
     range: ['--label', hostile.join(' ').replaceAll('\u0000', '')],
   },
-  ages: {  // far apart, so that the axis is of months and must end
+  ages: {  // far apart, so that the axis shows months and must be cut
     home: home('ages', [0, 100, 5_000, 300_000].map((days) => request(now - days * day, {
       session: 's', cwd: '/work', model: days === 100 ? 'nova-1' : 'claude-opus-5' }))),
     range: [],

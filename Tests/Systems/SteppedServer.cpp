@@ -1,5 +1,5 @@
-// The server with a clock that is ahead by 20 seconds more with every line, so that each call looks at the
-// disk and saves: for checks that need many refreshes in little time.
+// The server with a clock that advances 20 seconds with every line, so every call refreshes and saves. For
+// checks that need many refreshes in a short time.
 
 #include "Platform/Streams.hpp"
 #include "TallyfinCore/Answers/DataSource.hpp"
@@ -15,7 +15,7 @@
 int main() {
   using namespace tallyfin;
   std::signal(SIGPIPE, SIG_IGN);
-  constexpr double kStep = 20;  // seconds, above the 15 after which a look at the disk is due
+  constexpr double kStep = 20;  // seconds; more than the 15 between refreshes
   double ahead = 0;
   Environment environment = Environment::ofProcess();
   environment.now = [&ahead, clock = environment.now] { return TimePoint{clock().seconds + ahead}; };

@@ -1,4 +1,4 @@
-"""Inputs beyond all measure and long sessions: answers or counts, and memory that comes back."""
+"""Huge inputs and long sessions: the server answers or counts the loss, and returns the memory."""
 
 import json
 import os
@@ -9,11 +9,11 @@ from harness import SHORT, STEPPED, TOOLS, Home, Server, check, line, main
 
 SHRINK = 20 if SHORT else 1
 MEGABYTE = 1_000_000
-NEAR = 8  # megabytes above the level before: what an allocator keeps, and what the cache knows of a file
+NEAR = 8  # megabytes of growth allowed: memory kept by the allocator and the cache's data about a file
 
 
 def around(server, change, undo, near=NEAR, peak=None):
-    """Memory before, at most during and after a change of the home that is looked at twice and then undone."""
+    """Memory before, at most during and after a change of the home. Two refreshes see the change; then it is undone."""
     server.sources()
     before = server.megabytes()
     change()
@@ -33,7 +33,7 @@ def around(server, change, undo, near=NEAR, peak=None):
 
 
 def of_one_file(write, expected, peak=None):
-    """The figure of one odd file beside a good one."""
+    """The figure of a home with an unusual file and a normal one."""
     with Home() as home, Server(home, program=STEPPED) as server:
         home.add("good.jsonl", line(1))
         found, figure = around(server, lambda: write(home), lambda: os.remove(home.transcript("odd.jsonl")), peak=peak)
@@ -90,7 +90,7 @@ def two_hundred_thousand_files():
         def undo():
             os.rename(home.path(".claude"), home.path("aside"))
 
-        texts = count * 300 / MEGABYTE  # the texts of requests stay known to a process for its life
+        texts = count * 300 / MEGABYTE  # a process keeps interned texts until it exits
         found, figure = around(server, make, undo, near=NEAR + texts)
         found.expect(files=count + 1, requests=count + 1, unreadable=0)
         return figure
@@ -123,10 +123,10 @@ def messages_of_100_megabytes():
                 assert b'"id":1' in answer and (b"agent" in answer or b"TODAY" in answer or b"{}" in answer), name
             del message
         server.sources()
-        time.sleep(0.5)  # it gives memory back behind the answer
+        time.sleep(0.5)  # the server returns memory after it has answered
         after, most = server.megabytes(), server.megabytes("VmHWM")
         assert after <= before + NEAR, f"{before:.0f} MB before, {after:.0f} MB after, {most:.0f} MB at most"
-        # The text of an argument is echoed: once as it is, and in the layers of the answer.
+        # The answer echoes the argument: once unchanged, and in the copies made while the answer is built.
         assert most <= before + 8 * sizes + NEAR, f"{most:.0f} MB at most for {sizes:.0f} MB"
         return f"{before:.0f} MB before, {most:.0f} at most, {after:.0f} after"
 
@@ -173,7 +173,7 @@ def a_long_session_over_a_changing_home():
         for number in range(calls):
             if number % 3 == 0:
                 change()
-            if number % 997 == 0:  # a home goes and comes back
+            if number % 997 == 0:  # removes a home and restores it later
                 os.rename(home.path(".claude"), home.path("aside"))
                 server.sources()
                 os.rename(home.path("aside"), home.path(".claude"))

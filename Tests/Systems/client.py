@@ -1,4 +1,4 @@
-"""Clients that go away, stall or send half a message, signals, and what a session touches of the machine."""
+"""Clients that exit, stall or send half a message; signals; and the files and calls that a session uses."""
 
 import fcntl
 import glob
@@ -24,7 +24,7 @@ def small_home():
 
 
 def quiet_seconds(server, seconds=1.0):
-    """What the server used of a processor during so many seconds."""
+    """The processor time that the server uses during the given number of seconds."""
     before = server.processor_seconds()
     time.sleep(seconds)
     return server.processor_seconds() - before
@@ -45,9 +45,9 @@ def a_client_that_stops_reading_is_waited_for():
     with small_home() as home, Server(home) as server:
         server.sources()
         call = {"id": 7, "method": "tools/call", "params": {"name": "tally_cost", "arguments": TOOLS["tally_cost"]}}
-        for _ in range(100):  # some hundred kilobytes of answers, more than a pipe holds
+        for _ in range(100):  # a few hundred kilobytes of answers, more than a pipe holds
             server.send(call)
-        wait_for(lambda: unread(server.process.stdout) >= 40_000)  # pages are not filled to the last byte
+        wait_for(lambda: unread(server.process.stdout) >= 40_000)  # the last page of the pipe may be partly empty
         used = quiet_seconds(server)
         assert used <= 0.01, used
         answers = {server.read() for _ in range(100)}
@@ -64,7 +64,7 @@ def nobody_to_answer_ends_it_quietly():
             with Server(home, prefix=prefix, **streams) as server:
                 server.send({**PING, "method": "tools/call", "params": {"name": "tally_overview"}})
                 assert server.finish(10) == 0
-        with Server(home) as server:  # goes away while it is answered
+        with Server(home) as server:  # the client exits before the answer
             server.process.stdout.close()
             for _ in range(3):
                 try:
@@ -91,7 +91,7 @@ def input_that_ends_anywhere_ends_it():
                 assert server.finish(10) == 0
                 assert server.read() is None, cut
         with Server(home) as server:
-            server.send(message)  # whole, but for its line feed
+            server.send(message)  # complete except for its line feed
             assert server.finish(10) == 0
             assert b"CLAUDE HOMES" in server.read()
         for place in ("/dev/null", home.root, "/proc/self/mem"):
@@ -114,7 +114,7 @@ def streams_that_do_not_block_are_waited_on():
             message = json.dumps({"id": 1, "method": "tools/list"}).encode() + b"\n"
             for _ in range(20):  # more than a pipe holds
                 os.write(ours, message)
-            wait_for(lambda: unread(output) >= 40_000)  # pages are not filled to the last byte
+            wait_for(lambda: unread(output) >= 40_000)  # the last page of the pipe may be partly empty
             used = quiet_seconds(server)
             os.close(ours)
             read = b""
@@ -126,7 +126,7 @@ def streams_that_do_not_block_are_waited_on():
 
 
 def unread(output):
-    """The bytes that lie in a pipe."""
+    """The number of unread bytes in a pipe."""
     return int.from_bytes(fcntl.ioctl(output, termios.FIONREAD, b"\0" * 4), "little")
 
 
@@ -139,7 +139,7 @@ def read_when_ready(output):
 def signals_end_it_without_a_core():
     with small_home() as home:
         os.mkdir(home.path("here"))
-        # A check that runs in the background may have been told to ignore some of them.
+        # A background check may have been started with some of these signals ignored.
         limit = ["env", "--default-signal=INT,HUP", "sh", "-c", 'ulimit -c unlimited; cd "$HOME/here"; exec "$0"']
         for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
             with Server(home, prefix=limit) as server:
@@ -156,7 +156,7 @@ def signals_end_it_without_a_core():
         assert not glob.glob(home.path("here/core*"))
 
 
-# Calls of a trace: those that reach beyond the machine, that start something, and that change the file system.
+# Traced system calls, by group: network and process calls, and calls that change the file system.
 BEYOND = r"socket|connect|bind|listen|accept|send(to|msg|mmsg)|recv(from|msg|mmsg)|fork|vfork|execve|ptrace|io_uring"
 CHANGES = (r"creat|mkdir|rmdir|unlink|rename|link|symlink|mknod|chmod|fchmod|chown|fchown|lchown|truncate|ftruncate|"
            r"utime|utimes|utimensat|setxattr|fallocate|mount|chroot")
@@ -164,7 +164,7 @@ FILTER = "trace=%file,%network,%process,%desc"
 
 
 def touched(home, program, arguments=(), stdin=b""):
-    """The calls of a run that reach beyond it, the paths that it changed, and those that it opened for writing."""
+    """The network and process calls of a run, the paths that it changed, and the paths opened for writing."""
     log = home.path("trace")
     command = ["strace", "-f", "-y", "-s", "4096", "-o", log, "-e", FILTER, program, *arguments]
     done = subprocess.run(command, env=home.environment, input=stdin, capture_output=True, timeout=PATIENCE)

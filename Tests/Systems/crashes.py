@@ -1,4 +1,5 @@
-"""Killed servers, and several on one cache: the next answer is right, the cache file whole, nothing piles up."""
+"""Killed servers, and several servers on one cache: the next answer is right, the cache file is whole, and no
+temporary files pile up."""
 
 import os
 import random
@@ -13,14 +14,14 @@ KILLS = 40 if SHORT else 500
 
 
 def make_history(home, per_file=150):
-    """Large enough that a save takes several writes; gives the number of requests."""
+    """Writes transcripts that need several writes to save. Returns the number of requests."""
     for file in range(FILES):
         home.add(f"{file}.jsonl", b"".join(line(file * per_file + i) for i in range(per_file)))
     return FILES * per_file
 
 
 def change(home, requests, chance):
-    """One request more, and now and then a rewritten file or half a line, which changes no count."""
+    """Adds a request. Sometimes also rewrites a file or adds half a line, neither of which changes a count."""
     file = chance.randrange(FILES)
     kind = chance.randrange(10)
     if kind == 0:
@@ -39,7 +40,7 @@ def change(home, requests, chance):
 
 
 def cache_identity(home):
-    """What tells an old cache file from a new one."""
+    """A value that differs between an old and a new cache file."""
     try:
         status = os.stat(home.path("cache/scan.bin"))
         return status.st_ino, status.st_mtime_ns
@@ -89,7 +90,7 @@ def a_kill_at_each_call_of_a_save_costs_nothing():
                 with Server(home, prefix=strace(f"{calls}:signal=KILL:when={nth}", ONE_THREAD)) as server:
                     server.send({"id": 1, "method": "tools/call", "params": {"name": "tally_sources"}})
                     survived = server.read() is not None and server.finish() == 0
-                    server.process.wait()  # until strace has reaped the server, its number counts as alive
+                    server.process.wait()  # until strace has reaped the server, its process id counts as alive
                 answer(home).expect(requests=requests, rejected=0, unreadable=0, from_cache=True)
                 assert not home.temporaries()
                 if survived:
@@ -101,8 +102,8 @@ def a_kill_at_each_call_of_a_save_costs_nothing():
 
 
 def servers_at_once(count):
-    """So many servers refresh and save in one cache while requests are added and one of them is killed again and
-    again. No answer may miss what stood in the files before the question, or hold what came after the answer."""
+    """Several servers refresh and save one cache while requests are added and one server is killed repeatedly. An
+    answer must contain every request written before the question, and none written after the answer."""
     rounds = 50 if SHORT else 1000
     with Home() as home:
         written = [make_history(home, per_file=40)]

@@ -1,4 +1,4 @@
-"""What the checks of this folder share: homes made for a check, a client of the server, and the runner.
+"""Shared by the checks of this folder: generated homes, a client of the server, and the runner.
 
 A check is a function with the mark @check; what it returns is the figure that it gave. Processes are started with
 the environment of a check and nothing else, and everything that waits has a deadline.
@@ -36,7 +36,7 @@ TOOLS = {
 
 
 def line(request, tokens=1_000, session="session-1", cwd="/nowhere/alpha"):
-    """A transcript line of the request with that number, in bytes, with its line feed."""
+    """The transcript line of request number `request`, as bytes, with line feed."""
     return (json.dumps({
         "timestamp": f"2026-03-{1 + request % 28:02}T10:00:{request % 60:02}Z", "sessionId": session, "cwd": cwd,
         "requestId": f"req_{request}",
@@ -45,7 +45,7 @@ def line(request, tokens=1_000, session="session-1", cwd="/nowhere/alpha"):
 
 
 class Home:
-    """A directory with transcripts and a cache; gone at the end of the scope."""
+    """A directory with transcripts and a cache; removed at the end of the scope."""
 
     def __init__(self, base=None):
         self.root = tempfile.mkdtemp(prefix="tallyfin-check-", dir=base)
@@ -58,13 +58,13 @@ class Home:
     def __exit__(self, *_):
         subprocess.run(["chmod", "-R", "u+rwX", self.root], stderr=subprocess.DEVNULL)
         shutil.rmtree(os.fsencode(self.root), ignore_errors=True)
-        subprocess.run(["rm", "-rf", self.root], check=True)  # what has too long a path
+        subprocess.run(["rm", "-rf", self.root], check=True)  # some paths are too long for Python's functions
 
     def path(self, relative):
         return os.path.join(self.root, relative)
 
     def transcript(self, name, home=".claude"):
-        """The path of a transcript, in bytes, in a folder that exists."""
+        """The path of a transcript, as bytes. Creates its folder."""
         path = os.path.join(os.fsencode(self.root), os.fsencode(home), b"projects/p", os.fsencode(name))
         os.makedirs(os.path.dirname(path), exist_ok=True)
         return path
@@ -79,7 +79,7 @@ class Home:
 
 
 class Server:
-    """A server as a client starts it; `prefix` is a command that runs it, strace for one."""
+    """Starts the server like a client; `prefix` is a command that runs it, such as strace."""
 
     def __init__(self, home, program=SERVER, prefix=(), environment=None, **streams):
         streams = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.DEVNULL, **streams}
@@ -101,7 +101,7 @@ class Server:
         self.process.stdin.flush()
 
     def read(self, seconds=PATIENCE):
-        """The next line of output; None at its end."""
+        """The next line of output; None at the end."""
         deadline = time.monotonic() + seconds
         output = self.process.stdout.fileno()
         parts = [self.unread]
@@ -132,7 +132,7 @@ class Server:
         return Sources(self.call("tally_sources", seconds))
 
     def finish(self, seconds=PATIENCE):
-        """Closes the input and gives the exit status; negative is a signal."""
+        """Closes the input. Returns the exit status; a negative one is a signal."""
         with contextlib.suppress(OSError):
             self.process.stdin.close()
         return self.process.wait(seconds)
@@ -153,7 +153,7 @@ class Server:
 
 
 def strace(*injections, path=None):
-    """A prefix that runs a program under fault injection; with a path only calls that touch it are met."""
+    """A prefix that runs a program under fault injection; with a path, only for calls that use it."""
     prefix = ["strace", "-f", "-qq", "-o", "/dev/null"]
     if path is not None:
         prefix += ["-P", os.fsdecode(path)]
@@ -162,7 +162,7 @@ def strace(*injections, path=None):
     return [*prefix, "-e", "trace=" + ",".join(injection.split(":")[0] for injection in injections)]
 
 
-# strace counts the calls of each thread: only without a second one for saving does it meet every call of a run.
+# strace counts calls per thread. Without the save thread it counts every call of the run.
 ONE_THREAD = "/^clone:error=EAGAIN"
 
 
@@ -187,7 +187,7 @@ class Sources:
 
 
 def answer(home, prefix=(), environment=None, seconds=PATIENCE):
-    """The figures of a new server, which must end well."""
+    """The figures of a new server, which must exit with 0."""
     with Server(home, prefix=prefix, environment=environment) as server:
         figures = server.sources(seconds)
         status = server.finish()
@@ -211,7 +211,7 @@ def check(function):
 
 
 def main():
-    """Runs the checks of a file, all or those whose names are given; `--short` makes the long ones short."""
+    """Runs the checks of a file: all, or those named. `--short` shortens the long ones."""
     wanted = [name for name in sys.argv[1:] if not name.startswith("-")]
     signal.signal(signal.SIGPIPE, signal.SIG_IGN)
     failed = 0
@@ -222,7 +222,7 @@ def main():
         try:
             figure = function()
             verdict = "ok    "
-        except Exception as error:  # the next check is of use all the same
+        except Exception as error:  # the other checks are still useful
             failed += 1
             verdict, figure = "FAILED", f"{type(error).__name__}: {error}"
         name = function.__name__.replace("_", " ")

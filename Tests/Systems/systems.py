@@ -1,4 +1,4 @@
-"""Disks, files and folders that fail: each gives an answer with the right counters, and nothing hangs."""
+"""Failing disks, files and folders: every answer has the right counters, and nothing hangs."""
 
 import os
 import socket
@@ -25,7 +25,7 @@ def a_disk_that_fails_in_the_middle_of_a_file_loses_only_the_rest():
         home.add("bad.jsonl", long_transcript(40))
         home.add("good.jsonl", line(100))
         bad = home.transcript("bad.jsonl")
-        whole_lines = MEBIBYTE // len(long_transcript(1))  # of the first read
+        whole_lines = MEBIBYTE // len(long_transcript(1))  # in the first read
         with Server(home, prefix=strace("pread64:error=EIO:when=2+", path=bad)) as server:
             server.sources().expect(files=2, unreadable=1, requests=whole_lines + 1, rejected=0)
         answer(home).expect(files=2, unreadable=0, requests=41, usage_lines=41)
@@ -61,7 +61,7 @@ def a_file_that_grows_without_end_has_an_end():
     with Home() as home:
         path = home.transcript("a.jsonl")
         home.add("a.jsonl", long_transcript(32))
-        block = b"".join(line(100 + i) for i in range(10_000))  # more than one read takes
+        block = b"".join(line(100 + i) for i in range(10_000))  # more than one read returns
         blocks = 0
         done = threading.Event()
 
@@ -86,7 +86,7 @@ def a_file_that_grows_without_end_has_an_end():
 
 @check
 def a_save_that_fails_leaves_the_old_cache_and_no_trace():
-    # With more positions than a run has such calls.
+    # Tests more positions than a run has calls of each kind.
     faults = [("write", "ENOSPC", 12), ("write", "EIO", 12), ("fsync", "EIO", 2), ("close", "EIO", 40),
               ("/^rename", "EXDEV", 2), ("/^rename", "EACCES", 2), ("openat", "EMFILE", 40)]
     runs = 0
@@ -99,8 +99,8 @@ def a_save_that_fails_leaves_the_old_cache_and_no_trace():
         home.add("a.jsonl", line(requests))
         for call, error, positions in faults:
             for nth in range(1, positions + 1):
-                # The temporary file's name holds the number of a process that does not exist yet: all calls count but
-                # those on the standard streams, so a fault may also meet a log line or the answer.
+                # The temporary file's name contains the process id, which is not known yet. All calls count
+                # except those on the standard streams, so a fault may also hit a log line or the answer.
                 with Server(home, prefix=strace(f"{call}:error={error}:when={nth}", ONE_THREAD)) as server:
                     server.send({"id": 1, "method": "tools/call", "params": {"name": "tally_sources"}})
                     text = server.read()
@@ -112,7 +112,7 @@ def a_save_that_fails_leaves_the_old_cache_and_no_trace():
                 assert not home.temporaries(), (call, error, nth)
                 runs += 1
                 with open(home.path("cache/scan.bin"), "rb") as file:
-                    if file.read() != cache:  # this one was saved
+                    if file.read() != cache:  # this run saved the cache
                         with open(home.path("cache/scan.bin"), "wb") as back:
                             back.write(cache)
         answer(home).expect(requests=4_001, from_cache=True)
@@ -144,7 +144,7 @@ def a_full_disk_costs_only_the_cache():
 def a_slow_disk_is_waited_for_once():
     with Home() as home:
         home.add("a.jsonl", line(1))
-        with Server(home, prefix=strace("fsync:delay_exit=15500000")) as server:  # longer than an answer is fresh
+        with Server(home, prefix=strace("fsync:delay_exit=15500000")) as server:  # longer than answers stay fresh
             seconds = []
             for _ in range(2):
                 start = time.monotonic()
@@ -170,7 +170,7 @@ def a_cache_that_cannot_be_written_costs_only_time():
                 answer(home, prefix=prefix, environment=environment).expect(requests=1, files=1)
         environment = {**home.environment, "TALLYFIN_CACHE_PATH": home.path("dangling")}
         answer(home, environment=environment)
-        answer(home, environment=environment).expect(requests=1, from_cache=True)  # a file took the link's place
+        answer(home, environment=environment).expect(requests=1, from_cache=True)  # a file replaced the link
         default = {"HOME": home.root}
         open(home.path(".cache"), "w").close()
         answer(home, environment=default).expect(requests=1, from_cache=False)
@@ -211,7 +211,7 @@ def what_is_no_transcript_is_counted_and_never_waited_for():
         home.add("a.jsonl", line(1))
         folder = os.path.dirname(home.transcript("a.jsonl"))
         with socket.socket(socket.AF_UNIX) as listener:
-            os.chdir(folder)  # the name of a socket has few bytes
+            os.chdir(folder)  # socket paths have few bytes
             listener.bind("socket.jsonl")
             os.chdir("/")
             os.mkfifo(folder + b"/fifo.jsonl")
@@ -256,7 +256,7 @@ def long_and_odd_names_are_bytes():
         deep += b"e" * (4_000 - len(home.transcript(deep)) - 6) + b".jsonl"
         home.add(deep, line(100))
         assert len(home.transcript(deep)) == 4_000
-        # Beyond what the system takes as a path: made step by step, and out of everybody's reach.
+        # Longer than the system accepts as a path, so it is created in steps.
         os.chdir(os.path.dirname(home.transcript(deep)))
         for _ in range(3):
             os.mkdir("f" * 200)
