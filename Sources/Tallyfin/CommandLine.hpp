@@ -13,7 +13,7 @@ namespace tallyfin::Command {
 /// What a command line asks for.
 struct CommandLine {
   const Subcommand* subcommand = nullptr;
-  Arguments arguments;
+  CallArguments arguments;
   std::optional<std::string> text;  ///< help or the version, to be printed instead
 };
 

@@ -25,7 +25,7 @@ struct Days {
 std::vector<Option> daysOptions(const std::string& fallback);
 
 /// Whether one of those options was given.
-bool namesDays(const Arguments& arguments);
+bool namesDays(const CallArguments& arguments);
 
 /// Reads those options, in any letter case; `fallback` is the period when none is given. Throws UsageError
 /// for a text that names no days, for a reversed range, and when both a period and dates are given.
@@ -43,6 +43,6 @@ std::vector<Option> choosingOptions(const std::string& fallback);
 
 /// What the last three narrow to. Throws std::runtime_error with what was wrong when a name does not come to
 /// one key.
-Filters filtersOf(const Arguments& arguments, DataSource& data);
+Filters filtersOf(const CallArguments& arguments, DataSource& data);
 
 }  // namespace tallyfin::Command

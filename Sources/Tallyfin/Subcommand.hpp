@@ -39,7 +39,7 @@ struct Option {
 };
 
 /// The options that were given, by name.
-class Arguments {
+class CallArguments {
  public:
   void set(const std::string& name, std::string value) { values_[name] = std::move(value); }
 
@@ -60,7 +60,7 @@ class Arguments {
 
 /// What a subcommand works with.
 struct Call {
-  Arguments arguments;
+  CallArguments arguments;
   const Environment& environment;
   const Console& console;
 };

@@ -15,11 +15,11 @@ namespace tallyfin::Command {
 /// The environment with the options --home and --cache in it. With --home alone the cache is another file
 /// beside the usual one, so that reading another home does not replace what the usual one holds. All
 /// spellings of one directory give the same paths. --cache names the file that a link leads to.
-Environment withOptions(Environment environment, const Arguments& arguments);
+Environment withOptions(Environment environment, const CallArguments& arguments);
 
 /// Throws UsageError when the option --cache names something that is no cache, which saving would replace.
 /// `environment` is what `withOptions` gave.
-void requireCacheOrNothing(const Environment& environment, const Arguments& arguments);
+void requireCacheOrNothing(const Environment& environment, const CallArguments& arguments);
 
 /// Throws std::runtime_error when there is no home directory, with the folders that were searched, or when it
 /// cannot be opened, for example because no descriptor is left. A home that may not be listed is accepted,
