@@ -40,14 +40,14 @@ class Parser {
   std::string seeHelp() const { return concat("; see `tallyfin help ", subcommand_.name, "`"); }
 
   // Throws CLI::ParseError, UsageError.
-  Arguments parse(const std::vector<std::string>& words) {
+  CallArguments parse(const std::vector<std::string>& words) {
     std::vector<std::string> backwards = apart(words);
     std::ranges::reverse(backwards);
     app_.parse(backwards);
     for (const std::string& word : app_.remaining()) {
       refuse(word);
     }
-    Arguments arguments;
+    CallArguments arguments;
     for (const auto& [option, parsed] : added_) {
       if (parsed->count() > 0 && !(option->value.empty() && parsed->results().back() != "true")) {
         arguments.set(option->name, checked(*option, parsed->results().back()));
@@ -127,7 +127,7 @@ class Parser {
       return wordOf(option, text);
     }
     if (option.values == Values::words) {
-      Arguments list;
+      CallArguments list;
       list.set("", text);
       std::vector<std::string> words = list.list("");
       std::ranges::transform(words, words.begin(),

@@ -13,7 +13,7 @@ namespace tallyfin::Command {
 /// A parsed command line.
 struct CommandLine {
   const Subcommand* subcommand = nullptr;
-  Arguments arguments;
+  CallArguments arguments;
   std::optional<std::string> text;  ///< help or version, to print instead of running the subcommand
 };
 

@@ -184,7 +184,7 @@ std::string offers(const std::vector<std::string>& given, Environment environmen
   if (!words.empty()) {
     words.pop_back();
   }
-  Arguments common;
+  CallArguments common;
   for (std::size_t i = 0; i + 1 < words.size(); ++i) {
     if (words[i] == "--home" || words[i] == "--cache") {
       common.set(words[i].substr(2), words[i + 1]);

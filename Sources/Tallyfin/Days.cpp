@@ -105,7 +105,7 @@ std::vector<Option> daysOptions(const std::string& fallback) {
           {.name = "to", .value = "DAY", .help = "Last day, yyyy-MM-dd (default today)"}};
 }
 
-bool namesDays(const Arguments& arguments) {
+bool namesDays(const CallArguments& arguments) {
   return arguments.has("period") || arguments.has("from") || arguments.has("to");
 }
 
@@ -177,7 +177,7 @@ std::vector<Option> choosingOptions(const std::string& fallback) {
   return options;
 }
 
-Filters filtersOf(const Arguments& arguments, DataSource& data) {
+Filters filtersOf(const CallArguments& arguments, DataSource& data) {
   Answered<Filters> found =
       buildFilters(data, {arguments.text("agent"), arguments.text("project"), arguments.text("session-id")});
   if (const Refusal* const refusal = std::get_if<Refusal>(&found)) {

@@ -25,7 +25,7 @@ struct Days {
 std::vector<Option> daysOptions(const std::string& fallback);
 
 /// Whether any of these options was given.
-bool namesDays(const Arguments& arguments);
+bool namesDays(const CallArguments& arguments);
 
 /// Reads these options, in any letter case; `fallback` is the period if none was given. Throws UsageError for
 /// a text that is not a day or period, for a reversed range, and if both a period and dates were given.
@@ -43,6 +43,6 @@ std::vector<Option> choosingOptions(const std::string& fallback);
 
 /// The filters of --agent, --project and --session-id. Throws std::runtime_error with the reason if a name
 /// does not match exactly one key.
-Filters filtersOf(const Arguments& arguments, DataSource& data);
+Filters filtersOf(const CallArguments& arguments, DataSource& data);
 
 }  // namespace tallyfin::Command

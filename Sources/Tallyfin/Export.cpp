@@ -93,7 +93,7 @@ class Destination {
 };
 
 // The axes in an option, whose words the parser has checked.
-std::vector<Axis> axesOf(const Arguments& arguments, const std::string& option) {
+std::vector<Axis> axesOf(const CallArguments& arguments, const std::string& option) {
   std::vector<Axis> axes;
   for (const std::string& name : arguments.list(option)) {
     axes.push_back(*axisNamed(name));

@@ -72,7 +72,8 @@ Option optionOf(const ToolArgument& argument) {
   return option;
 }
 
-ToolArgument::Value valueOf(const ToolArgument& argument, const std::string& name, const Arguments& given) {
+ToolArgument::Value valueOf(const ToolArgument& argument, const std::string& name,
+                            const CallArguments& given) {
   switch (argument.type) {
     case ToolArgument::Type::boolean:
       return true;

@@ -35,12 +35,12 @@ std::size_t distance(std::string_view left, std::string_view right) {
 
 }  // namespace
 
-std::optional<std::string> Arguments::text(const std::string& name) const {
+std::optional<std::string> CallArguments::text(const std::string& name) const {
   const auto found = values_.find(name);
   return found == values_.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::optional<std::int64_t> Arguments::number(const std::string& name) const {
+std::optional<std::int64_t> CallArguments::number(const std::string& name) const {
   const std::optional<std::string> digits = text(name);
   if (!digits) {
     return std::nullopt;
@@ -50,7 +50,7 @@ std::optional<std::int64_t> Arguments::number(const std::string& name) const {
   return error == std::errc::result_out_of_range ? std::numeric_limits<std::int64_t>::max() : value;
 }
 
-std::vector<std::string> Arguments::list(const std::string& name) const {
+std::vector<std::string> CallArguments::list(const std::string& name) const {
   const std::optional<std::string> value = text(name);
   return value ? std::vector<std::string>(absl::StrSplit(*value, ',')) : std::vector<std::string>();
 }

@@ -38,7 +38,7 @@ struct Option {
 };
 
 /// The given options, by name.
-class Arguments {
+class CallArguments {
  public:
   void set(const std::string& name, std::string value) { values_[name] = std::move(value); }
 
@@ -60,7 +60,7 @@ class Arguments {
 
 /// The input of a subcommand.
 struct Call {
-  Arguments arguments;
+  CallArguments arguments;
   const Environment& environment;
   const Console& console;
 };

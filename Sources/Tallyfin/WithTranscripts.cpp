@@ -35,7 +35,7 @@ std::string folders(const std::vector<SourceHome>& homes) {
 
 }  // namespace
 
-Environment withOptions(Environment environment, const Arguments& arguments) {
+Environment withOptions(Environment environment, const CallArguments& arguments) {
   const std::optional<std::string> home = arguments.text("home");
   const std::optional<std::string> cache = arguments.text("cache");
   const std::string usual = Files::target(homeDirectory(environment));
@@ -55,7 +55,7 @@ Environment withOptions(Environment environment, const Arguments& arguments) {
   return environment;
 }
 
-void requireCacheOrNothing(const Environment& environment, const Arguments& arguments) {
+void requireCacheOrNothing(const Environment& environment, const CallArguments& arguments) {
   if (arguments.text("cache").value_or("").empty()) {
     return;
   }

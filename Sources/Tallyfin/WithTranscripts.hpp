@@ -15,11 +15,11 @@ namespace tallyfin::Command {
 /// Applies the options --home and --cache to the environment. With --home alone, the cache file gets another
 /// name in the usual folder, so that reading another home does not replace the usual cache. All spellings of
 /// a directory give the same paths. If --cache is a link, its target is used.
-Environment withOptions(Environment environment, const Arguments& arguments);
+Environment withOptions(Environment environment, const CallArguments& arguments);
 
 /// Throws UsageError if --cache names an existing file that is not a cache, because saving would replace it.
 /// `environment` must come from `withOptions`.
-void requireCacheOrNothing(const Environment& environment, const Arguments& arguments);
+void requireCacheOrNothing(const Environment& environment, const CallArguments& arguments);
 
 /// Throws std::runtime_error if there is no home directory, naming the folders that were searched, or if it
 /// cannot be opened, for example because no descriptor is left. Accepts a home that cannot be listed, because

@@ -30,7 +30,7 @@ constexpr const char* kInstructions =
     "API prices, NOT a bill; a value that cannot be computed is written \"unknown\", never 0.";
 
 // The needed parts of a line.
-struct Message {
+struct ClientMessage {
   std::string method;
   std::optional<std::string> id;  // compact JSON; replies repeat the client's id unchanged
   std::string_view params;        // the text in the line; empty if absent
@@ -38,9 +38,9 @@ struct Message {
 
 // The message in a line; absent unless the line is a JSON object with a string `method`. Other parts are
 // validated and skipped, so a long line needs little memory.
-std::optional<Message> readMessage(std::string_view line) {
+std::optional<ClientMessage> readMessage(std::string_view line) {
   JsonReader reader(line);
-  Message message;
+  ClientMessage message;
   bool hasMethod = false;
   const bool isObject = reader.readObject([&](std::string_view key) {
     if (key == "method") {
@@ -156,7 +156,7 @@ std::optional<std::string> MCPServer::reply(std::string_view line) {
     return std::nullopt;
   }
   try {
-    const std::optional<Message> message = readMessage(line);
+    const std::optional<ClientMessage> message = readMessage(line);
     if (!message) {
       log_("line ignored: not JSON, or no `method`");
       return std::nullopt;

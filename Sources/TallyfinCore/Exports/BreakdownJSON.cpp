@@ -40,9 +40,9 @@ Json namesOf(const ModelSet& names) {
   return all;
 }
 
-class Values {
+class CellValue {
  public:
-  explicit Values(const Stamps& stamps) : stamps_(stamps) {}
+  explicit CellValue(const Stamps& stamps) : stamps_(stamps) {}
 
   Json operator()(std::monostate) const { return {}; }
   Json operator()(Sheet::Idle) const { return {}; }
@@ -82,7 +82,7 @@ class Values {
   const Stamps& stamps_;
 };
 
-Json totalOf(const Sheet& sheet, const Values& values) {
+Json totalOf(const Sheet& sheet, const CellValue& values) {
   Json total = Json::object();
   for (const Sheet::Column& column : sheet.columns) {
     if (column.total && !column.id.empty()) {
@@ -92,7 +92,7 @@ Json totalOf(const Sheet& sheet, const Values& values) {
   return total;
 }
 
-Json rowOf(const Sheet& sheet, std::size_t row, const Values& values) {
+Json rowOf(const Sheet& sheet, std::size_t row, const CellValue& values) {
   Json json;
   for (const Sheet::Column& column : sheet.columns) {
     if (!column.id.empty()) {
@@ -104,7 +104,7 @@ Json rowOf(const Sheet& sheet, std::size_t row, const Values& values) {
 
 // The document with its rows. Rows are serialized one by one, because the JSON values of all rows need many
 // times the memory of their text.
-std::string withRows(const Json& document, const Sheet& sheet, const Values& values) {
+std::string withRows(const Json& document, const Sheet& sheet, const CellValue& values) {
   constexpr std::string_view kEnd = "]\n}";
   const std::string margin(std::size_t{2} * kIndentation, ' ');
   std::string text = document.dump(kIndentation);
@@ -133,7 +133,7 @@ Json lossesOf(const ScanDiagnostics& seen) {
 
 std::string jsonOf(const Sheet& sheet, const ScanDiagnostics& seen, const Options& options) {
   const Stamps stamps(options.calendar);
-  const Values values(stamps);
+  const CellValue values(stamps);
   Json document;
   document["format"] = "tallyfin-export";
   document["version"] = kVersion;
