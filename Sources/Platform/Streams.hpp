@@ -24,6 +24,9 @@ class LineInput {
   /// call.
   std::optional<std::string_view> next();
 
+  /// The size of the buffer in bytes.
+  std::size_t capacity() const { return buffer_.capacity(); }
+
  private:
   bool fill();
 

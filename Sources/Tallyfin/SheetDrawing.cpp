@@ -92,18 +92,6 @@ std::string modelsIn(const Bucket& bucket, std::size_t width) {
   return used.size() < count ? concat(text, " +", std::to_string(count - used.size())) : text;
 }
 
-// The width of all model names of a bucket; a value above `most` means that they do not fit.
-std::size_t widthOfModels(const Bucket& bucket, std::size_t most) {
-  std::size_t width = 0;
-  for (const auto& [model, requests] : bucket.modelCounts) {
-    if (width > most) {
-      break;
-    }
-    width += (width > 0 ? 1 : 0) + Text::characterCount(Text::visible(model.text(), kAnyWidth));
-  }
-  return width;
-}
-
 // A bar as long as the share of `width`. Leaves room for the sign of a lower bound.
 std::string barOf(const Sheet::Share& share, std::size_t width) {
   const CostEstimate& cost = share.bucket->cost;
@@ -219,9 +207,21 @@ class Drawing {
     constexpr std::size_t kLongestBar = 40;
     const auto* const models = std::get_if<Sheet::Models>(&cell);
     const std::size_t width = shown.column->unit == Unit::share ? kLongestBar
-                              : models != nullptr               ? widthOfModels(*models->bucket, whole())
+                              : models != nullptr               ? widthOfModels(*models->bucket)
                                                   : Text::characterCount(textOf(cell, shown.column->unit));
     shown.width = std::max(shown.width, width);
+  }
+
+  // The width of all model names of a bucket; more than the width of the console if they do not fit.
+  std::size_t widthOfModels(const Bucket& bucket) const {
+    std::size_t width = 0;
+    for (const auto& [model, requests] : bucket.modelCounts) {
+      if (width > whole()) {
+        break;
+      }
+      width += (width > 0 ? 1 : 0) + Text::characterCount(shown(model.text()));
+    }
+    return width;
   }
 
   std::size_t whole() const { return static_cast<std::size_t>(std::max(console_.width, 1)); }

@@ -5,12 +5,12 @@
 namespace tallyfin {
 namespace {
 
-/// What all requests of a day share.
+// What all requests of a day share.
 struct Day {
   std::size_t step = 0;  ///< its row in `byStep`
   int weekday = 0;
-  /// The day starts at midnight and has 24 hours. The hour then comes from a division, which saves a third of
-  /// the pass.
+  // The day starts at midnight and has 24 hours. The hour then comes from a division, which saves a third of
+  // the pass.
   bool isPlain = false;
 };
 
