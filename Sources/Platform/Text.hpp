@@ -55,7 +55,7 @@ std::string fitted(std::string_view text, std::size_t width);
 
 /// The text made safe to display. Code points without a shape of their own (controls, direction marks,
 /// zero-width characters except joiners, noncharacters, line and paragraph separators) are written as
-/// \u{202E}. In a text of more than `limit` code points, an ellipsis replaces the middle; `limit` is at least
+/// \u{202e}. In a text of more than `limit` code points, an ellipsis replaces the middle; `limit` is at least
 /// 4.
 std::string visible(std::string_view text, std::size_t limit);
 
