@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Text.hpp"
 #include "Tallyfin/WithTranscripts.hpp"
+#include "TallyfinCore/Answers/Sessions.hpp"
 #include "TallyfinCore/Figures/DateRange.hpp"
 #include "TallyfinCore/Figures/Money.hpp"
 #include "absl/strings/str_join.h"
@@ -91,6 +92,18 @@ std::string wordsOf(const Refusal& refusal) {
                 wordOf(names.kind), "s; give a longer name or id:", listed(names));
 }
 
+bool isLast(const std::string& session) {
+  return Text::lowercased(session) == "last";
+}
+
+Filters filtersOf(const FilterWords& words, DataSource& data) {
+  Answered<Filters> found = buildFilters(data, words);
+  if (const Refusal* const refusal = std::get_if<Refusal>(&found)) {
+    throw std::runtime_error(wordsOf(*refusal));
+  }
+  return std::get<Filters>(std::move(found));
+}
+
 }  // namespace
 
 std::vector<Option> daysOptions(const std::string& fallback) {
@@ -172,18 +185,28 @@ std::vector<Option> choosingOptions(const std::string& fallback) {
                      .values = Values::project});
   options.push_back({.name = "session-id",
                      .value = "SESSION",
-                     .help = "Narrow to one session (full id or a prefix).",
+                     .help = "Narrow to one session: its id, the beginning of it, or last.",
                      .values = Values::session});
   return options;
 }
 
-Filters filtersOf(const CallArguments& arguments, DataSource& data) {
-  Answered<Filters> found =
-      buildFilters(data, {arguments.text("agent"), arguments.text("project"), arguments.text("session-id")});
-  if (const Refusal* const refusal = std::get_if<Refusal>(&found)) {
-    throw std::runtime_error(wordsOf(*refusal));
+InternedText sessionOf(const std::optional<std::string>& text, DataSource& data) {
+  if (text && !isLast(*text)) {
+    return *filtersOf(FilterWords{.agent = {}, .project = {}, .session = text}, data).session;
   }
-  return std::get<Filters>(std::move(found));
+  const std::optional<InternedText> last = Answers::lastSession(data);
+  if (!last) {
+    throw std::runtime_error("there is no session yet");
+  }
+  return *last;
+}
+
+Filters filtersOf(const CallArguments& arguments, DataSource& data) {
+  FilterWords words{arguments.text("agent"), arguments.text("project"), arguments.text("session-id")};
+  if (words.session && isLast(*words.session)) {
+    words.session = sessionOf(std::nullopt, data).text();
+  }
+  return filtersOf(words, data);
 }
 
 }  // namespace tallyfin::Command

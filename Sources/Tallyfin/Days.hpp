@@ -41,8 +41,12 @@ Period periodOf(const Days& days, DataSource& data);
 /// --session-id.
 std::vector<Option> choosingOptions(const std::string& fallback);
 
-/// The filters of --agent, --project and --session-id. Throws std::runtime_error with the reason if a name
-/// does not match exactly one key.
+/// The session that an id, the beginning of one, or "last" means; absent means the last: that of the last
+/// request. Throws std::runtime_error if there is no such session or several.
+InternedText sessionOf(const std::optional<std::string>& text, DataSource& data);
+
+/// The filters of --agent, --project and --session-id, which also accepts "last". Throws std::runtime_error
+/// with the reason if a name does not match exactly one key.
 Filters filtersOf(const CallArguments& arguments, DataSource& data);
 
 }  // namespace tallyfin::Command

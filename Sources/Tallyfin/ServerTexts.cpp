@@ -18,6 +18,7 @@ namespace tallyfin::Command {
 namespace {
 
 constexpr std::string_view kPrefix = "tally_";
+constexpr std::string_view kSession = "session_id";
 
 std::string dashed(std::string_view name) {
   std::string text(name);
@@ -62,8 +63,12 @@ Option optionOf(const ToolArgument& argument) {
   } else if (argument.name == "project") {
     option.value = "PROJECT";
     option.values = Values::project;
-  } else if (argument.name == "session_id") {
+  } else if (argument.name == kSession) {
     option.value = "SESSION";
+    if (argument.isRequired) {  // the command takes the last session if none is named
+      option.isRequired = false;
+      option.help = "The session: its id or the beginning of it, or last (default last)";
+    }
     option.values = Values::session;
   } else if (argument.name == "by") {
     option.value = "AXIS";
@@ -106,7 +111,9 @@ int ask(const Tool& tool, const Call& call) {
     GivenArguments arguments = days ? daysArguments(*days, data) : GivenArguments();
     for (const ToolArgument& argument : tool.arguments) {
       const std::string name = dashed(argument.name);
-      if (!isOfDays(argument.name) && call.arguments.has(name)) {
+      if (argument.name == kSession && argument.isRequired) {
+        arguments.emplace(kSession, std::string(sessionOf(call.arguments.text(name), data).text()));
+      } else if (!isOfDays(argument.name) && call.arguments.has(name)) {
         arguments.emplace(argument.name, valueOf(argument, name, call.arguments));
       }
     }

@@ -34,7 +34,8 @@ constexpr std::string_view kYellow = "\033[33m";
 // Replacements for the special characters in our texts if only ASCII is available; any other character
 // becomes "?".
 constexpr std::pair<std::string_view, std::string_view> kAscii[] = {
-    {"≥", ">="}, {"…", "~"}, {"→", "->"}, {"·", "-"}, {"—", "-"}, {"×", "x"}, {"─", "-"}, {"█", "#"}};
+    {"≥", ">="}, {"…", "~"}, {"→", "->"}, {"·", "-"}, {"—", "-"}, {"×", "x"}, {"─", "-"}, {"█", "#"},
+    {"├", "|"},  {"└", "`"}, {"│", "|"}};
 
 std::string ascii(std::string_view text) {
   std::string out;
@@ -61,17 +62,16 @@ std::string repeated(std::string_view text, std::size_t count) {
 
 // Whether a column takes the remaining width, instead of the width of its cells.
 bool isElastic(Unit unit) {
-  return unit == Unit::models || unit == Unit::share;
+  return unit == Unit::models || unit == Unit::share || unit == Unit::phrase;
 }
 
 bool isOnTheRight(Unit unit) {
-  return unit == Unit::dollars || unit == Unit::count || unit == Unit::tokens;
+  return unit == Unit::dollars || unit == Unit::count || unit == Unit::tokens || unit == Unit::percent;
 }
 
-// The smallest useful width of an elastic column.
-std::size_t shortest(Unit unit) {
-  return unit == Unit::models ? 12 : 8;
-}
+constexpr std::size_t kShortestModels = 12;
+constexpr std::size_t kShortestPhrase = 20;
+constexpr std::size_t kShortestBar = 8;
 
 // As many models as fit, most used first, and the number of the others.
 std::string modelsIn(const Bucket& bucket, std::size_t width) {
@@ -102,6 +102,19 @@ std::string barOf(const Sheet::Share& share, std::size_t width) {
   const auto most = static_cast<double>(width - 1);
   const double blocks = std::clamp(std::round(part * most), cost.priced > 0 ? 1.0 : 0.0, most);
   return repeated("█", static_cast<std::size_t>(blocks)) + (cost.isComplete() ? "" : ">");
+}
+
+// The text, or its beginning and an ellipsis, in at most `width` characters.
+std::string beginningOf(std::string_view text, std::size_t width) {
+  return Text::characterCount(text) <= width
+             ? std::string(text)
+             : concat(Text::prefix(text, std::max<std::size_t>(width, 1) - 1), "…");
+}
+
+// "34 %", or "?" if the share is unknown.
+std::string shareOf(const Sheet::Share& share) {
+  const Estimate<double> value = percentage(share.bucket->cost.priced, share.whole);
+  return share.bucket->cost.isUnknown() || !value.isKnown() ? "?" : percent(value);
 }
 
 class Drawing {
@@ -144,6 +157,7 @@ class Drawing {
   struct Shown {
     const Sheet::Column* column;
     std::size_t width;
+    std::size_t wanted = 0;  // the width that all cells need; set when the columns are fitted
   };
 
   // The cell of a column in the line of totals. The first column has the line's name.
@@ -177,14 +191,20 @@ class Drawing {
     }
     std::string operator()(const std::string& name) const {
       std::string text = drawing.shown(name);
-      return text.size() <= width ? text
-                                  : drawing.shown(Text::visible(text, std::max<std::size_t>(width, 4)));
+      if (text.size() <= width) {
+        return text;
+      }
+      return drawing.shown(unit == Unit::phrase
+                               ? beginningOf(text, width)
+                               : Text::visible(text, std::max<std::size_t>(width, 4)));
     }
     std::string operator()(const Sheet::Amount& cost) const { return drawing.shown(amount(*cost.bucket)); }
     std::string operator()(const Sheet::Models& models) const {
       return drawing.shown(modelsIn(*models.bucket, width));
     }
-    std::string operator()(const Sheet::Share& share) const { return drawing.shown(barOf(share, width)); }
+    std::string operator()(const Sheet::Share& share) const {
+      return unit == Unit::percent ? shareOf(share) : drawing.shown(barOf(share, width));
+    }
   };
 
   std::string textOf(const Sheet::Cell& cell, Unit unit, std::size_t width = kAnyWidth) const {
@@ -226,48 +246,51 @@ class Drawing {
 
   std::size_t whole() const { return static_cast<std::size_t>(std::max(console_.width, 1)); }
 
-  // Keeps the columns that fit the console and divides its width among them.
+  // Keeps the columns that fit the console and divides its width among them: each gets its smallest width, then
+  // the first gets what it needs, then the others share what is left.
   void fit() {
-    std::size_t taken = 0;  // by columns of fixed width after the first
-    std::size_t kept = 0;   // by columns that are always shown
-    for (const Shown& shown : columns_) {
-      const bool isFirst = &shown == columns_.data();
-      taken += isFirst || isElastic(shown.column->unit) ? 0 : shown.width + kGap;
-      kept += isFirst || shown.column->worth < Sheet::always ? 0 : shown.width + kGap;
-    }
-    if (console_.showsDocuments) {
-      constexpr std::size_t kShortestName = 16;
-      std::size_t& name = columns_.front().width;
-      name = std::min(name, std::max(kShortestName, whole() - std::min(whole(), taken)));
-    }
-    kept += columns_.front().width;
-    std::size_t left = whole() - std::min(whole(), kept);
+    std::size_t left = whole();
     std::vector<Shown> fitting;
     for (const Shown& shown : columns_) {
-      if (shown.column->worth >= Sheet::always) {
-        fitting.push_back(shown);
-      } else if (const std::size_t width = widthIn(left, shown); width > 0) {
-        fitting.push_back({shown.column, width});
-        left -= width + kGap;
+      const std::size_t least = leastWidth(shown);
+      const std::size_t taken = least + (fitting.empty() ? 0 : kGap);
+      if (taken <= left || shown.column->worth >= Sheet::always) {
+        fitting.push_back({shown.column, least, shown.width});
+        left -= std::min(left, taken);
       }
     }
     columns_ = std::move(fitting);
+    Shown& first = columns_.front();
+    const std::size_t more = std::min(left, first.wanted - first.width);
+    first.width += more;
+    left -= more;
+    for (bool isGiven = true; isGiven && left > 0;) {
+      isGiven = false;
+      for (Shown& shown : columns_) {
+        if (shown.width < shown.wanted && left > 0) {
+          ++shown.width;
+          --left;
+          isGiven = true;
+        }
+      }
+    }
   }
 
-  // The width of a column if `left` remains; 0 if it does not fit. An elastic column leaves half of the width
-  // to a second one.
-  std::size_t widthIn(std::size_t left, const Shown& shown) const {
-    const Unit unit = shown.column->unit;
-    const std::size_t least = isElastic(unit) ? shortest(unit) : shown.width;
-    if (left < least + kGap) {
-      return 0;
+  // The smallest width of a column. Names are cut only on a terminal.
+  std::size_t leastWidth(const Shown& shown) const {
+    constexpr std::size_t kShortestName = 16;
+    switch (shown.column->unit) {
+      case Unit::models:
+        return std::min(shown.width, kShortestModels);
+      case Unit::phrase:
+        return std::min(shown.width, kShortestPhrase);
+      case Unit::share:
+        return kShortestBar;
+      case Unit::text:
+        return console_.showsDocuments ? std::min(shown.width, kShortestName) : shown.width;
+      default:
+        return shown.width;
     }
-    if (!isElastic(unit)) {
-      return shown.width;
-    }
-    const bool isLast = shown.column == columns_.back().column;
-    const bool isShared = !isLast && left >= least + shortest(columns_.back().column->unit) + 2 * kGap;
-    return std::min(shown.width, isShared ? std::max(least, left / 2 - kGap) : left - kGap);
   }
 
   // Draws one line; `cellOf` returns the cell of a column.
@@ -281,7 +304,8 @@ class Drawing {
       const Sheet::Cell cell = cellOf(*shown.column);
       const std::string text = textOf(cell, shown.column->unit, shown.width);
       isIdle |= std::holds_alternative<Sheet::Idle>(cell);
-      if (const auto* const share = std::get_if<Sheet::Share>(&cell)) {
+      if (const auto* const share = std::get_if<Sheet::Share>(&cell);
+          share != nullptr && shown.column->unit == Unit::share) {
         bar = text;
         barColour = share->bucket->cost.isComplete() ? kCyan : kYellow;
       } else if (shown.column->unit != Unit::share) {
@@ -319,7 +343,9 @@ class Drawing {
   void title() {
     std::string words = concat(sheet_.range.label, " · ", sheet_.title);
     for (const auto& [id, value] : sheet_.filters) {
-      append(words, " · ", id, " = ", value.value_or(""));
+      if (value) {
+        append(words, " · ", id, " = ", *value);
+      }
     }
     paragraph(words, kBold);
   }

@@ -29,7 +29,7 @@ std::vector<Subcommand> makeTable() {
     std::ranges::move(rows, std::back_inserter(table));
   };
   add(tables());
-  add({status(), budget()});
+  add({sessionList(), agentTree(), status(), budget()});
   add(exports());
   add({prices(), verify(), scan(), helpCommand()});
   return table;

@@ -20,6 +20,12 @@ const Subcommand* subcommandNamed(std::string_view name);
 /// The options of every subcommand. They may also be given before its name.
 const std::vector<Option>& commonOptions();
 
+/// `sessions`: the sessions of a period.
+Subcommand sessionList();
+
+/// `tree`: who started whom in a session.
+Subcommand agentTree();
+
 /// `status`: one line for a status bar.
 Subcommand status();
 

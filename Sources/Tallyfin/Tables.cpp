@@ -4,11 +4,10 @@
 #include "Platform/Numbers.hpp"
 #include "Tallyfin/Command.hpp"
 #include "Tallyfin/Days.hpp"
-#include "Tallyfin/SheetDrawing.hpp"
+#include "Tallyfin/Sheets.hpp"
 #include "Tallyfin/Subcommands.hpp"
 #include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinCore/Exports/AxisSheet.hpp"
-#include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinCore/Figures/Money.hpp"
 #include "TallyfinCore/Figures/TimeCuts.hpp"
 #include "absl/strings/str_join.h"
@@ -113,23 +112,14 @@ void noteBlock(std::vector<std::string>& notes, const Report& report, const Peri
 }
 
 std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& period, DataSource& data) {
-  std::vector<std::string> notes;
-  if (report.total.requests < 1) {
-    notes.emplace_back("There are no requests in this range.");
-  }
-  for (const auto& note : {unpricedNote(report.total, mostNames), ownPricesNote(report.total.cost, mostNames),
-                           assumedNote(report.total), unreadableNote(data)}) {
-    if (note) {
-      notes.push_back(*note);
-    }
-  }
+  std::vector<std::string> notes = notesOn(report, data);
   if (const std::optional<TimeStep> step = calendarStep(axis)) {
     noteBeginning(notes, period, data);
     noteCuts(notes, *step, period, data.calendar());
   } else if (axis == Axis::block) {
     noteBlock(notes, report, period, data.now(), data.calendar());
   }
-  notes.emplace_back(Derived::disclaimer);
+  disclaim(notes);
   return notes;
 }
 
@@ -142,7 +132,7 @@ void noteLimit(std::vector<std::string>& notes, std::int64_t limit, std::size_t 
                       "; the total has them."));
 }
 
-int show(const Call& call, Axis axis, const Days& days) {
+int showTable(const Call& call, Axis axis, const Days& days) {
   return withTranscripts(call, [&](DataSource& data) {
     const Period period = periodOf(days, data);
     const Filters filters = filtersOf(call.arguments, data);
@@ -160,16 +150,13 @@ int show(const Call& call, Axis axis, const Days& days) {
       entries.erase(entries.begin(), entries.end() - *limit);
     }
     Sheet sheet = axisSheet(report, axis, std::move(entries), data.calendar());
-    sheet.range.label = days.label ? concat(*days.label, " (", period.label, ")") : period.label;
-    for (const auto& [name, value] : filters.named()) {
-      sheet.filters.emplace_back(name, value);
-    }
+    setQuestion(sheet, days, period, filters);
     sheet.notes = notesOf(report, axis, period, data);
     sheet.rowsLeftOut = all - sheet.rowCount;
     if (sheet.rowsLeftOut > 0) {
       noteLimit(sheet.notes, *limit, sheet.rowsLeftOut, isInTime);
     }
-    return draw(sheet, call.console);
+    return show(sheet, data, call);
   });
 }
 
@@ -211,15 +198,13 @@ Subcommand subcommandOf(const Named& named) {
                                   .isRequired = true});
   }
   std::ranges::move(choosingOptions(named.span), std::back_inserter(subcommand.options));
-  subcommand.options.push_back({.name = "limit",
-                                .value = "N",
-                                .help = "At most so many rows, the latest or the most expensive",
-                                .values = Values::number});
+  subcommand.options.push_back(limitOption("the latest or the most expensive"));
+  subcommand.options.push_back(jsonOption());
   subcommand.examples = {named.example};
   subcommand.run = [named](const Call& call) {
     const std::optional<std::string> by = call.arguments.text("by");
     const Environment& environment = call.environment;
-    return show(
+    return showTable(
         call, by ? *axisNamed(*by) : named.axis,
         namesDays(call.arguments) ? daysOf(call, "") : named.days(environment.now(), environment.calendar));
   };

@@ -1,0 +1,284 @@
+#include "TallyfinCore/Answers/Tree.hpp"
+
+#include "Platform/ByteSearch.hpp"
+#include "Platform/Json.hpp"
+#include "TallyfinCore/Attribution/Sidecars.hpp"
+#include "TallyfinCore/Transcripts/LineReader.hpp"
+#include "absl/container/flat_hash_map.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+namespace tallyfin::Answers {
+namespace {
+
+using Index = std::optional<std::size_t>;  // of a node
+
+// The files with requests of a session, in the order of the listing.
+struct SessionFile {
+  const FileProvenance* file;
+  std::int64_t rank;
+  std::vector<AgentIdentity> agents;  // those with requests of the session, in order of their first one
+};
+
+std::vector<SessionFile> filesOf(InternedText session, const std::vector<FileProvenance>& files) {
+  std::vector<SessionFile> found;
+  for (const FileProvenance& file : files) {
+    std::optional<SessionFile> here;
+    for (const auto& [key, record] : file.records().entries()) {
+      if (record.sessionId != session) {
+        continue;
+      }
+      if (!here) {
+        here = {&file, record.sourceRank, {}};
+      }
+      if (here->agents.empty() || here->agents.back() != record.agent) {
+        here->agents.push_back(record.agent);
+      }
+    }
+    if (here) {
+      found.push_back(*std::move(here));
+    }
+  }
+  std::ranges::stable_sort(found, {}, &SessionFile::rank);
+  return found;
+}
+
+// The tool use blocks of a message, by their ids.
+template <typename F>
+void forEachToolUse(std::string_view message, F&& use) {
+  JsonReader reader(message);
+  reader.readObject([&](std::string_view key) {
+    if (key != "content" || reader.peek() != JsonReader::Kind::array) {
+      reader.skipValue();
+      return;
+    }
+    for (reader.beginArray(); reader.nextElement();) {
+      std::optional<std::string> type;
+      std::optional<std::string> id;
+      reader.readObject([&](std::string_view member) {
+        if (member == "type") {
+          type = reader.optionalText();
+        } else if (member == "id") {
+          id = reader.optionalText();
+        } else {
+          reader.skipValue();
+        }
+      });
+      if (type == "tool_use" && id) {
+        use(*id);
+      }
+    }
+  });
+}
+
+// Builds the tree.
+class Growing {
+ public:
+  Growing(InternedText session, std::shared_ptr<const Report> report) {
+    tree_.session = session;
+    tree_.report = std::move(report);
+    addNode(AgentIdentity::main());
+    for (const auto& [agent, bucket] : tree_.report->byAgent) {
+      nodeOf(addNode(agent)).own = bucket;
+    }
+  }
+
+  void readSidecars(const std::vector<SessionFile>& files) {
+    std::vector<bool> isRead(tree_.nodes.size());
+    for (const SessionFile& file : files) {
+      for (const AgentIdentity& agent : file.agents) {
+        const Index node = find(agent);
+        if (agent.isSubagent() && node && !isRead[*node]) {
+          isRead[*node] = true;
+          takeSidecar(*node, readSidecar(sidecarPathOf(file.file->path)).value_or(Sidecar()));
+        }
+      }
+    }
+  }
+
+  // Finds the starters that only the transcripts tell.
+  void readToolUses(const std::vector<SessionFile>& files) {
+    for (const SessionFile& file : files) {
+      if (waiting_.empty()) {
+        return;
+      }
+      try {
+        LineReader::forEachLine(file.file->path, 0, std::nullopt,
+                                [this](std::string_view line) { takeLine(line); });
+      } catch (const ReadError&) {
+        continue;  // the report counts unreadable files
+      }
+    }
+  }
+
+  Tree result() && {
+    breakCircles();
+    for (std::size_t node = 1; node < tree_.nodes.size(); ++node) {
+      (nodeOf(node).starter ? nodeOf(*nodeOf(node).starter).started : tree_.unknownStarter).push_back(node);
+    }
+    addUp();
+    for (TreeNode& node : tree_.nodes) {
+      sort(node.started);
+    }
+    sort(tree_.unknownStarter);
+    return std::move(tree_);
+  }
+
+ private:
+  TreeNode& nodeOf(std::size_t index) { return tree_.nodes[index]; }
+
+  Index find(const AgentIdentity& agent) const {
+    const auto found = indexOf_.find(agent);
+    return found == indexOf_.end() ? Index() : Index(found->second);
+  }
+
+  std::size_t addNode(const AgentIdentity& agent) {
+    const auto [at, isNew] = indexOf_.try_emplace(agent, tree_.nodes.size());
+    if (isNew) {
+      TreeNode node{.agent = agent};
+      if (agent.kind() == AgentIdentity::Kind::named) {
+        node.kind = std::string(agent.name().text());
+      }
+      tree_.nodes.push_back(std::move(node));
+    }
+    return at->second;
+  }
+
+  void takeSidecar(std::size_t node, Sidecar sidecar) {
+    if (nodeOf(node).agent.kind() == AgentIdentity::Kind::anonymous) {
+      nodeOf(node).kind = std::move(sidecar.agentType);
+    }
+    nodeOf(node).description = std::move(sidecar.description);
+    if (sidecar.parentAgentId && !sidecar.parentAgentId->empty()) {
+      nodeOf(node).starter = find(AgentIdentity::parse(InternedText(*sidecar.parentAgentId)));
+    }
+    if (nodeOf(node).starter) {
+      return;
+    }
+    if (sidecar.spawnDepth == 1) {
+      nodeOf(node).starter = 0;
+    }
+    if (sidecar.toolUseId) {
+      waiting_[*std::move(sidecar.toolUseId)].push_back(node);
+    }
+  }
+
+  void takeLine(std::string_view line) {
+    if (!containsBytes(line, "\"tool_use\"")) {
+      return;
+    }
+    std::optional<std::string> agent;
+    std::string_view message;
+    JsonReader reader(line);
+    reader.readObject([&](std::string_view key) {
+      if (key == "agentId") {
+        agent = reader.optionalText();
+      } else if (key == "message") {
+        message = reader.rawValue();
+      } else {
+        reader.skipValue();
+      }
+    });
+    if (!reader.finish() || message.empty()) {
+      return;
+    }
+    const Index starter = find(AgentIdentity::parse(InternedText(agent.value_or(""))));
+    if (starter) {
+      forEachToolUse(message, [&](const std::string& id) { start(id, *starter); });
+    }
+  }
+
+  void start(const std::string& toolUse, std::size_t starter) {
+    const auto found = waiting_.find(toolUse);
+    if (found == waiting_.end()) {
+      return;
+    }
+    // An agent's transcript may begin with a copy of the line that started it.
+    std::erase_if(found->second, [&](std::size_t node) {
+      if (node != starter) {
+        nodeOf(node).starter = starter;
+      }
+      return node != starter;
+    });
+    if (found->second.empty()) {
+      waiting_.erase(found);
+    }
+  }
+
+  // Removes the starter of every node on a circle.
+  void breakCircles() {
+    std::vector<std::size_t> visitedFrom(tree_.nodes.size());  // the walk that reached a node; 0: none
+    for (std::size_t first = 1; first < tree_.nodes.size(); ++first) {
+      Index at = first;
+      while (at && *at != 0 && visitedFrom[*at] == 0) {
+        visitedFrom[*at] = first;
+        at = nodeOf(*at).starter;
+      }
+      if (at && *at != 0 && visitedFrom[*at] == first) {  // this walk came back to its own path
+        while (at) {
+          at = std::exchange(nodeOf(*at).starter, std::nullopt);
+        }
+      }
+    }
+  }
+
+  // Sums up each node with all nodes below it: the nodes in the order of a walk from the top, backwards.
+  void addUp() {
+    std::vector<std::size_t> order = tree_.unknownStarter;
+    order.push_back(0);
+    for (std::size_t at = 0; at < order.size(); ++at) {
+      const std::vector<std::size_t>& started = nodeOf(order[at]).started;
+      order.insert(order.end(), started.begin(), started.end());
+    }
+    std::ranges::reverse(order);
+    for (const std::size_t index : order) {
+      TreeNode& node = nodeOf(index);
+      add(node.own, node.whole);
+      if (node.starter) {
+        add(node.whole, nodeOf(*node.starter).whole);
+      }
+    }
+    if (tree_.unknownStarter.empty()) {
+      nodeOf(0).whole.cost = tree_.report->total.cost;  // the same sum, also in its last bit
+    }
+  }
+
+  static void add(const Bucket& part, Bucket& sum) {
+    sum.requests += part.requests;
+    sum.cost += part.cost;
+  }
+
+  void sort(std::vector<std::size_t>& nodes) {
+    const auto cost = [this](std::size_t node) {
+      const double priced = nodeOf(node).whole.cost.priced;
+      return std::isnan(priced) ? 0.0 : -priced;
+    };
+    std::ranges::sort(nodes, [&](std::size_t left, std::size_t right) {
+      return std::pair(cost(left), nodeOf(left).agent.description()) <
+             std::pair(cost(right), nodeOf(right).agent.description());
+    });
+  }
+
+  Tree tree_;
+  absl::flat_hash_map<AgentIdentity, std::size_t> indexOf_;
+  absl::flat_hash_map<std::string, std::vector<std::size_t>> waiting_;  // nodes by the tool use that started them
+};
+
+}  // namespace
+
+Tree tree(DataSource& data, InternedText session) {
+  auto report = std::make_shared<const Report>(data.report(
+      Period::all(), [session](const UsageRecord& record) { return record.sessionId == session; },
+      ReportParts::only(&ReportParts::agents)));
+  const std::vector<FileProvenance> all = data.cache().recordsPerFile();
+  const std::vector<SessionFile> files = filesOf(session, all);
+  Growing growing(session, std::move(report));
+  growing.readSidecars(files);
+  growing.readToolUses(files);
+  return std::move(growing).result();
+}
+
+}  // namespace tallyfin::Answers

@@ -1,0 +1,62 @@
+#include "TallyfinCore/Attribution/Sidecars.hpp"
+
+#include "Platform/Concat.hpp"
+#include "Platform/Files.hpp"
+#include "Platform/Json.hpp"
+
+#include <utility>
+
+namespace tallyfin {
+namespace {
+
+constexpr std::uint64_t kLargestSidecar = std::uint64_t{64} << 10;  // bytes; real ones have a few hundred
+
+// Consumes a value; absent if it is not a text or empty.
+std::optional<std::string> someText(JsonReader& reader) {
+  std::optional<std::string> text = reader.optionalText();
+  return text && !text->empty() ? std::move(text) : std::nullopt;
+}
+
+// Consumes a value; absent if it is not a whole number.
+std::optional<std::int64_t> someNumber(JsonReader& reader) {
+  if (reader.peek() != JsonReader::Kind::number) {
+    reader.skipValue();
+    return std::nullopt;
+  }
+  const std::string_view digits = reader.number();
+  return reader.failed() ? std::nullopt : wholeJsonNumber(digits);
+}
+
+}  // namespace
+
+std::string sidecarPathOf(std::string_view transcript) {
+  return concat(Files::withoutLastComponent(transcript), "/",
+                Files::withoutExtension(Files::lastComponent(transcript)), ".meta.json");
+}
+
+std::optional<Sidecar> readSidecar(const std::string& path) {
+  const std::optional<Buffer> content = Files::contents(path, kLargestSidecar);
+  if (!content) {
+    return std::nullopt;
+  }
+  Sidecar sidecar;
+  JsonReader reader(content->bytes());
+  const bool isObject = reader.readObject([&](std::string_view key) {
+    if (key == "agentType") {
+      sidecar.agentType = someText(reader);
+    } else if (key == "description") {
+      sidecar.description = someText(reader);
+    } else if (key == "toolUseId") {
+      sidecar.toolUseId = someText(reader);
+    } else if (key == "parentAgentId") {
+      sidecar.parentAgentId = someText(reader);
+    } else if (key == "spawnDepth") {
+      sidecar.spawnDepth = someNumber(reader);
+    } else {
+      reader.skipValue();
+    }
+  });
+  return reader.finish() && isObject ? std::optional(std::move(sidecar)) : std::nullopt;
+}
+
+}  // namespace tallyfin
