@@ -8,6 +8,7 @@
 #include "Tallyfin/Subcommands.hpp"
 #include "Tallyfin/WithTranscripts.hpp"
 #include "TallyfinCore/Exports/AxisSheet.hpp"
+#include "TallyfinCore/Figures/Derived.hpp"
 #include "TallyfinCore/Figures/Money.hpp"
 #include "TallyfinCore/Figures/TimeCuts.hpp"
 #include "absl/strings/str_join.h"

@@ -24,14 +24,14 @@ struct SessionsQuestion {
 struct SessionRow {
   InternedText id;
   const Bucket* bucket = nullptr;        ///< valid while the answer's report exists
-  std::optional<InternedText> project;   ///< of its last request in the period
+  std::optional<InternedText> project = {};  ///< of its last request in the period
   std::int64_t agents = 0;               ///< sub-agents whose first request in the period is in this session
-  SessionDescription description;
+  SessionDescription description = {};
 };
 
 struct Sessions {
   std::shared_ptr<const Report> report;
-  std::vector<SessionRow> rows;
+  std::vector<SessionRow> rows = {};
   std::int64_t leftOut = 0;  ///< sessions that the limit left out
 };
 

@@ -17,12 +17,12 @@ namespace tallyfin::Answers {
 struct TreeNode {
   AgentIdentity agent;
   /// What the agent is: its name, else the type in its sidecar. Absent for the main session and if unknown.
-  std::optional<std::string> kind;
-  std::optional<std::string> description;  ///< what the agent was told to do; absent if unknown
-  Bucket own;                              ///< its own requests; empty if the main session has none
-  Bucket whole;                            ///< requests and cost, with those of all agents below; nothing else
+  std::optional<std::string> kind = {};
+  std::optional<std::string> description = {};  ///< what the agent was told to do; absent if unknown
+  Bucket own = {};                              ///< its own requests; empty if the main session has none
+  Bucket whole = {};                            ///< requests and cost, with those of all agents below; nothing else
   /// The node that started it; absent for the main session, and for agents whose starter is unknown.
-  std::optional<std::size_t> starter;
+  std::optional<std::size_t> starter = {};
   std::vector<std::size_t> started = {};  ///< the nodes that it started, most expensive (`whole`) first
 };
 

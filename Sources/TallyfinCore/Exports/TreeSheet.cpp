@@ -21,8 +21,8 @@ using Unit = Sheet::Unit;
 // starter is unknown.
 struct TreeRow {
   const TreeNode* node = nullptr;  // null: the other agents, or the heading
-  std::string starter;             // as in documents; empty for the main session
-  std::string branches;            // drawn before the name
+  std::string starter = {};        // as in documents; empty for the main session
+  std::string branches = {};       // drawn before the name
   std::int64_t depth = 0;          // 0: the main session
   std::int64_t others = 0;         // the number of agents without a row of their own
   Bucket sum = {};                 // without a node: of the agents that the row stands for, with all below them

@@ -160,9 +160,9 @@ class Descriptions {
     } else if (line->type == "summary") {
       keepLast(summary_, line->summary);
     } else if (line->type == "user" && !typed_ && !line->isByClient && !line->message.empty()) {
-      std::optional<std::string> text = asTitle(textOfMessage(line->message));
-      if (text && !text->starts_with('<')) {  // the client writes "<" before its own notifications
-        typed_ = std::move(text);
+      std::optional<std::string> title = asTitle(textOfMessage(line->message));
+      if (title && !title->starts_with('<')) {  // the client writes "<" before its own notifications
+        typed_ = std::move(title);
       }
     }
   }
