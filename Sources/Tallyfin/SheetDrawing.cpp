@@ -70,7 +70,7 @@ bool isOnTheRight(Unit unit) {
 }
 
 constexpr std::size_t kShortestModels = 12;
-constexpr std::size_t kShortestPhrase = 20;
+constexpr std::size_t kShortestPhrase = 12;
 constexpr std::size_t kShortestBar = 8;
 
 // As many models as fit, most used first, and the number of the others.
@@ -283,7 +283,7 @@ class Drawing {
       case Unit::models:
         return std::min(shown.width, kShortestModels);
       case Unit::phrase:
-        return std::min(shown.width, kShortestPhrase);
+        return std::min(shown.width, std::max(kShortestPhrase, whole() / 4));
       case Unit::share:
         return kShortestBar;
       case Unit::text:

@@ -43,8 +43,10 @@ const homes = {
     request(102, 's', 'claude-opus-5', most).replace(/"(\d{19})"/, '$1'), '{"usage": cut']),
 };
 
-function tallyfin(path, ...words) {
-  return execFileSync(TALLYFIN_COMMAND, ['export', ...words], { maxBuffer: 1 << 30, encoding: 'utf8', env: {
+const tallyfin = (path, ...words) => run(path, 'export', ...words);
+
+function run(path, ...words) {
+  return execFileSync(TALLYFIN_COMMAND, words, { maxBuffer: 1 << 30, encoding: 'utf8', env: {
     HOME: path, TALLYFIN_HOME: path, TALLYFIN_CACHE_PATH: join(scratch, 'cache.bin'), TZ: 'Europe/Berlin',
     TALLYFIN_PRICES: join(scratch, 'hostile/prices.json') } });
 }
@@ -121,6 +123,17 @@ test('what is lost, left out or not known is told', () => {
   const empty = validated(tallyfin(join(scratch, 'empty'), 'json'));
   assert.deepEqual(empty.losses, { files_unreadable: null, folders_unreadable: null, lines_rejected: null });
   assert.deepEqual([empty.total.cost.usd, empty.total.cost.basis, empty.rows], [null, 'unknown', []]);
+});
+
+test('views print valid documents', () => {
+  for (const path of Object.values(homes)) {
+    const sessions = validated(run(path, 'sessions', 'all', '--json'));
+    for (const { session } of sessions.rows) {
+      const tree = validated(run(path, 'tree', '--json', '--limit', '3', '--', session));
+      assert.equal(tree.total.requests >= 1, true);
+    }
+    validated(run(path, 'daily', 'all', '--json'));
+  }
 });
 
 test('the example of the documentation is a document', () => {

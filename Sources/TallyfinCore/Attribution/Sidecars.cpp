@@ -3,6 +3,7 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Json.hpp"
+#include "TallyfinCore/Transcripts/SessionDescription.hpp"
 
 #include <utility>
 
@@ -45,7 +46,7 @@ std::optional<Sidecar> readSidecar(const std::string& path) {
     if (key == "agentType") {
       sidecar.agentType = someText(reader);
     } else if (key == "description") {
-      sidecar.description = someText(reader);
+      sidecar.description = oneLine(reader.optionalText());
     } else if (key == "toolUseId") {
       sidecar.toolUseId = someText(reader);
     } else if (key == "parentAgentId") {

@@ -13,7 +13,7 @@ namespace tallyfin {
 /// The members of a sidecar that are used. A member that is missing, empty or of another type is absent.
 struct Sidecar {
   std::optional<std::string> agentType;      ///< what the agent is: "Explore"
-  std::optional<std::string> description;    ///< what it was told to do, in a few words
+  std::optional<std::string> description;    ///< what it was told to do, on one line
   std::optional<std::string> toolUseId;      ///< the id of the tool use that started it
   std::optional<std::string> parentAgentId;  ///< the agent that started it
   std::optional<std::int64_t> spawnDepth;    ///< 1: started by the main session

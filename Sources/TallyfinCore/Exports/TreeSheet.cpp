@@ -162,7 +162,7 @@ Sheet treeSheet(const Tree& tree, std::optional<std::size_t> most, const Calenda
       std::make_shared<const std::vector<TreeRow>>(TreeRows(tree, most.value_or(tree.nodes.size())).all());
   Sheet sheet{.calendar = calendar,
               .id = "agent_tree",
-              .title = concat("agents of session ", tree.session.text()),
+              .title = "who started whom",
               .rowCount = rows->size()};
   const auto add = [&](Sheet::Column column, auto cellOf, std::optional<Sheet::Cell> total = {}) {
     column.cell = [rows, cellOf](std::size_t row) { return Sheet::Cell(cellOf((*rows)[row])); };
@@ -193,12 +193,12 @@ Sheet treeSheet(const Tree& tree, std::optional<std::size_t> most, const Calenda
       orNothing(total.lastActivity));
   add({.id = "requests", .title = "requests", .unit = Unit::count, .worth = 7},
       ofNode([](const TreeNode& node) { return node.own.requests; }), total.requests);
-  add({.id = "cost", .title = "cost", .unit = Unit::dollars, .worth = Sheet::always + 1},
+  add({.id = "cost", .title = "cost", .unit = Unit::dollars, .worth = Sheet::always + 2},
       ofNode([](const TreeNode& node) {
         return node.own.requests > 0 ? Sheet::Cell(Sheet::Amount{&node.own}) : Sheet::Cell(Sheet::Idle());
       }),
       Sheet::Amount{&total});
-  add({.id = "cost_with_started", .title = "with started", .unit = Unit::dollars, .worth = Sheet::always + 2},
+  add({.id = "cost_with_started", .title = "with started", .unit = Unit::dollars, .worth = Sheet::always + 1},
       [](const TreeRow& row) { return Sheet::Amount{row.node == nullptr ? &row.sum : &row.node->whole}; },
       Sheet::Amount{&total});
   return sheet;

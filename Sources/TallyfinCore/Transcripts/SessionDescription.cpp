@@ -105,23 +105,6 @@ std::optional<std::string> textOfMessage(std::string_view message) {
   return text;
 }
 
-// The text on one line and shortened; absent if it is blank.
-std::optional<std::string> asTitle(const std::optional<std::string>& text) {
-  constexpr std::size_t kMostBytes = 4096;  // counting the characters of a long text would take time
-  constexpr std::size_t kMostCharacters = 200;
-  if (!text) {
-    return std::nullopt;
-  }
-  const std::vector<std::string> words =
-      absl::StrSplit(text->substr(0, kMostBytes), absl::ByAnyChar(" \t\r\n\v\f"), absl::SkipEmpty());
-  const std::string line = Text::repaired(absl::StrJoin(words, " "));
-  const std::string_view start = Text::prefix(line, kMostCharacters);
-  if (start.empty()) {
-    return std::nullopt;
-  }
-  return start.size() < line.size() || text->size() > kMostBytes ? concat(start, "…") : line;
-}
-
 // Collects the description from lines in their order.
 class Descriptions {
  public:
@@ -160,7 +143,7 @@ class Descriptions {
     } else if (line->type == "summary") {
       keepLast(summary_, line->summary);
     } else if (line->type == "user" && !typed_ && !line->isByClient && !line->message.empty()) {
-      std::optional<std::string> title = asTitle(textOfMessage(line->message));
+      std::optional<std::string> title = oneLine(textOfMessage(line->message));
       if (title && !title->starts_with('<')) {  // the client writes "<" before its own notifications
         typed_ = std::move(title);
       }
@@ -168,7 +151,7 @@ class Descriptions {
   }
 
   static void keepLast(std::optional<std::string>& kept, const std::optional<std::string>& text) {
-    if (std::optional<std::string> title = asTitle(text)) {
+    if (std::optional<std::string> title = oneLine(text)) {
       kept = std::move(title);
     }
   }
@@ -195,6 +178,22 @@ Buffer bytesAt(const PlainFile& file, std::uint64_t offset, std::uint64_t count)
 }
 
 }  // namespace
+
+std::optional<std::string> oneLine(const std::optional<std::string>& text) {
+  constexpr std::size_t kMostBytes = 4096;  // counting the characters of a long text would take time
+  constexpr std::size_t kMostCharacters = 200;
+  if (!text) {
+    return std::nullopt;
+  }
+  const std::vector<std::string> words =
+      absl::StrSplit(text->substr(0, kMostBytes), absl::ByAnyChar(" \t\r\n\v\f"), absl::SkipEmpty());
+  const std::string line = Text::repaired(absl::StrJoin(words, " "));
+  const std::string_view start = Text::prefix(line, kMostCharacters);
+  if (start.empty()) {
+    return std::nullopt;
+  }
+  return start.size() < line.size() || text->size() > kMostBytes ? concat(start, "…") : line;
+}
 
 SessionDescription describeSession(const std::string& transcript) {
   const PlainFile file(transcript);
