@@ -96,6 +96,7 @@ class Writer {
         request();
       }
     }
+    if (transcript_.agentId.empty()) titleLine();
     return counts_;
   }
 
@@ -156,6 +157,20 @@ class Writer {
     prose_.append(out_, TextKind::prose, random_.longTailed(40, 2500), random_);
     out_ += "\"}";
     endLine();
+  }
+
+  // The client's title of the session. It draws no random numbers, so that requests do not depend on it.
+  void titleLine() {
+    static constexpr std::array<std::string_view, 8> kDeeds = {"Fix",      "Explain", "Extend", "Review",
+                                                               "Speed up", "Test",    "Rename", "Split"};
+    static constexpr std::array<std::string_view, 10> kThings = {
+        "the date parser", "the retry logic",    "the export dialog", "invoice rounding", "the login page",
+        "cache eviction",  "the search results", "the CI workflow",   "config loading",   "error messages"};
+    const std::uint64_t seed = transcript_.seed >> 8U;
+    out_.append(R"({"type":"ai-title","aiTitle":")").append(kDeeds.at(seed % kDeeds.size())).append(" ");
+    out_.append(kThings.at(seed / kDeeds.size() % kThings.size()));
+    out_.append(R"(","sessionId":")").append(session_.id).append("\"}\n");
+    ++counts_.lines;
   }
 
   void summaryLine() {

@@ -30,11 +30,10 @@ int showSessions(const Call& call) {
     Sheet sheet = sessionSheet(answer, data.calendar());
     setQuestion(sheet, days, period, filters);
     if (answer.leftOut > 0) {
-      sheet.notes.push_back(concat(
-          counted(answer.leftOut, byCost ? "cheaper session" : "earlier session",
-                  byCost ? "cheaper sessions" : "earlier sessions"),
-          answer.leftOut == 1 ? " is" : " are", " not shown; the total includes ",
-          answer.leftOut == 1 ? "it" : "them", ". Use --limit to show more."));
+      sheet.notes.push_back(concat(counted(answer.leftOut, byCost ? "cheaper session" : "earlier session",
+                                           byCost ? "cheaper sessions" : "earlier sessions"),
+                                   answer.leftOut == 1 ? " is" : " are", " not shown; the total includes ",
+                                   answer.leftOut == 1 ? "it" : "them", ". Use --limit to show more."));
     }
     std::ranges::move(notesOn(*answer.report, data), std::back_inserter(sheet.notes));
     disclaim(sheet.notes);

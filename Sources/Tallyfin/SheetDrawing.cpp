@@ -34,8 +34,8 @@ constexpr std::string_view kYellow = "\033[33m";
 // Replacements for the special characters in our texts if only ASCII is available; any other character
 // becomes "?".
 constexpr std::pair<std::string_view, std::string_view> kAscii[] = {
-    {"≥", ">="}, {"…", "~"}, {"→", "->"}, {"·", "-"}, {"—", "-"}, {"×", "x"}, {"─", "-"}, {"█", "#"},
-    {"├", "|"},  {"└", "`"}, {"│", "|"}};
+    {"≥", ">="}, {"…", "~"}, {"→", "->"}, {"·", "-"}, {"—", "-"}, {"×", "x"},
+    {"─", "-"},  {"█", "#"}, {"├", "|"},  {"└", "`"}, {"│", "|"}};
 
 std::string ascii(std::string_view text) {
   std::string out;
@@ -194,9 +194,8 @@ class Drawing {
       if (text.size() <= width) {
         return text;
       }
-      return drawing.shown(unit == Unit::phrase
-                               ? beginningOf(text, width)
-                               : Text::visible(text, std::max<std::size_t>(width, 4)));
+      return drawing.shown(unit == Unit::phrase ? beginningOf(text, width)
+                                                : Text::visible(text, std::max<std::size_t>(width, 4)));
     }
     std::string operator()(const Sheet::Amount& cost) const { return drawing.shown(amount(*cost.bucket)); }
     std::string operator()(const Sheet::Models& models) const {
@@ -246,8 +245,8 @@ class Drawing {
 
   std::size_t whole() const { return static_cast<std::size_t>(std::max(console_.width, 1)); }
 
-  // Keeps the columns that fit the console and divides its width among them: each gets its smallest width, then
-  // the first gets what it needs, then the others share what is left.
+  // Keeps the columns that fit the console and divides its width among them: each gets its smallest width,
+  // then the first gets what it needs, then the others share what is left.
   void fit() {
     std::size_t left = whole();
     std::vector<Shown> fitting;

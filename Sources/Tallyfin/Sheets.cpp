@@ -18,7 +18,10 @@ Option jsonOption() {
 }
 
 Option limitOption(const std::string& what) {
-  return {.name = "limit", .value = "N", .help = concat("At most so many rows, ", what), .values = Values::number};
+  return {.name = "limit",
+          .value = "N",
+          .help = concat("At most so many rows, ", what),
+          .values = Values::number};
 }
 
 void setQuestion(Sheet& sheet, const Days& days, const Period& period, const Filters& filters) {

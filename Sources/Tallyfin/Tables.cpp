@@ -138,14 +138,15 @@ int showTable(const Call& call, Axis axis, const Days& days) {
     const Period period = periodOf(days, data);
     const Filters filters = filtersOf(call.arguments, data);
     ReportParts parts = neededFor({&axis, 1});
-    parts.origins = false;  // no column of a table shows them
+    const bool isDocument = call.arguments.has("json");
+    parts.origins &= isDocument;  // no column of a table shows them
     const Report report = data.report(period, filters.predicate, parts);
     const std::optional<TimeStep> step = calendarStep(axis);
     const bool isInTime = isChronological(axis);
     const std::optional<std::int64_t> limit = call.arguments.number("limit");
     std::vector<Entry> entries =
-        step ? rowsOf(report, *step, period, firstRequest(data), data.now(), data.calendar())
-             : rows(report, axis, data.calendar(), isInTime ? std::nullopt : limit);
+        step && !isDocument ? rowsOf(report, *step, period, firstRequest(data), data.now(), data.calendar())
+                            : rows(report, axis, data.calendar(), isInTime ? std::nullopt : limit);
     const auto all = isInTime ? entries.size() : static_cast<std::size_t>(rowCount(report, axis));
     if (limit && std::cmp_less(*limit, entries.size())) {  // chronological rows: keep the latest
       entries.erase(entries.begin(), entries.end() - *limit);

@@ -128,8 +128,8 @@ test('what is lost, left out or not known is told', () => {
 test('views print valid documents', () => {
   for (const path of Object.values(homes)) {
     const sessions = validated(run(path, 'sessions', 'all', '--json'));
-    for (const { session } of sessions.rows) {
-      const tree = validated(run(path, 'tree', '--json', '--limit', '3', '--', session));
+    for (const { session } of sessions.rows.filter((row) => !row.key.includes('\0'))) {
+      const tree = validated(run(path, 'tree', '--json', '--limit', '3', `--session-id=${session}`));
       assert.equal(tree.total.requests >= 1, true);
     }
     validated(run(path, 'daily', 'all', '--json'));

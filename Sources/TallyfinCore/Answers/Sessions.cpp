@@ -82,8 +82,8 @@ Sessions sessions(DataSource& data, const SessionsQuestion& question) {
     agents[session] += agent.isSubagent() ? 1 : 0;
   }
   Sessions answer{.report = report};
-  const auto chosen = question.byCost ? ranked(report->bySession, question.limit)
-                                      : latest(report->bySession, question.limit);
+  const auto chosen =
+      question.byCost ? ranked(report->bySession, question.limit) : latest(report->bySession, question.limit);
   for (const auto& [id, bucket] : chosen) {
     SessionRow row{.id = id, .bucket = bucket, .agents = agents[id]};
     if (const auto project = report->sessionProject.find(id); project != report->sessionProject.end()) {

@@ -15,17 +15,17 @@ namespace tallyfin::Answers {
 struct SessionsQuestion {
   Period period;
   Filters filters;
-  /// At most so many sessions (not negative), the latest or the most expensive. Descriptions are read only for
-  /// these. Absent: all.
+  /// At most so many sessions (not negative), the latest or the most expensive. Descriptions are read only
+  /// for these. Absent: all.
   std::optional<std::int64_t> limit;
   bool byCost = false;  ///< the most expensive first; otherwise the latest last
 };
 
 struct SessionRow {
   InternedText id;
-  const Bucket* bucket = nullptr;        ///< valid while the answer's report exists
+  const Bucket* bucket = nullptr;            ///< valid while the answer's report exists
   std::optional<InternedText> project = {};  ///< of its last request in the period
-  std::int64_t agents = 0;               ///< sub-agents whose first request in the period is in this session
+  std::int64_t agents = 0;  ///< sub-agents whose first request in the period is in this session
   SessionDescription description = {};
 };
 

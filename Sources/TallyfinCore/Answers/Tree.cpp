@@ -264,7 +264,8 @@ class Growing {
 
   Tree tree_;
   absl::flat_hash_map<AgentIdentity, std::size_t> indexOf_;
-  absl::flat_hash_map<std::string, std::vector<std::size_t>> waiting_;  // nodes by the tool use that started them
+  absl::flat_hash_map<std::string, std::vector<std::size_t>>
+      waiting_;  // nodes by the tool use that started them
 };
 
 }  // namespace

@@ -20,7 +20,7 @@ struct TreeNode {
   std::optional<std::string> kind = {};
   std::optional<std::string> description = {};  ///< what the agent was told to do; absent if unknown
   Bucket own = {};                              ///< its own requests; empty if the main session has none
-  Bucket whole = {};                            ///< requests and cost, with those of all agents below; nothing else
+  Bucket whole = {};  ///< requests and cost, with those of all agents below; nothing else
   /// The node that started it; absent for the main session, and for agents whose starter is unknown.
   std::optional<std::size_t> starter = {};
   std::vector<std::size_t> started = {};  ///< the nodes that it started, most expensive (`whole`) first
@@ -33,10 +33,10 @@ struct Tree {
   std::vector<std::size_t> unknownStarter;  ///< the agents whose starter is unknown, most expensive first
 };
 
-/// The tree of a session that has requests. The starter of an agent is the `parentAgentId` of its sidecar if an
-/// agent of the session has that id; else the agent whose transcript holds the tool use that started it, for
-/// which all transcripts of the session are read; else the main session if the sidecar says that the agent is
-/// one level below it. Agents that start each other in a circle have no known starter.
+/// The tree of a session that has requests. The starter of an agent is the `parentAgentId` of its sidecar if
+/// an agent of the session has that id; else the agent whose transcript holds the tool use that started it,
+/// for which all transcripts of the session are read; else the main session if the sidecar says that the
+/// agent is one level below it. Agents that start each other in a circle have no known starter.
 Tree tree(DataSource& data, InternedText session);
 
 }  // namespace tallyfin::Answers

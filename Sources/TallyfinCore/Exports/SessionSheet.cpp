@@ -64,8 +64,9 @@ Sheet sessionSheet(const Answers::Sessions& sessions, const Calendar& calendar) 
       [](const Row& row) { return textOrNothing(row.description.branch); });
   add({.id = "agents", .title = "agents", .unit = Unit::count, .worth = 6},
       [](const Row& row) { return row.agents; });
-  add({.id = "share", .title = "share", .unit = Unit::percent, .worth = 5},
-      [whole](const Row& row) { return Sheet::Share{row.bucket, whole}; });
+  add({.id = "share", .title = "share", .unit = Unit::percent, .worth = 5}, [whole](const Row& row) {
+    return Sheet::Share{row.bucket, whole};
+  });
   sheet.rowsLeftOut = static_cast<std::size_t>(sessions.leftOut);
   return sheet;
 }

@@ -41,8 +41,8 @@ struct Sheet {
   using Cell =
       std::variant<std::monostate, std::string, std::int64_t, TimePoint, Amount, Idle, Models, Share>;
 
-  /// A `phrase` is a text whose beginning is enough, such as a title. A `share` is drawn as a bar, a `percent`
-  /// as a number.
+  /// A `phrase` is a text whose beginning is enough, such as a title. A `share` is drawn as a bar, a
+  /// `percent` as a number.
   enum class Unit : std::uint8_t { text, phrase, dollars, count, tokens, time, models, share, percent };
 
   struct Column {

@@ -25,7 +25,7 @@ struct TreeRow {
   std::string branches = {};       // drawn before the name
   std::int64_t depth = 0;          // 0: the main session
   std::int64_t others = 0;         // the number of agents without a row of their own
-  Bucket sum = {};                 // without a node: of the agents that the row stands for, with all below them
+  Bucket sum = {};  // without a node: of the agents that the row stands for, with all below them
 };
 
 std::string nameOf(const AgentIdentity& agent) {
@@ -45,7 +45,8 @@ std::vector<bool> chosenNodes(const Tree& tree, std::size_t most) {
   std::vector<std::size_t> order(tree.nodes.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   const auto cost = [&](std::size_t node) { return tree.nodes[node].whole.cost.priced; };
-  std::ranges::stable_sort(order, [&](std::size_t left, std::size_t right) { return cost(left) > cost(right); });
+  std::ranges::stable_sort(order,
+                           [&](std::size_t left, std::size_t right) { return cost(left) > cost(right); });
   std::vector<bool> isChosen(tree.nodes.size());
   isChosen[0] = true;
   for (const std::size_t first : order) {
@@ -55,7 +56,8 @@ std::vector<bool> chosenNodes(const Tree& tree, std::size_t most) {
     if (first != 0) {
       --most;
     }
-    for (std::optional<std::size_t> node = first; node && !isChosen[*node]; node = tree.nodes[*node].starter) {
+    for (std::optional<std::size_t> node = first; node && !isChosen[*node];
+         node = tree.nodes[*node].starter) {
       isChosen[*node] = true;
     }
   }
@@ -160,10 +162,8 @@ Sheet::Cell textOrEmpty(const std::string& text) {
 Sheet treeSheet(const Tree& tree, std::optional<std::size_t> most, const Calendar& calendar) {
   const auto rows =
       std::make_shared<const std::vector<TreeRow>>(TreeRows(tree, most.value_or(tree.nodes.size())).all());
-  Sheet sheet{.calendar = calendar,
-              .id = "agent_tree",
-              .title = "who started whom",
-              .rowCount = rows->size()};
+  Sheet sheet{
+      .calendar = calendar, .id = "agent_tree", .title = "who started whom", .rowCount = rows->size()};
   const auto add = [&](Sheet::Column column, auto cellOf, std::optional<Sheet::Cell> total = {}) {
     column.cell = [rows, cellOf](std::size_t row) { return Sheet::Cell(cellOf((*rows)[row])); };
     column.total = std::move(total);
@@ -177,7 +177,8 @@ Sheet treeSheet(const Tree& tree, std::optional<std::size_t> most, const Calenda
   };
   const auto orNothing = [](const auto& value) { return value ? Sheet::Cell(*value) : Sheet::Cell(); };
   const Bucket& total = tree.report->total;
-  add({.id = "", .title = "agent", .worth = Sheet::always + 3}, [](const TreeRow& row) { return labelOf(row); });
+  add({.id = "", .title = "agent", .worth = Sheet::always + 3},
+      [](const TreeRow& row) { return labelOf(row); });
   add({.id = "agent"}, ofNode([](const TreeNode& node) { return nameOf(node.agent); }));
   add({.id = "kind"}, ofNode([=](const TreeNode& node) { return orNothing(node.kind); }));
   add({.id = "starter"}, [](const TreeRow& row) { return textOrEmpty(row.starter); });
@@ -198,7 +199,8 @@ Sheet treeSheet(const Tree& tree, std::optional<std::size_t> most, const Calenda
         return node.own.requests > 0 ? Sheet::Cell(Sheet::Amount{&node.own}) : Sheet::Cell(Sheet::Idle());
       }),
       Sheet::Amount{&total});
-  add({.id = "cost_with_started", .title = "with started", .unit = Unit::dollars, .worth = Sheet::always + 1},
+  add(
+      {.id = "cost_with_started", .title = "with started", .unit = Unit::dollars, .worth = Sheet::always + 1},
       [](const TreeRow& row) { return Sheet::Amount{row.node == nullptr ? &row.sum : &row.node->whole}; },
       Sheet::Amount{&total});
   return sheet;

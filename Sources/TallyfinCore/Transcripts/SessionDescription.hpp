@@ -1,7 +1,7 @@
 #pragma once
 
-// What a session was about: its title and its branch, as the client writes them into the transcript. Read only
-// when a view shows them, and never stored.
+// What a session was about: its title and its branch, as the client writes them into the transcript. Read
+// only when a view shows them, and never stored.
 
 #include <optional>
 #include <string>
@@ -21,8 +21,8 @@ struct SessionDescription {
 std::optional<std::string> oneLine(const std::optional<std::string>& text);
 
 /// Reads the description from the first 256 KiB and the last MiB of a transcript, which bounds the time for
-/// long sessions. Of several titles of a kind the last holds. Lines that are not valid JSON are skipped; a file
-/// that cannot be read or is not a regular file has no description.
+/// long sessions. Of several titles of a kind the last holds. Lines that are not valid JSON are skipped; a
+/// file that cannot be read or is not a regular file has no description.
 SessionDescription describeSession(const std::string& transcript);
 
 }  // namespace tallyfin
