@@ -85,7 +85,8 @@ std::string wordsOf(const Refusal& refusal) {
   if (const NoSuchName* const name = std::get_if<NoSuchName>(&refusal)) {
     const std::string_view kind = wordOf(name->kind);
     return concat("no ", kind, name->kind == NameKind::session ? " begins with \"" : " matches \"",
-                  name->text, "\"; `tallyfin table --by ", kind, " all` lists the ", kind, "s");
+                  name->text, "\"; `tallyfin table --by ", kind, " all` lists the ", kind, "s",
+                  name->kind == NameKind::agent ? ", `--by kind` their kinds" : "");
   }
   const auto& names = std::get<SeveralNames>(refusal);
   return concat("\"", names.text, "\" fits ", std::to_string(names.candidates.size()), " ",
@@ -177,7 +178,9 @@ std::vector<Option> choosingOptions(const std::string& fallback) {
   std::vector<Option> options = daysOptions(fallback);
   options.push_back({.name = "agent",
                      .value = "AGENT",
-                     .help = "Narrow to one agent: name, `agentId` (or a prefix), or `main`.",
+                     .help =
+                         "Narrow to one agent (`main`, an `agentId` or its beginning) or to all agents of a "
+                         "kind (its name or a fragment).",
                      .values = Values::agent});
   options.push_back({.name = "project",
                      .value = "PROJECT",
@@ -202,7 +205,10 @@ InternedText sessionOf(const std::optional<std::string>& text, DataSource& data)
 }
 
 Filters filtersOf(const CallArguments& arguments, DataSource& data) {
-  FilterWords words{arguments.text("agent"), arguments.text("project"), arguments.text("session-id")};
+  FilterWords words{.agent = {},
+                    .project = arguments.text("project"),
+                    .session = arguments.text("session-id"),
+                    .agentOrKind = arguments.text("agent")};
   if (words.session && isLast(*words.session)) {
     words.session = sessionOf(std::nullopt, data).text();
   }

@@ -116,8 +116,11 @@ std::optional<std::string> textOf(const std::optional<InternedText>& key) {
   return key ? std::optional(std::string(key->text())) : std::nullopt;
 }
 
-std::optional<std::string> textOf(const std::optional<AgentIdentity>& agent) {
-  return agent ? std::optional(std::string(agent->description())) : std::nullopt;
+// The key of the row that a filter keeps, on the axis `agent` or `kind`.
+std::optional<std::string> agentIn(const Filters& filters) {
+  return filters.kind    ? textOf(filters.kind->key())
+         : filters.agent ? std::optional(std::string(filters.agent->description()))
+                         : std::nullopt;
 }
 
 // Builds the report with these parts and the options for documents with these axes.
@@ -131,7 +134,7 @@ Account accountOf(const Call& call, const Days& days, DataSource& data, std::vec
   options.to = period.through;
   options.recordFilter = filters.predicate;
   options.narrowing = {
-      .agent = textOf(filters.agent), .project = textOf(filters.project), .session = textOf(filters.session)};
+      .agent = agentIn(filters), .project = textOf(filters.project), .session = textOf(filters.session)};
   options.prices = data.prices();
   options.limitPerAxis = call.arguments.number("limit");
   options.byteOrderMark = call.arguments.has("bom");
@@ -171,7 +174,7 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
   const Days days = daysOf(call, "all");
   const Destination destination(call, isAll);
   return withTranscripts(call, [&](DataSource& data) {
-    const std::vector<Axis> wanted = isAll ? std::vector(allAxes.begin(), allAxes.end()) : axes;
+    const std::vector<Axis> wanted = isAll ? std::vector(transcriptAxes.begin(), transcriptAxes.end()) : axes;
     const Account account = accountOf(call, days, data, wanted, neededFor(wanted));
     const auto write = [&](Axis one) {
       tellLimit(account, one, call.console);
@@ -183,7 +186,7 @@ int exportAxes(const Call& call, const AxisKind& kind, const std::vector<Axis>& 
       return write(axes.front());
     }
     int status = done;
-    for (const Axis one : allAxes) {
+    for (const Axis one : wanted) {
       const bool hasRows = rowCount(account.report, one) > 0;
       status = status == done && hasRows ? write(one) : status;
     }
@@ -244,7 +247,9 @@ std::vector<Option> withCommon(std::vector<Option> options) {
 std::vector<Option> axisOptions(const std::string& axisHelp, const std::vector<Option>& own) {
   std::vector<Option> options = {
       {.name = "axis", .value = "AXIS", .help = axisHelp, .values = Values::word, .words = axisNames()},
-      {.name = "all", .value = "", .help = "Write a file for each axis that has rows; needs --out FOLDER"},
+      {.name = "all",
+       .value = "",
+       .help = "Write a file for each axis but kind that has rows; needs --out FOLDER"},
       {.name = "limit",
        .value = "N",
        .help = "Write at most this many rows of an axis",

@@ -117,6 +117,12 @@ std::vector<std::string> notesOf(const Report& report, Axis axis, const Period& 
   if (const std::optional<TimeStep> step = calendarStep(axis)) {
     noteBeginning(notes, period, data);
     noteCuts(notes, *step, period, data.calendar());
+  } else if (axis == Axis::kind) {
+    notes.emplace_back("A run is one agent; for the main session, one session.");
+    if (report.byKind.find(AgentKind::unnamed()) != nullptr) {
+      notes.emplace_back(
+          "Agents are unnamed if they have no name and no readable type beside their transcript.");
+    }
   } else if (axis == Axis::block) {
     noteBlock(notes, report, period, data.now(), data.calendar());
   }

@@ -83,6 +83,8 @@ class SameSum : public testing::Test {
     const char* const agents[] = {"", "", "areviewer-0123456789abcdef", "f00d"};
     const char* const files[] = {".claude/projects/p/a.jsonl", ".claude/projects/p/b.jsonl",
                                  ".claude-work/projects/q/c.jsonl"};
+    machine_.home.write(".claude/projects/p/a.meta.json", R"({"agentType":"reviewer"})");
+    machine_.home.write(".claude-work/projects/q/c.meta.json", R"({"agentType":"reader"})");
     const double start = machine_.now - 11 * 86'400;
     for (std::size_t i = below(40); i > 0; --i) {
       const UsageLine line{

@@ -39,7 +39,8 @@ const RefreshStats& DataSource::ensureFresh() {
   }
   finishSaving();
   refreshStats_.reset();  // if memory runs out during this refresh, the next call refreshes again
-  records_ = {};          // freed early, so that the new records can use the memory
+  kinds_.reset();
+  records_ = {};  // freed early, so that the new records can use the memory
   std::future<AgentRoster> roster;
   if (!rosterLoaded_) {
     roster = std::async(onTheSide(), [this] {
@@ -96,8 +97,16 @@ void DataSource::finishSaving() {
 Report DataSource::report(const Period& period, const RecordFilter& filter,
                           std::optional<ReportParts> parts) {
   ensureFresh();
-  return aggregator_.aggregate(records_, period.from, period.through, diagnostics_,
-                               parts.value_or(period.isSingleDay), filter);
+  const ReportParts wanted = parts.value_or(period.isSingleDay);
+  return aggregator_.aggregate(records_, period.from, period.through, diagnostics_, wanted, filter,
+                               wanted.kinds ? &kinds() : nullptr);
+}
+
+AgentKinds& DataSource::kinds() {
+  if (!kinds_) {
+    kinds_.emplace(transcriptsOfAgents(cache_.recordsPerFile()));
+  }
+  return *kinds_;
 }
 
 }  // namespace tallyfin

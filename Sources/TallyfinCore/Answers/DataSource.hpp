@@ -44,7 +44,8 @@ class DataSource {
   const std::string& savingError() const { return savingError_; }
 
   /// Calls `ensureFresh`, then returns the report of a period over the records that pass `filter`. `parts`
-  /// defaults to the default parts, plus hours for a single day.
+  /// defaults to the default parts, plus hours for a single day. Reads sidecars only if `parts` requests
+  /// kinds.
   Report report(const Period& period, const RecordFilter& filter = {}, std::optional<ReportParts> parts = {});
 
   const std::vector<SourceHome>& homes() const { return homes_; }
@@ -55,6 +56,9 @@ class DataSource {
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
   const PriceList& prices() const { return aggregator_.prices(); }
   const AgentRoster& roster() const { return roster_; }
+  /// The kinds of the agents in `records()`. Reads the sidecar of each agent that it is asked for. Valid
+  /// until the next refresh.
+  AgentKinds& kinds();
   /// The current time. A tool reads it once at its start, so that the whole answer refers to one moment, even
   /// around midnight.
   TimePoint now() const { return environment_.now(); }
@@ -78,6 +82,7 @@ class DataSource {
   std::optional<RefreshStats> refreshStats_;
   std::optional<TimePoint> lastRefresh_;
   AgentRoster roster_;
+  std::optional<AgentKinds> kinds_;  // absent until needed after a refresh
   bool rosterLoaded_ = false;
   ReadProgress progress_;
   std::string savingError_;   // access only while no save is running

@@ -2,6 +2,7 @@
 
 #include "Platform/Concat.hpp"
 #include "TallyfinCore/Answers/Lookup.hpp"
+#include "absl/container/flat_hash_set.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -51,13 +52,43 @@ std::optional<Refusal> keep(std::optional<Key>& key, const std::optional<std::st
   return std::nullopt;
 }
 
-RecordFilter predicateOf(const Filters& filters, const ProjectResolver& resolver) {
+// Looks up an agent or a kind, and stores which. Returns the refusal, if any.
+std::optional<Refusal> keepAgentOrKind(Filters& filters, const std::string& word, DataSource& data,
+                                       const Report& wide) {
+  Answered<AgentChoice> found = resolveAgentOrKind(word, wide, data.kinds());
+  if (Refusal* const refusal = std::get_if<Refusal>(&found)) {
+    return std::move(*refusal);
+  }
+  const auto& choice = std::get<AgentChoice>(found);
+  if (const AgentKind* const kind = std::get_if<AgentKind>(&choice)) {
+    filters.kind = *kind;
+  } else {
+    filters.agent = std::get<AgentIdentity>(choice);
+  }
+  return std::nullopt;
+}
+
+// Whether a record belongs to an agent of a kind. The agents are those of the whole history.
+RecordFilter ofKind(const AgentKind& kind, const Report& wide, AgentKinds& kinds) {
+  absl::flat_hash_set<AgentIdentity> agents;
+  for (const auto& [agent, bucket] : wide.byAgent) {
+    if (kinds.of(agent) == kind) {
+      agents.insert(agent);
+    }
+  }
+  return [agents = std::move(agents)](const UsageRecord& record) { return agents.contains(record.agent); };
+}
+
+RecordFilter predicateOf(const Filters& filters, const Report& wide, DataSource& data) {
   std::vector<RecordFilter> all;
+  if (filters.kind) {
+    all.push_back(ofKind(*filters.kind, wide, data.kinds()));
+  }
   if (filters.agent) {
     all.emplace_back([agent = *filters.agent](const UsageRecord& record) { return record.agent == agent; });
   }
   if (filters.project) {
-    all.emplace_back(InProject(resolver, *filters.project));
+    all.emplace_back(InProject(data.resolver(), *filters.project));
   }
   if (filters.session) {
     all.emplace_back([id = *filters.session](const UsageRecord& record) { return record.sessionId == id; });
@@ -73,6 +104,9 @@ std::vector<std::pair<std::string_view, std::string>> Filters::named() const {
   std::vector<std::pair<std::string_view, std::string>> filters;
   if (agent) {
     filters.emplace_back("agent", agent->labelWithId());
+  }
+  if (kind) {
+    filters.emplace_back("agent", kind->label().text());
   }
   if (project) {
     filters.emplace_back("project", project->text());
@@ -93,15 +127,18 @@ std::vector<std::string> Filters::described() const {
 
 Answered<Filters> buildFilters(DataSource& data, const FilterWords& words) {
   Filters filters;
-  if (!isGiven(words.agent) && !isGiven(words.project) && !isGiven(words.session)) {
-    return filters;
-  }
   ReportParts named = ReportParts::only();
-  named.agents = isGiven(words.agent);
+  named.agents = isGiven(words.agent) || isGiven(words.agentOrKind);
   named.projects = isGiven(words.project);
   named.sessions = isGiven(words.session);
+  if (!named.agents && !named.projects && !named.sessions) {
+    return filters;
+  }
   const Report wide = data.report(Period::all(), {}, named);
   std::optional<Refusal> refusal = keep(filters.agent, words.agent, resolveAgent, wide);
+  if (!refusal && isGiven(words.agentOrKind)) {
+    refusal = keepAgentOrKind(filters, *words.agentOrKind, data, wide);
+  }
   if (!refusal) {
     refusal = keep(filters.project, words.project, resolveProject, wide);
   }
@@ -111,7 +148,7 @@ Answered<Filters> buildFilters(DataSource& data, const FilterWords& words) {
   if (refusal) {
     return *std::move(refusal);
   }
-  filters.predicate = predicateOf(filters, data.resolver());
+  filters.predicate = predicateOf(filters, wide, data);
   return filters;
 }
 

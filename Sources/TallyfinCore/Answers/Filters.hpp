@@ -1,6 +1,6 @@
 #pragma once
 
-// Narrows a question to one agent, one project or one session.
+// Narrows a question to one agent or one kind of agents, one project or one session.
 
 #include "TallyfinCore/Answers/DataSource.hpp"
 #include "TallyfinCore/Answers/Refusal.hpp"
@@ -18,17 +18,20 @@ struct FilterWords {
   std::optional<std::string> agent;
   std::optional<std::string> project;
   std::optional<std::string> session;
+  /// Instead of `agent`: also accepts a kind, which sidecars may tell.
+  std::optional<std::string> agentOrKind = {};
 };
 
 /// The filters of a question. A record must match all that are set.
 struct Filters {
   RecordFilter predicate;  ///< empty if no filter is set
   std::optional<AgentIdentity> agent;
+  std::optional<AgentKind> kind;  ///< all agents of this kind, instead of one agent
   std::optional<InternedText> project;
   std::optional<InternedText> session;
 
   /// Name and value of each filter that is set, in the order agent, project, session: {"project",
-  /// "~/src/atlas"}.
+  /// "~/src/atlas"}. A kind is named "agent".
   std::vector<std::pair<std::string_view, std::string>> named() const;
 
   /// The same as text: "project = ~/src/atlas".

@@ -24,9 +24,10 @@ Sheet::Cell orNothing(const std::optional<std::string_view>& text) {
 // Adds the columns of an axis in the order that documents use.
 class AxisColumns {
  public:
-  AxisColumns(const Report& report, Axis axis, std::vector<Entry> entries)
+  AxisColumns(const Report& report, Axis axis, std::vector<Entry> entries, const Calendar& calendar)
       : report_(report),
         axis_(axis),
+        calendar_(calendar),
         entries_(std::make_shared<const std::vector<Entry>>(std::move(entries))) {}
 
   std::vector<Sheet::Column> all() {
@@ -42,6 +43,9 @@ class AxisColumns {
     sums(
         {.id = "cost", .title = "cost", .unit = Unit::dollars, .worth = Sheet::always + 1},
         [](const Bucket& bucket) { return Sheet::Amount{&bucket}; }, Sheet::Idle());
+    if (axis_ == Axis::kind) {
+      addRuns();
+    }
     addBar();
     return std::move(columns_);
   }
@@ -93,7 +97,7 @@ class AxisColumns {
       Sheet::Column column{.id = count.id, .unit = Unit::count};
       if (count.id == "requests") {
         column.title = "requests";
-        column.worth = Sheet::always;
+        column.worth = axis_ == Axis::kind ? 7 : Sheet::always;  // leaves room for the runs
       } else if (count.id == "total_tokens") {
         column.title = "tokens";
         column.unit = Unit::tokens;
@@ -101,6 +105,44 @@ class AxisColumns {
       }
       sums(std::move(column), count.of);
     }
+  }
+
+  // Adds the runs of each kind, the cost of one on average, the share of the cost, and the last day.
+  void addRuns() {
+    std::int64_t all = 0;
+    for (const auto& [kind, runs] : report_.runsByKind) {
+      all += runs;
+    }
+    words({.id = "runs", .title = "runs", .unit = Unit::count, .worth = Sheet::always},
+          [](const Entry& entry) { return entry.runs; });
+    columns_.back().total = all;
+
+    const auto averages = std::make_shared<std::vector<Bucket>>();
+    averages->reserve(entries_->size() + 1);
+    for (const Entry& entry : *entries_) {
+      averages->push_back(average(*entry.bucket, entry.runs));
+    }
+    averages->push_back(average(report_.total, all));
+    Sheet::Column perRun{.id = "cost_per_run", .title = "per run", .unit = Unit::dollars, .worth = 9};
+    perRun.cell = [averages](std::size_t row) { return Sheet::Cell(Sheet::Amount{&(*averages)[row]}); };
+    perRun.total = Sheet::Amount{&averages->back()};
+    columns_.push_back(std::move(perRun));
+
+    words({.id = "share", .title = "share", .unit = Unit::percent, .worth = 8},
+          [whole = report_.total.cost.priced](const Entry& entry) {
+            return Sheet::Share{entry.bucket, whole};
+          });
+    sums({.id = "", .title = "last day", .worth = 6}, [calendar = calendar_](const Bucket& bucket) {
+      return bucket.lastActivity ? Sheet::Cell(calendar.formatDay(*bucket.lastActivity)) : Sheet::Cell();
+    });
+  }
+
+  // A bucket that has only the requests, and their cost divided by the number of runs.
+  static Bucket average(const Bucket& sum, std::int64_t runs) {
+    Bucket bucket;
+    bucket.requests = sum.requests;
+    bucket.cost = sum.cost.scaled(1.0 / static_cast<double>(std::max<std::int64_t>(runs, 1)));
+    return bucket;
   }
 
   // Adds a bar for people: the cost of a row relative to the most expensive row.
@@ -117,6 +159,7 @@ class AxisColumns {
 
   const Report& report_;
   Axis axis_;
+  Calendar calendar_;
   std::shared_ptr<const std::vector<Entry>> entries_;
   std::vector<Sheet::Column> columns_;
 };
@@ -128,7 +171,7 @@ Sheet axisSheet(const Report& report, Axis axis, std::vector<Entry> entries, con
   return {.calendar = calendar,
           .id = columnValue(axis),
           .title = concat("by ", rawValue(axis)),
-          .columns = AxisColumns(report, axis, std::move(entries)).all(),
+          .columns = AxisColumns(report, axis, std::move(entries), calendar).all(),
           .rowCount = count};
 }
 

@@ -150,7 +150,7 @@ void writeBreakdownCSV(const Report& report, Axis axis, const Options& options,
 
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options) {
   std::vector<AxisCSV> tables;
-  for (const Axis axis : allAxes) {
+  for (const Axis axis : transcriptAxes) {
     if (rowCount(report, axis) > 0) {
       tables.push_back({axis, breakdownCSV(report, axis, options)});
     }

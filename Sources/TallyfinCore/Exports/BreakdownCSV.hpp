@@ -43,7 +43,8 @@ std::string breakdownCSV(const Report& report, Axis axis, const Options& options
 void writeBreakdownCSV(const Report& report, Axis axis, const Options& options,
                        absl::FunctionRef<void(std::string_view)> out);
 
-/// The CSVs of all axes that have rows. An axis whose part (ReportParts) the report lacks has none.
+/// The CSVs of all `transcriptAxes` that have rows. An axis whose part (ReportParts) the report lacks has
+/// none.
 std::vector<AxisCSV> allBreakdownCSVs(const Report& report, const Options& options);
 
 }  // namespace tallyfin::Exporter

@@ -74,7 +74,8 @@ class CellValue {
   }
 
   Json operator()(const Sheet::Share& share) const {
-    return share.whole > 0 ? Json(share.bucket->cost.priced / share.whole) : Json();
+    return share.whole > 0 && !share.bucket->cost.isUnknown() ? Json(share.bucket->cost.priced / share.whole)
+                                                              : Json();
   }
 
  private:

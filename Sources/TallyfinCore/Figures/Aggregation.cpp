@@ -39,13 +39,14 @@ std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter
 class Pass {
  public:
   Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, ReportParts parts,
-       std::vector<TimePoint> blocks)
+       std::vector<TimePoint> blocks, AgentKinds& kinds)
       : calendar_(calendar),
         resolver_(resolver),
         pricer_(calendar, prices),
         parts_(parts),
         needsDirectories_(parts.projects || parts.directories || parts.origins || parts.agentsByProject),
-        blocks_(std::move(blocks)) {}
+        blocks_(std::move(blocks)),
+        kinds_(kinds) {}
 
   void add(const UsageRecord& record, TimePoint day) {
     const Key key = {.day = day,
@@ -125,6 +126,9 @@ class Pass {
     if (parts_.agents) {
       report_.byAgent[key.agent].add(run);
     }
+    if (parts_.kinds) {
+      addToKind(key, run);
+    }
     if (parts_.hours) {
       report_.byHour[key.hour].add(run);
     }
@@ -134,6 +138,19 @@ class Pass {
     if (parts_.agentsByModel) {
       report_.agentsByModel[key.model][key.agent].add(run);
     }
+  }
+
+  // A run of a kind is an agent; one of the main session is a session.
+  void addToKind(const Key& key, const RequestRun& run) {
+    const std::size_t known = kindRuns_.size();
+    const std::size_t place =
+        kindRuns_.place({key.agent, key.agent.isSubagent() ? InternedText() : key.session});
+    AgentKind& kind = kindRuns_.at(place);
+    if (place == known) {
+      kind = kinds_.of(key.agent);
+      ++report_.runsByKind[kind];
+    }
+    report_.byKind[kind].add(run);
   }
 
   TimePoint startOf(TimeStep step, const Key& key) const {
@@ -189,10 +206,12 @@ class Pass {
   ReportParts parts_;
   bool needsDirectories_;
   std::vector<TimePoint> blocks_;  // starts, in ascending order
+  AgentKinds& kinds_;
   RequestRuns<Key> runs_;
   Report report_;
   KeyedRows<std::uint32_t, Directory> directories_;  // by spelling of the raw working directory
   ProjectResolver::Parent parent_;                   // of the last directory that was looked up
+  KeyedRows<std::pair<AgentIdentity, InternedText>, AgentKind> kindRuns_;  // by agent; of main, by session
   // If origins are requested: each key in the spelling that came first.
   KeyedRows<InternedText, std::monostate> projects_;
   KeyedRows<InternedText, Session> sessions_;
@@ -202,10 +221,11 @@ class Pass {
 
 Report Aggregator::aggregate(const RecordList& records, std::optional<TimePoint> from,
                              std::optional<TimePoint> to, const ScanDiagnostics& diagnostics,
-                             ReportParts parts, const RecordFilter& filter) const {
-  Pass pass(
-      calendar_, resolver_, prices_, parts,
-      parts.steps[TimeStep::block] ? blockStarts(records, filter, calendar_) : std::vector<TimePoint>());
+                             ReportParts parts, const RecordFilter& filter, AgentKinds* kinds) const {
+  AgentKinds withoutSidecars({});
+  Pass pass(calendar_, resolver_, prices_, parts,
+            parts.steps[TimeStep::block] ? blockStarts(records, filter, calendar_) : std::vector<TimePoint>(),
+            kinds != nullptr ? *kinds : withoutSidecars);
   RecordSelection selection(calendar_, from, to, filter);
   for (const UsageRecord& record : records) {
     if (const TimePoint* const day = selection.day(record)) {

@@ -31,9 +31,11 @@ class Aggregator {
   /// Sums, in list order, the records whose local day is in `from` to `to`, both included. Each bound is
   /// absent (no bound) or the start of a day. `filter`, if given, is called only for the records of these
   /// days, or for all records if `parts` requests blocks. `diagnostics` is copied into the report unchanged.
+  /// `kinds`, which may read sidecars, is asked for the counted agents if `parts` requests kinds; without it,
+  /// agents without a name are unnamed.
   Report aggregate(const RecordList& records, std::optional<TimePoint> from, std::optional<TimePoint> to,
-                   const ScanDiagnostics& diagnostics, ReportParts parts,
-                   const RecordFilter& filter = {}) const;
+                   const ScanDiagnostics& diagnostics, ReportParts parts, const RecordFilter& filter = {},
+                   AgentKinds* kinds = nullptr) const;
 
  private:
   Calendar calendar_;

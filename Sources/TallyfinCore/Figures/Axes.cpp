@@ -36,6 +36,17 @@ std::vector<Entry> agents(const Report& report, const Calendar&, Limit limit) {
   return entries;
 }
 
+std::vector<Entry> kinds(const Report& report, const Calendar&, Limit limit) {
+  const auto best = rankedKinds(report.byKind, limit);
+  std::vector<Entry> entries;
+  entries.reserve(best.size());
+  for (const auto& [kind, bucket] : best) {
+    entries.push_back(
+        {.key = kind.key(), .name = kind.label(), .bucket = bucket, .runs = *report.runsByKind.find(kind)});
+  }
+  return entries;
+}
+
 // Chronological axes have few rows, so all of them are built before the list is cut.
 std::vector<Entry> first(std::vector<Entry> entries, Limit limit) {
   if (limit && *limit < std::ssize(entries)) {
@@ -168,11 +179,21 @@ constexpr std::array<AxisRow, allAxes.size()> kAxes = {{
     ofStep<TimeStep::block>(Axis::block, "block", "BY BLOCK", "blocks",
                             "five hours from the full local hour of the first request after the last block; "
                             "real limits are not in transcripts"),
+    {Axis::kind,
+     "kind",
+     "kind",
+     "BY KIND",
+     {"kind", "kinds"},
+     kinds,
+     sizeOf<&Report::byKind>,
+     "name read out of the agentId itself, or else the agent type noted beside the transcript",
+     &ReportParts::kinds},
 }};
 
 constexpr const AxisRow& rowOf(Axis axis) {
   return kAxes.at(static_cast<std::size_t>(axis));
 }
+static_assert(allAxes.back() == Axis::kind, "transcriptAxes leaves out the last axis");
 static_assert(std::ranges::all_of(allAxes, [](Axis axis) { return rowOf(axis).axis == axis; }));
 
 }  // namespace

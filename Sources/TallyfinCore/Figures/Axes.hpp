@@ -28,13 +28,18 @@ enum class Axis : std::uint8_t {
   source,
   week,
   month,
-  block
+  block,
+  kind
 };
 
 /// All axes, in the order in which they are listed everywhere.
-inline constexpr std::array<Axis, 11> allAxes = {Axis::project, Axis::rawCwd, Axis::session, Axis::agent,
+inline constexpr std::array<Axis, 12> allAxes = {Axis::project, Axis::rawCwd, Axis::session, Axis::agent,
                                                  Axis::model,   Axis::day,    Axis::hour,    Axis::source,
-                                                 Axis::week,    Axis::month,  Axis::block};
+                                                 Axis::week,    Axis::month,  Axis::block,   Axis::kind};
+
+/// The axes that transcripts alone fill: all but `kind`, which needs sidecars. A set of documents of all axes
+/// has these.
+inline constexpr std::span<const Axis> transcriptAxes = std::span(allAxes).first(allAxes.size() - 1);
 
 /// The name that users type: "project", "rawCwd", ...
 std::string_view rawValue(Axis axis);
@@ -76,6 +81,7 @@ struct Entry {
   InternedText name = key;                  ///< the label; agents use `agent` instead
   const Bucket* bucket = nullptr;           ///< valid while the report exists
   std::optional<AgentIdentity> agent = {};  ///< set only on the agent axis
+  std::int64_t runs = 0;                    ///< only on the kind axis: `Report::runsByKind`
 
   /// The text shown to people for this key.
   std::string label() const { return agent ? agent->label() : std::string(name.text()); }

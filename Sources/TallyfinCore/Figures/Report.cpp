@@ -30,6 +30,10 @@ std::string_view tieBreak(const AgentIdentity& agent) {
   return agent.isSubagent() ? agent.rawId().canonical() : agent.description();
 }
 
+std::string_view tieBreak(const AgentKind& kind) {
+  return kind.key().canonical();
+}
+
 // NaN has no order and would break the sort, so it ranks last.
 double rankedCost(const Bucket& bucket) {
   return std::isnan(bucket.cost.priced) ? -std::numeric_limits<double>::infinity() : bucket.cost.priced;
@@ -50,13 +54,24 @@ bool ranksBefore(const Rankable<Key>& left, const Rankable<Key>& right) {
     return left.cost > right.cost;
   }
   const std::strong_ordering order = left.text <=> right.text;
-  // Only an agent whose id is "(main)" can have the same text as another key; the earlier bucket ranks first.
+  // Only an agent or a kind that is spelled "(main)" or "(unnamed)" can have the same text as another key;
+  // the earlier bucket ranks first.
   return std::is_neq(order) ? std::is_lt(order) : left.bucket < right.bucket;
 }
 
 template <typename Key>
 Rankable<Key> rankable(const Key& key, const Bucket& bucket) {
   return {rankedCost(bucket), tieBreak(key), key, &bucket};
+}
+
+template <typename Key>
+std::vector<Rankable<Key>> rankables(const BucketsBy<Key>& buckets) {
+  std::vector<Rankable<Key>> rows;
+  rows.reserve(buckets.size());
+  for (const auto& [key, bucket] : buckets) {
+    rows.push_back(rankable(key, bucket));
+  }
+  return rows;
 }
 
 // The first `limit` rows, sorted; all of them without a limit.
@@ -153,12 +168,7 @@ Estimate<CostEstimate> Report::medianPerActiveDay() const {
 }
 
 Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::optional<std::int64_t> limit) {
-  std::vector<Rankable<InternedText>> rows;
-  rows.reserve(buckets.size());
-  for (const auto& [key, bucket] : buckets) {
-    rows.push_back(rankable(key, bucket));
-  }
-  return best(std::move(rows), limit);
+  return best(rankables(buckets), limit);
 }
 
 Ranking<InternedText> ranked(const Ranking<InternedText>& rows, std::optional<std::int64_t> limit) {
@@ -168,6 +178,10 @@ Ranking<InternedText> ranked(const Ranking<InternedText>& rows, std::optional<st
     all.push_back(rankable(key, *bucket));
   }
   return best(std::move(all), limit);
+}
+
+Ranking<AgentKind> rankedKinds(const BucketsBy<AgentKind>& kinds, std::optional<std::int64_t> limit) {
+  return best(rankables(kinds), limit);
 }
 
 Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std::optional<std::int64_t> limit,

@@ -5,6 +5,7 @@
 
 #include "Platform/KeyedRows.hpp"
 #include "Platform/TimePoint.hpp"
+#include "TallyfinCore/Attribution/AgentKinds.hpp"
 #include "TallyfinCore/Attribution/ProjectPath.hpp"
 #include "TallyfinCore/Estimate.hpp"
 #include "TallyfinCore/Figures/RequestRun.hpp"
@@ -84,6 +85,9 @@ Ranking<InternedText> ranked(const Ranking<InternedText>& rows, std::optional<st
 Ranking<AgentIdentity> rankedAgents(const BucketsBy<AgentIdentity>& agents, std::optional<std::int64_t> limit,
                                     bool includeMain);
 
+/// Ranks kinds of agents, equal costs by `AgentKind::key`.
+Ranking<AgentKind> rankedKinds(const BucketsBy<AgentKind>& kinds, std::optional<std::int64_t> limit);
+
 /// Each agent's sums, for each key of another axis.
 using AgentsByKey = KeyedRows<InternedText, BucketsBy<AgentIdentity>>;
 
@@ -107,6 +111,7 @@ struct ReportParts {
   EachStep<bool> steps;
   bool agentsByProject = false;
   bool agentsByModel = false;
+  bool kinds = false;  ///< `byKind`, `runsByKind`
 
   // Built by default. Each may have as many keys as there are requests.
   bool projects = true;     ///< `byProject`, `projectProvenance`
@@ -149,6 +154,9 @@ struct Report {
   /// over the requests of that project or model alone.
   AgentsByKey agentsByProject;
   AgentsByKey agentsByModel;
+  BucketsBy<AgentKind> byKind;
+  /// The agents of each kind; of the main session, its sessions. Has the keys of `byKind`, in the same order.
+  KeyedRows<AgentKind, std::int64_t> runsByKind;
 
   BucketsBy<InternedText> byProject;  ///< by project label
   BucketsBy<InternedText> byRawCwd;   ///< by working directory, with "~" for the home
