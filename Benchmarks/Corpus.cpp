@@ -1,7 +1,9 @@
 #include "Corpus.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -61,6 +63,27 @@ void writeRoster(const fs::path& home, const Session& session) {
   writeFile(folder / "config.json", text);
 }
 
+// Writes the sidecar of the session's agent at `index` beside its transcript. One in sixteen is missing, one
+// is cut off.
+void writeSidecar(const fs::path& transcript, const Session& session, std::size_t index) {
+  constexpr std::array<std::string_view, 5> kKinds = {"Explore", "general-purpose", "Plan", "Explore",
+                                                      "test-runner"};
+  constexpr std::array<std::string_view, 4> kTasks = {"Map the auth module", "Find callers of the parser",
+                                                      "Run the tests and report", "Compare both designs"};
+  const std::uint64_t seed = session.agents[index].seed;
+  if (seed % 16 == 0) return;
+  const bool isNested = index > 0 && seed / 16 % 4 == 0;
+  std::string text = R"({"agentType":")";
+  text.append(kKinds.at(seed / 64 % kKinds.size()));
+  text.append(R"(","description":")").append(kTasks.at(seed / 512 % kTasks.size()));
+  text.append(R"(","spawnDepth":)").append(isNested ? "2" : "1");
+  if (isNested) text.append(R"(,"parentAgentId":")").append(session.agents[index - 1].agentId).append("\"");
+  text += "}";
+  fs::path path = transcript;
+  path.replace_extension(".meta.json");
+  writeFile(path, seed % 16 == 1 ? text.substr(0, text.size() / 2) : text);
+}
+
 class CorpusWriter {
  public:
   CorpusWriter(const Options& options, const Plan& plan)
@@ -86,10 +109,12 @@ class CorpusWriter {
     }
     writeTranscript(folder / (session.id + ".jsonl"), session, session.main);
     if (!session.agents.empty()) fs::create_directories(folder / session.id / "subagents");
-    for (const Transcript& agent : session.agents) {
+    for (std::size_t index = 0; index < session.agents.size(); ++index) {
+      const Transcript& agent = session.agents[index];
+      const fs::path path = folder / session.id / "subagents" / ("agent-" + agent.agentId + ".jsonl");
       buffer_.clear();
-      writeTranscript(folder / session.id / "subagents" / ("agent-" + agent.agentId + ".jsonl"), session,
-                      agent);
+      writeTranscript(path, session, agent);
+      writeSidecar(path, session, index);
     }
     if (session.isRostered) writeRoster(home, session);
   }

@@ -1,6 +1,7 @@
 #pragma once
 
-// Writes a planned corpus to disk: homes with transcripts and rosters, and the repositories of the projects.
+// Writes a planned corpus to disk: homes with transcripts, sidecars and rosters, and the repositories of the
+// projects.
 
 #include "Plan.hpp"
 #include "TranscriptWriter.hpp"

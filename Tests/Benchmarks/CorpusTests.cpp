@@ -164,6 +164,15 @@ TEST_F(CorpusTests, EveryKindOfLineAndSpenderOccurs) {
   for (const auto& [kind, count] : seen) {
     EXPECT_GT(count, 0) << kind;
   }
+  int sidecars = 0;
+  int damaged = 0;
+  for (const auto& [path, content] : filesBelow(root_ / "home")) {
+    if (!path.ends_with(".meta.json")) continue;
+    const json sidecar = json::parse(content, nullptr, false);
+    ++(sidecar.is_object() && sidecar.contains("agentType") ? sidecars : damaged);
+  }
+  EXPECT_GT(sidecars, damaged);
+  EXPECT_GT(damaged, 0);
   EXPECT_TRUE(seen.contains(".claude") && seen.contains(".claude-work"));
   EXPECT_LT(seen["model without a price"], static_cast<int>(summary_.counts.usageLines / 10));
 }
