@@ -133,6 +133,8 @@ test('views print valid documents', () => {
       assert.equal(tree.total.requests >= 1, true);
     }
     validated(run(path, 'daily', 'all', '--json'));
+    const kinds = validated(run(path, 'table', 'all', '--by', 'kind', '--json'));
+    assert.equal(kinds.rows.reduce((sum, row) => sum + row.runs, 0), kinds.total.runs);
   }
 });
 
@@ -154,6 +156,7 @@ test('the schema refuses documents that would mislead', () => {
     'a member too many': (document) => { document.total.key = 'x'; },
     'another version': (document) => { document.version = 2; },
     'an axis that does not exist': (document) => { document.axis = 'rawCwd'; },
+    'a kind without runs': (document) => { document.axis = 'kind'; },
     'a time without an offset': (document) => { document.generated = '2026-05-04T17:42:10'; },
   };
   validated(good);
