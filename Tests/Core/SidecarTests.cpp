@@ -2,6 +2,7 @@
 
 #include "Support/TempHome.hpp"
 #include "TallyfinCore/Attribution/Sidecars.hpp"
+#include "TallyfinCore/Transcripts/SessionDescription.hpp"
 
 #include <cmath>
 #include <optional>
@@ -31,7 +32,7 @@ std::optional<Sidecar> otherReading(const std::string& document) {
   };
   const nlohmann::json depth = json.value("spawnDepth", nlohmann::json());
   const bool isWhole = depth.is_number() && depth.get<double>() == std::trunc(depth.get<double>());
-  return Sidecar{text("agentType"), text("description"), text("toolUseId"), text("parentAgentId"),
+  return Sidecar{text("agentType"), oneLine(text("description")), text("toolUseId"), text("parentAgentId"),
                  isWhole ? std::optional(depth.get<std::int64_t>()) : std::nullopt};
 }
 
