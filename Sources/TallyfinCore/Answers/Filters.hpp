@@ -18,7 +18,7 @@ struct FilterWords {
   std::optional<std::string> agent;
   std::optional<std::string> project;
   std::optional<std::string> session;
-  /// Instead of `agent`: also accepts a kind, which sidecars may tell.
+  /// For programs that accept a kind of agents too, instead of `agent`. Looking it up may read sidecars.
   std::optional<std::string> agentOrKind = {};
 };
 

@@ -65,7 +65,7 @@ std::vector<Candidate> candidatesOf(const Hits<Key>& hits) {
   return candidates;
 }
 
-// Candidates that are sorted by label, now by cost, highest first; at most 25.
+// Sorts the candidates by cost, highest first; equal costs keep their order. Keeps the first 25.
 SeveralNames severalOf(NameKind kind, const std::string& text, std::vector<Candidate> candidates) {
   std::ranges::stable_sort(candidates, [](const Candidate& left, const Candidate& right) {
     return left.cost.priced > right.cost.priced;
@@ -74,7 +74,7 @@ SeveralNames severalOf(NameKind kind, const std::string& text, std::vector<Candi
   return {kind, text, std::move(candidates)};
 }
 
-// The only key, or the candidates.
+// The only key, or the candidates by cost, then by label.
 template <typename Key>
 Answered<Key> oneOf(const Hits<Key>& hits, NameKind kind, const std::string& text) {
   if (hits.empty()) {
