@@ -1,7 +1,7 @@
 #pragma once
 
-// File system access through POSIX functions. No function in this file blocks on a FIFO or a device. A path is
-// a sequence of bytes and need not be UTF-8.
+// File system access through POSIX functions. No function in this file blocks on a FIFO or a device. A path
+// is a sequence of bytes and need not be UTF-8.
 
 #include "Platform/Buffer.hpp"
 #include "Platform/Descriptor.hpp"
@@ -89,8 +89,8 @@ std::error_code createDirectories(const std::string& path);
 /// Removes the file at `path`. Ignores errors.
 void removeFile(const std::string& path);
 
-/// The user's home directory without trailing slashes. This is the variable HOME. If HOME is unset or empty, it
-/// is the directory in the password database, or "/" if that has none. Only code that reads the process's
+/// The user's home directory without trailing slashes. This is the variable HOME. If HOME is unset or empty,
+/// it is the directory in the password database, or "/" if that has none. Only code that reads the process's
 /// environment at the start of a program may call this function.
 std::string homeDirectory();
 
@@ -98,21 +98,22 @@ std::string homeDirectory();
 /// that user. Returns `path` unchanged if there is no such user.
 std::string expandingTilde(const std::string& path, const std::string& home);
 
-/// The directory for files that a program can generate again: ~/.cache on Linux, ~/Library/Application Support
-/// on macOS, where "~" is `home`. The result does not depend on XDG_CACHE_HOME. A shell may set this variable
-/// while a client that starts the server does not, but the command and the server must use the same files.
+/// The directory for files that a program can generate again: ~/.cache on Linux, ~/Library/Application
+/// Support on macOS, where "~" is `home`. The result does not depend on XDG_CACHE_HOME. A shell may set this
+/// variable while a client that starts the server does not, but the command and the server must use the same
+/// files.
 std::string applicationSupportDirectory(const std::string& home);
 
-/// The part of `path` after the last "/". Trailing slashes are ignored. Returns "/" for the root directory, and
-/// an empty text for an empty path.
+/// The part of `path` after the last "/". Trailing slashes are ignored. Returns "/" for the root directory,
+/// and an empty text for an empty path.
 std::string_view lastComponent(std::string_view path);
 
 /// `path` without its last component and without the slash before that component. Returns "/" for the root
-/// directory, and an empty text for a path of one component.
+/// directory, and an empty text for a path without a slash.
 std::string_view withoutLastComponent(std::string_view path);
 
-/// The part of a file name before its last dot. Returns the whole name if it has no dot, if its only dot is the
-/// first character (".profile"), or if the last dot is the last character ("name.").
+/// The part of a file name before its last dot. Returns the whole name if it has no dot, if its only dot is
+/// the first character (".profile"), or if the last dot is the last character ("name.").
 std::string_view withoutExtension(std::string_view name);
 
 }  // namespace tallyfin::Files
