@@ -22,7 +22,7 @@ inline std::optional<Attributes> attributes(const std::string& path) {
   return fileAttributes(path);
 }
 
-/// Whether a file of any kind exists at `path`. Returns false for a dangling link.
+/// Whether there is a file, a directory or any other entry at `path`. Returns false for a dangling link.
 bool exists(const std::string& path);
 
 /// Whether `path` is a directory or a link to one.
@@ -54,8 +54,8 @@ struct UnreadableFolder {
 /// If there are many directories, up to `threads` threads list them.
 ///
 /// If a directory cannot be listed, the function continues with the other directories. Unless `unreadable` is
-/// null, the function appends to it, sorted by path, each directory that could not be listed completely or
-/// whose files have attributes that could not be read. It does not append a directory that was removed during
+/// null, the function appends to it, sorted by path, each directory that could not be listed completely or in
+/// which the attributes of a file could not be read. It does not append a directory that was removed during
 /// the call, or a `root` that does not exist.
 std::optional<std::vector<FoundFile>> filesBelow(const std::string& root, std::string_view extension,
                                                  std::size_t threads = 1,
@@ -82,16 +82,16 @@ std::optional<std::vector<std::string>> entryNames(const std::string& directory)
 /// larger than `limit` bytes.
 std::optional<Buffer> contents(const std::string& path, std::uint64_t limit);
 
-/// Creates a directory and all its missing parents, unless the directory exists already. The returned error
-/// converts to false on success.
+/// Creates a directory and all its missing parents. Succeeds if the directory exists already. The returned
+/// error converts to false on success.
 std::error_code createDirectories(const std::string& path);
 
 /// Removes the file at `path`. Ignores errors.
 void removeFile(const std::string& path);
 
-/// The user's home directory without trailing slashes. This is the variable HOME. If HOME is unset or empty,
-/// it is the directory in the password database, or "/" if that has none. Only code that reads the process's
-/// environment at the start of a program may call this function.
+/// The user's home directory without trailing slashes: the value of HOME. If HOME is unset or empty, the
+/// result is the home directory in the password database, or "/" if the database has none. Called only once,
+/// when a program reads its environment at the start.
 std::string homeDirectory();
 
 /// `path` with a leading "~" replaced by `home`, or with a leading "~user" replaced by the home directory of

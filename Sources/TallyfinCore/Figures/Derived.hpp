@@ -13,7 +13,7 @@
 
 namespace tallyfin::Derived {
 
-/// This text is in every answer, and in every document with costs that is meant for people.
+/// Every answer of a tool contains this text. So does every document with costs that is meant for people.
 inline constexpr const char* disclaimer = "Estimate from usage × list API prices. Not a bill.";
 
 /// The current spending rate in dollars per hour. `today` must be the report of today, built with
@@ -39,8 +39,8 @@ Estimate<CostEstimate> blockRate(const Bucket& block, TimePoint start, TimePoint
 Estimate<CostEstimate> yesterdayAtSameTime(const RecordList& records, TimePoint now, const Calendar& calendar,
                                            const PriceList& prices = PriceList::builtIn());
 
-/// The cost of the whole day before `now`. The range of `report` must include that day. Unknown (`noData`) if
-/// the day has no requests.
+/// The cost of the whole of yesterday, the calendar day before the day of `now`. The range of `report` must
+/// include yesterday. Unknown (`noData`) if yesterday has no requests.
 Estimate<CostEstimate> yesterdayCost(const Report& report, TimePoint now, const Calendar& calendar);
 
 /// The median of the daily costs of the last `count` days with requests before today. If `report` has fewer

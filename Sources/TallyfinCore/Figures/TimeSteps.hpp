@@ -19,7 +19,7 @@ enum class TimeStep : std::uint8_t { day, week, month, block };
 inline constexpr std::array allTimeSteps = {TimeStep::day, TimeStep::week, TimeStep::month, TimeStep::block};
 
 /// The start of the step that contains `time`. For a block, the function assumes that `time` is the time of
-/// the block's first request, and returns the start of the local hour.
+/// the block's first request, and returns the start of the local hour that contains `time`.
 TimePoint startOfStep(TimeStep step, TimePoint time, const Calendar& calendar);
 
 /// The start of the step that follows the step starting at `start`. Absent only for a month outside the years
