@@ -16,9 +16,11 @@
 namespace tallyfin::Command {
 namespace {
 
+// The format if the option --format is absent.
 constexpr const char* kFormat = "{today} today · {rate} · {subagents} sub-agents";
 
-// The figures of the status line. A report is made only if a placeholder needs it.
+// Computes the figures of the status line as text. The report of a period is built when a placeholder first
+// needs it.
 class Figures {
  public:
   Figures(DataSource& data, const Call& call) : data_(data), call_(call) {}
@@ -36,7 +38,8 @@ class Figures {
     return percent(split.share(split.subagent));
   }
 
-  // The cost of the session that the client names on standard input.
+  // The cost of the session whose id the client writes to standard input. "unknown" if the input is not valid
+  // JSON or contains no id.
   std::string session() {
     JsonReader reader(input_.empty() ? input_ = call_.console.input() : input_);
     std::optional<std::string> id;
@@ -60,6 +63,7 @@ class Figures {
   }
 
  private:
+  // The report of the period with this name. Builds it on the first call, and keeps it for later calls.
   const Report& reportOf(const std::string& name) {
     const auto made = reports_.find(name);
     if (made != reports_.end()) {
@@ -74,10 +78,11 @@ class Figures {
 
   DataSource& data_;
   const Call& call_;
-  std::string input_;
-  std::map<std::string, Report> reports_;
+  std::string input_;                      // what standard input contained; empty before the first read
+  std::map<std::string, Report> reports_;  // by name of the period
 };
 
+// A name that the format may contain in braces, and the function that computes the figure.
 struct Placeholder {
   std::string_view name;
   std::string (Figures::*text)();
@@ -88,12 +93,14 @@ constexpr std::array kPlaceholders = {
     Placeholder{"subagents", &Figures::subagents}, Placeholder{"week", &Figures::week},
     Placeholder{"month", &Figures::month},         Placeholder{"session", &Figures::session}};
 
+// All placeholders with their braces, for messages and help.
 std::string placeholderNames() {
   return absl::StrJoin(kPlaceholders, ", ",
                        [](std::string* out, const Placeholder& one) { append(*out, "{", one.name, "}"); });
 }
 
-// Calls `text` for each part between placeholders, and `placeholder` for each placeholder.
+// Splits the format, from left to right. Calls `text` with each part outside placeholders, and `placeholder`
+// with each placeholder. Throws UsageError if a brace is not closed or a placeholder does not exist.
 template <typename OnText, typename OnPlaceholder>
 void readFormat(std::string_view format, OnText&& text, OnPlaceholder&& placeholder) {
   while (!format.empty()) {
@@ -118,6 +125,7 @@ void readFormat(std::string_view format, OnText&& text, OnPlaceholder&& placehol
 
 int runStatus(const Call& call) {
   const std::string format = call.arguments.text("format").value_or(kFormat);
+  // Check the format before reading transcripts.
   readFormat(
       format, [](std::string_view) {}, [](const Placeholder&) {});
   return withTranscripts(call, [&](DataSource& data) {

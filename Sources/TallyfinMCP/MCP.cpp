@@ -29,15 +29,15 @@ constexpr const char* kInstructions =
     "usage lines behind it, and what was lost while parsing. Every figure is an estimate from usage × list "
     "API prices, NOT a bill; a value that cannot be computed is written \"unknown\", never 0.";
 
-// The needed parts of a line.
+// The members of a client's message that the server uses.
 struct ClientMessage {
   std::string method;
-  std::optional<std::string> id;  // compact JSON; replies repeat the client's id unchanged
-  std::string_view params;        // the text in the line; empty if absent
+  std::optional<std::string> id;  // as compact JSON, for the reply; absent if the message has no id
+  std::string_view params;        // JSON; a view into the line; empty if the message has no parameters
 };
 
-// The message in a line; absent unless the line is a JSON object with a string `method`. Other parts are
-// validated and skipped, so a long line needs little memory.
+// Reads the message in a line. Absent unless the line is a JSON object in which `method` is a string. Members
+// that the server does not use are validated but not stored, so a long line needs little memory.
 std::optional<ClientMessage> readMessage(std::string_view line) {
   JsonReader reader(line);
   ClientMessage message;
@@ -61,7 +61,8 @@ std::optional<ClientMessage> readMessage(std::string_view line) {
   return message;
 }
 
-// A JSON-RPC response with its payload under `key`, "result" or "error". `id` and `payload` are JSON.
+// A JSON-RPC response. Its member `key`, which is "result" or "error", has the value `payload`. `id` and
+// `payload` are JSON.
 std::string answer(std::string_view id, std::string_view key, std::string_view payload) {
   return concat(R"({"jsonrpc":"2.0","id":)", id, ",\"", key, "\":", payload, "}");
 }
@@ -75,8 +76,8 @@ bool isArgument(std::string_view name) {
   return std::any_of(catalogue().begin(), catalogue().end(), takesIt);
 }
 
-// Keeps the arguments that some tool accepts. Lists and objects are dropped, because no tool accepts them.
-// Everything else is validated and skipped, so it needs no memory.
+// Reads the arguments of a tool call. An argument that no tool accepts is validated but not stored, so it
+// needs no memory. A list or an object becomes an empty value, because no tool accepts one.
 GivenArguments readArguments(JsonReader& reader) {
   GivenArguments arguments;
   reader.readObject([&](std::string_view key) {
@@ -89,14 +90,14 @@ GivenArguments readArguments(JsonReader& reader) {
   return arguments;
 }
 
-// The parameters of `initialize` and `tools/call`.
+// The parameters of the methods `initialize` and `tools/call`.
 struct Parameters {
-  std::optional<std::string> protocolVersion;
-  std::optional<std::string> name;
-  GivenArguments arguments;
+  std::optional<std::string> protocolVersion;  // of `initialize`
+  std::optional<std::string> name;             // of `tools/call`: the name of the tool
+  GivenArguments arguments;                    // of `tools/call`
 };
 
-// `params` must be part of a valid line, or empty.
+// Reads the parameters of a message. `params` must be valid JSON or empty.
 Parameters readParameters(std::string_view params) {
   Parameters parameters;
   JsonReader reader(params);
@@ -114,6 +115,7 @@ Parameters readParameters(std::string_view params) {
   return parameters;
 }
 
+// The result of `initialize`, as JSON. It repeats the client's protocol version, if the client names one.
 std::string handshake(const Parameters& params) {
   return concat(R"({"protocolVersion":)", jsonString(params.protocolVersion.value_or(kProtocolVersion)),
                 R"(,"capabilities":{"tools":{}},"serverInfo":{"name":)", jsonString(MCPServer::serverName),
@@ -121,7 +123,8 @@ std::string handshake(const Parameters& params) {
                 jsonString(kInstructions), "}");
 }
 
-// The tool in the form of `tools/list`. The schema has the key `required` only if an argument is required.
+// The JSON object that describes a tool in the result of `tools/list`. Its schema has the key `required` only
+// if the tool has a required argument.
 std::string listed(const Tool& tool) {
   std::vector<std::string> properties;
   std::vector<std::string> required;
@@ -140,6 +143,7 @@ std::string listed(const Tool& tool) {
                 required.empty() ? "" : concat(R"(,"required":[)", absl::StrJoin(required, ","), "]"), "}}");
 }
 
+// The result of `tools/call`, as JSON.
 std::string toolReply(const MCPServer::ToolResult& result) {
   return concat(R"({"content":[{"type":"text","text":)", jsonString(result.text), R"(}],"isError":)",
                 result.isError ? "true" : "false", "}");
@@ -165,7 +169,7 @@ std::optional<std::string> MCPServer::reply(std::string_view line) {
       return std::nullopt;
     }
     return dispatch(message->method, *message->id, message->params);
-  } catch (const std::exception&) {  // no memory for the id or the response: this line gets none
+  } catch (const std::exception&) {  // memory ran out, so the line gets no reply
     return std::nullopt;
   }
 }

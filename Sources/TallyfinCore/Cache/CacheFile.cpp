@@ -29,16 +29,17 @@
 namespace tallyfin::CacheFile {
 namespace {
 
-// The start of a cache file of any version, and the layout version that this unit reads and writes.
+// The first bytes of every cache file, in all versions of the layout.
 constexpr std::string_view kMagic = "TFC1";
+// The version of the layout that this code reads and writes.
 constexpr std::uint64_t kFormatVersion = 2;
 
-// Almost five million requests, as many as the string table can hold. A larger file is ignored and the
-// transcripts are read again.
+// A file of this size holds almost five million requests, about as many as the string table has room for. A
+// larger file is not loaded, so all transcripts are read again.
 constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30;  // bytes
 
-// The counters of a file entry in layout order: those that are not losses, then the losses, then the longest
-// line.
+// The counters of a file entry in layout order. The counters of lines that are no loss come first, then the
+// counters of lost lines, then the length of the longest line.
 constexpr auto kCounters = [] {
   std::array<std::int64_t FileDiagnostics::*, lineCounters.size() + 1> members{};
   std::size_t count = 0;
@@ -57,8 +58,9 @@ constexpr std::int64_t UsageRecord::*kCounts[] = {
     &UsageRecord::input,     &UsageRecord::output,    &UsageRecord::cacheWrite5m, &UsageRecord::cacheWrite1h,
     &UsageRecord::cacheRead, &UsageRecord::webSearch, &UsageRecord::webFetch};
 
-// The minimum size of an entry in bytes: eight for its double, one for each other field. Counts of more
-// entries than the bytes left can hold are rejected.
+// The smallest sizes that a file entry and a record entry can have, in bytes: eight bytes for the double and
+// one byte for each other field. The reader rejects a number of entries that cannot fit in the rest of the
+// cache file.
 constexpr std::uint64_t kSmallestFileEntry = 21;
 constexpr std::uint64_t kSmallestRecordEntry = 23;
 
@@ -78,13 +80,15 @@ class Writer {
     }
   }
 
+  // Passes the whole content of the cache file to `out`, beginning with `header`.
   void finish(std::string_view header, AtomicFile::Output out) const { writer_.finish(header, out); }
 
  private:
   static constexpr std::uint32_t kUnknown = std::numeric_limits<std::uint32_t>::max();
 
+  // The index of a text in the string table. Adds the text to the table if necessary.
   std::uint32_t indexOf(InternedText text) {
-    if (!text.isCanonical()) {
+    if (!text.isCanonical()) {  // another spelling may have the same number
       return writer_.intern(text.text());
     }
     std::uint32_t& index = indexOf_[text.number()];
@@ -132,10 +136,14 @@ class Writer {
   }
 
   BinaryWriter writer_;
-  std::vector<std::uint32_t> indexOf_;  // by text number; hashing the texts would be a third of a save
+  // The string table's index of each text, by `InternedText::number`; `kUnknown` if the text is not in the
+  // table yet. If texts were looked up in a hash table instead, hashing would take a third of the time of a
+  // save.
+  std::vector<std::uint32_t> indexOf_;
 };
 
-// A reader positioned after the header, or nothing if the file does not begin like a file of this version.
+// A reader of the file, positioned at the string table. Absent if the file is not a cache file or has another
+// version.
 std::optional<BinaryReader> readerOf(const PlainFile& file) {
   BinaryReader reader(file);
   const bool isOurs = reader.bytesLeft() > kMagic.size() + 1 && reader.readBytes(kMagic.size()) == kMagic &&
@@ -143,13 +151,14 @@ std::optional<BinaryReader> readerOf(const PlainFile& file) {
   return isOurs ? std::optional(std::move(reader)) : std::nullopt;
 }
 
-// The string table as interned texts. The table lists them in the order in which records first refer to them,
-// so one thread can fill it while another reads the records. On one thread a warm answer takes 5 % longer. If
-// another process writes to the file meanwhile, the two threads see different contents; then texts may be
-// missing or wrong.
+// The strings of the string table as interned texts. The strings are in the order in which the entries first
+// refer to them. So one thread can intern the strings while another thread reads the entries. If one thread
+// does both, the first answer of a process takes 5 % longer. If another process writes to the file at the
+// same time, the two threads may read different contents, and texts may be missing or wrong.
 class StringTable {
  public:
-  // `reader` must be positioned before the string table and must outlive this object.
+  // `reader` must be positioned at the string table and must outlive this object. If `isWorthAThread` is
+  // false, the constructor itself interns all strings.
   StringTable(BinaryReader& reader, bool isWorthAThread)
       : filling_(std::async(onTheSide(isWorthAThread), [this, &reader] { fill(reader); })) {
     if (filling_.wait_for(std::chrono::seconds(0)) == std::future_status::deferred) {
@@ -157,7 +166,8 @@ class StringTable {
     }
   }
 
-  // Waits until the text is available. If the table ends before it, throws the reader's error or DecodeError.
+  // The text with this index. Waits until the filling thread has interned it. If filling has ended without
+  // this text, throws the error that ended it, or a DecodeError if there was no error.
   InternedText at(std::uint32_t index) {
     if (index >= seen_) {
       waitFor(index);
@@ -165,7 +175,8 @@ class StringTable {
     return texts_[index];
   }
 
-  // The bytes as stored in the file. Paths need them, because a path need not be valid UTF-8.
+  // The bytes of the string with this index, as stored in the file. Used for paths, which need not be valid
+  // UTF-8; an interned text always is.
   std::string bytesAt(std::uint32_t index) {
     const InternedText text = at(index);
     const std::lock_guard guard(lock_);
@@ -176,7 +187,8 @@ class StringTable {
  private:
   static constexpr std::uint32_t kComplete = std::numeric_limits<std::uint32_t>::max();
 
-  // Throws what the reader throws; the texts before the failure are kept.
+  // Interns all strings. Throws the errors of the reader. Texts that were interned before an error stay
+  // available.
   void fill(BinaryReader& reader) {
     const absl::Cleanup end = [this] { publish(kComplete); };
     reader.readStringTable([&](std::span<const std::string_view> strings) {
@@ -197,6 +209,7 @@ class StringTable {
     publish(filled_);
   }
 
+  // Sets `ready_` and wakes the reading thread.
   void publish(std::uint32_t count) {
     ready_ = count;
     ready_.notify_one();
@@ -216,18 +229,22 @@ class StringTable {
     }
   }
 
-  std::vector<InternedText> texts_;
-  std::uint32_t filled_ = 0;              // the number of texts filled in; used by the filling thread
-  std::atomic<std::uint32_t> ready_ = 0;  // the same for the reading thread, or `kComplete`
-  std::uint32_t seen_ = 0;                // the number of texts that the reading thread knows of
-  std::mutex lock_;
-  absl::flat_hash_map<std::uint32_t, std::string> repaired_;  // by index: raw bytes that are not UTF-8
-  std::future<void> filling_;                                 // last, so that its destructor waits first
+  std::vector<InternedText> texts_;  // by index in the string table
+  // The number of texts interned so far. The reading thread uses it only after filling has ended.
+  std::uint32_t filled_ = 0;
+  // `filled_` as published to the reading thread; `kComplete` once filling has ended.
+  std::atomic<std::uint32_t> ready_ = 0;
+  std::uint32_t seen_ = 0;  // how many texts the reading thread knows to be available
+  std::mutex lock_;         // guards `repaired_`
+  // The stored bytes of each string that is not valid UTF-8, by index in the string table.
+  absl::flat_hash_map<std::uint32_t, std::string> repaired_;
+  // The work of `fill`. Declared last, so that its destructor waits for the thread before other members end.
+  std::future<void> filling_;
 };
 
 class Reader {
  public:
-  // `reader` must be positioned before the string table, which `texts` reads meanwhile.
+  // `reader` must be positioned at the string table. `texts` reads the same table with a reader of its own.
   Reader(BinaryReader reader, StringTable& texts) : reader_(std::move(reader)), texts_(texts) {}
 
   std::vector<FileProvenance> readFiles() {
@@ -235,7 +252,9 @@ class Reader {
     const std::uint64_t count = readLength(kSmallestFileEntry);
     std::vector<FileProvenance> files;
     files.reserve(count);
-    std::vector<std::uint32_t> entryOf(reader_.stringCount());  // by string index of the path, counted from 1
+    // Indexed by the path's string index: the number of the path's entry in `files`, counted from 1, or 0 if
+    // there is none.
+    std::vector<std::uint32_t> entryOf(reader_.stringCount());
     for (std::uint64_t i = 0; i < count; ++i) {
       const std::uint32_t index = reader_.readStringIndex();
       std::uint32_t& entry = entryOf[index];
@@ -248,7 +267,9 @@ class Reader {
     }
     std::erase_if(files, [](const FileProvenance& file) { return file.state == nullptr; });
     if (!std::ranges::is_sorted(files, std::ranges::less_equal(), &FileProvenance::path)) {
-      std::ranges::reverse(files);  // of entries with the same path, the last one wins
+      // `sortByPath` keeps the first of several entries with the same path. The reversal makes this the entry
+      // that comes last in the cache file.
+      std::ranges::reverse(files);
     }
     sortByPath(files);
     return files;
@@ -279,8 +300,10 @@ class Reader {
     return state;
   }
 
-  // Records that the current file has the key; returns false if it had the key already. Only damaged files
-  // repeat keys, so the index of RecordMap, which takes a sixth of a load, is built for those only.
+  // Notes that the current file entry has a record with this key. Returns false if this was noted before.
+  // Only in a damaged cache file does a file entry have a key twice. Because of this check, `readState` needs
+  // the index of RecordMap only for such an entry. Building the index for every entry would take a sixth of
+  // the time of a load.
   bool isNewInFile(InternedText key) {
     if (key.number() >= fileOf_.size()) {
       fileOf_.resize(InternedText::count() + 1024, 0);
@@ -315,7 +338,8 @@ class Reader {
     return static_cast<std::int64_t>(value);
   }
 
-  // Reads a number of entries. Throws if the bytes left cannot hold that many.
+  // Reads a number of entries. Throws DecodeError if that many entries of `smallestEntry` bytes do not fit in
+  // the rest of the cache file.
   std::uint64_t readLength(std::uint64_t smallestEntry) {
     const std::uint64_t count = reader_.readUInt();
     if (count > reader_.bytesLeft() / smallestEntry) {
@@ -326,8 +350,8 @@ class Reader {
 
   InternedText readText() { return texts_.at(reader_.readStringIndex()); }
 
-  // Consecutive records mostly have the same agent, so the agent is looked up only when it changes, and each
-  // is parsed once.
+  // Reads the agent of a record. Most records have the same agent as the record before, so `agents_` is
+  // searched only if the string index differs from the previous one. Each agent's id is parsed only once.
   AgentIdentity readAgent() {
     const std::uint32_t index = reader_.readStringIndex();
     if (std::exchange(agentIndex_, index) != index) {
@@ -342,11 +366,14 @@ class Reader {
 
   BinaryReader reader_;
   StringTable& texts_;
-  absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by string index of the raw id
-  AgentIdentity agent_;                                       // the last agent read; its string index follows
+  absl::flat_hash_map<std::uint32_t, AgentIdentity> agents_;  // by string index of the agent's raw id
+  AgentIdentity agent_;                                       // the agent of the last record read
+  // The string index of the raw id of `agent_`; at first, an index that no string has.
   std::uint32_t agentIndex_ = std::numeric_limits<std::uint32_t>::max();
-  std::vector<std::uint32_t> fileOf_;  // by number of a key: the last file with it, counted from 1
-  std::uint32_t file_ = 0;
+  // Indexed by `InternedText::number` of a key: the number of the last file entry that has a record with the
+  // key, counted from 1, or 0 if there is none.
+  std::vector<std::uint32_t> fileOf_;
+  std::uint32_t file_ = 0;  // the number of the current file entry, counted from 1
 };
 
 }  // namespace
@@ -365,7 +392,8 @@ void sortByPath(std::vector<FileProvenance>& files) {
 }
 
 std::optional<Contents> load(const std::string& path, std::size_t threads) {
-  constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;  // bytes; below this, one thread reads
+  // Bytes. A cache file that is not larger is read by one thread.
+  constexpr std::uint64_t kWorthAThread = std::uint64_t{1} << 17;
   const PlainFile file(path);
   if (!file.isOpen() || file.attributes().size > kLargestFile) {
     return std::nullopt;
@@ -407,14 +435,14 @@ std::string defaultPath(const std::string& applicationSupport) {
 }
 
 void makeFolderOf(const std::string& path) {
-  // Resolve the path first, so that no folder is created only to be left by a later "..".
+  // Resolve the path first. Otherwise the path "new/../cache" would create the folder "new" for nothing.
   if (const std::string_view folder = Files::withoutLastComponent(path); !folder.empty()) {
     Files::createDirectories(Files::target(std::string(folder)));
   }
 }
 
 bool isForeign(const std::string& path) {
-  std::error_code unknown;  // ignored, because `save` reports what is wrong with the path
+  std::error_code unknown;  // ignored, because `save` reports an unusable path
   if (!std::filesystem::exists(std::filesystem::symlink_status(path, unknown))) {
     return false;
   }

@@ -1,7 +1,7 @@
 #include "TallyfinCore/Transcripts/Ingest.hpp"
 
-// A line is parsed once, and only if it contains the seven bytes of the key "usage". The parsed members are
-// views into the line, and texts that neighbouring lines repeat are not interned again.
+// A line is parsed only if it contains the seven bytes `"usage"`. The parsed strings are views into the line,
+// so they are not copied. A text is not interned again if the previous line had the same text.
 
 #include "Platform/ByteSearch.hpp"
 #include "Platform/Files.hpp"
@@ -17,6 +17,8 @@ namespace {
 
 using MaybeString = std::optional<JsonReader::String>;
 
+// The counts of one line. `cacheCreation` counts all tokens written to the prompt cache; `ephemeral5m` and
+// `ephemeral1h` are its two parts.
 struct Usage {
   std::int64_t input = 0;
   std::int64_t output = 0;
@@ -36,6 +38,7 @@ struct Message {
   MaybeString model;
 };
 
+// The members of a transcript line that become part of a request.
 struct Line {
   std::optional<Message> message;
   MaybeString timestamp;
@@ -47,8 +50,8 @@ struct Line {
   MaybeString agentId;
 };
 
-// Each function below consumes one value of any kind. If a member occurs twice, the second value replaces the
-// first.
+// Each function below reads one JSON value of any kind. If the value has the wrong kind, the result is absent
+// or 0. If an object has the same key twice, the later value replaces the earlier one.
 
 void read(JsonReader& reader, MaybeString& member) {
   member.reset();
@@ -139,7 +142,7 @@ void read(JsonReader& reader, std::optional<Message>& member) {
   member = isObject ? std::optional(message) : std::nullopt;
 }
 
-// Returns false if the line is not one valid JSON object.
+// Parses a whole line. Returns false if the line is not one valid JSON object.
 bool parse(std::string_view text, Line& line) {
   JsonReader reader(text);
   const bool isObject = reader.readObject([&](std::string_view key) {
@@ -166,8 +169,9 @@ bool parse(std::string_view text, Line& line) {
   return isObject && reader.finish();
 }
 
-// Caches the value made from the last text. A transcript repeats its session, directory, agent and model in
-// most lines, and a request repeats its key, so one comparison usually replaces hashing or parsing.
+// Keeps the last text and the value that was made from it. Most lines of a transcript have the same session,
+// directory, agent and model as the line before, and all lines of a request have the same key. So the new
+// text usually equals the last one, and one comparison replaces hashing or parsing.
 template <typename T>
 class Remembered {
  public:
@@ -189,7 +193,7 @@ InternedText interned(std::string_view text) {
   return InternedText(text);
 }
 
-// What a thread keeps between lines: buffers for reuse and the last texts.
+// The data that each thread keeps from line to line: two buffers and the last value of each kind.
 struct Workspace {
   std::string key;
   std::string unescaped;
@@ -199,20 +203,21 @@ struct Workspace {
   Remembered<InternedText> directories;
   Remembered<AgentIdentity> agents;
 
+  // The decoded text; empty if the string is absent. The view is valid until the next call.
   std::string_view text(const MaybeString& string) {
     return string ? string->text(unescaped) : std::string_view();
   }
 };
 
-// Appends the string's text; returns false if it is missing or empty.
+// Appends the decoded text of `string` to `out`. Returns false if the string is absent or its text is empty.
 bool appendText(const MaybeString& string, Workspace& work, std::string& out) {
   const std::string_view text = work.text(string);
   out += text;
   return !text.empty();
 }
 
-// Splits the cache write into 5-minute and 1-hour tokens. If the parts do not add up to the total, all of it
-// counts as 5-minute.
+// Sets how many tokens were written to the prompt cache for 5 minutes and how many for 1 hour. If the two
+// parts do not add up to the total, all tokens count as written for 5 minutes.
 void splitCacheWrite(const Usage& usage, UsageRecord& record) {
   std::int64_t sum = 0;
   const bool fits = !__builtin_add_overflow(usage.ephemeral5m, usage.ephemeral1h, &sum);
@@ -237,7 +242,7 @@ UsageRecord countsOf(const Usage& usage, TimePoint timestamp) {
   return record;
 }
 
-// Sets the descriptive fields. Only the first line of a request does so.
+// Sets the fields of a record that describe the request. Called only for the first line of each request.
 void describe(const Line& line, const std::string& path, Workspace& work, UsageRecord& record) {
   record.model =
       line.message->model
