@@ -1,7 +1,8 @@
 #pragma once
 
 // Finds the price of a model on a day, and computes the cost of a request. Prices are in US dollars per
-// million tokens. A price is either a built-in list price of the API or an own price of the user.
+// million tokens. A price is either a built-in list price of the API or an own price of the user. A reduced
+// model id is a result of `normalizeModel` (ModelId.hpp).
 
 #include "Platform/Calendar.hpp"
 #include "Platform/KeyedRows.hpp"
@@ -28,20 +29,20 @@ Estimate<double> webFetchCost();
 /// The built-in list prices (ListPrices.hpp), one entry for each model.
 std::span<const PricedModel> table();
 
-/// The entries whose `model` is equal to the reduced id `model` or a prefix of it. Entries with a longer
-/// `model` come first. Of two entries with the same `model`, the entry with own prices comes first. Empty if
-/// the id has no price.
+/// The entries whose name (`PricedModel::model`) is equal to a reduced model id or a prefix of it. Entries
+/// with longer names come first. Of two entries with the same name, the entry with own prices comes first.
+/// Empty if the id has no price.
 std::vector<const PricedModel*> candidates(InternedText model, const PriceList& list);
 
-/// The price on the day that contains `day`, which is the price of the first candidate that has a price for
-/// this day. If the prices of all candidates ended earlier, returns the last price of the first candidate.
-/// This can happen only if all candidates are own prices. Null if there are no candidates. Days are days of
-/// `calendar`, not of UTC.
+/// The price on the day that contains the time `day`. Returns the price of the first candidate that has a
+/// price for this day. If the prices of all candidates ended earlier, returns the last price of the first
+/// candidate; this happens only if all candidates contain own prices. Null if there are no candidates. Days
+/// are days of `calendar`, not of UTC.
 const PriceTier* tierOn(std::span<const PricedModel* const> candidates, TimePoint day,
                         const Calendar& calendar);
 
-/// The prices of a reduced model id on the day that contains `day`; unknown (`noPriceForModel`) if the id has
-/// no price.
+/// The prices of a reduced model id on the day that contains the time `day`; unknown (`noPriceForModel`) if
+/// the id has no price.
 Estimate<Prices> prices(InternedText model, TimePoint day, const Calendar& calendar,
                         const PriceList& list = PriceList::builtIn());
 
@@ -62,13 +63,13 @@ class Pricer {
   struct Known {
     std::vector<const PricedModel*> candidates;  // empty if the model has no price
     bool isLookedUp = false;
-    std::optional<TimePoint> day;  // the day for which `prices` was looked up; absent before the first
+    std::optional<TimePoint> day;  // the day for which `prices` was looked up; absent before the first lookup
     Prices prices;
   };
 
   const Calendar& calendar_;
   const PriceList& list_;
-  KeyedRows<InternedText, Known> known_;  // by model
+  KeyedRows<InternedText, Known> known_;  // by reduced model id
 };
 
 }  // namespace tallyfin::Pricing

@@ -22,9 +22,9 @@ constexpr std::int64_t RefreshStats::*kFilesByChange[] = {
     &RefreshStats::filesGrown};
 
 // Sets `before` of each reading to the state of the same file in `known`. Returns how many files in `known`
-// are listed. Most readings are in the order of `known`. So a file is first searched at the position after
-// the previous file, and by binary search only if it is not there. If a file is listed twice, only its first
-// reading gets the state.
+// are listed. Readings and `known` are mostly in the same order. So the function first looks for a file at
+// the position after the previous file, and does a binary search only if the file is not there. If a file is
+// listed twice, only its first reading gets the state.
 std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<FileProvenance>& known) {
   std::vector<bool> isTaken(known.size(), false);
   std::int64_t found = 0;
@@ -61,7 +61,7 @@ std::shared_ptr<const std::vector<FileProvenance>> filesOf(const std::vector<Fil
   return std::make_shared<const std::vector<FileProvenance>>(std::move(files));
 }
 
-// Whether the refresh left the state of every file in `known` unchanged and found no other file.
+// Whether the refresh found exactly the files in `known`, each with an unchanged state.
 bool isUnchanged(const std::vector<FileReading>& readings, const std::vector<FileProvenance>& known) {
   const auto isThere = [](const FileReading& reading) { return reading.now != nullptr; };
   const auto isKnown = [](const FileReading& reading) { return reading.now == reading.before; };

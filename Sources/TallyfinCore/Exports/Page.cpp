@@ -20,8 +20,9 @@
 namespace tallyfin::Exporter {
 namespace {
 
-// The days that the page covers, from the options. Where an option is absent, the day of the first or last
-// request is used; without requests, the day on which the page is made.
+// The days that the page covers: `from` and `to` of the options. If `from` is absent, the range begins on the
+// day of the first request. If `to` is absent, it ends on the day of the last request. If there are no
+// requests, the day on which the page is made is used instead.
 DateRange daysOf(const Report& report, const Options& options) {
   const TimePoint first = options.from.value_or(report.total.firstActivity.value_or(options.generatedAt));
   const TimePoint last = options.to.value_or(report.total.lastActivity.value_or(options.generatedAt));
@@ -51,8 +52,8 @@ std::string slotTick(TimeStep step, TimePoint start, const Calendar& calendar) {
                                  : concat(std::to_string(calendar.date(start).day), " ", shortened);
 }
 
-// The steps of the range, or only the last 120 if the steps are months. Steps without requests are included;
-// their `shares` is null.
+// The steps of the range in order. If the steps are months, only the last 120 of them. Steps without requests
+// are included, with null as `shares`.
 std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Calendar& calendar) {
   constexpr std::int64_t kMost = 120;
   TimePoint start = startOfStep(cuts.step, days.from(), calendar);
@@ -69,6 +70,7 @@ std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Cal
   return slots;
 }
 
+// The heading of the page: the name of the period, or its days, or that it covers everything.
 std::string heading(const Options& options, const DateRange& days) {
   if (options.periodLabel && !options.periodLabel->empty()) {
     return *options.periodLabel;
@@ -76,7 +78,8 @@ std::string heading(const Options& options, const DateRange& days) {
   return options.from || options.to ? days.title(options.calendar) : "All that is recorded";
 }
 
-// The line below the heading: the first and last day, unless they are the heading, and the number of days.
+// The line below the heading. It has the first and last day, unless the heading shows them already, and the
+// number of days.
 Markup range(const Report& report, const Options& options, const DateRange& days) {
   if (!options.from && !options.to && report.total.requests < 1) {
     return periodDescription(report, options, Stamps(options.calendar));
@@ -129,16 +132,15 @@ Markup figure(std::string_view term, const Markup& value, const Markup& detail =
                  detail.html().empty() ? Markup() : element("dd", {{"class", "detail"}}, detail));
 }
 
-// The shown rows of the report parts that may have one row for each request, and figures that come from the
-// same reports.
+// What the page shows of those parts of the report that may have one row for each request.
 struct LargeParts {
   Shown<AgentIdentity> agents;
   Report::Split split;
   Shown<InternedText> projects;
   std::vector<ProvenanceLine> provenance;
   Shown<InternedText> sessions;
-  absl::flat_hash_map<InternedText, InternedText> sessionProject;  // for shown sessions
-  AgentsByKey agentsByProject;                                     // for shown agents and projects
+  absl::flat_hash_map<InternedText, InternedText> sessionProject;  // the project of each shown session
+  AgentsByKey agentsByProject;                                     // of the shown agents and projects
 };
 
 Markup keyFigures(const Report& report, const LargeParts& large) {
@@ -182,6 +184,7 @@ std::string_view stepNoun(TimeStep step) {
   return step == TimeStep::day ? "day" : step == TimeStep::week ? "week" : "month";
 }
 
+// The note about the months with requests that the bar chart leaves out. Empty if there are none.
 Markup earlierSteps(const TimeCuts& cuts, const std::vector<Slot>& slots) {
   const auto drawn = std::ranges::count_if(slots, [](const Slot& slot) { return slot.shares != nullptr; });
   const std::int64_t left = static_cast<std::int64_t>(cuts.byStep.size()) - drawn;

@@ -92,11 +92,11 @@ class Pass {
     TimePoint day;
     InternedText model;
     InternedText rawCwd;
-    std::uint32_t directory = 0;  // number of the spelling: two spellings of a path are two directories
+    std::uint32_t directory = 0;  // `rawCwd.spelling()`: two spellings of a path are two directories
     InternedText session;
     AgentIdentity agent;
     InternedText home;
-    int hour = 0;     // 0 unless hours are requested
+    int hour = 0;     // local hour, 0 to 23; 0 unless hours are requested
     TimePoint block;  // start of the block; TimePoint() unless blocks are requested
 
     friend bool operator==(const Key&, const Key&) = default;
@@ -146,8 +146,8 @@ class Pass {
 
   TimePoint blockOf(TimePoint time) const {
     const auto next = std::upper_bound(blocks_.begin(), blocks_.end(), time);
-    // A time before the first block lies outside the calendar and is in no block. The start of its hour is
-    // used as the start of a block.
+    // A time before the first block lies outside the calendar and is in no block. The start of its hour then
+    // serves as the start of its block.
     return next != blocks_.begin() ? *(next - 1) : startOfStep(TimeStep::block, time, calendar_);
   }
 
