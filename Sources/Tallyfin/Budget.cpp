@@ -15,6 +15,7 @@
 namespace tallyfin::Command {
 namespace {
 
+// Parses an amount in US dollars. Throws UsageError if the text is not an amount of 0 or more.
 double dollars(const std::string& text) {
   const std::string_view digits = text.starts_with('$') ? std::string_view(text).substr(1) : text;
   double value = 0;
@@ -27,8 +28,9 @@ double dollars(const std::string& text) {
   return value;
 }
 
-// The amount rounded to the four decimals that are printed. Binary sums differ from decimal amounts in the
-// last bits: without rounding, three times 0.1 would exceed a budget of 0.3.
+// Rounds an amount in US dollars to four decimals. The smallest amounts are printed with this many decimals.
+// Sums of binary fractions differ slightly from sums of decimal fractions: without rounding, three requests
+// of 0.1 dollars would exceed a budget of 0.3 dollars.
 double toCentOfCent(double amount) {
   const std::string text = decimal(amount, 4);
   std::from_chars(text.data(), text.data() + text.size(), amount);

@@ -16,14 +16,15 @@
 namespace tallyfin {
 namespace {
 
-// The counters of files, indexed by FileChange.
+// For each FileChange, the member that counts the files with this change. The index is the enumerator.
 constexpr std::int64_t RefreshStats::*kFilesByChange[] = {
     &RefreshStats::filesNew, &RefreshStats::filesRewound, &RefreshStats::filesUnchanged,
     &RefreshStats::filesGrown};
 
-// Sets the known state of each listed file, and returns how many known files are listed. The listing mostly
-// has the same order as the known files, so most are found at the position after the previous one. If a file
-// is listed twice, only its first entry gets the state.
+// Sets `before` of each reading to the state of the same file in `known`. Returns how many files in `known`
+// are listed. Readings and `known` are mostly in the same order. So the function first looks for a file at
+// the position after the previous file, and does a binary search only if the file is not there. If a file is
+// listed twice, only its first reading gets the state.
 std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<FileProvenance>& known) {
   std::vector<bool> isTaken(known.size(), false);
   std::int64_t found = 0;
@@ -46,7 +47,8 @@ std::int64_t matchKnown(std::vector<FileReading>& readings, const std::vector<Fi
   return found;
 }
 
-// The state after reading, sorted by path. If a file is listed twice, its first reading counts.
+// The files with their states after the refresh, sorted by path. If a file is listed twice, the state of its
+// first reading is used.
 std::shared_ptr<const std::vector<FileProvenance>> filesOf(const std::vector<FileReading>& readings) {
   std::vector<FileProvenance> files;
   files.reserve(readings.size());
@@ -59,6 +61,7 @@ std::shared_ptr<const std::vector<FileProvenance>> filesOf(const std::vector<Fil
   return std::make_shared<const std::vector<FileProvenance>>(std::move(files));
 }
 
+// Whether the refresh found exactly the files in `known`, each with an unchanged state.
 bool isUnchanged(const std::vector<FileReading>& readings, const std::vector<FileProvenance>& known) {
   const auto isThere = [](const FileReading& reading) { return reading.now != nullptr; };
   const auto isKnown = [](const FileReading& reading) { return reading.now == reading.before; };
@@ -66,7 +69,8 @@ bool isUnchanged(const std::vector<FileReading>& readings, const std::vector<Fil
          std::ranges::all_of(readings, isKnown);
 }
 
-// Whether descriptors or memory ran out while folders were listed, so that the next refresh may succeed.
+// Whether a folder could not be listed because descriptors or memory ran out. The next refresh may then be
+// able to list it.
 bool wasShortOfMeans(const ScanDiagnostics& seen) {
   return std::ranges::any_of(seen.foldersUnreadable, [](const Files::UnreadableFolder& folder) {
     return folder.error == std::errc::too_many_files_open ||
@@ -121,10 +125,10 @@ ScanCache::Refreshed ScanCache::refresh(const std::vector<SourceHome>& homes, co
   RefreshStats& stats = done.stats;
   std::vector<TranscriptFile> listed;
   std::vector<FileReading> readings;
-  // List the transcripts while the cache is loaded: listing mostly waits for the system, loading mostly for
-  // memory. Doing one after the other makes a warm answer 7 % slower. The cache is loaded on the calling
-  // thread because, on other threads, glibc's allocator makes one system call for every few pages that it
-  // allocates.
+  // Lists the transcripts on another thread while this thread loads the cache file. Listing mostly waits for
+  // the operating system, and loading mostly waits for memory. Without the other thread, the first answer of
+  // a server that has a cache file takes 7 % longer. The cache file is loaded on the calling thread, because
+  // on other threads glibc's allocator makes one system call for every few pages that it allocates.
   std::future<void> listing = std::async(onTheSide(options.loadsFirst && threads_ > 1), [&] {
     listed = Scanner::listing(homes, diagnostics, options.loadsFirst ? 1 : threads_);
     readings = readingsOf(listed);

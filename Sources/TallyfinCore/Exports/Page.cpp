@@ -1,4 +1,4 @@
-// Fills the placeholders of the page template.
+// Makes the HTML page: computes the figures, and replaces the placeholders of the page template.
 
 #include "TallyfinCore/Exports/Page.hpp"
 
@@ -20,19 +20,23 @@
 namespace tallyfin::Exporter {
 namespace {
 
-// The first and last day of the page: those of the options, otherwise those of the requests.
+// The days that the page covers: `from` and `to` of the options. If `from` is absent, the range begins on the
+// day of the first request. If `to` is absent, it ends on the day of the last request. If there are no
+// requests, the day on which the page is made is used instead.
 DateRange daysOf(const Report& report, const Options& options) {
   const TimePoint first = options.from.value_or(report.total.firstActivity.value_or(options.generatedAt));
   const TimePoint last = options.to.value_or(report.total.lastActivity.value_or(options.generatedAt));
   return {first, std::max(first, last), options.calendar};
 }
 
+// The step of the bar chart for a range of this many days.
 TimeStep stepFor(std::int64_t days) {
   constexpr std::int64_t kMostDays = 62;
   constexpr std::int64_t kMostWeeks = 62;
   return days <= kMostDays ? TimeStep::day : days <= kMostWeeks * 7 ? TimeStep::week : TimeStep::month;
 }
 
+// The name of a step in the table and in tooltips: "2026-11-22", "week of 2026-11-16" or "November 2026".
 std::string slotLabel(TimeStep step, TimePoint start, const Calendar& calendar) {
   if (step == TimeStep::month) {
     return calendar.formatMonth(start);
@@ -40,7 +44,7 @@ std::string slotLabel(TimeStep step, TimePoint start, const Calendar& calendar) 
   return concat(step == TimeStep::week ? "week of " : "", calendar.formatDay(start));
 }
 
-// "22 Nov"; for a month "Nov 2026".
+// The label of a step below the bar chart: "22 Nov", or "Nov 2026" for a month.
 std::string slotTick(TimeStep step, TimePoint start, const Calendar& calendar) {
   const std::string month = calendar.formatMonth(start);
   const std::string shortened = month.substr(0, 3);
@@ -48,7 +52,8 @@ std::string slotTick(TimeStep step, TimePoint start, const Calendar& calendar) {
                                  : concat(std::to_string(calendar.date(start).day), " ", shortened);
 }
 
-// The last 120 steps of the range at most. Steps without requests are included, without shares.
+// The steps of the range in order. If the steps are months, only the last 120 of them. Steps without requests
+// are included, with null as `shares`.
 std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Calendar& calendar) {
   constexpr std::int64_t kMost = 120;
   TimePoint start = startOfStep(cuts.step, days.from(), calendar);
@@ -65,6 +70,7 @@ std::vector<Slot> slotsOf(const TimeCuts& cuts, const DateRange& days, const Cal
   return slots;
 }
 
+// The heading of the page: the name of the period, or its days, or that it covers everything.
 std::string heading(const Options& options, const DateRange& days) {
   if (options.periodLabel && !options.periodLabel->empty()) {
     return *options.periodLabel;
@@ -72,7 +78,8 @@ std::string heading(const Options& options, const DateRange& days) {
   return options.from || options.to ? days.title(options.calendar) : "All that is recorded";
 }
 
-// The range, unless the heading already says it, and its number of days.
+// The line below the heading. It has the first and last day, unless the heading shows them already, and the
+// number of days.
 Markup range(const Report& report, const Options& options, const DateRange& days) {
   if (!options.from && !options.to && report.total.requests < 1) {
     return periodDescription(report, options, Stamps(options.calendar));
@@ -82,7 +89,7 @@ Markup range(const Report& report, const Options& options, const DateRange& days
                 counted(days.dayCount(options.calendar), "day", "days"));
 }
 
-// The limits of the total that a reader must know.
+// The list of reasons why the total may be incomplete or not final. Empty if there are none.
 Markup caveats(const Report& report, const Options& options, const DateRange& days) {
   Markup all;
   const auto add = [&all](const Markup& caveat) { all += element("li", {}, caveat); };
@@ -125,21 +132,21 @@ Markup figure(std::string_view term, const Markup& value, const Markup& detail =
                  detail.html().empty() ? Markup() : element("dd", {{"class", "detail"}}, detail));
 }
 
-// The rows that the page shows of the report parts that may have one row per request.
+// What the page shows of those parts of the report that may have one row for each request.
 struct LargeParts {
   Shown<AgentIdentity> agents;
   Report::Split split;
   Shown<InternedText> projects;
   std::vector<ProvenanceLine> provenance;
   Shown<InternedText> sessions;
-  absl::flat_hash_map<InternedText, InternedText> sessionProject;  // of the shown sessions
+  absl::flat_hash_map<InternedText, InternedText> sessionProject;  // the project of each shown session
   AgentsByKey agentsByProject;                                     // of the shown agents and projects
 };
 
 Markup keyFigures(const Report& report, const LargeParts& large) {
   const Bucket& total = report.total;
   if (total.requests < 1 && report.diagnostics.filesScanned < 1) {
-    return {};  // nothing was read, so no count is known
+    return {};  // no transcript was listed, so no count is known
   }
   const auto count = [](std::size_t rows) { return grouped(static_cast<std::int64_t>(rows)); };
   Markup all = figure("Requests", grouped(total.requests));
@@ -154,7 +161,8 @@ Markup keyFigures(const Report& report, const LargeParts& large) {
   return element("dl", {{"class", "figures"}}, all);
 }
 
-// The bar that splits the cost between main session and sub-agents, with the legend for all bars.
+// The bar that shows how the cost is split between the main session and sub-agents. Its legend applies to all
+// bars of the page.
 Markup split(const Report::Split& costs, const TimeCuts& cuts) {
   const auto share = [&](std::string_view classes, std::string_view who, const Bucket& bucket,
                          const CostEstimate& cost) {
@@ -176,6 +184,7 @@ std::string_view stepNoun(TimeStep step) {
   return step == TimeStep::day ? "day" : step == TimeStep::week ? "week" : "month";
 }
 
+// The note about the months with requests that the bar chart leaves out. Empty if there are none.
 Markup earlierSteps(const TimeCuts& cuts, const std::vector<Slot>& slots) {
   const auto drawn = std::ranges::count_if(slots, [](const Slot& slot) { return slot.shares != nullptr; });
   const std::int64_t left = static_cast<std::int64_t>(cuts.byStep.size()) - drawn;
@@ -185,7 +194,7 @@ Markup earlierSteps(const TimeCuts& cuts, const std::vector<Slot>& slots) {
                                    " with requests — the CSV export has all of them"));
 }
 
-// The provenance lines without the files, which would be too long.
+// The lines of the provenance document, without the lines about each transcript, because there may be many.
 std::vector<ProvenanceLine> provenance(const Report& report, const Options& options) {
   const Options without{.periodLabel = options.periodLabel,
                         .from = options.from,
@@ -195,7 +204,8 @@ std::vector<ProvenanceLine> provenance(const Report& report, const Options& opti
   return provenanceLines(report, without, Stamps(options.calendar));
 }
 
-// Makes one report per part and drops it before the next, because each may be large.
+// Makes one report for each part. Because each may be large, only one of these reports is in memory at a
+// time.
 LargeParts largeParts(const Report& report, const Aggregator& aggregator, const RecordList& records,
                       const Options& options) {
   LargeParts large;

@@ -12,7 +12,8 @@
 namespace tallyfin {
 namespace {
 
-// The starts of the blocks of these records, in ascending order.
+// The starts of the blocks that contain the records, in ascending order. Records that do not pass the filter
+// are ignored.
 std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter& filter,
                                    const Calendar& calendar) {
   std::vector<TimePoint> times;
@@ -23,19 +24,20 @@ std::vector<TimePoint> blockStarts(const RecordList& records, const RecordFilter
   }
   std::sort(times.begin(), times.end());
   std::vector<TimePoint> starts;
-  TimePoint end;  // of the last block
+  TimePoint end;  // end of the last block in `starts`
   for (const TimePoint time : times) {
     if (starts.empty() || time >= end) {
       const TimePoint start = startOfStep(TimeStep::block, time, calendar);
       starts.push_back(starts.empty() ? start : std::max(start, end));
-      end = *nextStep(TimeStep::block, starts.back(), calendar);  // never absent for a block
+      end = *nextStep(TimeStep::block, starts.back(), calendar);  // a block always has an end
     }
   }
   return starts;
 }
 
-// One pass over records. The labels of a working directory are looked up once, not for each request. If a key
-// occurs in several spellings, the whole report uses the first one.
+// Builds one report. The caller adds each record that counts, and then calls `finish`. The project of a
+// working directory is looked up once per report, not once per request. If a key occurs in several spellings,
+// the whole report uses the spelling that came first.
 class Pass {
  public:
   Pass(const Calendar& calendar, const ProjectResolver& resolver, const PriceList& prices, ReportParts parts,
@@ -76,27 +78,27 @@ class Pass {
 
  private:
   struct Directory {
-    bool isKnown = false;
-    InternedText project;  // if origins are requested, in the spelling that came first
-    InternedText rawCwd;   // with "~" for the home
+    bool isKnown = false;  // whether the other members are set
+    InternedText project;  // the label; if origins are requested, in the spelling that came first
+    InternedText rawCwd;   // if directories are requested, the path with "~" for the user's home directory
   };
 
   struct Session {
-    InternedText project;  // of its latest request
-    TimePoint lastActivity;
+    InternedText project;    // the project of the session's latest request
+    TimePoint lastActivity;  // the time of that request
   };
 
-  // Requests with equal keys go into the same buckets.
+  // Requests with equal keys are added to the same buckets.
   struct Key {
     TimePoint day;
     InternedText model;
     InternedText rawCwd;
-    std::uint32_t directory = 0;  // spelling number: two spellings of a path are two directories
+    std::uint32_t directory = 0;  // `rawCwd.spelling()`: two spellings of a path are two directories
     InternedText session;
     AgentIdentity agent;
     InternedText home;
-    int hour = 0;     // 0 unless hours are requested
-    TimePoint block;  // default value unless blocks are requested
+    int hour = 0;     // local hour, 0 to 23; 0 unless hours are requested
+    TimePoint block;  // start of the block; TimePoint() unless blocks are requested
 
     friend bool operator==(const Key&, const Key&) = default;
   };
@@ -161,7 +163,8 @@ class Pass {
 
   TimePoint blockOf(TimePoint time) const {
     const auto next = std::upper_bound(blocks_.begin(), blocks_.end(), time);
-    // Before the first known block the time lies outside the calendar; its hour serves as the block.
+    // A time before the first block lies outside the calendar and is in no block. The start of its hour then
+    // serves as the start of its block.
     return next != blocks_.begin() ? *(next - 1) : startOfStep(TimeStep::block, time, calendar_);
   }
 
@@ -184,9 +187,10 @@ class Pass {
     return directory;
   }
 
-  // A session belongs to the project of its latest request; of equally late ones, the last in the list
-  // counts. An agent belongs to the session and project of its first request in the list. Called before the
-  // run is added to the buckets.
+  // Notes the project of the run's session, and the session and project of its agent. A session belongs to
+  // the project of its latest request. If several requests have the latest time, the last of them in the list
+  // decides. An agent belongs to the session and the project of its first request in the list. Must be called
+  // before the run is added to the buckets: an agent is new if its bucket has no requests.
   void noteOrigins(const Key& key, const RequestRun& run, InternedText project) {
     const std::size_t known = sessions_.size();
     const std::size_t place = sessions_.place(key.session);
@@ -205,14 +209,14 @@ class Pass {
   Pricing::Pricer pricer_;
   ReportParts parts_;
   bool needsDirectories_;
-  std::vector<TimePoint> blocks_;  // starts, in ascending order
+  std::vector<TimePoint> blocks_;  // starts of the blocks, in ascending order
   AgentKinds& kinds_;
   RequestRuns<Key> runs_;
   Report report_;
-  KeyedRows<std::uint32_t, Directory> directories_;  // by spelling of the raw working directory
-  ProjectResolver::Parent parent_;                   // of the last directory that was looked up
+  KeyedRows<std::uint32_t, Directory> directories_;  // by number of the path's spelling
+  ProjectResolver::Parent parent_;                   // parent of the last directory that was looked up
   KeyedRows<std::pair<AgentIdentity, InternedText>, AgentKind> kindRuns_;  // by agent; of main, by session
-  // If origins are requested: each key in the spelling that came first.
+  // Used only if origins are requested. Each key has the spelling that came first.
   KeyedRows<InternedText, std::monostate> projects_;
   KeyedRows<InternedText, Session> sessions_;
 };

@@ -1,8 +1,8 @@
 #pragma once
 
-// Reads the complete lines of a transcript from a byte offset on. Only lines that end with a line feed count.
-// The result is the offset after the last of them, so a line that is still being written is read by the next
-// refresh.
+// Reads the complete lines of a transcript, starting at a byte offset. A line is complete if it ends with a
+// line feed. The result is the offset after the last complete line. The next refresh starts at this offset,
+// so a line that was incomplete is read again from its beginning.
 
 #include "Platform/Descriptor.hpp"
 #include "absl/functional/function_ref.h"
@@ -16,7 +16,7 @@
 
 namespace tallyfin {
 
-/// A file could not be opened, positioned or read to its end.
+/// Thrown if a file cannot be opened, or cannot be read to its end.
 class ReadError : public std::runtime_error {
  public:
   explicit ReadError(std::string path) : std::runtime_error("cannot read " + path), path_(std::move(path)) {}
@@ -29,20 +29,24 @@ class ReadError : public std::runtime_error {
 
 namespace LineReader {
 
-/// Calls `onLine` with each complete line from `fromOffset` on, without its line feed but with a carriage
-/// return before it. The view is valid only during the call. Reads no byte at or after `upToOffset`, and none
-/// beyond the size that the file had when opened, so a file that grows all the time cannot keep the reader
-/// busy. The length of lines is not limited, and memory grows with the longest. At most four threads may
-/// buffer a line over 32 MiB at once.
+/// Calls `onLine` with each complete line, starting at the byte `fromOffset`. The line feed is removed; a
+/// carriage return before it is kept. The view is valid only during the call.
 ///
-/// Returns `fromOffset` plus the bytes of all complete lines read, including line feeds. Throws ReadError if
-/// the file cannot be opened or read, or is not a regular file (a FIFO or device could block). Exceptions of
-/// `onLine` pass through.
+/// Reads only bytes before `upToOffset`; if `upToOffset` is absent, reads to the end of the file. The end of
+/// the file is the size that the file had when it was opened. So the call ends even if another program keeps
+/// appending to the file.
+///
+/// Lines may have any length; the buffer grows to the length of the longest line. At most four threads buffer
+/// a line over 32 MiB at the same time; other threads wait until one of them is done.
+///
+/// Returns the offset after the last complete line, or `fromOffset` if there is none. Throws ReadError if the
+/// file cannot be opened or read, or if it is not a regular file, because reading a FIFO or a device could
+/// block. Does not catch exceptions that `onLine` throws.
 std::uint64_t forEachLine(const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine);
 
-/// As above for an open file. `path` is used only in the error.
+/// Does the same with a file that the caller has opened. `path` is used only in the ReadError.
 std::uint64_t forEachLine(const PlainFile& file, const std::string& path, std::uint64_t fromOffset,
                           std::optional<std::uint64_t> upToOffset,
                           absl::FunctionRef<void(std::string_view)> onLine);
