@@ -57,7 +57,7 @@ class ProvenanceSet {
 
 /// A project label and how it was found.
 struct Resolved {
-  InternedText canonical;
+  InternedText canonical;  ///< the label
   Provenance provenance = Provenance::missing;
 
   friend bool operator==(const Resolved&, const Resolved&) = default;
