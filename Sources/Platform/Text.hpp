@@ -1,14 +1,14 @@
 #pragma once
 
-// UTF-8 text as users perceive it: characters are extended grapheme clusters (Unicode UAX #29), equality is
-// canonical equivalence (NFC, UAX #15), lower case is Unicode's. ASCII, which is nearly all text, has fast
-// paths without table lookups.
+// Functions on UTF-8 text that follow the Unicode rules. A character is an extended grapheme cluster (UAX
+// #29). Two texts are equal if they are canonically equivalent, which means that their NFC forms are the same
+// (UAX #15). Nearly all text is ASCII, so the functions handle ASCII text without table lookups.
 //
-//   Text::fitted("Größe", 7)      // "Größe  ", two spaces: five characters, seven bytes
-//   Text::contains("café", "fe")  // false: é is one character, spelled either way
+//   Text::fitted("Größe", 7)      // "Größe  ": five characters and two spaces
+//   Text::contains("café", "fe")  // false: "é" is one character, even if it is stored as "e" and an accent
 //
-// Every operation treats each maximal ill-formed byte sequence as one U+FFFD. Returned views point into the
-// argument and are valid while it is.
+// Each function treats every maximal ill-formed byte sequence as one U+FFFD. A returned view points into the
+// argument, so it is valid as long as the argument's bytes are.
 
 #include <compare>
 #include <cstddef>
@@ -17,31 +17,31 @@
 
 namespace tallyfin::Text {
 
-/// True when every byte is below 128.
+/// Whether every byte is below 128.
 bool isAscii(std::string_view text);
 
-/// Whether the bytes are well-formed UTF-8 (no surrogates, no overlong forms).
+/// Whether the bytes are well-formed UTF-8. Surrogates and overlong forms are not well-formed.
 bool isValidUtf8(std::string_view bytes);
 
 /// The bytes with each maximal ill-formed sequence replaced by U+FFFD.
 std::string repaired(std::string_view bytes);
 
-/// The canonical composition (NFC). Ill-formed bytes are repaired first.
+/// The canonical form (NFC) of `repaired(text)`.
 std::string canonical(std::string_view text);
 
-/// The text in lower case by Unicode's full mapping (U+0130 becomes two code points), independent of the
-/// locale.
+/// The text in lower case by Unicode's full mapping, which turns U+0130 into two code points. The result does
+/// not depend on the locale.
 std::string lowercased(std::string_view text);
 
-/// The text without leading and trailing blanks: Unicode space separators (category Zs) and tabs. Line ends
-/// are kept.
+/// The text without leading and trailing blanks. A blank is a tab or a Unicode space separator (category Zs).
+/// A line feed or carriage return is not a blank.
 std::string_view trimmedBlanks(std::string_view text);
 
-/// The text without leading and trailing white space: blanks as above, U+000A to U+000D, U+0085, U+2028,
-/// U+2029.
+/// The text without leading and trailing white space: blanks (see `trimmedBlanks`), U+000A to U+000D, U+0085,
+/// U+2028 and U+2029.
 std::string_view trimmedWhitespace(std::string_view text);
 
-/// The number of user-perceived characters.
+/// The number of characters (grapheme clusters).
 std::size_t characterCount(std::string_view text);
 
 /// The first `count` characters, or the whole text if it has fewer.
@@ -50,36 +50,39 @@ std::string_view prefix(std::string_view text, std::size_t count);
 /// The last `count` characters, or the whole text if it has fewer.
 std::string_view suffix(std::string_view text, std::size_t count);
 
-/// The text in exactly `width` characters: truncated without an ellipsis, or padded with spaces on the right.
+/// The text with exactly `width` characters. A longer text is truncated without an ellipsis; a shorter text
+/// is padded with spaces on the right.
 std::string fitted(std::string_view text, std::size_t width);
 
-/// The text made safe to display. Code points without a shape of their own (controls, direction marks,
-/// zero-width characters except joiners, noncharacters, line and paragraph separators) are written as
-/// \u{202e}. In a text of more than `limit` code points, an ellipsis replaces the middle; `limit` is at least
-/// 4.
+/// The text made safe to display. Each code point of the following kinds is replaced by its number, such as
+/// \u{202e}: controls, direction marks, zero-width characters except joiners, noncharacters, line separators
+/// and paragraph separators. If the text has more than `limit` code points, an ellipsis replaces the middle.
+/// `limit` must be at least 4.
 std::string visible(std::string_view text, std::size_t limit);
 
-/// Whether every character of the text is a number (Unicode categories Nd, Nl and No); false for empty text.
+/// Whether every code point of the text is a number (Unicode category Nd, Nl or No). False for an empty text.
 bool isAllNumbers(std::string_view text);
 
-/// Appends a code point, encoded in UTF-8.
+/// Encodes the code point in UTF-8 and appends it to `out`.
 void appendCodePoint(std::string& out, char32_t point);
 
-/// Whether the first code point of the text is a letter or a number (Unicode categories L and N); false for
+/// Whether the first code point of the text is a letter or a number (Unicode category L or N). False for an
 /// empty text.
 bool beginsWithLetterOrNumber(std::string_view text);
 
-/// Whether the canonical form of `text` begins with the canonical form of `start`, in whole characters.
+/// Whether the canonical form of `text` begins with that of `start`, compared by whole characters: "é" does
+/// not begin with "e". Every text begins with an empty `start`.
 bool hasPrefix(std::string_view text, std::string_view start);
 
-/// Whether the canonical form of `text` contains the canonical form of `part`, in whole characters. Every
-/// text contains an empty `part`.
+/// Whether the canonical form of `text` contains that of `part`, compared by whole characters. Every text
+/// contains an empty `part`.
 bool contains(std::string_view text, std::string_view part);
 
-/// Orders texts by the code points of their canonical forms; canonically equivalent texts are equal.
+/// Compares the canonical forms by code point. Canonically equivalent texts are equal.
 std::strong_ordering compare(std::string_view left, std::string_view right);
 
-/// A total order for lists of paths and names: that of `compare`, then that of the bytes.
+/// Whether `left` comes before `right` in sorted lists of paths and names. Texts that are equal by `compare`
+/// are ordered by their bytes.
 bool isBefore(std::string_view left, std::string_view right);
 
 }  // namespace tallyfin::Text

@@ -16,13 +16,14 @@
 namespace tallyfin::Command {
 namespace {
 
-// Weeks begin on Monday.
+// The days of the week that is `weeksLater` weeks after the current week; -1 is last week. Weeks begin on
+// Monday. The range of the current week ends today.
 DateRange week(std::int64_t weeksLater, TimePoint now, const Calendar& calendar) {
   const TimePoint monday = calendar.startOfDay(calendar.startOfWeek(now), weeksLater * 7);
   return {monday, std::min(calendar.startOfDay(monday, 6), calendar.startOfDay(now)), calendar};
 }
 
-// A range word that the command accepts and the tools do not.
+// A period that users can name to the command but not to the tools of the server.
 struct NamedRange {
   std::string word;
   std::string label;
@@ -40,7 +41,8 @@ std::vector<NamedRange> namedRanges(TimePoint now, const Calendar& calendar) {
   return ranges;
 }
 
-// The days of --from and --to. Reads both first, so that one message can report errors in both.
+// The days of the options --from and --to. Parses both texts before it throws, so that one message reports
+// the errors of both.
 Days explicitDays(const std::optional<std::string>& from, const std::optional<std::string>& to,
                   const Environment& environment) {
   const Calendar& calendar = environment.calendar;
@@ -66,7 +68,8 @@ Days explicitDays(const std::optional<std::string>& from, const std::optional<st
   return days;
 }
 
-// The candidates, one per line.
+// One line per key that the name matches. Each line ends with the cost of the key, unless the keys are agents
+// whose name or id equals the given text.
 std::string listed(const SeveralNames& names) {
   std::string text;
   for (const Candidate& one : names.candidates) {
@@ -80,7 +83,8 @@ std::string_view wordOf(NameKind kind) {
   return kind == NameKind::agent ? "agent" : kind == NameKind::project ? "project" : "session";
 }
 
-// The reason why a name does not work as a filter, and how to find the right one.
+// The error message for a filter whose name matches no key or several keys. It also says how to find the
+// right name.
 std::string wordsOf(const Refusal& refusal) {
   if (const NoSuchName* const name = std::get_if<NoSuchName>(&refusal)) {
     const std::string_view kind = wordOf(name->kind);

@@ -1,7 +1,8 @@
 #pragma once
 
-// Maps the raw working directory of a request to its project. Worktrees and subdirectories of a repository
-// share one label. The only disk access is the check whether directories and their ".git" entries exist.
+// Maps the working directory of a request to the label of its project. A repository, its subdirectories and
+// its worktrees below ".claude/worktrees" have the same label. The only access to the disk is to check
+// whether directories and their ".git" entries exist.
 
 #include "Platform/InternedText.hpp"
 #include "absl/container/flat_hash_map.h"
@@ -16,24 +17,25 @@
 
 namespace tallyfin {
 
-/// How a project label was found. `text(Provenance)` returns the word that reports store and show.
+/// How a project label was found.
 enum class Provenance : std::uint8_t {
-  exact,           ///< the path is the root of a repository
-  worktreeFolded,  ///< the path was below ".claude/worktrees" and was cut there
-  gitRootFolded,   ///< the path was inside a repository and was cut to its root
-  rawFallback,     ///< no repository was found, or the disk was not consulted: the path is unchanged
+  exact,           ///< the working directory is the root of a repository
+  worktreeFolded,  ///< the path contains "/.claude/worktrees/"; the label is made from the part before it
+  gitRootFolded,   ///< the working directory is below the root of a repository; the label is the root
+  rawFallback,     ///< no repository was found or the disk was not checked; the label is the directory
   missing          ///< the transcript has no working directory
 };
 
-/// All provenances.
+/// All values, in declaration order.
 inline constexpr Provenance allProvenances[] = {Provenance::exact, Provenance::worktreeFolded,
                                                 Provenance::gitRootFolded, Provenance::rawFallback,
                                                 Provenance::missing};
 
-/// The word for a provenance in reports.
+/// The word that reports print for a provenance: "exact", "worktreeFolded", ...
 std::string_view text(Provenance provenance);
 
-/// The provenances of the requests of one label. One byte, because a report has a set for each label.
+/// The provenances with which a label was found; working directories with the same label can have different
+/// ones. The set takes one byte, because a report has one set per label.
 class ProvenanceSet {
  public:
   constexpr ProvenanceSet() = default;
@@ -55,43 +57,45 @@ class ProvenanceSet {
 
 /// A project label and how it was found.
 struct Resolved {
-  InternedText canonical;
+  InternedText canonical;  ///< the label
   Provenance provenance = Provenance::missing;
 
   friend bool operator==(const Resolved&, const Resolved&) = default;
 };
 
-/// Finds the project of a working directory. Caches results, so that the disk is read only once per
-/// directory. Copies share the cache.
+/// Finds the project of a working directory. It keeps each result in memory, so it does not check the disk
+/// again for a known directory. Copies of a resolver share these results.
 class ProjectResolver {
  public:
-  /// `home` is the user's home directory, the prefix that is replaced by "~".
+  /// `home` is the user's home directory; labels show "~" instead of it. If `consultDisk` is false, the
+  /// resolver never checks the disk and finds no repositories.
   ProjectResolver(std::string home, bool consultDisk);
 
-  /// What is known about the parent of a working directory.
+  /// What the resolver knows about the parent of a working directory.
   struct Parent {
     std::string path;
-    bool exists = true;          ///< if false, the working directory does not exist either
-    std::size_t rootLength = 0;  ///< length of the path of the repository that contains it; 0 if none does
+    bool exists = true;          ///< whether the parent exists; if not, the directory does not either
+    std::size_t rootLength = 0;  ///< bytes of `path` up to the end of the repository root; 0: none
   };
 
-  /// The label of a working directory. For an empty one it is "(unknown cwd)" or, if `transcriptPath` is
-  /// given, the name of the transcript's folder. May be called from any thread.
+  /// The label of the working directory `rawCwd`. If `rawCwd` is empty, the label is the name of the folder
+  /// of `transcriptPath`, or "(unknown cwd)" if `transcriptPath` is empty too. May be called from any thread.
   Resolved resolve(InternedText rawCwd, std::string_view transcriptPath = {}) const;
 
-  /// As above, for many directories in a row. `last` caches the parent of the last directory looked up, so
-  /// that its siblings need no further lookup of the parent. Pass an empty `last` at the start of each pass,
-  /// so that the pass sees changes on the disk.
+  /// As above, but faster for a series of directories. Each call stores in `last` what it found about the
+  /// parent of `rawCwd`. If the next directory has the same parent, the next call does not check that parent
+  /// again. Start each series with an empty `last`, because the disk may have changed since the previous
+  /// series.
   Resolved resolve(InternedText rawCwd, Parent& last) const;
 
-  /// The path with a leading `home` replaced by "~". Compares text only: with the home /home/ann, /home/anna
-  /// becomes "~a".
+  /// The path with a leading home directory replaced by "~". The comparison ignores component boundaries: if
+  /// the home directory is /home/ann, the path /home/anna becomes "~a".
   std::string tildify(std::string_view path) const;
 
  private:
   struct Memo {
     std::mutex lock;
-    absl::flat_hash_map<std::uint32_t, Resolved> map;  // by spelling: two spellings, two directories
+    absl::flat_hash_map<std::uint32_t, Resolved> map;  // by `spelling()` of the working directory
   };
 
   Resolved compute(InternedText rawCwd, Parent& last) const;

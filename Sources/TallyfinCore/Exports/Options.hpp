@@ -1,15 +1,17 @@
 #pragma once
 
-// What all documents share: the data they print besides the report, and the formats of days and times.
+// The parts that all documents share: the data that they print besides the report, and the formats of days
+// and times.
 //
 //   Exporter::Options options{.generatedAt = now, .calendar = Environment::ofProcess().calendar};
 //   options.sourceFiles = cache.recordsPerFile();
 //   write(Exporter::suggestedFileName(Exporter::Document::breakdown(Axis::project), options),
 //         Exporter::breakdownCSV(report, Axis::project, options));
 //
-// A document never writes 0 or an empty cell for an unknown value. It writes words; JSON has null and a
-// reason. None of these functions fails. Documents are UTF-8 even if paths are not, lines end with a line
-// feed, and nothing depends on the locale, clock or time zone of the process.
+// No document shows an unknown value as 0 or as an empty cell. A JSON document has null and the reason
+// instead; every other document has words. The functions that make documents do not fail. Documents are valid
+// UTF-8, even if a path is not. Lines end with a line feed. Documents do not depend on the locale, the clock
+// or the time zone of the process.
 
 #include "Platform/Calendar.hpp"
 #include "TallyfinCore/Estimate.hpp"
@@ -31,40 +33,40 @@ using tallyfin::Axis;
 using tallyfin::Entry;
 using tallyfin::rows;
 
-/// Printed in a cost cell when the cost is unknown.
+/// The text of a cost cell if the cost is unknown.
 inline constexpr std::string_view unknown = UnknownReason::placeholder;
 
-/// Printed in a column that does not apply to the table's axis.
+/// The text of a cell in a column that does not apply to the axis of the table.
 inline constexpr std::string_view notBrokenDown = "(not broken down)";
 
 /// The currency of every amount.
 inline constexpr std::string_view currencyCode = "USD";
 
-/// The row keys to which a report was narrowed, by axis.
+/// The filters of a report: the agent, project and session whose requests it counts. Absent: not filtered.
 struct Narrowing {
   std::optional<std::string> agent = {};
   std::optional<std::string> project = {};
   std::optional<std::string> session = {};
 };
 
-/// What documents print besides the report. A document leaves out what the caller does not set.
+/// The data that documents print besides the report.
 struct Options {
-  std::optional<std::string> periodLabel = {};    ///< the name of the selected period
-  std::optional<TimePoint> from = {};             ///< start of the period's first day
-  std::optional<TimePoint> to = {};               ///< start of the period's last day
-  TimePoint generatedAt;                          ///< when the document was made
-  Calendar calendar;                              ///< for all dates in the documents
-  std::optional<std::int64_t> limitPerAxis = {};  ///< most rows per breakdown; not negative
-  std::vector<FileProvenance> sourceFiles = {};   ///< ScanCache::recordsPerFile(), or empty
-  RecordFilter recordFilter = {};                 ///< selects the records of those files that count
-  Narrowing narrowing = {};                       ///< what `recordFilter` selects, for JSON documents
-  PriceList prices = {};                          ///< the report's prices, to sum those files
-  bool byteOrderMark = false;                     ///< whether a CSV starts with U+FEFF
-  std::vector<Axis> summaryAxes = {};             ///< the axes of the summary, in order
-  std::int64_t summaryRowLimit = 0;               ///< rows per axis of the summary; not negative
+  std::optional<std::string> periodLabel = {};    ///< name of the selected period; absent: its days
+  std::optional<TimePoint> from = {};             ///< start of the first day; absent: no lower bound
+  std::optional<TimePoint> to = {};               ///< start of the last day; absent: no upper bound
+  TimePoint generatedAt;                          ///< time at which the document is made
+  Calendar calendar;                              ///< zone of all days and times in documents
+  std::optional<std::int64_t> limitPerAxis = {};  ///< most rows per breakdown, >= 0; absent: all
+  std::vector<FileProvenance> sourceFiles = {};   ///< ScanCache::recordsPerFile(); empty: unknown
+  RecordFilter recordFilter = {};                 ///< selects the report's requests; empty: all
+  Narrowing narrowing = {};                       ///< the keys that `recordFilter` selects; JSON only
+  PriceList prices = {};                          ///< of the report; for the costs of source files
+  bool byteOrderMark = false;                     ///< whether a CSV begins with U+FEFF
+  std::vector<Axis> summaryAxes = {};             ///< axes of the summary, in this order
+  std::int64_t summaryRowLimit = 0;               ///< most rows per axis of the summary, >= 0
 };
 
-/// The date formats of a document.
+/// Formats days and times as documents show them.
 class Stamps {
  public:
   explicit Stamps(const Calendar& calendar) : calendar_(calendar) {}
