@@ -12,6 +12,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -85,7 +86,8 @@ TEST(Tree, RandomForestsHaveTheirStartersAndTheSumsOfTheReport) {
     Machine machine({2026, 3, 10}, 12, 0);
     std::vector<Agent> agents = randomForest(500, random);
     if (seed == 3) {  // a circle of three agents, wherever they were
-      for (const auto& [agent, starter] : {std::pair(10, 20), std::pair(20, 30), std::pair(30, 10)}) {
+      for (const auto& [agent, starter] :
+           std::vector<std::pair<std::size_t, std::size_t>>{{10, 20}, {20, 30}, {30, 10}}) {
         agents.at(agent).sidecar = R"({"parentAgentId":")" + agentId(starter) + "\"}";
         agents.at(agent).starter = std::nullopt;
       }
@@ -129,7 +131,7 @@ TEST(Tree, RandomForestsHaveTheirStartersAndTheSumsOfTheReport) {
     EXPECT_EQ(CostEstimate::money(all.priced), CostEstimate::money(tree.report->total.cost.priced));
 
     // However few agents have rows, each is in exactly one row.
-    for (const std::size_t most : {0, 7, 500}) {
+    for (const std::size_t most : std::vector<std::size_t>{0, 7, 500}) {
       const Sheet sheet = treeSheet(tree, most, machine.calendar);
       std::size_t rows = 0;
       CostEstimate shown;
