@@ -85,7 +85,8 @@ TEST(Sidecars, AreAbsentIfNotASmallObject) {
   }
   EXPECT_NE(readSidecar(home.write("largest", kGood + std::string(65'536 - kGood.size(), ' '))),
             std::nullopt);
-  EXPECT_EQ(readSidecar(home.write("empty", R"({"agentType": "", "description": 7, "spawnDepth": "1"})")),
+  EXPECT_EQ(readSidecar(home.write(
+                "empty", R"({"agentType": " \t", "toolUseId": "", "description": 7, "spawnDepth": "1"})")),
             Sidecar());
 }
 

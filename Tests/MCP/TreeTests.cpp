@@ -134,21 +134,26 @@ TEST(Tree, RandomForestsHaveTheirStartersAndTheSumsOfTheReport) {
     for (const std::size_t most : std::vector<std::size_t>{0, 7, 500}) {
       const Sheet sheet = treeSheet(tree, most, machine.calendar);
       std::size_t rows = 0;
+      std::size_t others = 0;
       CostEstimate shown;
       for (std::size_t row = 0; row < sheet.rowCount; ++row) {
+        bool isOthers = false;
         for (const Sheet::Column& column : sheet.columns) {
           const Sheet::Cell cell = column.cell(row);
-          if (column.id == "agent" && std::holds_alternative<std::string>(cell)) {
+          if (column.id == "others") {
+            isOthers = std::get<std::int64_t>(cell) > 0;
+            others += static_cast<std::size_t>(std::get<std::int64_t>(cell));
+          } else if (column.id == "agent" && std::holds_alternative<std::string>(cell)) {
             ++rows;
           } else if (column.id == "cost" && std::holds_alternative<Sheet::Amount>(cell)) {
             shown += std::get<Sheet::Amount>(cell).bucket->cost;
-          } else if (column.id == "cost_with_started" &&
-                     std::get<std::int64_t>(sheet.columns[5].cell(row)) > 0) {
+          } else if (column.id == "cost_with_started" && isOthers) {
             shown += std::get<Sheet::Amount>(cell).bucket->cost;  // of the agents without a row
           }
         }
       }
       EXPECT_GE(rows, std::min(most, agents.size() - 1) + 1);
+      EXPECT_EQ(rows + others, agents.size());
       EXPECT_NEAR(shown.priced, tree.report->total.cost.priced, 1e-9);
       EXPECT_EQ(shown.unpricedRequests, tree.report->total.cost.unpricedRequests);
     }
@@ -169,6 +174,28 @@ TEST(Tree, DeepChainsAreNotRecursed) {
   const Answers::Tree tree = Answers::tree(data, InternedText("session-1"));
   EXPECT_TRUE(tree.unknownStarter.empty());
   EXPECT_EQ(treeSheet(tree, std::nullopt, machine.calendar).rowCount, agents.size());
+}
+
+// A home that is listed earlier appears later: the sidecar is that of the first listed file all the same.
+TEST(AgentKinds, DoNotDependOnEarlierRefreshes) {
+  Machine machine({2026, 3, 10}, 12, 0);
+  const auto add = [&](const std::string& home, const std::string& id) {
+    const std::string path = home + "/projects/p/session-1/subagents/agent-a1";
+    machine.home.write(
+        path + ".jsonl",
+        UsageLine{.id = id, .time = "2026-03-10T08:00:00Z", .agent = "a1", .output = 1}.text());
+    machine.home.write(path + ".meta.json", R"({"agentType":"of )" + home + R"(","spawnDepth":1})");
+  };
+  const AgentIdentity agent = AgentIdentity::parse(InternedText("a1"));
+  add(".claude-work", "m1");
+  DataSource data(machine.environment());
+  data.ensureFresh();
+  EXPECT_EQ(data.kinds().of(agent).label().text(), "of .claude-work");
+  add(".claude", "m2");
+  machine.now += 20;
+  data.ensureFresh();
+  EXPECT_EQ(data.kinds().of(agent).label().text(), "of .claude");
+  EXPECT_EQ(Answers::tree(data, InternedText("session-1")).nodes.back().kind, "of .claude");
 }
 
 TEST(SessionDescriptions, OnlyTheBeginningAndTheEndOfLongTranscriptsAreRead) {

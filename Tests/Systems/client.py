@@ -163,15 +163,22 @@ CHANGES = (r"creat|mkdir|rmdir|unlink|rename|link|symlink|mknod|chmod|fchmod|cho
 FILTER = "trace=%file,%network,%process,%desc"
 
 
-def touched(home, program, arguments=(), stdin=b""):
-    """The network and process calls of a run, the paths that it changed, and the paths opened for writing."""
+def traced(home, program, arguments=(), stdin=b""):
+    """The traced system calls of a run, as pairs of name and arguments, and its output."""
     log = home.path("trace")
     command = ["strace", "-f", "-y", "-s", "4096", "-o", log, "-e", FILTER, program, *arguments]
     done = subprocess.run(command, env=home.environment, input=stdin, capture_output=True, timeout=PATIENCE)
     assert done.returncode == 0, done
-    beyond, changed = set(), set()
     with open(log, encoding="utf-8", errors="replace") as trace:
         calls = re.findall(r"^\d+ +([a-z0-9_]+)\((.*)$", trace.read(), re.MULTILINE)
+    os.remove(log)
+    return calls, done.stdout
+
+
+def touched(home, program, arguments=(), stdin=b""):
+    """The network and process calls of a run, the paths that it changed or opened for writing, and its output."""
+    calls, output = traced(home, program, arguments, stdin)
+    beyond, changed = set(), set()
     started = 0
     for name, rest in calls:
         base = re.sub(r"at2?$|64$", "", name)
@@ -184,8 +191,26 @@ def touched(home, program, arguments=(), stdin=b""):
         if name.startswith("open") and re.search(r"O_WRONLY|O_RDWR|O_CREAT|O_TRUNC|O_APPEND", rest):
             changed.update(re.findall(r'"([^"]*)"', rest))
     assert started == 1 and len(calls) > 30, (started, len(calls))
-    os.remove(log)
-    return beyond, changed, done.stdout
+    return beyond, changed, output
+
+
+# The messages of a client that calls every tool.
+SESSION = b"".join(json.dumps(message).encode() + b"\n" for message in [
+    {"id": 0, "method": "initialize"}, {"method": "notifications/initialized"}, {"id": 1, "method": "tools/list"},
+    *({"id": tool, "method": "tools/call", "params": {"name": tool, "arguments": arguments}}
+      for tool, arguments in TOOLS.items())])
+
+
+@check
+def only_questions_about_kinds_open_sidecars():
+    with small_home() as home:
+        home.add("s/subagents/agent-a1.jsonl", line(201).replace(b'"sessionId"', b'"agentId": "a1", "sessionId"'))
+        home.add("s/subagents/agent-a1.meta.json", b'{"agentType": "Explore"}')
+        opens = lambda calls: any("agent-a1.meta.json" in rest for _, rest in calls)
+        calls, output = traced(home, SERVER, stdin=SESSION)
+        assert output.count(b'"result"') == 2 + len(TOOLS) and not opens(calls)
+        assert not opens(traced(home, COMMAND, ["table", "--by", "agent", "all"])[0])
+        assert opens(traced(home, COMMAND, ["table", "--by", "kind", "all"])[0]), "the check sees nothing"
 
 
 @check
@@ -193,12 +218,7 @@ def no_call_reaches_the_network_or_writes_anything_but_the_cache():
     with small_home() as home:
         own = re.compile(re.escape(home.path("cache/scan.bin")) + r"(\.tmp\.\d+\.\d+)?")
         folders = {home.root, home.path("cache"), "/tmp", *os.path.split(home.root)}
-        messages = [{"id": 0, "method": "initialize"}, {"method": "notifications/initialized"},
-                    {"id": 1, "method": "tools/list"}]
-        messages += [{"id": tool, "method": "tools/call", "params": {"name": tool, "arguments": arguments}}
-                     for tool, arguments in TOOLS.items()]
-        stdin = b"".join(json.dumps(message).encode() + b"\n" for message in messages)
-        beyond, changed, output = touched(home, SERVER, stdin=stdin)
+        beyond, changed, output = touched(home, SERVER, stdin=SESSION)
         assert output.count(b'"result"') == 2 + len(TOOLS) and b'"isError":true' not in output
         assert not beyond, beyond
         assert any(own.fullmatch(path) for path in changed), "nothing saved: the check sees nothing"

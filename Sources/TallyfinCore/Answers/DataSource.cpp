@@ -1,9 +1,11 @@
 #include "TallyfinCore/Answers/DataSource.hpp"
 
+#include "Platform/Concat.hpp"
 #include "Platform/Memory.hpp"
 #include "Platform/Parallel.hpp"
 #include "TallyfinCore/Cache/CacheFile.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <utility>
@@ -102,9 +104,20 @@ Report DataSource::report(const Period& period, const RecordFilter& filter,
                                wanted.kinds ? &kinds() : nullptr);
 }
 
+std::vector<FileProvenance> DataSource::filesInOrder() const {
+  std::vector<FileProvenance> files = cache_.recordsPerFile();  // sorted by path
+  auto next = files.begin();
+  for (const SourceHome& home : homes_) {
+    const std::string folder = concat(home.projectsPath, "/");
+    next = std::stable_partition(next, files.end(),
+                                 [&](const FileProvenance& file) { return file.path.starts_with(folder); });
+  }
+  return files;
+}
+
 AgentKinds& DataSource::kinds() {
   if (!kinds_) {
-    kinds_.emplace(transcriptsOfAgents(cache_.recordsPerFile()));
+    kinds_.emplace(transcriptsOfAgents(filesInOrder()));
   }
   return *kinds_;
 }

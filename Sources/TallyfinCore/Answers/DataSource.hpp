@@ -56,6 +56,11 @@ class DataSource {
   const ScanDiagnostics& diagnostics() const { return diagnostics_; }
   const PriceList& prices() const { return aggregator_.prices(); }
   const AgentRoster& roster() const { return roster_; }
+  /// What each transcript contributed, in the order of the listing: by home, then by path. Unlike the ranks
+  /// in the records, which stem from the refresh that read them, this order does not depend on earlier
+  /// refreshes.
+  std::vector<FileProvenance> filesInOrder() const;
+
   /// The kinds of the agents in `records()`. Reads the sidecar of each agent that it is asked for. Valid
   /// until the next refresh.
   AgentKinds& kinds();

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <string>
-#include <tuple>
+#include <string_view>
 #include <utility>
 
 namespace tallyfin::Answers {
@@ -14,14 +14,13 @@ namespace {
 // Where the lines of a main session are.
 struct MainTranscript {
   const std::string* path = nullptr;
-  bool isOfOtherName = true;
-  std::int64_t rank = 0;
+  bool hasName = false;  // the file has the name of the session
 };
 
 using MainTranscripts = absl::flat_hash_map<InternedText, MainTranscript>;
 
 // Finds the transcript of each session in `wanted`: of the files with requests of its main session, the one
-// that has the session's name, otherwise the first one listed.
+// that has the session's name, otherwise the first one.
 void findTranscripts(MainTranscripts& wanted, const std::vector<FileProvenance>& files) {
   for (const FileProvenance& file : files) {
     const std::string_view name = Files::withoutExtension(Files::lastComponent(file.path));
@@ -32,14 +31,9 @@ void findTranscripts(MainTranscripts& wanted, const std::vector<FileProvenance>&
       }
       last = record.sessionId;
       const auto found = wanted.find(record.sessionId);
-      if (found == wanted.end()) {
-        continue;
-      }
-      const MainTranscript here{&file.path, record.sessionId.text() != name, record.sourceRank};
-      MainTranscript& best = found->second;
-      if (best.path == nullptr ||
-          std::tie(here.isOfOtherName, here.rank) < std::tie(best.isOfOtherName, best.rank)) {
-        best = here;
+      const bool hasName = record.sessionId.text() == name;
+      if (found != wanted.end() && (found->second.path == nullptr || (hasName && !found->second.hasName))) {
+        found->second = {&file.path, hasName};
       }
     }
   }
@@ -92,7 +86,7 @@ Sessions sessions(DataSource& data, const SessionsQuestion& question) {
     answer.rows.push_back(std::move(row));
   }
   answer.leftOut = static_cast<std::int64_t>(report->bySession.size() - answer.rows.size());
-  describe(answer.rows, data.cache().recordsPerFile());
+  describe(answer.rows, data.filesInOrder());
   return answer;
 }
 

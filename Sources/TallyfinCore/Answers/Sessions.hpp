@@ -1,6 +1,6 @@
 #pragma once
 
-// The sessions of a period, so that people recognize them: when, where, what about, and their cost.
+// The sessions of a period, with what people recognize them by: time, project, title, branch, cost.
 
 #include "TallyfinCore/Answers/Filters.hpp"
 #include "TallyfinCore/Transcripts/SessionDescription.hpp"
@@ -15,8 +15,8 @@ namespace tallyfin::Answers {
 struct SessionsQuestion {
   Period period;
   Filters filters;
-  /// At most so many sessions (not negative), the latest or the most expensive. Descriptions are read only
-  /// for these. Absent: all.
+  /// The most sessions, not negative: the latest, or the most expensive. Descriptions are read for these
+  /// only. Absent: all.
   std::optional<std::int64_t> limit;
   bool byCost = false;  ///< the most expensive first; otherwise the latest last
 };

@@ -3,11 +3,11 @@
 #include "Platform/ByteSearch.hpp"
 #include "Platform/Json.hpp"
 #include "TallyfinCore/Attribution/Sidecars.hpp"
+#include "TallyfinCore/Transcripts/ContentBlocks.hpp"
 #include "TallyfinCore/Transcripts/LineReader.hpp"
 #include "absl/container/flat_hash_map.h"
 
 #include <algorithm>
-#include <cmath>
 #include <string_view>
 #include <utility>
 
@@ -16,62 +16,26 @@ namespace {
 
 using Index = std::optional<std::size_t>;  // of a node
 
-// The files with requests of a session, in the order of the listing.
+// A file with requests of the session.
 struct SessionFile {
-  const FileProvenance* file;
-  std::int64_t rank;
-  std::vector<AgentIdentity> agents;  // those with requests of the session, in order of their first one
+  const std::string* path;
+  std::vector<AgentIdentity> agents;  // whose requests they are, each at least once
 };
 
 std::vector<SessionFile> filesOf(InternedText session, const std::vector<FileProvenance>& files) {
   std::vector<SessionFile> found;
   for (const FileProvenance& file : files) {
-    std::optional<SessionFile> here;
+    std::vector<AgentIdentity> agents;
     for (const auto& [key, record] : file.records().entries()) {
-      if (record.sessionId != session) {
-        continue;
-      }
-      if (!here) {
-        here = {&file, record.sourceRank, {}};
-      }
-      if (here->agents.empty() || here->agents.back() != record.agent) {
-        here->agents.push_back(record.agent);
+      if (record.sessionId == session && (agents.empty() || agents.back() != record.agent)) {
+        agents.push_back(record.agent);
       }
     }
-    if (here) {
-      found.push_back(*std::move(here));
+    if (!agents.empty()) {
+      found.push_back({&file.path, std::move(agents)});
     }
   }
-  std::ranges::stable_sort(found, {}, &SessionFile::rank);
   return found;
-}
-
-// The tool use blocks of a message, by their ids.
-template <typename F>
-void forEachToolUse(std::string_view message, F&& use) {
-  JsonReader reader(message);
-  reader.readObject([&](std::string_view key) {
-    if (key != "content" || reader.peek() != JsonReader::Kind::array) {
-      reader.skipValue();
-      return;
-    }
-    for (reader.beginArray(); reader.nextElement();) {
-      std::optional<std::string> type;
-      std::optional<std::string> id;
-      reader.readObject([&](std::string_view member) {
-        if (member == "type") {
-          type = reader.optionalText();
-        } else if (member == "id") {
-          id = reader.optionalText();
-        } else {
-          reader.skipValue();
-        }
-      });
-      if (type == "tool_use" && id) {
-        use(*id);
-      }
-    }
-  });
 }
 
 // Builds the tree.
@@ -93,7 +57,7 @@ class Growing {
         const Index node = find(agent);
         if (agent.isSubagent() && node && !isRead[*node]) {
           isRead[*node] = true;
-          takeSidecar(*node, readSidecar(sidecarPathOf(file.file->path)).value_or(Sidecar()));
+          takeSidecar(*node, readSidecar(sidecarPathOf(*file.path)).value_or(Sidecar()));
         }
       }
     }
@@ -106,7 +70,7 @@ class Growing {
         return;
       }
       try {
-        LineReader::forEachLine(file.file->path, 0, std::nullopt,
+        LineReader::forEachLine(*file.path, 0, std::nullopt,
                                 [this](std::string_view line) { takeLine(line); });
       } catch (const ReadError&) {
         continue;  // the report counts unreadable files
@@ -152,7 +116,7 @@ class Growing {
       nodeOf(node).kind = std::move(sidecar.agentType);
     }
     nodeOf(node).description = std::move(sidecar.description);
-    if (sidecar.parentAgentId && !sidecar.parentAgentId->empty()) {
+    if (sidecar.parentAgentId) {
       nodeOf(node).starter = find(AgentIdentity::parse(InternedText(*sidecar.parentAgentId)));
     }
     if (nodeOf(node).starter) {
@@ -187,7 +151,11 @@ class Growing {
     }
     const Index starter = find(AgentIdentity::parse(InternedText(agent.value_or(""))));
     if (starter) {
-      forEachToolUse(message, [&](const std::string& id) { start(id, *starter); });
+      forEachBlock(message, [&](ContentBlock&& block) {
+        if (block.type == "tool_use" && block.id) {
+          start(*block.id, *starter);
+        }
+      });
     }
   }
 
@@ -237,8 +205,10 @@ class Growing {
     for (const std::size_t index : order) {
       TreeNode& node = nodeOf(index);
       add(node.own, node.whole);
+      node.agents += node.agent.isSubagent() ? 1 : 0;
       if (node.starter) {
         add(node.whole, nodeOf(*node.starter).whole);
+        nodeOf(*node.starter).agents += node.agents;
       }
     }
     if (tree_.unknownStarter.empty()) {
@@ -252,14 +222,10 @@ class Growing {
   }
 
   void sort(std::vector<std::size_t>& nodes) {
-    const auto cost = [this](std::size_t node) {
-      const double priced = nodeOf(node).whole.cost.priced;
-      return std::isnan(priced) ? 0.0 : -priced;
+    const auto key = [this](std::size_t node) {
+      return std::pair(-rankedCost(nodeOf(node).whole), nodeOf(node).agent.description());
     };
-    std::ranges::sort(nodes, [&](std::size_t left, std::size_t right) {
-      return std::pair(cost(left), nodeOf(left).agent.description()) <
-             std::pair(cost(right), nodeOf(right).agent.description());
-    });
+    std::ranges::sort(nodes, {}, key);
   }
 
   Tree tree_;
@@ -274,7 +240,7 @@ Tree tree(DataSource& data, InternedText session) {
   auto report = std::make_shared<const Report>(data.report(
       Period::all(), [session](const UsageRecord& record) { return record.sessionId == session; },
       ReportParts::only(&ReportParts::agents)));
-  const std::vector<FileProvenance> all = data.cache().recordsPerFile();
+  const std::vector<FileProvenance> all = data.filesInOrder();
   const std::vector<SessionFile> files = filesOf(session, all);
   Growing growing(session, std::move(report));
   growing.readSidecars(files);

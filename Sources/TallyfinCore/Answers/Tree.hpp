@@ -20,7 +20,8 @@ struct TreeNode {
   std::optional<std::string> kind = {};
   std::optional<std::string> description = {};  ///< what the agent was told to do; absent if unknown
   Bucket own = {};                              ///< its own requests; empty if the main session has none
-  Bucket whole = {};  ///< requests and cost, with those of all agents below; nothing else
+  Bucket whole = {};        ///< requests and cost, with those of all agents below; nothing else
+  std::int64_t agents = 0;  ///< the number of agents below, and of the agent itself
   /// The node that started it; absent for the main session, and for agents whose starter is unknown.
   std::optional<std::size_t> starter = {};
   std::vector<std::size_t> started = {};  ///< the nodes that it started, most expensive (`whole`) first

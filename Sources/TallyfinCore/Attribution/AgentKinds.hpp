@@ -49,7 +49,7 @@ class AgentKind {
   Type type_ = Type::main;
 };
 
-/// The transcript of each agent that has no name: the first listed file with a request of it.
+/// The transcript of each agent that has no name: the first of the files with a request of it.
 using AgentTranscripts = absl::flat_hash_map<AgentIdentity, std::string>;
 AgentTranscripts transcriptsOfAgents(std::span<const FileProvenance> files);
 
@@ -59,7 +59,7 @@ class AgentKinds {
   explicit AgentKinds(AgentTranscripts transcripts) : transcripts_(std::move(transcripts)) {}
 
   /// The kind of an agent. The first call for an agent without a name reads its sidecar; if that gives no
-  /// type of at most 256 bytes, the agent is unnamed.
+  /// type, the agent is unnamed.
   AgentKind of(const AgentIdentity& agent);
 
  private:

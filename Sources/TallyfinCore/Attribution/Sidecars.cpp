@@ -3,8 +3,10 @@
 #include "Platform/Concat.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/Json.hpp"
+#include "Platform/Text.hpp"
 #include "TallyfinCore/Transcripts/SessionDescription.hpp"
 
+#include <cstddef>
 #include <utility>
 
 namespace tallyfin {
@@ -16,6 +18,15 @@ constexpr std::uint64_t kLargestSidecar = std::uint64_t{64} << 10;  // bytes; re
 std::optional<std::string> someText(JsonReader& reader) {
   std::optional<std::string> text = reader.optionalText();
   return text && !text->empty() ? std::move(text) : std::nullopt;
+}
+
+// Consumes a value; absent if it is no text that can name a kind of agents: blank, or too long to be
+// interned, since interned texts are never freed.
+std::optional<std::string> kindText(JsonReader& reader) {
+  constexpr std::size_t kLongestKind = 256;  // bytes
+  std::optional<std::string> text = reader.optionalText();
+  const bool isName = text && text->size() <= kLongestKind && !Text::trimmedWhitespace(*text).empty();
+  return isName ? std::move(text) : std::nullopt;
 }
 
 // Consumes a value; absent if it is not a whole number.
@@ -44,7 +55,7 @@ std::optional<Sidecar> readSidecar(const std::string& path) {
   JsonReader reader(content->bytes());
   const bool isObject = reader.readObject([&](std::string_view key) {
     if (key == "agentType") {
-      sidecar.agentType = someText(reader);
+      sidecar.agentType = kindText(reader);
     } else if (key == "description") {
       sidecar.description = oneLine(reader.optionalText());
     } else if (key == "toolUseId") {

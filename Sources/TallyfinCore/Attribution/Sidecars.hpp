@@ -12,7 +12,8 @@ namespace tallyfin {
 
 /// The members of a sidecar that are used. A member that is missing, empty or of another type is absent.
 struct Sidecar {
-  std::optional<std::string> agentType;      ///< what the agent is: "Explore"
+  /// What the agent is: "Explore". Also absent if it is blank or has more than 256 bytes.
+  std::optional<std::string> agentType;
   std::optional<std::string> description;    ///< what it was told to do, on one line
   std::optional<std::string> toolUseId;      ///< the id of the tool use that started it
   std::optional<std::string> parentAgentId;  ///< the agent that started it

@@ -44,7 +44,7 @@ std::string labelOf(const TreeNode& node) {
 std::vector<bool> chosenNodes(const Tree& tree, std::size_t most) {
   std::vector<std::size_t> order(tree.nodes.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
-  const auto cost = [&](std::size_t node) { return tree.nodes[node].whole.cost.priced; };
+  const auto cost = [&](std::size_t node) { return rankedCost(tree.nodes[node].whole); };
   std::ranges::stable_sort(order,
                            [&](std::size_t left, std::size_t right) { return cost(left) > cost(right); });
   std::vector<bool> isChosen(tree.nodes.size());
@@ -97,6 +97,14 @@ class TreeRows {
     return sum;
   }
 
+  std::int64_t agentsOf(const std::vector<std::size_t>& nodes) const {
+    std::int64_t agents = 0;
+    for (const std::size_t node : nodes) {
+      agents += tree_.nodes[node].agents;
+    }
+    return agents;
+  }
+
   // Without recursion, since a hostile tree may be as deep as it has agents.
   void addBelow(const std::vector<std::size_t>& top, const std::string& starter) {
     std::vector<Level> levels;
@@ -133,7 +141,7 @@ class TreeRows {
       rows_.push_back({.starter = level.starter,
                        .branches = concat(level.margin, "└ "),
                        .depth = depth,
-                       .others = static_cast<std::int64_t>(level.others.size()),
+                       .others = agentsOf(level.others),
                        .sum = sumOf(level.others)});
     }
   }

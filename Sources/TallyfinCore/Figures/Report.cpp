@@ -15,6 +15,10 @@ namespace tallyfin {
 
 static_assert(std::is_nothrow_move_constructible_v<Bucket>, "rows move when their list grows");
 
+double rankedCost(const Bucket& bucket) {
+  return std::isnan(bucket.cost.priced) ? -std::numeric_limits<double>::infinity() : bucket.cost.priced;
+}
+
 namespace {
 
 double percentOf(std::int64_t part, std::int64_t whole) {
@@ -32,11 +36,6 @@ std::string_view tieBreak(const AgentIdentity& agent) {
 
 std::string_view tieBreak(const AgentKind& kind) {
   return kind.key().canonical();
-}
-
-// NaN has no order and would break the sort, so it ranks last.
-double rankedCost(const Bucket& bucket) {
-  return std::isnan(bucket.cost.priced) ? -std::numeric_limits<double>::infinity() : bucket.cost.priced;
 }
 
 // A row with its sort keys. They are copied because rows and texts are scattered in memory.

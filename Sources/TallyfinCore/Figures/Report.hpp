@@ -75,6 +75,9 @@ using BucketsBy = KeyedRows<Key, Bucket>;
 template <typename Key>
 using Ranking = std::vector<std::pair<Key, const Bucket*>>;
 
+/// The dollars by which rankings sort: the priced cost; minus infinity for NaN, which has no order.
+double rankedCost(const Bucket& bucket);
+
 /// Ranks the keys. Returns the first `limit` (not negative), or all without a limit.
 Ranking<InternedText> ranked(const BucketsBy<InternedText>& buckets, std::optional<std::int64_t> limit = {});
 

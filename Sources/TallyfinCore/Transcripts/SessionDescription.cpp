@@ -5,6 +5,7 @@
 #include "Platform/Descriptor.hpp"
 #include "Platform/Json.hpp"
 #include "Platform/Text.hpp"
+#include "TallyfinCore/Transcripts/ContentBlocks.hpp"
 #include "absl/strings/str_join.h"
 #include "absl/strings/str_split.h"
 
@@ -67,42 +68,15 @@ std::optional<DescribingLine> parseDescribing(std::string_view text) {
   return reader.finish() && isObject ? std::optional(std::move(line)) : std::nullopt;
 }
 
-// The text of the first block of type text in an array of blocks.
-std::optional<std::string> firstText(JsonReader& reader) {
-  std::optional<std::string> first;
-  for (reader.beginArray(); reader.nextElement();) {
-    std::optional<std::string> type;
-    std::optional<std::string> text;
-    reader.readObject([&](std::string_view key) {
-      if (key == "type") {
-        type = reader.optionalText();
-      } else if (key == "text") {
-        text = reader.optionalText();
-      } else {
-        reader.skipValue();
-      }
-    });
-    if (!first && type == "text") {
-      first = std::move(text);
-    }
-  }
-  return first;
-}
-
-// The text of a valid message.
+// The first text of a valid message.
 std::optional<std::string> textOfMessage(std::string_view message) {
-  std::optional<std::string> text;
-  JsonReader reader(message);
-  reader.readObject([&](std::string_view key) {
-    if (key != "content") {
-      reader.skipValue();
-    } else if (reader.peek() == JsonReader::Kind::array) {
-      text = firstText(reader);
-    } else {
-      text = reader.optionalText();
+  std::optional<std::string> first;
+  forEachBlock(message, [&](ContentBlock&& block) {
+    if (!first && block.type == "text") {
+      first = std::move(block.text);
     }
   });
-  return text;
+  return first;
 }
 
 // Collects the description from lines in their order.
