@@ -41,8 +41,8 @@ Period periodOf(const Days& days, DataSource& data);
 /// --session-id.
 std::vector<Option> choosingOptions(const std::string& fallback);
 
-/// The session that an id, the beginning of one, or "last" means; absent means the last: that of the last
-/// request. Throws std::runtime_error if there is no such session or several.
+/// The session with an id or the beginning of an id. "last" and an absent text mean the session of the last
+/// request. Throws std::runtime_error with the reason if there is no such session, or more than one.
 InternedText sessionOf(const std::optional<std::string>& text, DataSource& data);
 
 /// The filters of --agent, --project and --session-id, which also accepts "last". Throws std::runtime_error

@@ -54,7 +54,8 @@ Subcommand sessionList() {
                                 .help = "time: the latest last (the default); cost: the most expensive first",
                                 .values = Values::word,
                                 .words = {"time", "cost"}});
-  subcommand.options.push_back(limitOption("the latest or the most expensive (default 20)"));
+  subcommand.options.push_back(
+      limitOption("Show at most N sessions: the latest, or the most expensive (default 20)"));
   subcommand.options.push_back(jsonOption());
   return subcommand;
 }

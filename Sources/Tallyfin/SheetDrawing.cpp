@@ -111,7 +111,7 @@ std::string beginningOf(std::string_view text, std::size_t width) {
              : concat(Text::prefix(text, std::max<std::size_t>(width, 1) - 1), "…");
 }
 
-// "34 %", or "?" if the share is unknown.
+// "34.2%", or "?" if the share is unknown.
 std::string shareOf(const Sheet::Share& share) {
   const Estimate<double> value = percentage(share.bucket->cost.priced, share.whole);
   return share.bucket->cost.isUnknown() || !value.isKnown() ? "?" : percent(value);

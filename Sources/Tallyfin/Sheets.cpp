@@ -17,11 +17,8 @@ Option jsonOption() {
   return {.name = "json", .value = "", .help = "Print a JSON document (docs/export.schema.json)"};
 }
 
-Option limitOption(const std::string& what) {
-  return {.name = "limit",
-          .value = "N",
-          .help = concat("At most so many rows, ", what),
-          .values = Values::number};
+Option limitOption(std::string help) {
+  return {.name = "limit", .value = "N", .help = std::move(help), .values = Values::number};
 }
 
 void setQuestion(Sheet& sheet, const Days& days, const Period& period, const Filters& filters) {

@@ -206,7 +206,7 @@ Subcommand subcommandOf(const Named& named) {
                                   .isRequired = true});
   }
   std::ranges::move(choosingOptions(named.span), std::back_inserter(subcommand.options));
-  subcommand.options.push_back(limitOption("the latest or the most expensive"));
+  subcommand.options.push_back(limitOption("Show at most N rows: the latest, or the most expensive"));
   subcommand.options.push_back(jsonOption());
   subcommand.examples = {named.example};
   subcommand.run = [named](const Call& call) {

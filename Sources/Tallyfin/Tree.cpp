@@ -43,7 +43,7 @@ Subcommand agentTree() {
                        .help = "The session: its id or the beginning of it, or last (default last)",
                        .values = Values::session,
                        .isWord = true},
-                      limitOption("the most expensive agents; the others are summed up (default 40)"),
+                      limitOption("Show the N most expensive agents, and sums of the others (default 40)"),
                       jsonOption()},
           .examples = {"tallyfin tree", "tallyfin tree 74177bb2"},
           .run = showTree};
