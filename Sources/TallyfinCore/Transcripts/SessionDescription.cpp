@@ -22,7 +22,7 @@ namespace {
 constexpr std::uint64_t kFirstBytes = std::uint64_t{256} << 10;
 constexpr std::uint64_t kLastBytes = std::uint64_t{1} << 20;
 
-// The members of a line that describe its session.
+// The members of a transcript line that may describe its session.
 struct DescribingLine {
   std::optional<std::string> type;
   std::optional<std::string> customTitle;
@@ -33,7 +33,7 @@ struct DescribingLine {
   bool isByClient = false;   // `isMeta` or `isSidechain`: nothing that a person typed
 };
 
-// Consumes a value; whether it is `true`.
+// Consumes a value. Returns whether it is `true`.
 bool readsTrue(JsonReader& reader) {
   if (reader.peek() != JsonReader::Kind::boolean) {
     reader.skipValue();
