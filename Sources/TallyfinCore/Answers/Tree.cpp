@@ -19,7 +19,7 @@ using Index = std::optional<std::size_t>;  // of a node
 // A file with requests of the session.
 struct SessionFile {
   const std::string* path;
-  std::vector<AgentIdentity> agents;  // whose requests they are, each at least once
+  std::vector<AgentIdentity> agents;  // of these requests; an agent may occur more than once
 };
 
 std::vector<SessionFile> filesOf(InternedText session, const std::vector<FileProvenance>& files) {
@@ -193,7 +193,8 @@ class Growing {
     }
   }
 
-  // Sums up each node with all nodes below it: the nodes in the order of a walk from the top, backwards.
+  // Adds the sums of each node to those of its starter. Goes through the tree from the deepest level to the
+  // top, so that the sums of a node are complete before they are added.
   void addUp() {
     std::vector<std::size_t> order = tree_.unknownStarter;
     order.push_back(0);

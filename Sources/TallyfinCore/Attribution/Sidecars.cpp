@@ -14,14 +14,14 @@ namespace {
 
 constexpr std::uint64_t kLargestSidecar = std::uint64_t{64} << 10;  // bytes; real ones have a few hundred
 
-// Consumes a value; absent if it is not a text or empty.
+// Consumes a value. Absent if it is not a text, or is empty.
 std::optional<std::string> someText(JsonReader& reader) {
   std::optional<std::string> text = reader.optionalText();
   return text && !text->empty() ? std::move(text) : std::nullopt;
 }
 
-// Consumes a value; absent if it is no text that can name a kind of agents: blank, or too long to be
-// interned, since interned texts are never freed.
+// Consumes a value. Absent unless it is a text that can name a kind of agents: not blank, and not long,
+// because interned texts are never freed.
 std::optional<std::string> kindText(JsonReader& reader) {
   constexpr std::size_t kLongestKind = 256;  // bytes
   std::optional<std::string> text = reader.optionalText();
@@ -29,7 +29,7 @@ std::optional<std::string> kindText(JsonReader& reader) {
   return isName ? std::move(text) : std::nullopt;
 }
 
-// Consumes a value; absent if it is not a whole number.
+// Consumes a value. Absent if it is not a whole number.
 std::optional<std::int64_t> someNumber(JsonReader& reader) {
   if (reader.peek() != JsonReader::Kind::number) {
     reader.skipValue();
